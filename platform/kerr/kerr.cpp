@@ -115,9 +115,13 @@ void KerrException::Clear() {
     kerr_DeleteErrorReportEx(&state_->hostReport);
 }
 
-bool KerrException::HasError() const { return state_->report || state_->hostReport; }
+bool KerrException::HasError() const {
+    return state_->report || state_->hostReport;
+}
 
-KERR_REPORT** KerrException::slot() { return &state_->hostReport; }
+KERR_REPORT** KerrException::slot() {
+    return &state_->hostReport;
+}
 
 const KERR_REPORT* KerrException::report() const {
     return state_->report ? state_->report.get() : state_->hostReport;
@@ -138,9 +142,10 @@ void TolvanLog::Write(std::string_view function, int severity, std::string_view 
         innermostListener->sink_({std::string(function), severity, std::string(message), nullptr});
 }
 
-TolvanLog::Listener::Listener(kerr::Sink sink)
-    : sink_(std::move(sink)), outer_(innermostListener) {
+TolvanLog::Listener::Listener(kerr::Sink sink) : sink_(std::move(sink)), outer_(innermostListener) {
     innermostListener = this;
 }
 
-TolvanLog::Listener::~Listener() { innermostListener = outer_; }
+TolvanLog::Listener::~Listener() {
+    innermostListener = outer_;
+}

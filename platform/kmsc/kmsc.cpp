@@ -44,6 +44,10 @@ void* kmsc_MemDup(const void* source, std::size_t size) {
     return copy;
 }
 
-void kmsc_FailAllocation(std::uint64_t n) { allocationsUntilFailure = n; }
+void kmsc_FailAllocation(std::uint64_t n) {
+    allocationsUntilFailure = n;
+}
 
-std::int64_t kmsc_BlocksInUse() { return blocksInUse; }
+std::int64_t kmsc_BlocksInUse() {
+    return blocksInUse;
+}

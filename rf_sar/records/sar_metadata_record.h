@@ -37,68 +37,68 @@ static_assert(offsetof(StateVectorComponent, count) == 0);
 static_assert(offsetof(StateVectorComponent, values) == 8);
 
 struct SarMetadataRecord {
-    std::int32_t recordVersion;             ///< always 0
-    std::int32_t passDirection;             ///< 1 ascending, 2 descending, 0 unknown
-    std::int32_t productGeometry;           ///< 3 slant-range single-look complex, else 0
-    std::int32_t beamModeClass;             ///< 1 stripmap, 2 spotlight, 3 ScanSAR, 0 other
-    char sensorCode[4];                     ///< NUL-terminated text, "F"
-    std::int32_t firstLineYear;             ///< calendar date of the first line (zero-Doppler time)
-    std::int32_t firstLineMonth;            ///< 1..12
-    std::int32_t firstLineDay;              ///< 1..31
-    std::int32_t firstLineDayOfYear;        ///< 1..366
-    std::int32_t numberOfSamplesPerLine;    ///< image width
-    std::int32_t numberOfLines;             ///< image height
-    std::int32_t padding02C;                ///< 0
-    double stateVectorFirstTime;            ///< s of day, day changes folded by the readers
-    double stateVectorFirstTime2;           ///< the same value again
-    double stateVectorInterval;             ///< s between consecutive state vectors
-    double stateVectorInterval2;            ///< the same value again
-    double firstLineTime;                   ///< s of day, the earlier of first and last line
-    double lastLineTime;                    ///< s of day, the later of the two
-    double imageDuration;                   ///< s
-    double semiMajorAxis;                   ///< m, reference ellipsoid
-    double semiMinorAxis;                   ///< m
-    double geodeticTerrainHeight;           ///< m above the ellipsoid, mean of the scene
-    double lookDirection;                   ///< degrees: -90 left, +90 right, 0 unknown
-    double incidenceAngleCentre;            ///< degrees
-    double wavelength;                      ///< m
-    double adcSamplingRate;                 ///< Hz, range sampling rate
-    double pulseRepetitionFrequency;        ///< Hz, effective
-    double totalProcessedRangeBandwidth;    ///< Hz
-    double totalProcessedAzimuthBandwidth;  ///< Hz
-    std::int32_t rangeWindowType;           ///< 1 Hamming, 2 Kaiser, 3 Flat, 0 other
-    std::int32_t padding0BC;                ///< 0
-    double rangeWindowCoefficient;          ///< -
-    std::int32_t azimuthWindowType;         ///< as rangeWindowType
-    std::int32_t padding0CC;                ///< 0
-    double azimuthWindowCoefficient;        ///< -
-    DopplerPolynomial dopplerCentroid[2];   ///< near the first line (or centre); near the last line
-    double sampledPixelSpacing;             ///< m, along range
-    double sampledLineSpacing;              ///< m, along azimuth
-    double slantRangeNearEdge;              ///< m, slant range of the first range sample
-    std::int32_t numberOfStateVectors;      ///< count
-    std::int32_t rangeGeometry;             ///< 2 slant range, 1 ground range
-    double groundToSlantRangeCoefficients[6]; ///< m, constant term first, unused slots 0
-    std::int32_t pixelTimeOrdering;         ///< 0 increasing, 1 decreasing along a line
-    std::int32_t lineTimeOrdering;          ///< 0 increasing, 1 decreasing down the image
+    std::int32_t recordVersion;            ///< always 0
+    std::int32_t passDirection;            ///< 1 ascending, 2 descending, 0 unknown
+    std::int32_t productGeometry;          ///< 3 slant-range single-look complex, else 0
+    std::int32_t beamModeClass;            ///< 1 stripmap, 2 spotlight, 3 ScanSAR, 0 other
+    char sensorCode[4];                    ///< NUL-terminated text, "F"
+    std::int32_t firstLineYear;            ///< calendar date of the first line (zero-Doppler time)
+    std::int32_t firstLineMonth;           ///< 1..12
+    std::int32_t firstLineDay;             ///< 1..31
+    std::int32_t firstLineDayOfYear;       ///< 1..366
+    std::int32_t numberOfSamplesPerLine;   ///< image width
+    std::int32_t numberOfLines;            ///< image height
+    std::int32_t padding02C;               ///< 0
+    double stateVectorFirstTime;           ///< s of day, day changes folded by the readers
+    double stateVectorFirstTime2;          ///< the same value again
+    double stateVectorInterval;            ///< s between consecutive state vectors
+    double stateVectorInterval2;           ///< the same value again
+    double firstLineTime;                  ///< s of day, the earlier of first and last line
+    double lastLineTime;                   ///< s of day, the later of the two
+    double imageDuration;                  ///< s
+    double semiMajorAxis;                  ///< m, reference ellipsoid
+    double semiMinorAxis;                  ///< m
+    double geodeticTerrainHeight;          ///< m above the ellipsoid, mean of the scene
+    double lookDirection;                  ///< degrees: -90 left, +90 right, 0 unknown
+    double incidenceAngleCentre;           ///< degrees
+    double wavelength;                     ///< m
+    double adcSamplingRate;                ///< Hz, range sampling rate
+    double pulseRepetitionFrequency;       ///< Hz, effective
+    double totalProcessedRangeBandwidth;   ///< Hz
+    double totalProcessedAzimuthBandwidth; ///< Hz
+    std::int32_t rangeWindowType;          ///< 1 Hamming, 2 Kaiser, 3 Flat, 0 other
+    std::int32_t padding0BC;               ///< 0
+    double rangeWindowCoefficient;         ///< -
+    std::int32_t azimuthWindowType;        ///< as rangeWindowType
+    std::int32_t padding0CC;               ///< 0
+    double azimuthWindowCoefficient;       ///< -
+    DopplerPolynomial dopplerCentroid[2];  ///< near the first line (or centre); near the last line
+    double sampledPixelSpacing;            ///< m, along range
+    double sampledLineSpacing;             ///< m, along azimuth
+    double slantRangeNearEdge;             ///< m, slant range of the first range sample
+    std::int32_t numberOfStateVectors;     ///< count
+    std::int32_t rangeGeometry;            ///< 2 slant range, 1 ground range
+    double groundToSlantRangeCoefficients[6];  ///< m, constant term first, unused slots 0
+    std::int32_t pixelTimeOrdering;            ///< 0 increasing, 1 decreasing along a line
+    std::int32_t lineTimeOrdering;             ///< 0 increasing, 1 decreasing down the image
     StateVectorComponent stateVectorXPosition; ///< m, earth-fixed
     StateVectorComponent stateVectorYPosition; ///< m
     StateVectorComponent stateVectorZPosition; ///< m
     StateVectorComponent stateVectorXVelocity; ///< m/s, earth-fixed
     StateVectorComponent stateVectorYVelocity; ///< m/s
     StateVectorComponent stateVectorZVelocity; ///< m/s
-    std::int32_t ephemerisStatus;           ///< set to 0 by the readers before sarm_ModelEphemeris
-    unsigned char modelArea[148];           ///< the SAR model library's own; readers never write it
-    std::int32_t imageWindowValid;          ///< 1 once the window below is set
-    std::int32_t firstSample;               ///< 0
-    std::int32_t lastSample;                ///< numberOfSamplesPerLine - 1
-    std::int32_t sampleStep;                ///< 1
-    std::int32_t sampleCount;               ///< numberOfSamplesPerLine
-    std::int32_t firstLine;                 ///< 0
-    std::int32_t lastLine;                  ///< numberOfLines - 1
-    std::int32_t lineStep;                  ///< 1
-    std::int32_t lineCount;                 ///< numberOfLines
-    std::int32_t padding2DC;                ///< 0
+    std::int32_t ephemerisStatus;  ///< set to 0 by the readers before sarm_ModelEphemeris
+    unsigned char modelArea[148];  ///< the SAR model library's own; readers never write it
+    std::int32_t imageWindowValid; ///< 1 once the window below is set
+    std::int32_t firstSample;      ///< 0
+    std::int32_t lastSample;       ///< numberOfSamplesPerLine - 1
+    std::int32_t sampleStep;       ///< 1
+    std::int32_t sampleCount;      ///< numberOfSamplesPerLine
+    std::int32_t firstLine;        ///< 0
+    std::int32_t lastLine;         ///< numberOfLines - 1
+    std::int32_t lineStep;         ///< 1
+    std::int32_t lineCount;        ///< numberOfLines
+    std::int32_t padding2DC;       ///< 0
 };
 
 #define RF_SAR_FIELD_AT(field, offset) static_assert(offsetof(SarMetadataRecord, field) == offset)
