@@ -9,6 +9,11 @@ def wrap_degrees(lon):
     return (np.asarray(lon, float) + 180.0) % 360.0 - 180.0
 
 
+def margin_m(samples, spacing_m):
+    """Ground or slant distance beyond each edge over which the range polynomial is fitted."""
+    return 0.05 * samples * spacing_m + 100.0
+
+
 class SensorGrid:
     """Lines in zero-Doppler time, samples in slant range or, through a polynomial, ground range.
 
@@ -31,9 +36,11 @@ class SensorGrid:
 
     def line_sample(self, time_s, slant_range_m):
         line = (time_s - self.first_line_s) / self.line_interval_s
-        # The polynomial rises over the image and its margins: halve until the range is met.
-        low = np.full(np.shape(slant_range_m), -0.3 * self.samples - 50.0)
-        high = np.full(np.shape(slant_range_m), 1.3 * self.samples + 50.0)
+        # The polynomial rises over the image and its margin: halve until the range is met. What
+        # lies beyond comes out at the margin's end, outside the image.
+        margin = margin_m(self.samples, self.spacing_m) / self.spacing_m
+        low = np.full(np.shape(slant_range_m), -margin)
+        high = np.full(np.shape(slant_range_m), self.samples - 1 + margin)
         for _ in range(zerodoppler.HALVINGS):
             q = (low + high) / 2
             short = np.polynomial.polynomial.polyval(q * self.spacing_m,

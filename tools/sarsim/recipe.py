@@ -61,7 +61,9 @@ class Recipe:
     seed: int = option("seed of everything random", 1)
     # The geometry
     centre: str = option("scene centre LON,LAT in degrees", "11.5,48.1")
-    height: float = option("constant terrain height above the ellipsoid, m", 120.0)
+    height: Optional[float] = option(
+        "constant terrain height above the ellipsoid, m (default 120; capella 0: its metadata state "
+        "none)")
     incidence: Optional[float] = option("incidence angle at the centre, degrees")
     altitude: Optional[float] = option("orbit altitude above the equatorial radius, m")
     look: str = option("look side", "right", choices=("left", "right"))
@@ -100,6 +102,10 @@ class Recipe:
                                            choices=("slant_plane", "pfa"))
 
     @property
+    def platform(self):
+        return self.family.split("-")[0]
+
+    @property
     def product_is_complex(self):
         return self.product_type in COMPLEX_TYPES.get(self.family, ())
 
@@ -131,21 +137,21 @@ class Recipe:
 
 
 DEFAULTS = {
-    "capella-geo": dict(product_type="GEO", satellite="capella-11", acquisition="spotlight",
-                        polarizations="HH", incidence=38.0, altitude=525e3, line_spacing=1.0,
-                        pixel_spacing=1.0),
-    "capella-slc": dict(product_type="SLC", satellite="capella-11", acquisition="stripmap",
-                        polarizations="VV", incidence=34.0, altitude=525e3, line_spacing=1.1,
-                        pixel_spacing=0.6171875),
-    "capella-grd": dict(product_type="GRD", satellite="capella-11", acquisition="sliding_spotlight",
-                        polarizations="HH", incidence=36.0, altitude=525e3, line_spacing=1.0,
-                        pixel_spacing=1.0),
-    "rcm": dict(product_type="GRD", satellite="RCM-2", acquisition="Medium Resolution 16m",
-                polarizations="HH HV", incidence=33.0, altitude=592e3, line_spacing=6.25,
-                pixel_spacing=6.25),
-    "radarsat2": dict(product_type="SLC", satellite="RADARSAT-2", acquisition="Fine",
-                      polarizations="HH", incidence=36.0, altitude=798e3, line_spacing=5.0,
-                      pixel_spacing=4.733),
+    "capella-geo": dict(product_type="GEO", acquisition="spotlight", polarizations="HH",
+                        incidence=38.0, line_spacing=1.0, pixel_spacing=1.0),
+    "capella-slc": dict(product_type="SLC", acquisition="stripmap", polarizations="VV",
+                        incidence=34.0, line_spacing=1.1, pixel_spacing=0.6171875),
+    "capella-grd": dict(product_type="GRD", acquisition="sliding_spotlight", polarizations="HH",
+                        incidence=36.0, line_spacing=1.0, pixel_spacing=1.0),
+    "rcm": dict(product_type="GRD", acquisition="Medium Resolution 16m", polarizations="HH HV",
+                incidence=33.0, line_spacing=6.25, pixel_spacing=6.25),
+    "radarsat2": dict(product_type="SLC", acquisition="Fine", polarizations="HH",
+                      incidence=36.0, line_spacing=5.0, pixel_spacing=4.733),
+}
+PLATFORMS = {
+    "capella": dict(satellite="capella-11", altitude=525e3, height=0.0),
+    "rcm": dict(satellite="RCM-2", altitude=592e3, height=120.0),
+    "radarsat2": dict(satellite="RADARSAT-2", altitude=798e3, height=120.0),
 }
 SPACINGS = {  # line and pixel spacing where they differ from the family's default
     ("rcm", "SLC"): (2.2, 2.6), ("rcm", "GRC"): (2.2, 3.0), ("rcm", "GCC"): (3.0, 3.0),
@@ -162,7 +168,7 @@ def complete(recipe):
     r = dataclasses.replace(recipe)
     if r.line_spacing is None and r.pixel_spacing is None:
         r.line_spacing, r.pixel_spacing = SPACINGS.get((r.family, r.product_type), (None, None))
-    for key, value in DEFAULTS[r.family].items():
+    for key, value in {**DEFAULTS[r.family], **PLATFORMS[r.platform]}.items():
         if getattr(r, key) is None:
             setattr(r, key, value)
     if r.image_order is None:
@@ -171,7 +177,7 @@ def complete(recipe):
     if r.pixel_type is None:
         r.pixel_type = "int16" if r.product_is_complex else "uint16"
     if r.bands is None:
-        r.bands = 1 if r.family.startswith("capella") or not r.product_is_complex else 2
+        r.bands = 1 if r.platform == "capella" or not r.product_is_complex else 2
     if r.image_geometry is None:
         r.image_geometry = "slant_plane"
     check(r)
@@ -200,7 +206,7 @@ def check(r):
     need(not r.tiled or r.block is None or r.block % 16 == 0, "block: tiles need a multiple of 16")
     need(r.state_vectors is None or r.state_vectors >= 1, "state_vectors: at least 1")
     need(r.doppler_estimates >= 1, "doppler_estimates: at least 1")
-    need(r.pixel_order == "increasing" or not r.family.startswith("capella"),
+    need(r.pixel_order == "increasing" or r.platform != "capella",
          "pixel_order: Capella products run from near to far range")
     need(r.tie_points >= 2, "tie_points: at least 2")
     need(10 <= r.incidence <= 60, "incidence: 10 to 60 degrees")
@@ -213,7 +219,7 @@ def check(r):
         ns = r.start_ns
     except ValueError as error:
         raise RecipeError(f"start: {error}") from None
-    need(r.family.startswith("capella") or ns % 1000 == 0, "start: whole microseconds")
+    need(r.platform == "capella" or ns % 1000 == 0, "start: whole microseconds")
 
 
 def from_json(path, **overrides):

@@ -43,12 +43,11 @@ class Scene:
     def __init__(self, recipe, radar):
         r = self.recipe = recipe
         self.radar = radar
-        self.tick_s = 1e-9 if r.family.startswith("capella") else 1e-6
+        self.tick_s = 1e-9 if r.platform == "capella" else 1e-6
         lon, lat = r.lon_lat
-        family = r.family.split("-")[0]
         position, velocity, self.centre_range_m = orbits.place(
             lon, lat, r.height, r.altitude, r.incidence, r.look,
-            r.pass_direction == "ascending", INCLINATION_DEG[family])
+            r.pass_direction == "ascending", INCLINATION_DEG[r.platform])
         self.centre_ecef = ellipsoid.to_ecef(lon, lat, r.height)
         self.ground_speed_m_s = (np.linalg.norm(velocity) * np.linalg.norm(self.centre_ecef)
                                  / np.linalg.norm(position))
@@ -134,10 +133,13 @@ class Scene:
     def _ground_to_slant(self, from_near_m=None):
         """Slant range as a polynomial of the distance along the ground from the near edge."""
         r = self.recipe
-        length = max((r.samples - 1) * r.pixel_spacing, 100.0)
-        half = 0.55 * length + 500.0
-        ranges = np.linspace(self.centre_range_m - half * np.sin(np.radians(r.incidence)),
-                             self.centre_range_m + half, 4001)
+        length = (r.samples - 1) * r.pixel_spacing
+        margin = grids.margin_m(r.samples, r.pixel_spacing)
+        reach = length / 2 + 2 * margin
+        position, _ = self.orbit.state(self.centre_s)
+        nadir = float(ellipsoid.to_geodetic(position)[2]) - r.height
+        nearest = self.centre_range_m - reach * np.sin(np.radians(r.incidence))
+        ranges = np.linspace(max(nearest, nadir + 100.0), self.centre_range_m + reach, 4001)
         points = zerodoppler.ground_points(self.orbit, r.look, np.full(4001, self.centre_s),
                                            ranges, r.height)
         ground = np.concatenate([[0.0], np.cumsum(np.linalg.norm(np.diff(points, axis=0), axis=1))])
@@ -146,7 +148,9 @@ class Scene:
             ground -= centre - (r.samples - 1) * r.pixel_spacing / 2
         else:
             ground -= np.interp(from_near_m, ranges, ground)
-        used = (ground > -0.05 * length - 100) & (ground < 1.05 * length + 100)
+        if ground[0] > 0:
+            raise ValueError("the swath reaches beyond nadir: fewer samples or more incidence")
+        used = (ground > -margin) & (ground < length + margin)
         fit = np.polynomial.Polynomial.fit(ground[used], ranges[used], RANGE_POLYNOMIAL_DEGREE)
         return [rounded(c) for c in fit.convert().coef]
 

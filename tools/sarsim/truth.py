@@ -22,7 +22,7 @@ BEAM_CLASSES = {
 
 def _timing(scene):
     r = scene.recipe
-    digits = 9 if r.family.startswith("capella") else 6
+    digits = 9 if r.platform == "capella" else 6
 
     def at(time_s):
         ns = r.start_ns + round(time_s / scene.tick_s) * round(scene.tick_s * 1e9)
@@ -38,14 +38,14 @@ def _timing(scene):
 def _record(scene):
     """Values of the SAR metadata that follow from the recipe alone, under the record's names."""
     r, radar = scene.recipe, scene.radar
-    capella = r.family.startswith("capella")
+    capella = r.platform == "capella"
     prf = radar["prf"]
     if r.family == "radarsat2" and any(w in ("Fore", "Aft") for w in r.wings.split()):
         prf *= 2  # one wing after the other: every pulse is heard twice
     return {
         "passDirection": 1 if r.pass_direction == "ascending" else 2,
         "productGeometry": 3 if r.product_is_slant else 0,
-        "beamModeClass": BEAM_CLASSES[r.family.split("-")[0]].get(r.acquisition, 0),
+        "beamModeClass": BEAM_CLASSES[r.platform].get(r.acquisition, 0),
         "numberOfSamplesPerLine": r.samples, "numberOfLines": r.lines,
         "semiMajorAxis": ellipsoid.SEMI_MAJOR_M, "semiMinorAxis": ellipsoid.SEMI_MINOR_M,
         "geodeticTerrainHeight": 0.0 if capella else r.height,
