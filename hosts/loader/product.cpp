@@ -35,14 +35,20 @@ void Layer::readBlock(std::uint32_t row, std::uint32_t column, void* samples) co
         throw Error("layer " + name_ + ": " + heard.reason("cannot be read"));
 }
 
+void Layer::requireInside(std::uint32_t x, std::uint32_t y, std::uint32_t width,
+                          std::uint32_t height) const {
+    if (width != 0 && height != 0 && x < width_ && y < height_ && width <= width_ - x &&
+        height <= height_ - y)
+        return;
+    throw Error("layer " + name_ + ": the window " + std::to_string(x) + "," + std::to_string(y) +
+                "," + std::to_string(width) + "," + std::to_string(height) +
+                " does not lie inside the image of " + std::to_string(width_) + " x " +
+                std::to_string(height_) + " pixels");
+}
+
 void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width,
                        std::uint32_t height, std::span<std::uint16_t> samples) const {
-    if (width == 0 || height == 0 || x >= width_ || y >= height_ || width > width_ - x ||
-        height > height_ - y)
-        throw Error("layer " + name_ + ": the window " + std::to_string(x) + "," +
-                    std::to_string(y) + "," + std::to_string(width) + "," +
-                    std::to_string(height) + " leaves the image of " + std::to_string(width_) +
-                    " x " + std::to_string(height_));
+    requireInside(x, y, width, height);
     std::vector<std::uint16_t> block(std::size_t{blockWidth_} * blockHeight_);
     for (std::uint32_t row = y / blockHeight_; row <= (y + height - 1) / blockHeight_; ++row)
         for (std::uint32_t column = x / blockWidth_; column <= (x + width - 1) / blockWidth_;

@@ -23,8 +23,12 @@ public:
     /// @throws Error naming the layer and the reason when any of it could not be read.
     void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const;
 
+    /// @throws Error telling window and size for a window that is empty or leaves the image.
+    void requireInside(std::uint32_t x, std::uint32_t y, std::uint32_t width,
+                       std::uint32_t height) const;
+
     /// Reads a window that lies inside the image into width * height samples.
-    /// @throws Error as readBlock, and for a window that leaves the image.
+    /// @throws Error as readBlock and requireInside.
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 

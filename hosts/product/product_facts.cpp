@@ -3,6 +3,8 @@
 #include "kfio/kfio.h"
 #include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"
+#include "kstr/kstr.h"
+#include "ktxt/ktxt.h"
 #include "loader/plugin.h"
 
 #include <algorithm>
@@ -93,7 +95,8 @@ bool hasSarModelType(const ProductFacts& facts) {
 
 ProductFacts readFacts(const std::string& productFile) {
     try {
-        const bool xml = !productFile.empty() && (productFile.back() | 0x20) == 'l';
+        const bool xml =
+            kstr_Eqic(kfnp_FileNameGetExtPart(ktxt::widen(productFile)), u".xml");
         return xml ? factsOfXml(kfio::readXmlTree(productFile))
                    : factsOfJson(productFile, kfio::readJsonTree(productFile));
     } catch (const boost::property_tree::ptree_error& error) {
