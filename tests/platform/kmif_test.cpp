@@ -164,7 +164,7 @@ TEST(SelfDescribingRecord, SarMetadataPrintsFromItsDesignAlone) {
             EXPECT_EQ(data[field.name].asDouble(), value);
         }
     }
-    EXPECT_EQ(data.size(), 47U); // 52 members of the record, less padding and the model area
+    EXPECT_EQ(data.size(), 57U); // 62 members of the record, less 4 paddings and the model area
     EXPECT_EQ(data["sensorCode"].asString(), "F");
     EXPECT_EQ(data["groundToSlantRangeCoefficients"][5].asDouble(),
               record.groundToSlantRangeCoefficients[5]);
@@ -224,6 +224,7 @@ TEST(SelfDescribingRecord, DopplerAndCalibrationTellCountsAndTables) {
               "{\n  \"lutBetaOffset\": -0.0,\n  \"lutBeta\": [1.5, \"-INF\", \"NaN\"],\n"
               "  \"lutSigmaOffset\": 0.0,\n  \"lutSigma\": [],\n"
               "  \"lutGammaOffset\": 0.0,\n  \"lutGamma\": []\n}");
+    EXPECT_EQ(static_cast<const CalibrationLutRecord*>(node.data())->gammaCount, 0);
     luts.betaCount = -1;
     EXPECT_FALSE(kmif_NodeCreate(&luts, makeCalibrationDesign().get(), &node, nullptr));
     EXPECT_FALSE(node.empty()); // still what it was
