@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 #include <unistd.h>
 
 void refuseOverwriting(const std::string& name, bool force) {
