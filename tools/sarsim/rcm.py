@@ -1,4 +1,4 @@
-"""RADARSAT Constellation Mission: metadata/product.xml, metadata/calibration/, imagery/, manifest."""
+"""RADARSAT Constellation Mission: metadata/ with its calibration/, imagery/ and manifest.safe."""
 import os
 
 import numpy as np
@@ -58,7 +58,8 @@ class _Writer:
     def product(self):
         return element(
             "product", element("productId", product_id(self.r)),
-            element("productAnnotation", "Données simulées"), element("productApplication", "Other"),
+            element("productAnnotation", "Données simulées"),
+            element("productApplication", "Other"),
             element("documentIdentifier", "RCM-SP-53-0419, Issue 2/9"),
             element("securityAttributes",
                     element("securityClassification", "Non classifié / Unclassified"),

@@ -62,8 +62,8 @@ class Recipe:
     # The geometry
     centre: str = option("scene centre LON,LAT in degrees", "11.5,48.1")
     height: Optional[float] = option(
-        "constant terrain height above the ellipsoid, m (default 120; capella 0: its metadata state "
-        "none)")
+        "constant terrain height above the ellipsoid, m (default 120; for capella 0, as its "
+        "metadata state none)")
     incidence: Optional[float] = option("incidence angle at the centre, degrees")
     altitude: Optional[float] = option("orbit altitude above the equatorial radius, m")
     look: str = option("look side", "right", choices=("left", "right"))
