@@ -1,6 +1,7 @@
 """Simulated products: documents, pixels and truth must tell one story."""
 import glob
 import itertools
+import json
 import os
 import subprocess
 import sys
@@ -231,6 +232,28 @@ class Files(unittest.TestCase):
             refused = self.run_cli(wrong[0], self.folder, *wrong[1:])
             self.assertEqual(refused.returncode, 2)
             self.assertIn(word, refused.stderr)
+
+    def test_recipe_file_and_options_together_make_the_recipe(self):
+        path = os.path.join(self.folder, "recipe.json")
+        with open(path, "w", encoding="utf-8") as stream:
+            json.dump({"family": "rcm", "name": "r", "product_type": "SLC", "images": False,
+                       "lines": 20, "targets": [{"lon": 11.5, "lat": 48.1, "height": 300}]}, stream)
+        done = self.run_cli("--recipe", path, "--lines", "101", "--start", "2023-12-31T23:59:59.5Z",
+                            "--vector-start", "-2", "--doppler-positions", "-0.5,0,1", self.folder)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        with open(os.path.join(self.folder, "r.truth.json"), encoding="utf-8") as stream:
+            truth = json.load(stream)
+        self.assertEqual(truth["record"]["numberOfLines"], 101)
+        self.assertEqual(truth["stateVectors"][0]["utc"], "2023-12-31T23:59:57.500000Z")
+        self.assertEqual(truth["stateVectors"][3]["utc"], "2024-01-01T00:00:00.500000Z")
+        times = [truth["timing"][edge]["utc"] for edge in ("fileLine0", "fileLastLine")]
+        estimates = [e["utc"] for e in truth["doppler"]["estimates"]]
+        self.assertEqual(estimates[1:], times)
+        self.assertLess(estimates[0], times[0])
+        # A mast on the scene's centre: broadside at mid-image, and nearer than the ground there.
+        target, = truth["targets"]
+        self.assertAlmostEqual(target["line"], 50, delta=0.5)
+        self.assertLess(target["sample"], 255 - 30)
 
     def test_radarsat2_documents_are_valid_under_the_published_schema(self):
         products = os.environ.get("RF_SAR_PRODUCTS", os.path.join(TOOLS, "..", "..", "shared",
