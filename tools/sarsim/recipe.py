@@ -87,7 +87,7 @@ class Recipe:
     vector_jitter: float = option("uneven state-vector times: largest shift, s", 0.0)
     doppler_estimates: int = option("number of Doppler centroid estimates", 1)
     doppler_positions: Optional[list] = option(
-        "their places as fractions of the image time, e.g. 0.1,0.9 (0 start, 1 end; may lie outside)",
+        "their places as fractions of the image time (0 start, 1 end), e.g. -0.2,0.1,0.9",
         kind=numbers)
     # Targets and tie points
     targets: Optional[list] = option("point targets, [{lon, lat, height}, ...] (JSON only)",
