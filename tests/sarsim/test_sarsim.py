@@ -125,8 +125,8 @@ class Products(unittest.TestCase):
                         "RPC_PIXEL_ERROR_THRESHOLD=1e-6"])
                     found = transformer.TransformPoint(1, target["lon"], target["lat"])[1]
                     # GDAL counts from the corner of the first pixel.
-                    np.testing.assert_allclose(
-                        found[:2], (target["sample"] + 0.5, target["line"] + 0.5), rtol=0, atol=1e-3)
+                    stated = (target["sample"] + 0.5, target["line"] + 0.5)
+                    np.testing.assert_allclose(found[:2], stated, rtol=0, atol=1e-3)
 
     def test_map_products_are_georeferenced_by_their_image(self):
         for story in MAP_RECIPES:
