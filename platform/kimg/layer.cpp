@@ -38,7 +38,8 @@ public:
         if (KIMG_LAYER* other = useLocked(layer->key, layer->file))
             return other;
         layer->users = 1;
-        return layers_[layer->key] = layer.release();
+        layers_[layer->key] = layer.get();
+        return layer.release();
     }
 
     void remove(const KIMG_LAYER* layer) {
