@@ -38,7 +38,8 @@ public:
         if (KIMG_LAYER* other = useLocked(layer->key, layer->file))
             return other;
         layer->users = 1;
-        return layers_[layer->key] = layer.release();
+        layers_[layer->key] = layer.get();
+        return layer.release();
     }
 
     void remove(const KIMG_LAYER* layer) {
@@ -148,7 +149,13 @@ std::uint32_t hostPixelType(GDALDataType stored, bool signedByte) {
     }
 }
 
-void describeBand(KIMG_LAYER& layer, GDALRasterBandH band) {
+bool isPixelInterleaved(GDALDatasetH dataset) {
+    const char* interleave = GDALGetMetadataItem(dataset, "INTERLEAVE", "IMAGE_STRUCTURE");
+    return GDALGetRasterCount(dataset) > 1 && interleave && EQUAL(interleave, "PIXEL");
+}
+
+void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
+    const GDALRasterBandH band = GDALGetRasterBand(dataset, layer.band);
     const GDALDataType stored = GDALGetRasterDataType(band);
     const char* byteKind = GDALGetMetadataItem(band, "PIXELTYPE", "IMAGE_STRUCTURE");
     layer.storedType = stored;
@@ -157,6 +164,7 @@ void describeBand(KIMG_LAYER& layer, GDALRasterBandH band) {
                                     layer.signedByte);
     layer.storedAsIs =
         !layer.imaginary && stored != GDT_CInt32 && stored != GDT_UInt64 && stored != GDT_Int64;
+    layer.interleaved = isPixelInterleaved(dataset);
     layer.width = GDALGetRasterBandXSize(band);
     layer.height = GDALGetRasterBandYSize(band);
     GDALGetBlockSize(band, &layer.blockWidth, &layer.blockHeight);
@@ -193,7 +201,7 @@ KIMG_LAYER* openLayer(std::u16string_view name, double fill) {
     layer->fill = fill;
     const DatasetLease lease(layer->file);
     findBand(*layer, lease.handle(), number);
-    describeBand(*layer, GDALGetRasterBand(lease.handle(), layer->band));
+    describeBand(*layer, lease.handle());
     return table.add(std::move(layer));
 }
 

@@ -33,7 +33,7 @@ std::optional<std::string> readVirtualFile(const std::string& path, std::size_t 
                                                           close);
     const auto state = virtualStat(path);
     if (!file || (state && state->isDirectory)) {
-        reason = file ? path + ": is a folder" : errors.describe(path);
+        reason = file ? path + ": is a folder" : errors.describe(path, "no such file");
         return std::nullopt;
     }
     std::string content;
@@ -46,7 +46,7 @@ std::optional<std::string> readVirtualFile(const std::string& path, std::size_t 
         content.append(chunk.data(), n);
     }
     if (state && content.size() < state->size) {
-        reason = errors.describe(path);
+        reason = errors.describe(path, "cannot be read to its end");
         return std::nullopt;
     }
     return content;
