@@ -25,14 +25,15 @@ public:
     /// @return a waiting handle of the file, or null after making room for the caller to open one.
     std::unique_ptr<OpenImage> take(const ImageFile& file);
     /// Takes back a handle that may wait for its next use.
-    void giveBack(const ImageFile& file, std::unique_ptr<OpenImage> image);
+    void giveBack(std::unique_ptr<OpenImage> image);
     /// Takes back the room of a handle that is closed, or was never opened.
     void forget();
     void closeIdle(const ImageFile& file);
 
 private:
+    DatasetPool() { idle_.reserve(maxOpen); } // so that giving back never fails
+
     struct Idle {
-        ImageFile file;
         std::thread::id user; // the last one
         std::unique_ptr<OpenImage> image;
     };
@@ -50,9 +51,9 @@ std::vector<DatasetPool::Idle>::iterator DatasetPool::findLocked(const ImageFile
     auto found = idle_.end();
     for (auto idle = idle_.end(); idle != idle_.begin();) {
         --idle;
-        if (idle->user == self && idle->file == file)
+        if (idle->user == self && idle->image->file == file)
             return idle;
-        if (found == idle_.end() && idle->file == file)
+        if (found == idle_.end() && idle->image->file == file)
             found = idle;
     }
     return found;
@@ -76,10 +77,10 @@ std::unique_ptr<OpenImage> DatasetPool::take(const ImageFile& file) {
     return nullptr;
 }
 
-void DatasetPool::giveBack(const ImageFile& file, std::unique_ptr<OpenImage> image) {
+void DatasetPool::giveBack(std::unique_ptr<OpenImage> image) {
     const std::lock_guard lock(mutex_); // given up before `image` closes
     if (open_ <= maxOpen)
-        idle_.push_back({file, std::this_thread::get_id(), std::move(image)});
+        idle_.push_back({std::this_thread::get_id(), std::move(image)});
     else
         --open_;
 }
@@ -92,8 +93,8 @@ void DatasetPool::forget() {
 void DatasetPool::closeIdle(const ImageFile& file) {
     std::vector<Idle> closing; // after the lock is given up
     const std::lock_guard lock(mutex_);
-    const auto others = std::stable_partition(idle_.begin(), idle_.end(),
-                                              [&](const Idle& idle) { return idle.file != file; });
+    const auto others = std::stable_partition(
+        idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.image->file != file; });
     closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
     idle_.erase(others, idle_.end());
     open_ -= closing.size();
@@ -105,7 +106,7 @@ std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
         GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
     const GDALDatasetH dataset =
         GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, nullptr);
-    return dataset ? std::make_unique<OpenImage>(dataset, file.path) : nullptr;
+    return dataset ? std::make_unique<OpenImage>(dataset, file) : nullptr;
 }
 
 } // namespace
@@ -134,13 +135,12 @@ OpenImage::~OpenImage() {
 void* OpenImage::bytes() {
     if (!bytesTried_) {
         bytesTried_ = true;
-        bytes_ = VSIFOpenL(path.c_str(), "rb");
+        bytes_ = VSIFOpenL(file.path.c_str(), "rb");
     }
     return bytes_;
 }
 
-DatasetLease::DatasetLease(const ImageFile& file)
-    : file_(file), image_(DatasetPool::instance().take(file)) {
+DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance().take(file)) {
     if (image_)
         return;
     try {
@@ -159,14 +159,14 @@ DatasetLease::DatasetLease(const ImageFile& file)
 
 DatasetLease::~DatasetLease() {
     if (reusable_)
-        DatasetPool::instance().giveBack(file_, std::move(image_));
+        DatasetPool::instance().giveBack(std::move(image_));
     else
         DatasetPool::instance().forget();
 }
 
 void DatasetLease::fail(const char* reason) {
     reusable_ = false;
-    throw ImageError(errors_.describe(file_.path, reason));
+    throw ImageError(errors_.describe(image_->file.path, reason));
 }
 
 void closeIdleDatasets(const ImageFile& file) {

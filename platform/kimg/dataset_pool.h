@@ -26,8 +26,8 @@ ImageFile imageFileNow(const std::string& path);
 
 /// One open handle of an image file.
 struct OpenImage {
-    OpenImage(void* gdalDataset, std::string imagePath)
-        : dataset(gdalDataset), path(std::move(imagePath)) {}
+    OpenImage(void* gdalDataset, ImageFile imageFile)
+        : dataset(gdalDataset), file(std::move(imageFile)) {}
     ~OpenImage();
     OpenImage(const OpenImage&) = delete;
     OpenImage& operator=(const OpenImage&) = delete;
@@ -37,7 +37,7 @@ struct OpenImage {
     void* bytes();
 
     void* const dataset; ///< a GDALDatasetH, never null
-    const std::string path;
+    const ImageFile file;
 
 private:
     void* bytes_ = nullptr;
@@ -64,7 +64,6 @@ public:
 
 private:
     ErrorCapture errors_; // outlives the handle's closing
-    const ImageFile& file_;
     std::unique_ptr<OpenImage> image_;
     bool reusable_ = true;
 };

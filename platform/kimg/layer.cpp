@@ -199,7 +199,7 @@ KIMG_LAYER* openLayer(std::u16string_view name, double fill) {
     layer->fileName = fileName;
     layer->key = key;
     layer->fill = fill;
-    const DatasetLease lease(layer->file);
+    const DatasetLease lease(file);
     findBand(*layer, lease.handle(), number);
     describeBand(*layer, lease.handle());
     return table.add(std::move(layer));

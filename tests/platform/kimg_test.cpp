@@ -309,9 +309,10 @@ TEST(ImageLayers, HoldersReleaseAsTheirFlagsSay) {
     TestImage{}.write(folder / "a.tif");
     const std::string name = folder / "a.tif#1";
     const Layer keeper = open(name);
-    { // without flags nothing happens: one user more remains
-        KimgLayerHolder holder;
-        holder.reset(open(name).release());
+    const Layer outlivesItsHolder = open(name);
+    {
+        KimgLayerHolder holder; // without flags nothing happens on release
+        holder.reset(outlivesItsHolder.get());
     }
     EXPECT_EQ(open(name), keeper);
     {
