@@ -125,7 +125,9 @@ class Products(ProductCase):
         self.assertEqual(grey.shape, (100, 75))
         image = gdal.Open(str(product.folder / product.truth["images"][0]["file"])).ReadAsArray()
         power = (image.astype(float) ** 2).reshape(100, 4, 75, 4).mean(axis=(1, 3))
-        self.assertGreater(np.corrcoef(grey.ravel(), np.sqrt(power).ravel())[0, 1], 0.9)
+        # The stretch is monotone, so brightness ranks must agree but for ties of the 8 bits.
+        rank = [np.argsort(np.argsort(a.ravel())) for a in (grey, power)]
+        self.assertGreater(np.corrcoef(*rank)[0, 1], 0.99)
         self.assertFails(rfsar("quicklook", product.opened, "-o", picture), "--force")
         self.assertEqual(
             rfsar("quicklook", product.opened, "-o", picture, "--force").returncode, 0)
