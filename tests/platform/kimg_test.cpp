@@ -202,6 +202,21 @@ TEST(ImageLayers, AnyWindowHoldsTheImageAndTheFillValueAround) {
     }
 }
 
+TEST(ImageLayers, PartOfAnEdgeBlockStaysInsideAViewThatIsABlockWide) {
+    const TempFolder folder;
+    const TestImage image{.options = fileLayouts[0]}; // 100 x 70 in blocks of 32 x 16
+    image.write(folder / "image.tif");
+    const Layer layer = open(folder / "image.tif#1");
+    std::vector<std::uint16_t> buffer(32 * 16, 0xEEEE);
+    const KGDA_DATA corner{buffer.data(), 6, 4, kpxmU16, 64, 2};
+    ASSERT_TRUE(kimg_LayerRead(layer.get(), 96, 64, 4, 6, &corner, nullptr));
+    for (int i = 0; i < 32 * 16; ++i) {
+        const bool inside = i % 32 < 4 && i / 32 < 6;
+        ASSERT_EQ(buffer[static_cast<std::size_t>(i)],
+                  inside ? image.sample(1, 96 + i % 32, 64 + i / 32).real() : 0xEEEE);
+    }
+}
+
 TEST(ImageLayers, NarrowTypesClampRoundAndKeepToTheirStrides) {
     const TempFolder folder;
     const std::string path = folder / "f.tif";
