@@ -212,7 +212,7 @@ TEST(ImageLayers, PartOfAnEdgeBlockStaysInsideAViewThatIsABlockWide) {
         std::uint32_t w, h;
     };
     for (const auto& [x, y, w, h] : {Part{96, 0, 4, 16}, Part{0, 64, 32, 6}, Part{96, 64, 4, 6}}) {
-        std::vector<std::uint16_t> buffer(32 * 16, 0xEEEE);
+        std::vector<std::uint16_t> buffer(512, 0xEEEE);
         const KGDA_DATA view{buffer.data(), h, w, kpxmU16, 64, 2};
         ASSERT_TRUE(kimg_LayerRead(layer.get(), x, y, w, h, &view, nullptr));
         for (std::uint32_t i = 0; i < 32 * 16; ++i) {
