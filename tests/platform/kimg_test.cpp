@@ -202,6 +202,27 @@ TEST(ImageLayers, AnyWindowHoldsTheImageAndTheFillValueAround) {
     }
 }
 
+TEST(ImageLayers, PartOfAnEdgeBlockStaysInsideAViewThatIsABlockWide) {
+    const TempFolder folder;
+    const TestImage image{.options = fileLayouts[0]}; // 100 x 70 in blocks of 32 x 16
+    image.write(folder / "image.tif");
+    const Layer layer = open(folder / "image.tif#1");
+    struct Part {
+        int x, y;
+        std::uint32_t w, h;
+    };
+    for (const auto& [x, y, w, h] : {Part{96, 0, 4, 16}, Part{0, 64, 32, 6}, Part{96, 64, 4, 6}}) {
+        std::vector<std::uint16_t> buffer(512, 0xEEEE);
+        const KGDA_DATA view{buffer.data(), h, w, kpxmU16, 64, 2};
+        ASSERT_TRUE(kimg_LayerRead(layer.get(), x, y, w, h, &view, nullptr));
+        for (std::uint32_t i = 0; i < 32 * 16; ++i) {
+            const int column = static_cast<int>(i % 32), line = static_cast<int>(i / 32);
+            const bool inside = i % 32 < w && i / 32 < h;
+            ASSERT_EQ(buffer[i], inside ? image.sample(1, x + column, y + line).real() : 0xEEEE);
+        }
+    }
+}
+
 TEST(ImageLayers, NarrowTypesClampRoundAndKeepToTheirStrides) {
     const TempFolder folder;
     const std::string path = folder / "f.tif";
