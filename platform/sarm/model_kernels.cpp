@@ -39,21 +39,27 @@ namespace sarm {
 
 namespace {
 
-ModelKernels kernelsOfThisMachine() {
+constexpr ModelKernels kernels[] = {
 #ifdef __x86_64__
-    if (__builtin_cpu_supports("x86-64-v4"))
-        return {widest::groundToImage, widest::imageToGround};
-    if (__builtin_cpu_supports("x86-64-v3"))
-        return {wide::groundToImage, wide::imageToGround};
+    {widest::groundToImage, widest::imageToGround},
+    {wide::groundToImage, wide::imageToGround},
 #endif
-    return {narrow::groundToImage, narrow::imageToGround};
+    {narrow::groundToImage, narrow::imageToGround},
+};
+
+std::size_t tooWide() {
+#ifdef __x86_64__
+    return __builtin_cpu_supports("x86-64-v4") ? 0 : __builtin_cpu_supports("x86-64-v3") ? 1 : 2;
+#else
+    return 0;
+#endif
 }
 
 } // namespace
 
-const ModelKernels& modelKernels() {
-    static const ModelKernels kernels = kernelsOfThisMachine();
-    return kernels;
+std::span<const ModelKernels> usableModelKernels() {
+    static const std::span<const ModelKernels> usable = std::span(kernels).subspan(tooWide());
+    return usable;
 }
 
 } // namespace sarm

@@ -143,7 +143,7 @@ int orbitDegree(double arcS) {
     double error = 2 * orbitRadiusM;
     for (int k = 1; k <= degree + 1; ++k) {
         error *= meanMotion * arcS / 4 / k;
-        if (k == degree + 1 && error >= 1e-4 && degree <= maxOrbitDegree)
+        if (k == degree + 1 && error >= 3e-5 && degree <= maxOrbitDegree)
             ++degree;
     }
     return degree;

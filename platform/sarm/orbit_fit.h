@@ -24,7 +24,8 @@ struct OrbitFit {
 };
 
 /// @return the lowest degree (3 or more) whose truncation error over an arc of this length stays
-///         below 0.1 mm; above maxOrbitDegree the arc is too long for one polynomial.
+///         below 0.03 mm (and of the velocities below what moves a point at 900 km by
+///         1 cm along the track); above maxOrbitDegree the arc is too long for one polynomial.
 RF_PLATFORM_API int orbitDegree(double arcS);
 
 /// Fits the orbit of an image.

@@ -68,6 +68,23 @@ inline sarm::MetadataPtr recordOf(const Scene& scene, const sarm::StateVector& s
     return record;
 }
 
+/// Where a ground point lies in a slant-range scene, the slow way: bisection of the Doppler
+/// equation on the integrated motion.
+inline sarm::ImagePosition bruteForce(const Scene& scene, const sarm::StateVector& satellite,
+                                      const sarm::Vec3& point, double lineInterval) {
+    double before = -scene.durationS, after = 2 * scene.durationS;
+    for (int i = 0; i < 60; ++i) {
+        const double middle = (before + after) / 2;
+        const sarm::StateVector s = sarm::propagate(satellite, middle);
+        (sarm::dot(s.velocity, point - s.position) > 0 ? before : after) = middle;
+    }
+    const double range = norm(point - sarm::propagate(satellite, before).position);
+    const double q = (range - scene.nearRange) / scene.pixelSpacing;
+    const double line = before / lineInterval;
+    return {scene.pixelOrdering == 1 ? scene.samples - 1 - q : q,
+            scene.lineOrdering == 1 ? scene.durationS / lineInterval - line : line};
+}
+
 /// A near-circular satellite 700 to 800 km up over a place and heading of choice (degrees).
 inline sarm::StateVector satelliteOver(double lonDeg, double latDeg, double headingDeg) {
     const double radians = 3.14159265358979 / 180;
