@@ -27,13 +27,13 @@ std::optional<GroundPosition> Model::imageToGround(const ImagePosition& image,
 std::size_t Model::groundToImage(std::span<const GroundPosition> ground,
                                  std::span<ImagePosition> image) const {
     return usableModelKernels().front().groundToImage(parameters_, ground.data(), image.data(),
-                                        std::min(ground.size(), image.size()));
+                                                      std::min(ground.size(), image.size()));
 }
 
 std::size_t Model::imageToGround(std::span<const ImagePosition> image,
                                  std::span<GroundPosition> ground) const {
     return usableModelKernels().front().imageToGround(parameters_, image.data(), ground.data(),
-                                        std::min(ground.size(), image.size()));
+                                                      std::min(ground.size(), image.size()));
 }
 
 std::optional<double> Model::incidenceDeg(const ImagePosition& image, double heightM) const {
@@ -42,8 +42,8 @@ std::optional<double> Model::incidenceDeg(const ImagePosition& image, double hei
         return std::nullopt;
     const RadarGrid& grid = parameters_.grid;
     const double time = grid.timeOfLine0S + image.line * grid.timePerLineS;
-    const Vec3 sight = stateAt(parameters_.orbit, time).position -
-                       toEarthFixed(*ground, parameters_.ellipsoid);
+    const Vec3 sight =
+        stateAt(parameters_.orbit, time).position - toEarthFixed(*ground, parameters_.ellipsoid);
     return std::acos(dot(sight, upDirection(*ground)) / norm(sight)) * (180 / std::numbers::pi);
 }
 

@@ -17,10 +17,10 @@ namespace sarm {
 /// positions on the same machine.
 struct ModelParameters {
     Ellipsoid ellipsoid;
-    double terrainHeightM = 0;  ///< height of the scene, for callers without a terrain model
-    double startTimeS = 0;      ///< s of day of the start of the image; may be negative
-    double imageDurationS = 0;  ///< from the earliest to the latest line time
-    double side = 0;            ///< +1 the antenna looks right, -1 left
+    double terrainHeightM = 0; ///< height of the scene, for callers without a terrain model
+    double startTimeS = 0;     ///< s of day of the start of the image; may be negative
+    double imageDurationS = 0; ///< from the earliest to the latest line time
+    double side = 0;           ///< +1 the antenna looks right, -1 left
     RadarGrid grid;
     OrbitPolynomials orbit;
 };
@@ -28,10 +28,10 @@ struct ModelParameters {
 /// How the model was made, for diagnosis.
 struct ModelHistory {
     OrbitMethod method = OrbitMethod::separate;
-    bool timesRepaired = false;   ///< midnight was unfolded
-    bool selfTimed = false;       ///< uneven state vectors were timed from their motion
+    bool timesRepaired = false; ///< midnight was unfolded
+    bool selfTimed = false;     ///< uneven state vectors were timed from their motion
     double positionRmsM = 0, velocityRmsMS = 0;
-    double firstVectorS = 0;      ///< s from the start of the image
+    double firstVectorS = 0; ///< s from the start of the image
     double vectorIntervalS = 0;
 };
 

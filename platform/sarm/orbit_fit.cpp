@@ -180,9 +180,9 @@ std::vector<StateVector> selfTimed(std::span<const StateVector> vectors) {
         // The trapezoid's error, h^2/12 of the change of acceleration, needs h itself: two rounds.
         double interval = b.timeS - a.timeS;
         for (int round = 0; round < 2; ++round)
-            interval = dot(b.position - a.position + (interval * interval / 12) * change,
-                           meanVelocity) /
-                       dot(meanVelocity, meanVelocity);
+            interval =
+                dot(b.position - a.position + (interval * interval / 12) * change, meanVelocity) /
+                dot(meanVelocity, meanVelocity);
         timed[i].timeS = timed[i - 1].timeS + interval;
     }
     return timed;

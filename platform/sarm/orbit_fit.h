@@ -19,7 +19,7 @@ enum class OrbitMethod : int {
 struct OrbitFit {
     OrbitPolynomials orbit;
     OrbitMethod method = OrbitMethod::separate;
-    double positionRmsM = 0;    ///< residual per vector, length of the difference
+    double positionRmsM = 0; ///< residual per vector, length of the difference
     double velocityRmsMS = 0;
 };
 

@@ -67,9 +67,8 @@ TEST(Model, EquatorialCircleMatchesTheLawOfCosines) {
         const double time = 4.0, line = time / scene.durationS * (scene.lines - 1);
         const auto ground = model->imageToGround({0, line}, 0);
         ASSERT_TRUE(ground);
-        const double angle =
-            std::acos((orbitRadius * orbitRadius + earth * earth - range * range) /
-                      (2 * orbitRadius * earth));
+        const double angle = std::acos((orbitRadius * orbitRadius + earth * earth - range * range) /
+                                       (2 * orbitRadius * earth));
         EXPECT_NEAR(ground->lonDeg * pi / 180, rate * time, 1e-9);
         EXPECT_NEAR(ground->latDeg * pi / 180, side < 0 ? angle : -angle, 1e-9) << "flying east";
         const double incidence = std::asin(orbitRadius / range * std::sin(angle));
@@ -94,8 +93,8 @@ TEST(Model, RoundTripComesBackWithinAMillionthOfAPixel) {
             ASSERT_TRUE(ground);
             const auto back = model->groundToImage(*ground);
             ASSERT_TRUE(back);
-            worst = std::max({worst, std::abs(back->line - image.line),
-                              std::abs(back->sample - image.sample)});
+            worst = std::max(
+                {worst, std::abs(back->line - image.line), std::abs(back->sample - image.sample)});
         }
     }
     EXPECT_LE(worst, 1e-6);
@@ -115,8 +114,8 @@ TEST(Model, AgreesWithTheSlowWay) {
                                             part(random) * (world.scene.lines - 1)};
             const auto ground = model->imageToGround(image, height(random));
             ASSERT_TRUE(ground);
-            const auto slow = support::bruteForce(world.scene, world.satellite,
-                                                  earthFixed(*ground), interval);
+            const auto slow =
+                support::bruteForce(world.scene, world.satellite, earthFixed(*ground), interval);
             EXPECT_NEAR(slow.line * lineM, image.line * lineM, 0.01); // m: the orbit's truncation
             EXPECT_NEAR(slow.sample * world.scene.pixelSpacing,
                         image.sample * world.scene.pixelSpacing, 0.001);
@@ -137,10 +136,10 @@ TEST(Model, GroundRangeImageFollowsItsPolynomialAndGoesOnStraightOutside) {
         for (const double q : {-400.0, 0.0, 1234.5, 3999.0, 4400.0}) {
             const double extent = 3999 * scene.pixelSpacing;
             const double g = q * scene.pixelSpacing, inside = std::clamp(g, 0.0, extent);
-            const double range = scene.nearRange + 0.45 * inside + 7e-7 * inside * inside -
-                                 4e-13 * inside * inside * inside +
-                                 (0.45 + 1.4e-6 * inside - 1.2e-12 * inside * inside) *
-                                     (g - inside);
+            const double range =
+                scene.nearRange + 0.45 * inside + 7e-7 * inside * inside -
+                4e-13 * inside * inside * inside +
+                (0.45 + 1.4e-6 * inside - 1.2e-12 * inside * inside) * (g - inside);
             const double sample = pixelOrdering == 1 ? 3999 - q : q;
             const auto ground = model->imageToGround({sample, 2000}, 100);
             ASSERT_TRUE(ground);
@@ -215,9 +214,9 @@ TEST(Model, EveryWidthOfRegisterGivesTheSameAnswer) {
             std::vector<sarm::GroundPosition> ground(37);
             ASSERT_EQ(kernel.imageToGround(model->parameters(), image.data(), ground.data(), 37),
                       37u);
-            ASSERT_EQ(kernels.back().groundToImage(model->parameters(), ground.data(), back.data(),
-                                                   37),
-                      37u);
+            ASSERT_EQ(
+                kernels.back().groundToImage(model->parameters(), ground.data(), back.data(), 37),
+                37u);
             for (std::size_t i = 0; i < image.size(); ++i) {
                 EXPECT_NEAR(back[i].line, image[i].line, 1e-6);
                 EXPECT_NEAR(back[i].sample, image[i].sample, 1e-6);
@@ -234,8 +233,8 @@ TEST(Footprint, GoesAroundTheOuterPixelEdges) {
     ASSERT_TRUE(model);
     const auto outline = sarm::footprint(*model, 3);
     ASSERT_EQ(outline.size(), 12u);
-    const sarm::ImagePosition corners[] = {{-0.5, -0.5}, {3999.5, -0.5}, {3999.5, 4999.5},
-                                           {-0.5, 4999.5}};
+    const sarm::ImagePosition corners[] = {
+        {-0.5, -0.5}, {3999.5, -0.5}, {3999.5, 4999.5}, {-0.5, 4999.5}};
     for (std::size_t i = 0; i < 4; ++i) {
         const auto image = model->groundToImage(outline[3 * i]);
         ASSERT_TRUE(image);

@@ -62,8 +62,9 @@ TEST(Motion, AccelerationIsThePotentialsGradientInATurningFrame) {
         const double r = norm(p), u = p.z / r, q = radius / r;
         const double p2 = (3 * u * u - 1) / 2, p3 = (5 * u * u * u - 3 * u) / 2;
         const double p4 = (35 * u * u * u * u - 30 * u * u + 3) / 8;
-        return mass / r * (1 - 1.08262668e-3 * q * q * p2 + 2.53265649e-6 * q * q * q * p3 +
-                           1.61962159e-6 * q * q * q * q * p4) +
+        return mass / r *
+                   (1 - 1.08262668e-3 * q * q * p2 + 2.53265649e-6 * q * q * q * p3 +
+                    1.61962159e-6 * q * q * q * q * p4) +
                rate * rate * (p.x * p.x + p.y * p.y) / 2;
     };
     const Vec3 p = satellite.position;
@@ -87,7 +88,8 @@ TEST(OrbitFit, FollowsNoiseFreeArcsOfAnyLength) {
     const struct {
         double arcS;
         int vectors;
-    } arcs[] = {{10, 5}, {24, 5}, {36, 5}, {60, 5}, {120, 5}, {240, 5}, {480, 5}, {4, 2}, {480, 60}};
+    } arcs[] = {{10, 5},  {24, 5},  {36, 5}, {60, 5},  {120, 5},
+                {240, 5}, {480, 5}, {4, 2},  {480, 60}};
     for (const auto& arc : arcs) {
         const auto fit = sarm::fitOrbit(trueVectors(arc.arcS, arc.vectors), arc.arcS);
         ASSERT_TRUE(fit) << arc.arcS;
@@ -166,8 +168,8 @@ TEST(Model, TimesUnevenVectorsFromTheirMotion) {
     for (const double line : {0.0, 9813.0, 19625.0}) {
         const auto ground = model->imageToGround({2000, line}, 0);
         ASSERT_TRUE(ground);
-        const auto slow = support::bruteForce(scene, satellite, sarm::toEarthFixed(*ground, {}),
-                                              interval);
+        const auto slow =
+            support::bruteForce(scene, satellite, sarm::toEarthFixed(*ground, {}), interval);
         EXPECT_NEAR(slow.line, line, 0.05);
     }
     // Even vectors stay as the record has them, noise or not.

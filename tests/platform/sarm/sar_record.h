@@ -43,8 +43,8 @@ inline std::vector<sarm::StateVector> vectorsOf(const Scene& scene,
                                                 const sarm::StateVector& satellite) {
     std::vector<sarm::StateVector> vectors;
     for (int i = 0; i < scene.vectors; ++i)
-        vectors.push_back(sarm::propagate(
-            satellite, (scene.durationS - scene.arcS) / 2 + scene.arcS * i / (scene.vectors - 1)));
+        vectors.push_back(sarm::propagate(satellite, (scene.durationS - scene.arcS) / 2 +
+                                                         scene.arcS * i / (scene.vectors - 1)));
     return vectors;
 }
 

@@ -69,7 +69,8 @@ TEST(ModelEphemeris, RefusesWithAReportAndLeavesTheRecordWhole) {
         {sarm::Refusal::noLineTiming, [](auto& r) { r.lastLineTime = r.firstLineTime; }},
         {sarm::Refusal::badRangePolynomial, [](auto& r) { r.rangeGeometry = 1; }},
         {sarm::Refusal::noLookDirection, [](auto& r) { r.lookDirection = 0; }},
-        {sarm::Refusal::arcUnusable, [](auto& r) {
+        {sarm::Refusal::arcUnusable,
+         [](auto& r) {
              support::Scene wholeOrbit;
              wholeOrbit.arcS = 4000;
              wholeOrbit.vectors = 50;
@@ -159,8 +160,8 @@ TEST(ReleaseMetadata, FreesTheRecordWithItsArrays) {
 TEST(Rpc, ReadsTheSameInGdalAcrossTheDateLine) {
     support::Scene scene;
     scene.samples = 20000;
-    const auto model = sarm::Model::fromRecord(
-        *support::recordOf(scene, support::satelliteOver(175.6, -40, 350)));
+    const auto model =
+        sarm::Model::fromRecord(*support::recordOf(scene, support::satelliteOver(175.6, -40, 350)));
     ASSERT_TRUE(model);
     const auto rpc = sarm::fitRpc(*model);
     ASSERT_TRUE(rpc);
