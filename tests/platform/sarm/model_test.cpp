@@ -163,10 +163,18 @@ TEST(Model, AnswersOnlyForPointsThatTheAntennaCanSee) {
                                            {seen->lonDeg - 180, -seen->latDeg, 0},
                                            {seen->lonDeg, seen->latDeg + 5, 0},
                                            {seen->lonDeg + 60, seen->latDeg, 0},
-                                           {nan, seen->latDeg, 0},
-                                           {seen->lonDeg, 100, 0}};
+                                           {nan, seen->latDeg, 0}};
     for (const sarm::GroundPosition& ground : unseen)
         EXPECT_FALSE(model->groundToImage(ground)) << ground.lonDeg << " " << ground.latDeg;
+    // On the right side and abeam at mid-image, but 40 degrees round the earth.
+    const auto middle = sarm::propagate(satellite, 5);
+    const sarm::Vec3 up = (1 / norm(middle.position)) * middle.position;
+    const sarm::Vec3 right = cross(middle.velocity, up);
+    const sarm::Vec3 far = 6371e3 * (std::cos(0.7) * up + std::sin(0.7) / norm(right) * right);
+    sarm::GroundPosition beyond;
+    GeographicLib::Geocentric::WGS84().Reverse(far.x, far.y, far.z, beyond.latDeg, beyond.lonDeg,
+                                               beyond.heightM);
+    EXPECT_FALSE(model->groundToImage(beyond)) << "below the horizon";
     EXPECT_FALSE(model->imageToGround({-30000, 0}, 0)) << "range shorter than the height";
     EXPECT_FALSE(model->imageToGround({0, 20000}, 0)) << "long after the image";
     EXPECT_FALSE(model->imageToGround({nan, 0}, 0));

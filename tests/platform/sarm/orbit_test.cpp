@@ -146,6 +146,18 @@ TEST(OrbitFit, IntegratesTheMotionWhereVectorsDoNotReach) {
     EXPECT_FALSE(sarm::fitOrbit(trueVectors(4000, 50), 4000)) << "too long for one polynomial";
 }
 
+TEST(SelfTimed, FindsTheTimesOfUnevenVectors) {
+    const double times[] = {0, 10, 24, 30, 43};
+    std::vector<StateVector> vectors;
+    for (const double time : times) {
+        vectors.push_back(sarm::propagate(satellite, time));
+        vectors.back().timeS = 10.0 * static_cast<double>(vectors.size() - 1);
+    }
+    const auto timed = sarm::selfTimed(vectors);
+    for (std::size_t i = 0; i < timed.size(); ++i)
+        EXPECT_NEAR(timed[i].timeS, times[i], 1e-5);
+}
+
 TEST(Model, TimesUnevenVectorsFromTheirMotion) {
     // Vectors every 0.2 s with every fifth left out, the first interval regular, as on-board orbits
     // come; the record keeps the first interval only.
