@@ -1,0 +1,177 @@
+#include "kimg/dataset_pool.h"
+
+#include <cpl_vsi.h>
+#include <gdal.h>
+
+#include <algorithm>
+#include <iterator>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace kimg {
+namespace {
+
+/// The waiting handles of all files and the count of open ones. GDAL opens and closes outside the
+/// lock.
+class DatasetPool {
+public:
+    /// Never destroyed: at process exit GDAL may be gone before us.
+    static DatasetPool& instance() {
+        static auto* pool = new DatasetPool;
+        return *pool;
+    }
+
+    /// @return a waiting handle of the file, or null after making room for the caller to open one.
+    std::unique_ptr<OpenImage> take(const ImageFile& file);
+    /// Takes back a handle that may wait for its next use.
+    void giveBack(std::unique_ptr<OpenImage> image);
+    /// Takes back the room of a handle that is closed, or was never opened.
+    void forget();
+    void closeIdle(const ImageFile& file);
+
+private:
+    DatasetPool() { idle_.reserve(maxOpen); } // so that giving back never fails
+
+    struct Idle {
+        std::thread::id user; // the last one
+        std::unique_ptr<OpenImage> image;
+    };
+    static constexpr std::size_t maxOpen = 64;
+
+    std::vector<Idle>::iterator findLocked(const ImageFile& file);
+
+    std::mutex mutex_;
+    std::vector<Idle> idle_; // longest waiting first
+    std::size_t open_ = 0;   // waiting and lent
+};
+
+std::vector<DatasetPool::Idle>::iterator DatasetPool::findLocked(const ImageFile& file) {
+    const auto self = std::this_thread::get_id();
+    auto found = idle_.end();
+    for (auto idle = idle_.end(); idle != idle_.begin();) {
+        --idle;
+        if (idle->user == self && idle->image->file == file)
+            return idle;
+        if (found == idle_.end() && idle->image->file == file)
+            found = idle;
+    }
+    return found;
+}
+
+std::unique_ptr<OpenImage> DatasetPool::take(const ImageFile& file) {
+    std::unique_ptr<OpenImage> closing; // after the lock is given up
+    const std::lock_guard lock(mutex_);
+    const auto found = findLocked(file);
+    if (found != idle_.end()) {
+        auto image = std::move(found->image);
+        idle_.erase(found);
+        return image;
+    }
+    ++open_;
+    if (open_ > maxOpen && !idle_.empty()) {
+        closing = std::move(idle_.front().image);
+        idle_.erase(idle_.begin());
+        --open_;
+    }
+    return nullptr;
+}
+
+void DatasetPool::giveBack(std::unique_ptr<OpenImage> image) {
+    const std::lock_guard lock(mutex_); // given up before `image` closes
+    if (open_ <= maxOpen)
+        idle_.push_back({std::this_thread::get_id(), std::move(image)});
+    else
+        --open_;
+}
+
+void DatasetPool::forget() {
+    const std::lock_guard lock(mutex_);
+    --open_;
+}
+
+void DatasetPool::closeIdle(const ImageFile& file) {
+    std::vector<Idle> closing; // after the lock is given up
+    const std::lock_guard lock(mutex_);
+    const auto others = std::stable_partition(
+        idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.image->file != file; });
+    closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
+    idle_.erase(others, idle_.end());
+    open_ -= closing.size();
+}
+
+// Not listed among the host's open datasets: a host that closes all of those must not take ours.
+std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
+    constexpr unsigned flags =
+        GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
+    const GDALDatasetH dataset =
+        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, nullptr);
+    return dataset ? std::make_unique<OpenImage>(dataset, file) : nullptr;
+}
+
+} // namespace
+
+ImageFile imageFileNow(const std::string& path) {
+    ImageFile file;
+    file.path = path;
+    const ErrorCapture quiet;
+    VSIStatBufL state;
+    if (VSIStatL(path.c_str(), &state) == 0) {
+        file.modifiedS = state.st_mtim.tv_sec;
+        file.modifiedNs = state.st_mtim.tv_nsec;
+        file.size = state.st_size;
+        file.inode = state.st_ino;
+        file.device = state.st_dev;
+    }
+    return file;
+}
+
+OpenImage::~OpenImage() {
+    if (bytes_)
+        VSIFCloseL(static_cast<VSILFILE*>(bytes_));
+    GDALClose(dataset);
+}
+
+void* OpenImage::bytes() {
+    if (!bytesTried_) {
+        bytesTried_ = true;
+        bytes_ = VSIFOpenL(file.path.c_str(), "rb");
+    }
+    return bytes_;
+}
+
+DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance().take(file)) {
+    if (image_)
+        return;
+    try {
+        registerDrivers();
+        image_ = openImage(file);
+        if (!image_)
+            throw ImageError(errors_.describe(file.path, "cannot be opened"));
+        if (imageFileNow(file.path) != file)
+            throw ImageError(file.path + ": the file has changed since the layer was opened");
+    } catch (...) {
+        DatasetPool::instance().forget();
+        throw;
+    }
+    errors_.clear();
+}
+
+DatasetLease::~DatasetLease() {
+    if (reusable_)
+        DatasetPool::instance().giveBack(std::move(image_));
+    else
+        DatasetPool::instance().forget();
+}
+
+void DatasetLease::fail(const char* reason) {
+    reusable_ = false;
+    throw ImageError(errors_.describe(image_->file.path, reason));
+}
+
+void closeIdleDatasets(const ImageFile& file) {
+    const ErrorCapture quiet;
+    DatasetPool::instance().closeIdle(file);
+}
+
+} // namespace kimg

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "kimg/gdal_session.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace kimg {
+
+/// One state of an image file: a file that was rewritten or replaced is another one.
+struct ImageFile {
+    std::int64_t modifiedS = 0; ///< all 0 when the name is nothing that has a state
+    std::int64_t modifiedNs = 0;
+    std::int64_t size = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t device = 0;
+    std::string path; ///< UTF-8
+
+    bool operator==(const ImageFile&) const = default;
+};
+
+/// @return the file as it is now.
+ImageFile imageFileNow(const std::string& path);
+
+/// One open handle of an image file.
+struct OpenImage {
+    OpenImage(void* gdalDataset, ImageFile imageFile)
+        : dataset(gdalDataset), file(std::move(imageFile)) {}
+    ~OpenImage();
+    OpenImage(const OpenImage&) = delete;
+    OpenImage& operator=(const OpenImage&) = delete;
+
+    /// @return the file's own bytes (a VSILFILE*), opened at the first call; null when the name is
+    ///         not that of a file.
+    void* bytes();
+
+    void* const dataset; ///< a GDALDatasetH, never null
+    const ImageFile file;
+
+private:
+    void* bytes_ = nullptr;
+    bool bytesTried_ = false;
+};
+
+/// An open image lent to one thread for one call. Handles that come back wait in a pool for the
+/// next call, best of the same thread, whose blocks GDAL still has; the pool keeps the number of
+/// open ones in bounds (see kimg.h) by closing the one that has waited longest. While a lease
+/// lives, this thread's GDAL errors go to the reason for failing.
+class DatasetLease {
+public:
+    /// @throws ImageError when the file cannot be opened, or is not what it was.
+    explicit DatasetLease(const ImageFile& file);
+    ~DatasetLease();
+    DatasetLease(const DatasetLease&) = delete;
+    DatasetLease& operator=(const DatasetLease&) = delete;
+
+    OpenImage& image() const { return *image_; }
+    void* handle() const { return image_->dataset; } ///< a GDALDatasetH
+    /// The handle will be closed instead of being used again.
+    /// @throws ImageError with what GDAL said, or else with the given reason.
+    [[noreturn]] void fail(const char* reason = "cannot be read");
+
+private:
+    ErrorCapture errors_; // outlives the handle's closing
+    std::unique_ptr<OpenImage> image_;
+    bool reusable_ = true;
+};
+
+/// Closes the waiting handles of a file.
+void closeIdleDatasets(const ImageFile& file);
+
+} // namespace kimg
