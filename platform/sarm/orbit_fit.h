@@ -35,7 +35,8 @@ RF_PLATFORM_API int orbitDegree(double arcS);
 ///   along the track, when there is one vector only, or when the image leaves the arc of the
 ///   vectors by more than a quarter of its length.
 /// @param vectors  ascending times, s from the start of the image.
-/// @return nullopt when the arc is too long or a dynamic fit does not converge.
+/// @return nullopt when the arc is too long, when vectors lie two hours or more from the image, or
+///         when a dynamic fit does not converge.
 /// Accuracy: within 1 mm of noise-free vectors of arcs up to 480 s, for 5 vectors or more.
 RF_PLATFORM_API std::optional<OrbitFit> fitOrbit(std::span<const StateVector> vectors,
                                                  double imageDurationS);

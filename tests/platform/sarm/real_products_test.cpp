@@ -131,6 +131,10 @@ struct Bar {
     bool selfTimed;
 };
 
+void PrintTo(const Bar& bar, std::ostream* out) {
+    *out << bar.part;
+}
+
 class TiePoints : public testing::TestWithParam<Bar> {};
 
 TEST_P(TiePoints, AgreeWithTheModel) {

@@ -12,6 +12,7 @@
 
 #include <cstring>
 #include <functional>
+#include <random>
 
 namespace {
 
@@ -103,6 +104,40 @@ TEST(ModelEphemeris, RefusesWithAReportAndLeavesTheRecordWhole) {
         EXPECT_EQ(area.refusal, static_cast<std::int32_t>(expected.refusal));
         std::memcpy(before.modelArea, record->modelArea, sizeof before.modelArea);
         EXPECT_EQ(std::memcmp(&before, record.get(), sizeof before), 0);
+    }
+}
+
+TEST(ModelEphemeris, SurvivesAnyRecord) {
+    const auto seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 random(seed);
+    const double nasty[] = {0, -1, 1e-300, 1e9, 1e300, std::nan(""), HUGE_VAL, -HUGE_VAL};
+    double SarMetadataRecord::*const fields[] = {
+        &SarMetadataRecord::stateVectorFirstTime,  &SarMetadataRecord::stateVectorInterval,
+        &SarMetadataRecord::firstLineTime,         &SarMetadataRecord::lastLineTime,
+        &SarMetadataRecord::semiMajorAxis,         &SarMetadataRecord::semiMinorAxis,
+        &SarMetadataRecord::geodeticTerrainHeight, &SarMetadataRecord::wavelength,
+        &SarMetadataRecord::sampledPixelSpacing,   &SarMetadataRecord::sampledLineSpacing,
+        &SarMetadataRecord::slantRangeNearEdge};
+    for (int round = 0; round < 3000; ++round) {
+        support::Scene scene;
+        scene.vectors = 2 + static_cast<int>(random() % 6);
+        const auto record = support::recordOf(scene, satellite);
+        record->rangeGeometry = 1 + static_cast<int>(random() % 2);
+        record->groundToSlantRangeCoefficients[0] = scene.nearRange;
+        record->groundToSlantRangeCoefficients[1] = 0.5;
+        for (int fault = 0; fault < 2; ++fault)
+            (*record).*fields[random() % std::size(fields)] = nasty[random() % std::size(nasty)];
+        record->stateVectorXVelocity.values[1] *= random() % 4 == 0 ? -1 : 1;
+        kerr::Slot slot;
+        sarm_ModelEphemeris(record.get(), slot);
+        if (const auto model = sarm::Model::fromRecord(*record)) {
+            const auto ground =
+                model->imageToGround(model->centre(), model->parameters().terrainHeightM);
+            ASSERT_TRUE(ground && model->groundToImage(*ground));
+        } else {
+            ASSERT_TRUE(slot);
+        }
     }
 }
 
