@@ -3,6 +3,7 @@
 #include "capella_files.h"
 #include "image_metadata.h"
 #include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
 #include "messages.h"
 #include "metadata_element.h"
 #include "record_parts.h"
@@ -123,8 +124,8 @@ std::array<double, 6> readVector(const MetadataElement& vector) {
     const MetadataElement position = vector.child("position");
     const MetadataElement velocity = vector.child("velocity");
     for (std::size_t i = 0; i < 3; ++i) {
-        values[i] = position.element(i).number("");
-        values[i + 3] = velocity.element(i).number("");
+        values[i] = position.child("", i).number("");
+        values[i + 3] = velocity.child("", i).number("");
     }
     return values;
 }
@@ -163,7 +164,7 @@ sarm::MetadataPtr build(const Source& from) {
 
 SarMetadataRecord* readRecord(std::u16string_view productFile, std::int32_t formatIndex,
                               KerrException& report) {
-    const std::string file = ktxt::narrow(findExtended(productFile, report));
+    const std::string file = kfnp::clean(ktxt::narrow(findExtended(productFile, report)));
     const kfio::ProductTree document = kfio::readJsonTree(file);
     return build(Source(MetadataElement(document, file), formatIndex)).release();
 }

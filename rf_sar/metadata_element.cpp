@@ -43,22 +43,25 @@ MetadataElement MetadataElement::child(const char* path) const {
     throw pt::ptree_bad_path(*file_ + ": No such node", ProductTree::path_type(fullPath(path)));
 }
 
+std::string MetadataElement::indexedPath(const std::string& name, std::size_t index) const {
+    return fullPath(name.c_str()) + '[' + std::to_string(index) + ']';
+}
+
 std::vector<MetadataElement> MetadataElement::children(const std::string& name) const {
     std::vector<MetadataElement> found;
     for (const auto& [key, tree] : *tree_)
-        if (key == name) {
-            const std::string index = '[' + std::to_string(found.size()) + ']';
-            found.push_back(MetadataElement(*this, tree, fullPath(name.c_str()) + index));
-        }
+        if (key == name)
+            found.push_back(MetadataElement(*this, tree, indexedPath(name, found.size())));
     return found;
 }
 
-MetadataElement MetadataElement::element(std::size_t index) const {
-    const auto all = children("");
-    if (index < all.size())
-        return all[index];
-    const std::string path = path_ + '[' + std::to_string(index) + ']';
-    throw pt::ptree_bad_path(*file_ + ": No such node", ProductTree::path_type(path));
+MetadataElement MetadataElement::child(const std::string& name, std::size_t index) const {
+    std::size_t seen = 0;
+    for (const auto& [key, tree] : *tree_)
+        if (key == name && seen++ == index)
+            return MetadataElement(*this, tree, indexedPath(name, index));
+    throw pt::ptree_bad_path(*file_ + ": No such node",
+                             ProductTree::path_type(indexedPath(name, index)));
 }
 
 const std::string& MetadataElement::text(const char* path) const {

@@ -28,8 +28,9 @@ public:
     ///         array.
     std::vector<MetadataElement> children(const std::string& name) const;
 
-    /// @return the element of a JSON array.
-    MetadataElement element(std::size_t index) const;
+    std::size_t count(const std::string& name) const { return tree_->count(name); }
+    /// @return one of those children, from 0.
+    MetadataElement child(const std::string& name, std::size_t index) const;
 
     /// The text as it stands, blanks included.
     const std::string& text(const char* path) const;
@@ -56,6 +57,7 @@ private:
         : tree_(&tree), file_(parent.file_), path_(std::move(path)) {}
 
     std::string fullPath(const char* path) const;
+    std::string indexedPath(const std::string& name, std::size_t index) const;
     std::string place(const char* path) const;
     template <class Number>
     Number convert(const char* path, const char* typeName) const;

@@ -67,8 +67,10 @@ bool rcmImageMetadata::isRadarsat2Map() const {
 
 std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
     const std::string name = ktxt::narrow(fileName);
-    const kfio::FileState state = kfio::fileState(name);
-    return std::make_shared<Document>(Document{state, kfio::readXmlTree(name)});
+    auto document = std::make_shared<Document>();
+    document->state = kfio::fileState(name); // of before the parse, so that no change slips by
+    kfio::readXmlTree(name).swap(document->tree); // trees do not move, they would be copied
+    return document;
 }
 
 void rcmImageMetadata::readProduct() {

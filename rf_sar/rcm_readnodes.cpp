@@ -66,13 +66,13 @@ LineTimes readTimes(SarMetadataRecord& record, const Source& from) {
 /// of a single one none does. (RcmReadnodes.CentreIncidenceIsTheLowerMiddleAngle)
 double readCentreIncidence(const std::string& productFile, const std::string& name) {
     refuseNamesOutsideProduct(name);
-    const std::string file =
-        ktxt::narrow(kfnp_FileNameGetPathPart(ktxt::widen(productFile))) + "/calibration/" + name;
+    const std::string folder = ktxt::narrow(kfnp_FileNameGetPathPart(ktxt::widen(productFile)));
+    const std::string file = kfnp::clean(folder + "/calibration/" + name);
     const kfio::ProductTree document = kfio::readXmlTree(file);
     const MetadataElement angles = MetadataElement(document, file).child("incidenceAngles");
     angles.number("angles");
-    const auto all = angles.children("angles");
-    return all.size() < 2 ? 0.0 : all[all.size() / 2 - 1].number("");
+    const std::size_t count = angles.count("angles");
+    return count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
 }
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
