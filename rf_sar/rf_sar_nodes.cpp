@@ -66,6 +66,8 @@ DopplerRatesPtr dopplerRates(RF_SARFile& file) {
 
 std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeArguments& host) {
     kerr::Slot slot;
+    // Deviation: dictionary and designs are freed on every path, failures included.
+    // (FileDataRead.ShortMemoryLeavesNothingOnTheHeap)
     const DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
     if (!dictionary)
         return printFailure(messages::dictionaryFailed, slot);

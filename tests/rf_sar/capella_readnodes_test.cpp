@@ -147,9 +147,9 @@ TEST_F(CapellaReadnodes, MissingStepsCountAsDecreasing) {
     const auto record = read(formatCapellaGrd);
     EXPECT_THAT((std::array{record->pixelTimeOrdering, record->lineTimeOrdering}),
                 ElementsAre(1, 1));
-    EXPECT_THAT((std::array{record->sampledPixelSpacing, record->firstLineTime,
-                            record->lastLineTime}),
-                ElementsAre(0.75, 37229.5, 37229.5));
+    EXPECT_THAT(
+        (std::array{record->sampledPixelSpacing, record->firstLineTime, record->lastLineTime}),
+        ElementsAre(0.75, 37229.5, 37229.5));
 }
 
 TEST_F(CapellaReadnodes, RangePolynomialIsReversedAndCapped) {
@@ -171,8 +171,8 @@ TEST_F(CapellaReadnodes, RangePolynomialIsReversedAndCapped) {
         tree.put_child(geometry + "gr_to_sr_poly_coeffs", list);
         const auto record = read(c.format);
         ASSERT_TRUE(record);
-        EXPECT_THAT(record->groundToSlantRangeCoefficients,
-                    testing::ElementsAreArray(c.expected)) << c.coefficients;
+        EXPECT_THAT(record->groundToSlantRangeCoefficients, testing::ElementsAreArray(c.expected))
+            << c.coefficients;
         EXPECT_EQ(record->rangeGeometry, c.format == formatCapellaSlc ? 2 : 1);
         EXPECT_EQ(record->pixelTimeOrdering, 0); // nothing ran over into the next field
     }
@@ -223,13 +223,14 @@ TEST_F(CapellaReadnodes, MissingExtendedFileIsNamed) {
 
 TEST_F(CapellaReadnodes, BadValuesNameFileAndPath) {
     const ProductTree whole = tree;
-    for (const auto& [path, value] : {std::pair<const char*, const char*>{"collect.image.rows", "0"},
-                                      {"collect.image.columns", "-5"},
-                                      {"collect.image.rows", "99999999999"},
-                                      {"collect.image.rows", "12.5"},
-                                      {"collect.image.pixel_spacing_row", "1,5"},
-                                      {"collect.radar.center_frequency", "null"},
-                                      {"collect.start_timestamp", "yesterday"}}) {
+    for (const auto& [path, value] :
+         {std::pair<const char*, const char*>{"collect.image.rows", "0"},
+          {"collect.image.columns", "-5"},
+          {"collect.image.rows", "99999999999"},
+          {"collect.image.rows", "12.5"},
+          {"collect.image.pixel_spacing_row", "1,5"},
+          {"collect.radar.center_frequency", "null"},
+          {"collect.start_timestamp", "yesterday"}}) {
         tree = whole;
         support::erase(tree, geometry + "first_line_time");
         tree.put(path, value);

@@ -42,8 +42,10 @@ constexpr char document[] = R"(<product xmlns="rcmGsProductSchema">
   <zeroDopplerTimeLastLine>2023-07-08T01:02:12.000000Z</zeroDopplerTimeLastLine>
   <totalProcessedRangeBandwidth>5e7</totalProcessedRangeBandwidth>
   <totalProcessedAzimuthBandwidth>1500</totalProcessedAzimuthBandwidth>
-  <azimuthWindow><windowName>Hamming</windowName><windowCoefficient>0.7</windowCoefficient></azimuthWindow>
-  <rangeWindow><windowName>Kaiser</windowName><windowCoefficient>2.9</windowCoefficient></rangeWindow>
+  <azimuthWindow><windowName>Hamming</windowName>
+   <windowCoefficient>0.7</windowCoefficient></azimuthWindow>
+  <rangeWindow><windowName>Kaiser</windowName>
+   <windowCoefficient>2.9</windowCoefficient></rangeWindow>
  </sarProcessingInformation>
  <slantRangeToGroundRange><slantRangeTimeToFirstRangeSample>0.004</slantRangeTimeToFirstRangeSample>
   <groundToSlantRangeCoefficients>1 2.5e0
@@ -122,8 +124,8 @@ struct RcmReadnodes : testing::Test {
 TEST_F(RcmReadnodes, FillsEveryField) {
     const auto record = read();
     EXPECT_THAT((std::array{record->recordVersion, record->passDirection, record->productGeometry,
-                            record->beamModeClass, record->rangeGeometry,
-                            record->pixelTimeOrdering, record->lineTimeOrdering}),
+                            record->beamModeClass, record->rangeGeometry, record->pixelTimeOrdering,
+                            record->lineTimeOrdering}),
                 ElementsAre(0, 2, 3, 1, 2, 1, 0));
     EXPECT_THAT((std::array{record->firstLineYear, record->firstLineMonth, record->firstLineDay,
                             record->firstLineDayOfYear}),
@@ -131,15 +133,14 @@ TEST_F(RcmReadnodes, FillsEveryField) {
     EXPECT_THAT((std::array{record->firstLineTime, record->lastLineTime, record->imageDuration,
                             record->stateVectorFirstTime, record->stateVectorInterval}),
                 ElementsAre(3726, 3732, 6, 3723.000004, 1.5));
-    EXPECT_THAT((std::array{record->semiMajorAxis, record->semiMinorAxis,
-                            record->geodeticTerrainHeight, record->lookDirection,
-                            record->wavelength, record->adcSamplingRate,
-                            record->pulseRepetitionFrequency, record->totalProcessedRangeBandwidth,
-                            record->totalProcessedAzimuthBandwidth, record->rangeWindowCoefficient,
-                            record->azimuthWindowCoefficient, record->sampledPixelSpacing,
-                            record->sampledLineSpacing, record->slantRangeNearEdge}),
-                ElementsAre(6378137, 6356752.25, 45, 90, 0.1, 3e7, 100, 5e7, 1500, 2.9, 0.7, 2, 3,
-                            599802));
+    EXPECT_THAT(
+        (std::array{record->semiMajorAxis, record->semiMinorAxis, record->geodeticTerrainHeight,
+                    record->lookDirection, record->wavelength, record->adcSamplingRate,
+                    record->pulseRepetitionFrequency, record->totalProcessedRangeBandwidth,
+                    record->totalProcessedAzimuthBandwidth, record->rangeWindowCoefficient,
+                    record->azimuthWindowCoefficient, record->sampledPixelSpacing,
+                    record->sampledLineSpacing, record->slantRangeNearEdge}),
+        ElementsAre(6378137, 6356752.25, 45, 90, 0.1, 3e7, 100, 5e7, 1500, 2.9, 0.7, 2, 3, 599802));
     EXPECT_THAT((std::array{record->rangeWindowType, record->azimuthWindowType}),
                 ElementsAre(2, 1));
     EXPECT_THAT(record->groundToSlantRangeCoefficients, testing::Each(0));
@@ -204,7 +205,8 @@ TEST_F(RcmReadnodes, CentreIncidenceIsTheLowerMiddleAngle) {
         EXPECT_EQ(read()->incidenceAngleCentre, expected) << angles.size();
     }
     writeAngles({});
-    EXPECT_THAT(failure(), HasSubstr("calibration/angles.xml: No such node (incidenceAngles.angles)"));
+    EXPECT_THAT(failure(),
+                HasSubstr("calibration/angles.xml: No such node (incidenceAngles.angles)"));
     writeAngles({"10", "x", "30", "40"});
     EXPECT_THAT(failure(), HasSubstr("incidenceAngles.angles[1] is \"x\""));
     std::filesystem::remove(folder.path() / "calibration/angles.xml");

@@ -11,7 +11,9 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-TimeStamp at(const char* text) { return parseTimeStamp(text).value(); }
+TimeStamp at(const char* text) {
+    return parseTimeStamp(text).value();
+}
 
 sarm::MetadataPtr recordOfDay(const TimeStamp& day) {
     auto record = record_parts::make();
@@ -77,10 +79,18 @@ TEST(RecordParts, StateVectorTimesAreFolded) {
     };
     const Case cases[] = {
         {"2023-05-02T00:00:01Z", {at("2023-05-02T00:00:05Z"), at("2023-05-02T00:00:09Z")}, 5, 4},
-        {"2023-05-02T00:00:01Z", {at("2023-05-01T23:59:58Z"), at("2023-05-02T00:00:02Z")}, 2, -86396},
-        {"2023-05-01T23:59:59Z", {at("2023-05-02T00:00:03Z"), at("2023-05-02T00:00:07Z")}, 86403, 4},
-        {"2024-01-01T00:00:01Z", {at("2023-12-31T23:59:58Z"), at("2023-12-31T23:59:59Z")},
-         172798, 1}, // day 365 is greater than day 1
+        {"2023-05-02T00:00:01Z",
+         {at("2023-05-01T23:59:58Z"), at("2023-05-02T00:00:02Z")},
+         2,
+         -86396},
+        {"2023-05-01T23:59:59Z",
+         {at("2023-05-02T00:00:03Z"), at("2023-05-02T00:00:07Z")},
+         86403,
+         4},
+        {"2024-01-01T00:00:01Z",
+         {at("2023-12-31T23:59:58Z"), at("2023-12-31T23:59:59Z")},
+         172798,
+         1}, // day 365 is greater than day 1
         {"2023-05-02T00:00:01Z", {at("2023-05-02T00:00:05Z")}, 5, -5},
         {"2023-05-02T00:00:01Z", {}, 0, 0},
     };
@@ -88,9 +98,11 @@ TEST(RecordParts, StateVectorTimesAreFolded) {
         const auto record = recordOfDay(at(c.firstLine));
         record_parts::setStateVectorTimes(*record, c.vectors);
         EXPECT_THAT((std::array{record->stateVectorFirstTime, record->stateVectorFirstTime2}),
-                    ElementsAre(c.first, c.first)) << c.firstLine;
+                    ElementsAre(c.first, c.first))
+            << c.firstLine;
         EXPECT_THAT((std::array{record->stateVectorInterval, record->stateVectorInterval2}),
-                    ElementsAre(c.interval, c.interval)) << c.firstLine;
+                    ElementsAre(c.interval, c.interval))
+            << c.firstLine;
     }
 }
 

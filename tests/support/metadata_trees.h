@@ -15,8 +15,7 @@ using kfio::ProductTree;
 inline std::string removeNth(ProductTree& tree, std::size_t& n, const std::string& prefix = "") {
     for (auto element = tree.begin(); element != tree.end(); ++element) {
         const std::string& key = element->first;
-        const std::string path =
-            prefix + (key.empty() ? "[]" : prefix.empty() ? key : '.' + key);
+        const std::string path = prefix + (key.empty() ? "[]" : prefix.empty() ? key : '.' + key);
         if (n-- == 0) {
             tree.erase(element);
             return path;
