@@ -91,7 +91,9 @@ protected:
     void clear_values();
     void free_children();
 
-    elmx_error read_element(c_xml_reader& reader);
+    elmx_error read_element(c_xml_reader& reader, std::string_view name);
+    /// read_element for the root: settles the namespace, and reads to the end of the document.
+    elmx_error read_root(c_xml_reader& reader, const s_root& root);
     bool read_attribute(c_xml_reader& reader, elmx_error& error);
     bool check_attributes(c_xml_reader& reader, elmx_error& error);
     bool read_body(c_xml_reader& reader, elmx_error& error);
@@ -136,7 +138,6 @@ private:
     bool read_text(c_xml_reader& reader, std::size_t index, elmx_error& error);
     elmx_error parse_into(std::size_t index, std::string_view text);
     elmx_error write_member(c_xml_writer& writer, std::size_t index) const;
-    elmx_error bind_root(c_xml_reader& reader, const s_root& root);
 
     std::uint64_t present_ = 0; ///< of the members that are single values
 };
@@ -168,6 +169,14 @@ const T& child_item(const child_list& list, std::size_t index) {
 template <class T>
 T& child_item(child_list& list, std::size_t index) {
     return index < list.size() ? static_cast<T&>(*list[index]) : spare<T>();
+}
+template <class T> const T& child_or_missing(const child_ptr& child) {
+    return child ? static_cast<const T&>(*child) : missing<T>();
+}
+template <class T> T& child_or_new(child_ptr& child) {
+    if (!child)
+        child = std::make_unique<T>();
+    return static_cast<T&>(*child);
 }
 /// Puts a copy of a child in place of the index-th, or before it; behind the last at the end.
 template <class T>

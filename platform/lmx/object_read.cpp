@@ -146,11 +146,14 @@ private:
     elmx_error& error_;
 };
 
-elmx_error c_object::read_element(c_xml_reader& reader) {
+elmx_error c_object::read_element(c_xml_reader& reader, std::string_view name) {
     free_children();
     clear_values();
     auto error = elmx_error::ok;
     if (!description().isChoice) {
+        if (!reader.at_element(name))
+            return reader.handle_error(elmx_error::elementMissing, reader.qualified_name(name),
+                                       whatStands(reader));
         for (std::size_t i = 0; i < reader.attribute_count(); ++i) {
             reader.select_attribute(i);
             if (!unmarshal_attributes(reader, error))
@@ -251,7 +254,7 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
     return true;
 }
 
-elmx_error c_object::bind_root(c_xml_reader& reader, const s_root& root) {
+elmx_error c_object::read_root(c_xml_reader& reader, const s_root& root) {
     if (reader.event() == c_xml_reader::e_event::stop)
         return reader.fatal_error();
     const auto readable = std::ranges::find_if(
@@ -262,7 +265,7 @@ elmx_error c_object::bind_root(c_xml_reader& reader, const s_root& root) {
         return elmx_error::wrongRoot;
     }
     reader.set_namespace(*readable);
-    auto error = unmarshal(reader, root.name);
+    auto error = read_element(reader, root.name);
     if (error == elmx_error::ok)
         error = reader.fatal_error(); // what follows the root may not be well formed
     if (error == elmx_error::ok && *readable->uri == '\0')
@@ -274,7 +277,7 @@ elmx_error c_object::bind_document(std::string_view document, const std::string&
                                    const s_root& root, const error_handler& handler) noexcept {
     try {
         c_xml_reader reader(document, file, handler);
-        return bind_root(reader, root);
+        return read_root(reader, root);
     } catch (const std::bad_alloc&) {
         return elmx_error::outOfMemory;
     }
