@@ -1,0 +1,27 @@
+#pragma once
+
+#include "kerr/kerr.h"
+
+#include <string>
+#include <vector>
+
+namespace loader {
+
+/// While it lives, collects what the plug-in prints and logs on this thread.
+class Heard {
+public:
+    Heard()
+        : listener_([this](const KERR_REPORT& report) { texts_.push_back(text(report)); }) {}
+
+    bool empty() const { return texts_.empty(); }
+    /// @return the reasons, innermost first, in one sentence part; `otherwise` when none was told.
+    std::string reason(const std::string& otherwise) const;
+
+private:
+    static std::string text(const KERR_REPORT& report);
+
+    std::vector<std::string> texts_;
+    TolvanLog::Listener listener_;
+};
+
+} // namespace loader

@@ -1,0 +1,130 @@
+#include "loader/plugin.h"
+
+#include "loader/heard.h"
+#include "loader/host_texts.h"
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+
+namespace loader {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char fileName[] = "rf_sar.so";
+
+/// The folder of the program or library that this code was linked into.
+fs::path ownFolder() {
+    Dl_info info{};
+    static const char anchor = 0;
+    if (dladdr(&anchor, &info) == 0 || !info.dli_fname)
+        return {};
+    std::error_code ignored;
+    const fs::path own = fs::canonical(info.dli_fname, ignored);
+    return (own.empty() ? fs::path("/proc/self/exe") : own).parent_path();
+}
+
+std::vector<std::string> candidates() {
+    if (const char* named = std::getenv("RF_SAR_PLUGIN"))
+        return {named};
+    const fs::path own = ownFolder();
+    std::vector<std::string> names;
+    for (const fs::path& folder : {own, own / "../lib", own / "../lib/rf_sar"})
+        if (std::error_code ignored; fs::exists(folder / fileName, ignored))
+            names.push_back((folder / fileName).lexically_normal());
+    names.push_back(fileName); // where the dynamic linker looks
+    return names;
+}
+
+std::string findPlugin() {
+    std::string tried;
+    for (const std::string& name : candidates()) {
+        if (dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL))
+            return name;
+        tried += std::string("\n  ") + dlerror();
+    }
+    throw Error("the plug-in rf_sar.so cannot be loaded:" + tried);
+}
+
+template <class Function>
+void lookUp(void* library, const char* symbol, Function& function) {
+    void* found = dlsym(library, symbol);
+    if (!found)
+        throw Error(std::string("the plug-in has no entry point ") + symbol);
+    function = reinterpret_cast<Function>(found);
+}
+
+EntryPoints lookUpAll(void* library) {
+    EntryPoints entry{};
+    lookUp(library, "rf_sarInstanceTitleListGet", entry.titleListGet);
+    lookUp(library, "rf_sarInstanceShortNameListGet", entry.shortNameListGet);
+    lookUp(library, "rf_sarInstanceExtListGet", entry.extListGet);
+    lookUp(library, "rf_sarInstanceMagicListGet", entry.magicListGet);
+    lookUp(library, "rf_sarInstanceTemplateListGet", entry.templateListGet);
+    lookUp(library, "rf_sarInstancePixelTypesGet", entry.pixelTypesGet);
+    lookUp(library, "rf_sarFileTitleIdentify", entry.titleIdentify);
+    lookUp(library, "rf_sarFileTitleIdentifyAndOpen", entry.titleIdentifyAndOpen);
+    lookUp(library, "rf_sarFileClose", entry.fileClose);
+    lookUp(library, "rf_sarFileLayerNamesGet", entry.layerNamesGet);
+    lookUp(library, "rf_sarFileRasterFormatsNonStandardDataNamesGet", entry.nodeNamesGet);
+    lookUp(library, "rf_sarLayerOpen", entry.layerOpen);
+    lookUp(library, "rf_sarLayerRasterRead", entry.layerRasterRead);
+    lookUp(library, "rf_sarLayerClose", entry.layerClose);
+    return entry;
+}
+
+std::vector<Format> readFormats(const EntryPoints& entry) {
+    std::uint32_t count = 0;
+    char16_t** list = nullptr;
+    entry.titleListGet(&count, &list);
+    const auto titles = takeTexts(list, count);
+    entry.shortNameListGet(&list);
+    const auto shortNames = takeTexts(list, count);
+    entry.extListGet(&list);
+    const auto extensions = takeTexts(list, count);
+    entry.magicListGet(&list);
+    const auto magics = takeTexts(list, count);
+    std::uint8_t* flags = nullptr;
+    entry.templateListGet(&list, &flags);
+    const kmsc::HeapPtr<std::uint8_t> flagsOwner(flags);
+    const auto templates = takeTexts(list, count);
+
+    std::vector<Format> formats;
+    for (std::size_t i = 0; i < titles.size(); ++i)
+        formats.push_back({titles[i], shortNames.at(i), extensions.at(i), magics.at(i),
+                           templates.at(i)});
+    return formats;
+}
+
+} // namespace
+
+Plugin::Plugin(const std::string& path) : path_(path) {
+    entry_ = lookUpAll(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    formats_ = readFormats(entry_);
+    std::uint32_t count = 0;
+    char16_t** list = nullptr;
+    entry_.pixelTypesGet(&count, &list);
+    pixelTypes_ = takeTexts(list, count);
+    // What the plug-in prints belongs to whoever listens on that thread (Heard).
+    kerr::setPrintSink([](const KERR_REPORT& report) { TolvanLog::Write(report); });
+}
+
+const Plugin& Plugin::instance() {
+    static const Plugin plugin(findPlugin());
+    return plugin;
+}
+
+std::string Plugin::pixelTypeName(std::uint32_t type) const {
+    return type < pixelTypes_.size() ? pixelTypes_[type] : "unknown";
+}
+
+int identify(const Plugin& plugin, const std::string& name, std::string& reason) {
+    const Heard heard;
+    const auto index = static_cast<int>(plugin.entry().titleIdentify(ktxt::widen(name).c_str()));
+    if (index < 0)
+        reason = heard.reason("it is none of the products that rf_sar reads");
+    return index;
+}
+
+} // namespace loader

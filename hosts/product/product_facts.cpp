@@ -1,0 +1,148 @@
+#include "product/product_facts.h"
+
+#include "kfio/kfio.h"
+#include "kfio/product_tree.h"
+#include "kfnp/kfnp.h"
+#include "kstr/kstr.h"
+#include "ktxt/ktxt.h"
+#include "loader/plugin.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace product {
+namespace {
+
+using kfio::ProductTree;
+
+std::vector<std::string> splitAtBlanks(const std::string& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+ImageFact imageFact(const ProductTree& element) {
+    return {element.data(), element.get<std::string>("<xmlattr>.pole", "")};
+}
+
+/// RADARSAT-2 and RCM: one element a file, whose `pole` attribute is the truth.
+ProductFacts factsOfXml(const ProductTree& document) {
+    const ProductTree& product = document.get_child("product");
+    ProductFacts facts;
+    facts.satellite = product.get<std::string>("sourceAttributes.satellite", "");
+    facts.productType = product.get<std::string>(
+        "imageGenerationParameters.generalProcessingInformation.productType", "");
+    facts.polarizations = splitAtBlanks(
+        product.get<std::string>("sourceAttributes.radarParameters.polarizations", ""));
+    for (const char* parent : {"imageAttributes", "sceneAttributes.imageAttributes"})
+        if (const auto images = product.get_child_optional(parent))
+            for (const auto& [key, element] : *images)
+                if (key == "fullResolutionImageData" || key == "ipdf")
+                    facts.images.push_back(imageFact(element));
+    return facts;
+}
+
+ProductFacts factsOfItem(const ProductTree& item) {
+    // Keys hold dots and colons, so that paths use another separator.
+    const auto at = [](const char* path) { return ProductTree::path_type(path, '/'); };
+    ProductFacts facts;
+    facts.satellite = item.get<std::string>(at("properties/platform"), "");
+    facts.productType = item.get<std::string>(at("properties/sar:product_type"), "");
+    if (const auto poles = item.get_child_optional(at("properties/sar:polarizations")))
+        for (const auto& [key, pole] : *poles)
+            facts.polarizations.push_back(pole.data());
+    if (!facts.polarizations.empty()) {
+        const std::string& last = facts.polarizations.back();
+        const auto href =
+            item.get<std::string>(ProductTree::path_type("assets/" + last + "/href", '/'), "");
+        facts.images.push_back({kfnp::lastComponent(href), last});
+    }
+    return facts;
+}
+
+ProductFacts factsOfExtended(const ProductTree& extended) {
+    ProductFacts facts;
+    facts.satellite = extended.get<std::string>("collect.platform", "");
+    facts.productType = extended.get<std::string>("product_type", "");
+    const auto pole = extended.get<std::string>("collect.radar.transmit_polarization", "") +
+                      extended.get<std::string>("collect.radar.receive_polarization", "");
+    facts.polarizations = {pole};
+    facts.images = {{"", pole}};
+    return facts;
+}
+
+ProductFacts factsOfJson(const std::string& file, const ProductTree& document) {
+    if (document.count("properties") != 0)
+        return factsOfItem(document);
+    // The extended file was named; its item, when it is there, is what the plug-in reads.
+    std::string item = file;
+    const auto slash = item.rfind('/') + 1;
+    const auto mark = item.find("_extended", slash);
+    if (mark != std::string::npos)
+        item.erase(mark, 9);
+    if (item != file && kfio::fileState(item).isRegularFile)
+        return factsOfItem(kfio::readJsonTree(item));
+    return factsOfExtended(document);
+}
+
+bool hasSarModelType(const ProductFacts& facts) {
+    static constexpr const char* known[] = {"SLC", "SGF", "SGX", "SGC", "GRD",
+                                            "GRC", "SCD", "GEO", "GEC"};
+    return facts.productType.empty() ||
+           std::find(std::begin(known), std::end(known), facts.productType) != std::end(known);
+}
+
+} // namespace
+
+ProductFacts readFacts(const std::string& productFile) {
+    try {
+        const bool xml =
+            kstr_Eqic(kfnp_FileNameGetExtPart(ktxt::widen(productFile)), u".xml");
+        return xml ? factsOfXml(kfio::readXmlTree(productFile))
+                   : factsOfJson(productFile, kfio::readJsonTree(productFile));
+    } catch (const boost::property_tree::ptree_error& error) {
+        throw loader::Error(productFile + ": " + error.what());
+    }
+}
+
+LayerName parseLayerName(const std::string& name) {
+    LayerName parsed;
+    const auto number = name.rfind('_');
+    const auto kind = number == std::string::npos ? number : name.rfind('_', number - 1);
+    const auto sensor = name.find('_');
+    if (kind == std::string::npos || sensor == kind)
+        return parsed;
+    parsed.sensor = name.substr(0, sensor);
+    parsed.pole = name.substr(sensor + 1, kind - sensor - 1);
+    parsed.kind = name.substr(kind + 1, number - kind - 1);
+    parsed.number = std::atoi(name.c_str() + number + 1);
+    return parsed;
+}
+
+std::size_t imageOfLayer(const LayerName& name, bool complexProduct) {
+    const int zeroBased = std::max(name.number - 1, 0);
+    return static_cast<std::size_t>(complexProduct ? zeroBased / 2 : zeroBased);
+}
+
+std::vector<std::string> contradictions(const ProductFacts& facts,
+                                        const std::vector<std::string>& layerNames) {
+    std::vector<std::string> found;
+    const bool complexProduct =
+        std::any_of(layerNames.begin(), layerNames.end(),
+                    [](const std::string& name) { return parseLayerName(name).isPhase(); });
+    for (const std::string& text : layerNames) {
+        const LayerName name = parseLayerName(text);
+        const std::size_t image = imageOfLayer(name, complexProduct);
+        if (image >= facts.images.size() || facts.images[image].pole.empty() ||
+            facts.images[image].pole == name.pole)
+            continue;
+        found.push_back("layer " + text + " shows polarization " + facts.images[image].pole +
+                        ", although its name says " + name.pole +
+                        ": the product lists its images in another order than its polarizations");
+    }
+    if (!hasSarModelType(facts))
+        found.push_back("product type " + facts.productType +
+                        " has no SAR model; georeferencing is the image's own");
+    return found;
+}
+
+} // namespace product

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace product {
+
+/// One image file of a product, in the product's own order, and the polarization that the product
+/// states for exactly this file ("" when it states none).
+struct ImageFact {
+    std::string file; ///< as the product writes it
+    std::string pole;
+};
+
+/// What a product says of itself that the plug-in's interface cannot carry. Texts are UTF-8, empty
+/// where the product is silent.
+struct ProductFacts {
+    std::string satellite;
+    std::string productType;
+    std::vector<std::string> polarizations; ///< the list as the product writes it
+    std::vector<ImageFact> images;
+};
+
+/// Reads the facts of a product file that the plug-in has opened (.xml or .json).
+/// @throws loader::Error naming the file when it cannot be read.
+ProductFacts readFacts(const std::string& productFile);
+
+/// @return sentences on what the plug-in's layer names or georeferencing cannot tell: a name that
+///         carries another pole than its image, a product type without a SAR model.
+std::vector<std::string> contradictions(const ProductFacts& facts,
+                                        const std::vector<std::string>& layerNames);
+
+/// The parts of a layer name "<sensor>_<polarization>_<kind>_<number>".
+struct LayerName {
+    std::string sensor;
+    std::string pole;
+    std::string kind;
+    int number = 0;
+
+    bool isPhase() const { return kind == "PHASE"; }
+};
+LayerName parseLayerName(const std::string& name);
+
+/// @return the position in `images` of the file that serves a layer.
+std::size_t imageOfLayer(const LayerName& name, bool complexProduct);
+
+} // namespace product

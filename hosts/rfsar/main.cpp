@@ -1,0 +1,46 @@
+#include "console.h"
+#include "loader/plugin.h"
+#include "verbs.h"
+
+#include "kerr/kerr.h"
+
+#include <clocale>
+
+namespace {
+
+constexpr int done = 0;
+constexpr int failed = 1;
+constexpr int usage = 2;
+
+constexpr char description[] =
+    "Opens RADARSAT-2, RADARSAT Constellation and Capella products.\n"
+    "FILE is a product folder, product.xml, manifest.safe, a Capella item or its extended JSON,\n"
+    "a .zip as downloaded, or a virtual path (/vsizip/, /vsicurl/, ...).";
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app(description, "rfsar");
+    app.set_version_flag("--version", std::string("rfsar ") + RF_SAR_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    bool quiet = false;
+    app.add_flag("-q,--quiet", quiet, "no progress and no warnings");
+    app.parse_complete_callback([&] { console::setQuiet(quiet); });
+
+    int status = done;
+    addFormats(app);
+    addIdentify(app, status);
+    addInfo(app);
+    addRead(app);
+    addQuicklook(app);
+    try {
+        app.parse(argc, argv);
+        return status;
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? done : usage;
+    } catch (const std::exception& error) {
+        console::error(error.what());
+        return failed;
+    }
+}

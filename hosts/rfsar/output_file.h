@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+/// A file that appears whole or not at all: written under another name in the same folder and
+/// renamed by `commit`. The name "-" is stdout.
+class OutputFile {
+public:
+    /// @throws loader::Error when the file exists and `force` is not given, or cannot be made.
+    OutputFile(std::string name, bool force);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// @throws loader::Error naming the file and the reason (a full disk, say).
+    void write(const void* bytes, std::size_t count);
+    void commit();
+
+private:
+    [[noreturn]] void fail() const;
+
+    std::string name_;
+    std::string partName_;
+    std::FILE* file_ = nullptr;
+};
+
+/// @throws loader::Error when `name` exists and `force` is not given.
+void refuseOverwriting(const std::string& name, bool force);

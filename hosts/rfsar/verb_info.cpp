@@ -1,0 +1,115 @@
+#include "console.h"
+#include "loader/product.h"
+#include "product/find_product.h"
+#include "product/product_facts.h"
+#include "verbs.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <iostream>
+
+namespace {
+
+using nlohmann::ordered_json;
+
+/// Describes one layer; one that cannot be opened keeps its name and adds a warning.
+ordered_json describeLayer(const loader::Product& opened, const std::string& name,
+                           const product::ProductFacts& facts, bool complexProduct,
+                           std::vector<std::string>& warnings) {
+    const auto parsed = product::parseLayerName(name);
+    const std::size_t image = product::imageOfLayer(parsed, complexProduct);
+    const bool known = image < facts.images.size() && !facts.images[image].pole.empty();
+    ordered_json layer = {{"name", name},
+                          {"pole", known ? facts.images[image].pole : parsed.pole}};
+    try {
+        const loader::Layer open = opened.openLayer(name);
+        layer["pixelType"] = opened.plugin().pixelTypeName(open.pixelType());
+        layer["width"] = open.width();
+        layer["height"] = open.height();
+        layer["blockWidth"] = open.blockWidth();
+        layer["blockHeight"] = open.blockHeight();
+    } catch (const loader::Error& error) {
+        warnings.emplace_back(error.what());
+        for (const char* key : {"pixelType", "width", "height", "blockWidth", "blockHeight"})
+            layer[key] = nullptr;
+    }
+    return layer;
+}
+
+ordered_json describe(const std::string& entry) {
+    const loader::Product opened(loader::Plugin::instance(), product::findProduct(entry));
+    const auto facts = product::readFacts(opened.name());
+    const auto names = opened.layerNames();
+    const auto parsed = [&](std::size_t i) { return product::parseLayerName(names[i]); };
+    const bool complexProduct = names.size() > 1 && parsed(1).isPhase();
+
+    std::vector<std::string> poles;
+    for (std::size_t i = 0; i < names.size(); i += complexProduct ? 2 : 1)
+        poles.push_back(parsed(i).pole);
+    auto images = ordered_json::array();
+    for (const auto& image : facts.images)
+        images.push_back({{"file", image.file}, {"pole", image.pole}});
+
+    auto warnings = product::contradictions(facts, names);
+    auto layers = ordered_json::array();
+    for (const std::string& name : names)
+        layers.push_back(describeLayer(opened, name, facts, complexProduct, warnings));
+    return {{"file", opened.name()},
+            {"format", {{"index", opened.formatIndex()}, {"title", opened.format().title}}},
+            {"satellite", facts.satellite},
+            {"productType", facts.productType},
+            {"sensor", names.empty() ? "" : parsed(0).sensor},
+            {"complex", complexProduct},
+            {"polarizations", poles},
+            {"images", images},
+            {"layers", layers},
+            {"nodes", opened.nodeNames()},
+            {"footprint", nullptr},
+            {"warnings", warnings}};
+}
+
+std::string joined(const ordered_json& texts) {
+    std::string line;
+    for (const auto& text : texts)
+        line += (line.empty() ? "" : ", ") + text.get<std::string>();
+    return line;
+}
+
+void printText(const ordered_json& info) {
+    const auto text = [&](const char* key) { return info[key].get<std::string>(); };
+    std::cout << "file           " << text("file") << '\n'
+              << "format         " << info["format"]["title"].get<std::string>() << '\n'
+              << "satellite      " << text("satellite") << '\n'
+              << "product type   " << text("productType")
+              << (info["complex"].get<bool>() ? " (complex)" : " (detected)") << '\n'
+              << "polarizations  " << joined(info["polarizations"]) << '\n'
+              << "nodes          " << joined(info["nodes"]) << '\n'
+              << "layers\n";
+    for (const auto& layer : info["layers"]) {
+        std::cout << "  " << layer["name"].get<std::string>();
+        if (!layer["width"].is_null())
+            std::cout << "  " << layer["width"] << " x " << layer["height"] << "  "
+                      << layer["pixelType"].get<std::string>() << ", blocks of "
+                      << layer["blockWidth"] << " x " << layer["blockHeight"];
+        std::cout << '\n';
+    }
+    for (const auto& warning : info["warnings"])
+        console::warning(warning.get<std::string>());
+}
+
+} // namespace
+
+void addInfo(CLI::App& app) {
+    auto* verb = app.add_subcommand("info", "describe a product and its layers");
+    auto file = std::make_shared<std::string>();
+    verb->add_option("FILE", *file, "product")->required();
+    auto* json = verb->add_flag("--json", "print JSON");
+    verb->callback([file, json] {
+        const ordered_json info = describe(*file);
+        if (json->count() > 0)
+            console::printJson(info);
+        else
+            printText(info);
+    });
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// One function a verb: declares its arguments on the app; the verb runs as the callback, throws
+/// loader::Error for the user, and returns the exit status through `status`.
+void addFormats(CLI::App& app);
+void addIdentify(CLI::App& app, int& status);
+void addInfo(CLI::App& app);
+void addRead(CLI::App& app);
+void addQuicklook(CLI::App& app);

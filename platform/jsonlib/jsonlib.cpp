@@ -1,0 +1,187 @@
+#include "jsonlib/jsonlib.h"
+
+#include "kerr/kerr.h"
+#include "ktxt/ktxt.h"
+
+#include <json/json.h>
+
+namespace tolvan::jsonlib {
+namespace {
+
+const Json::Value& json(const std::shared_ptr<const void>& item) {
+    return item ? *static_cast<const Json::Value*>(item.get()) : Json::Value::nullSingleton();
+}
+
+const char* typeName(const Json::Value& value) {
+    switch (value.type()) {
+    case Json::nullValue:
+        return "null";
+    case Json::intValue:
+    case Json::uintValue:
+    case Json::realValue:
+        return "a number";
+    case Json::stringValue:
+        return "text";
+    case Json::booleanValue:
+        return "a truth value";
+    case Json::arrayValue:
+        return "an array";
+    case Json::objectValue:
+        return "an object";
+    }
+    return "unknown";
+}
+
+[[noreturn]] void complain(const Json::Value& found, const char* wanted) {
+    throw TolvanLog::Exception(std::string("JSON value is ") + typeName(found) + ", not " + wanted);
+}
+
+void requireUtf8(std::string_view text) {
+    static_cast<void>(ktxt::widen(text));
+}
+
+std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
+    Json::CharReaderBuilder builder;
+    Json::CharReaderBuilder::strictMode(&builder.settings_);
+    builder["strictRoot"] = false;
+    builder["allowComments"] = true;
+    builder["collectComments"] = keepComments;
+    // The limit counts the values that are open, the innermost scalar included.
+    builder["stackLimit"] = Reader::maxDepth + 1;
+    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+}
+
+} // namespace
+
+bool Value::isNull() const {
+    return json(item_).isNull();
+}
+
+bool Value::isBool() const {
+    return json(item_).isBool();
+}
+
+bool Value::isNumber() const {
+    return json(item_).isNumeric();
+}
+
+bool Value::isString() const {
+    return json(item_).isString();
+}
+
+bool Value::isArray() const {
+    return json(item_).type() == Json::arrayValue;
+}
+
+bool Value::isObject() const {
+    return json(item_).type() == Json::objectValue;
+}
+
+bool Value::isMember(std::string_view key) const {
+    return isObject() && json(item_).find(key.data(), key.data() + key.size());
+}
+
+Value Value::operator[](std::string_view key) const {
+    Value member;
+    if (isObject()) {
+        if (const Json::Value* found = json(item_).find(key.data(), key.data() + key.size()))
+            member.item_ = {item_, found};
+    }
+    return member;
+}
+
+Value Value::operator[](std::size_t index) const {
+    Value element;
+    if (isArray() && index < size())
+        element.item_ = {item_, &json(item_)[static_cast<Json::ArrayIndex>(index)]};
+    return element;
+}
+
+std::size_t Value::size() const {
+    return json(item_).size();
+}
+
+std::vector<Value> Value::elements() const {
+    std::vector<Value> all;
+    if (!isArray())
+        return all;
+    all.reserve(size());
+    for (const Json::Value& item : json(item_)) {
+        all.emplace_back();
+        all.back().item_ = {item_, &item};
+    }
+    return all;
+}
+
+std::vector<std::string> Value::memberNames() const {
+    return isObject() ? json(item_).getMemberNames() : std::vector<std::string>();
+}
+
+std::string Value::asString() const {
+    if (!isString())
+        complain(json(item_), "text");
+    std::string text = json(item_).asString();
+    requireUtf8(text);
+    return text;
+}
+
+bool Value::asBool() const {
+    if (!isBool())
+        complain(json(item_), "a truth value");
+    return json(item_).asBool();
+}
+
+double Value::asDouble() const {
+    if (!isNumber())
+        complain(json(item_), "a number");
+    return json(item_).asDouble();
+}
+
+std::int64_t Value::asInt64() const {
+    if (!json(item_).isInt64())
+        complain(json(item_), "a whole number of 64 bits");
+    return json(item_).asInt64();
+}
+
+std::string Value::comment() const {
+    return json(item_).getComment(Json::commentBefore);
+}
+
+bool Reader::parse(std::string_view text, Value& value, bool keepComments) {
+    value = {};
+    errors_.clear();
+    try {
+        requireUtf8(text);
+        const auto document = std::make_shared<Json::Value>();
+        const bool accepted =
+            makeParser(keepComments)
+                ->parse(text.data(), text.data() + text.size(), document.get(), &errors_);
+        if (accepted)
+            value.item_ = document;
+        return accepted;
+    } catch (const Json::RuntimeError&) { // what the parser throws on its depth limit alone
+        errors_ = "nested deeper than " + std::to_string(maxDepth) + " levels";
+    } catch (const std::exception& error) {
+        errors_ = error.what();
+    }
+    return false;
+}
+
+bool Reader::parse(std::u16string_view text, Value& value, bool keepComments) {
+    try {
+        return parse(ktxt::narrow(text), value, keepComments);
+    } catch (const TolvanLog::Exception& error) {
+        value = {};
+        errors_ = error.what();
+        return false;
+    }
+}
+
+std::string quoted(std::string_view text) {
+    requireUtf8(text);
+    Json::StreamWriterBuilder builder;
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, Json::Value(text.data(), text.data() + text.size()));
+}
+
+} // namespace tolvan::jsonlib

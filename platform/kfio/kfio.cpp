@@ -1,0 +1,137 @@
+#include "kfio/kfio.h"
+
+#include "kfnp/kfnp.h"
+#include "kimg/virtual_files.h"
+#include "ktxt/ktxt.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::string utf8Name(std::u16string_view name) { return kfnp::clean(ktxt::narrow(name)); }
+
+kfio::FileState virtualState(const std::string& name) {
+    kfio::FileState state;
+    if (const auto found = kimg::virtualStat(name)) {
+        state.exists = true;
+        state.isRegularFile = !found->isDirectory;
+        state.isReadable = true;
+        state.size = found->size;
+        state.modificationTime = found->mtime;
+    }
+    return state;
+}
+
+kfio::FileState localState(const std::string& name) {
+    kfio::FileState state;
+    struct stat found = {};
+    if (stat(name.c_str(), &found) != 0)
+        return state;
+    state.exists = true;
+    state.isRegularFile = S_ISREG(found.st_mode);
+    state.isReadable = access(name.c_str(), R_OK) == 0;
+    state.size = static_cast<std::uint64_t>(found.st_size);
+    state.modificationTime =
+        std::int64_t{found.st_mtim.tv_sec} * 1'000'000'000 + found.st_mtim.tv_nsec;
+    return state;
+}
+
+struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using LocalFile = std::unique_ptr<std::FILE, Closer>;
+
+/// O_NONBLOCK, so that a fifo in a product's place cannot hang the reader.
+LocalFile openLocal(const std::string& name) {
+    const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    return LocalFile(descriptor < 0 ? nullptr : fdopen(descriptor, "rb"));
+}
+
+std::optional<std::string> readLocal(const std::string& name, std::size_t count,
+                                     std::string& reason) {
+    const LocalFile file = openLocal(name);
+    if (!file) {
+        reason = std::strerror(errno);
+        return std::nullopt;
+    }
+    std::string bytes(count, '\0');
+    bytes.resize(std::fread(bytes.data(), 1, count, file.get()));
+    if (std::ferror(file.get())) {
+        reason = "cannot be read";
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::string sizeComplaint() {
+    return "is larger than " + std::to_string(kfio::maximumDocumentBytes >> 20) + " MiB";
+}
+
+} // namespace
+
+namespace kfio {
+
+FileState fileState(std::string_view name) {
+    const std::string path = kfnp::clean(name);
+    return kfnp::isVirtual(path) ? virtualState(path) : localState(path);
+}
+
+std::optional<std::string> readDocument(std::string_view name, std::string& reason) {
+    const std::string path = kfnp::clean(name);
+    const FileState state = fileState(path);
+    if (!state.exists)
+        reason = "does not exist";
+    else if (!state.isRegularFile)
+        reason = "is not a file";
+    else if (state.size > maximumDocumentBytes)
+        reason = sizeComplaint();
+    else if (kfnp::isVirtual(path))
+        return kimg::readVirtualFile(path, maximumDocumentBytes, reason);
+    else
+        return readLocal(path, static_cast<std::size_t>(state.size), reason);
+    return std::nullopt;
+}
+
+} // namespace kfio
+
+struct KFIO_STAT_CACHE {
+    kfio::FileState state;
+};
+
+bool kfio_FileExists(std::u16string_view name) {
+    return !name.empty() && kfio::fileState(utf8Name(name)).exists;
+}
+
+KFIO_STAT_CACHE* kfio_StatCacheCreate(std::u16string_view name, KERR_REPORT** slot) {
+    if (name.empty()) {
+        kerr::raise(slot, "kfio_StatCacheCreate", "the file name is empty");
+        return nullptr;
+    }
+    return new KFIO_STAT_CACHE{kfio::fileState(utf8Name(name))};
+}
+
+std::int64_t kfio_StatCacheGet(const KFIO_STAT_CACHE* cache, int item, KERR_REPORT** slot) {
+    if (!cache)
+        return 0;
+    switch (item) {
+    case kfioExists:
+        return cache->state.exists;
+    case kfioIsRegularFile:
+        return cache->state.isRegularFile;
+    case kfioIsReadable:
+        return cache->state.isReadable;
+    case kfioModificationTime:
+        return cache->state.modificationTime;
+    default:
+        kerr::raise(slot, "kfio_StatCacheGet", "item " + std::to_string(item) + " is not kept");
+        return 0;
+    }
+}
+
+void kfio_StatCacheFree(KFIO_STAT_CACHE* cache) { delete cache; }

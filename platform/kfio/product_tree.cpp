@@ -1,0 +1,56 @@
+#include "kfio/product_tree.h"
+
+#include "kfio/document_depth.h"
+#include "kfio/kfio.h"
+
+#include <boost/iostreams/device/array.hpp>
+#include <boost/iostreams/stream.hpp>
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+
+namespace kfio {
+namespace {
+
+namespace pt = boost::property_tree;
+using DocumentStream = boost::iostreams::stream<boost::iostreams::array_source>;
+
+template <class Error>
+std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::string_view)) {
+    std::string reason;
+    auto text = readDocument(name, reason);
+    if (!text)
+        throw Error("cannot open file (" + reason + ")", name, 0);
+    if (depthOf(*text) > maximumDocumentDepth)
+        throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels",
+                    name, 0);
+    return *std::move(text);
+}
+
+/// Parse errors know the line but not the file: they are raised again with it.
+template <class Error, class Parse>
+ProductTree parse(const std::string& name, std::size_t (*depthOf)(std::string_view),
+                  Parse parseStream) {
+    const std::string text = readGuarded<Error>(name, depthOf);
+    DocumentStream stream(text.data(), text.size());
+    ProductTree tree;
+    try {
+        parseStream(stream, tree);
+    } catch (const Error& error) {
+        throw Error(error.message(), name, error.line());
+    }
+    return tree;
+}
+
+} // namespace
+
+ProductTree readXmlTree(const std::string& name) {
+    return parse<pt::xml_parser_error>(
+        name, xmlDepth, [](auto& stream, auto& tree) { pt::read_xml(stream, tree, 0); });
+}
+
+ProductTree readJsonTree(const std::string& name) {
+    return parse<pt::json_parser_error>(
+        name, jsonDepth, [](auto& stream, auto& tree) { pt::read_json(stream, tree); });
+}
+
+} // namespace kfio

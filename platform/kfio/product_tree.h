@@ -1,0 +1,23 @@
+#pragma once
+
+#include "rf_platform_api.h"
+
+#include <boost/property_tree/ptree.hpp>
+
+#include <string>
+#include <string_view>
+
+/// Metadata documents as property trees. Parsers that recurse are guarded by a depth check, and
+/// documents are read through kfio, wherever they lie.
+namespace kfio {
+
+using ProductTree = boost::property_tree::ptree;
+
+/// @param name  UTF-8, local or virtual.
+/// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
+///         deep, or is malformed.
+RF_PLATFORM_API ProductTree readXmlTree(const std::string& name);
+/// @throws boost::property_tree::json_parser_error  likewise.
+RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
+
+} // namespace kfio

@@ -1,0 +1,56 @@
+#include "kimg/gdal_session.h"
+
+#include <cpl_error.h>
+#include <gdal.h>
+#include <gdal_frmts.h>
+
+#include <mutex>
+
+namespace kimg {
+namespace {
+
+void CPL_STDCALL keepFailure(CPLErr errorClass, CPLErrorNum, const char* message) {
+    if (errorClass == CE_Failure || errorClass == CE_Fatal)
+        static_cast<ErrorCapture*>(CPLGetErrorHandlerUserData())->hear(message);
+}
+
+} // namespace
+
+void registerDrivers() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        GDALRegister_GTiff();
+        GDALRegister_NITF();
+        GDALRegister_MEM();
+        GDALRegister_PNG();
+    });
+}
+
+const char* const* imageDrivers() {
+    static constexpr const char* names[] = {"GTiff", "NITF", nullptr};
+    return names;
+}
+
+ErrorCapture::ErrorCapture()
+    : outerMessage_(CPLGetLastErrorMsg()), outerNumber_(CPLGetLastErrorNo()),
+      outerClass_(CPLGetLastErrorType()) {
+    CPLPushErrorHandlerEx(keepFailure, this);
+    CPLSetCurrentErrorHandlerCatchDebug(FALSE);
+}
+
+ErrorCapture::~ErrorCapture() {
+    CPLPopErrorHandler();
+    CPLErrorSetState(static_cast<CPLErr>(outerClass_), outerNumber_, outerMessage_.c_str());
+}
+
+void ErrorCapture::hear(const char* message) {
+    if (firstFailure_.empty())
+        firstFailure_ = message;
+}
+
+std::string ErrorCapture::describe(const std::string& path) const {
+    const std::string reason = firstFailure_.empty() ? "cannot be read" : firstFailure_;
+    return reason.find(path) == std::string::npos ? path + ": " + reason : reason;
+}
+
+} // namespace kimg

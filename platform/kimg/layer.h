@@ -1,0 +1,44 @@
+#pragma once
+
+#include "kerr/kerr.h"
+#include "kimg/dataset_pool.h"
+
+#include <cstdint>
+#include <exception>
+#include <new>
+#include <string>
+
+/// Everything but `users` is fixed when the layer is opened, so that reads need no lock.
+struct KIMG_LAYER {
+    kimg::ImageFile file;
+    std::u16string fileName;
+    std::string key;         ///< under which the table of layers has it
+    int users = 0;           ///< opens minus closes; guarded by the table's lock
+    int band = 0;            ///< GDAL's, from 1
+    int storedType = 0;      ///< GDALDataType of the band
+    bool signedByte = false; ///< stored bytes are signed, which GDAL's type does not say
+    bool imaginary = false;  ///< the second layer of a complex band
+    std::uint32_t pixelType = 0;
+    bool storedAsIs = false; ///< a pixel of pixelType is a stored pixel, byte for byte
+    double fill = 0;
+    int width = 0, height = 0;           ///< pixels
+    int blockWidth = 0, blockHeight = 0; ///< pixels
+};
+
+namespace kimg {
+
+/// Runs the body of a host call; what it throws becomes the report.
+/// @return the body's result, or `failed`.
+template <class Result, class Body>
+Result hostCall(const char* function, KERR_REPORT** slot, Result failed, Body&& body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        kerr::raise(slot, function, "No memory");
+    } catch (const std::exception& error) {
+        kerr::raise(slot, function, error.what());
+    }
+    return failed;
+}
+
+} // namespace kimg

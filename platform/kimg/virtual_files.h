@@ -1,0 +1,36 @@
+#pragma once
+
+#include "rf_platform_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Files behind virtual paths: in archives, on object stores, in memory. Names are UTF-8. Any
+/// thread, no printing.
+namespace kimg {
+
+/// @return whether the name is a virtual path ("/vsi...").
+RF_PLATFORM_API bool isVirtualPath(std::string_view path);
+
+struct VirtualStat {
+    bool isDirectory;
+    std::uint64_t size; ///< bytes; 0 for a directory
+    std::int64_t mtime; ///< s since 1970; 0 when not known
+};
+
+/// @return nullopt when nothing is there.
+RF_PLATFORM_API std::optional<VirtualStat> virtualStat(const std::string& path);
+
+/// @return the whole file; nullopt with the reason, which names the file, when it cannot be read
+///         or holds more than maxBytes.
+RF_PLATFORM_API std::optional<std::string>
+readVirtualFile(const std::string& path, std::size_t maxBytes, std::string& reason);
+
+/// @return the names (not paths) in a folder, sorted; empty when there is no such folder.
+RF_PLATFORM_API std::vector<std::string> listVirtualFolder(const std::string& path);
+
+} // namespace kimg

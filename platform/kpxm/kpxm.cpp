@@ -1,0 +1,56 @@
+#include "kpxm/kpxm.h"
+
+#include "kmsc/kmsc.h"
+
+#include <limits>
+
+namespace {
+
+void* pixelAt(const KPXM_RECT* rect, std::uint32_t x, std::uint32_t y) {
+    const KGDA_DATA& data = rect->data;
+    if (x >= data.columns || y >= data.lines)
+        return nullptr;
+    return static_cast<std::byte*>(data.buffer) + data.lineStride * y + data.pixelStride * x;
+}
+
+} // namespace
+
+KPXM_RECT* kimg_PixelRectCreate(std::uint32_t width, std::uint32_t height,
+                                std::uint32_t pixelType) {
+    const std::size_t size = kpxm::pixelSize(pixelType);
+    const auto pixels = static_cast<std::uint64_t>(width) * height; // 32 by 32 bits always fit
+    if (size == 0 || pixels == 0 ||
+        pixels > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()) / size)
+        return nullptr;
+    auto rect = kmsc::makeArray<KPXM_RECT>(1);
+    auto buffer = rect ? kmsc::makeArray<std::byte>(pixels * size) : nullptr;
+    if (!buffer)
+        return nullptr;
+    const auto pixelStride = static_cast<std::ptrdiff_t>(size);
+    rect->data = {buffer.release(), height, width, pixelType, pixelStride * width, pixelStride};
+    return rect.release();
+}
+
+void kpxm_PixelRectDelete(KPXM_RECT* rect) {
+    if (rect)
+        kmsc_HeapFree(rect->data.buffer);
+    kmsc_HeapFree(rect);
+}
+
+void* kpxm_PixelRectDataGet(KPXM_RECT* rect) {
+    return rect->data.buffer;
+}
+
+bool kpxm_PixelRectPixelSet(KPXM_RECT* rect, std::uint32_t x, std::uint32_t y,
+                            std::complex<double> value) {
+    void* pixel = pixelAt(rect, x, y);
+    if (pixel)
+        kpxm::storePixel(pixel, rect->data.pixelType, value);
+    return pixel != nullptr;
+}
+
+std::complex<double> kpxm_PixelRectPixelGet(const KPXM_RECT* rect, std::uint32_t x,
+                                            std::uint32_t y) {
+    const void* pixel = pixelAt(rect, x, y);
+    return pixel ? kpxm::loadPixel(pixel, rect->data.pixelType) : 0.0;
+}

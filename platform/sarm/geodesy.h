@@ -1,0 +1,31 @@
+#pragma once
+
+#include "rf_platform_api.h"
+#include "sarm/vec3.h"
+
+/// Geodetic and earth-fixed positions; docs/coordinates.md defines the frames. Values, any thread.
+namespace sarm {
+
+/// Ellipsoid of revolution, m. Equal axes (a sphere) are allowed.
+struct Ellipsoid {
+    double semiMajorAxisM = 6378137.0;
+    double semiMinorAxisM = 6356752.314245179; ///< WGS 84
+};
+
+/// Geodetic position: degrees east and north, m above the ellipsoid.
+struct GroundPosition {
+    double lonDeg = 0, latDeg = 0, heightM = 0;
+};
+
+/// Position in the image file: from 0 at the centre of the first pixel of the first line.
+struct ImagePosition {
+    double sample = 0, line = 0;
+};
+
+/// @return earth-fixed position, m; closed form, 1e-9 m.
+RF_PLATFORM_API Vec3 toEarthFixed(const GroundPosition& ground, const Ellipsoid& ellipsoid);
+
+/// @return unit vector along the ellipsoid's outward normal.
+RF_PLATFORM_API Vec3 upDirection(const GroundPosition& ground);
+
+} // namespace sarm

@@ -1,0 +1,28 @@
+#include "sarm/model_area.h"
+
+#include <cstring>
+
+namespace sarm {
+
+ModelArea readModelArea(const SarMetadataRecord& record) {
+    ModelArea area;
+    std::memcpy(&area, record.modelArea, sizeof area);
+    if (area.magic != modelAreaMagic) {
+        area = {};
+        area.magic = modelAreaMagic;
+    }
+    return area;
+}
+
+void writeModelArea(SarMetadataRecord& record, const ModelArea& area) {
+    std::memcpy(record.modelArea, &area, sizeof area);
+}
+
+std::optional<double> notedOffset(const SarMetadataRecord& record) {
+    const ModelArea area = readModelArea(record);
+    if (!(area.flags & areaNoted))
+        return std::nullopt;
+    return area.firstVectorMinusStartS;
+}
+
+} // namespace sarm

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "records/sar_metadata_record.h"
+#include "rf_platform_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace sarm {
+
+enum ModelAreaFlags : std::uint32_t {
+    areaNoted = 1,         ///< firstVectorMinusStartS was told by the reader
+    areaModelled = 2,      ///< the values below describe a model
+    areaRefused = 4,       ///< `refusal` says why there is no model
+    areaTimesRepaired = 8, ///< midnight was unfolded
+    areaSelfTimed = 16,    ///< uneven state vectors were timed from their motion
+};
+
+/// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
+/// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
+/// Little-endian, not aligned to 8: copy it out with readModelArea.
+#pragma pack(push, 4)
+struct ModelArea {
+    std::int32_t magic;               ///< modelAreaMagic: layout 1
+    std::uint32_t flags;              ///< ModelAreaFlags
+    std::int32_t refusal;             ///< sarm::Refusal
+    std::int16_t method;              ///< sarm::OrbitMethod
+    std::int16_t positionDegree;
+    std::int16_t velocityDegree;
+    std::int16_t padding;             ///< 0
+    double firstVectorMinusStartS;    ///< as noted; 0 without areaNoted
+    double startTimeS;                ///< unfolded s of day of the earliest line
+    double imageDurationS;
+    double firstVectorS;              ///< unfolded, s from the start of the image
+    double vectorIntervalS;           ///< as unfolded
+    double lineIntervalS;             ///< magnitude
+    double positionRmsM;              ///< residual of the orbit fit
+    double velocityRmsMS;
+    double centreIncidenceDeg;        ///< at the terrain height
+    double centreTimeS;               ///< s from the start, of the state below
+    double centreState[6];            ///< earth-fixed position m, velocity m/s
+};
+#pragma pack(pop)
+
+constexpr std::int32_t modelAreaMagic = 0x314D4153; // "SAM1"
+
+static_assert(sizeof(ModelArea) == sizeof(SarMetadataRecord::modelArea));
+static_assert(offsetof(ModelArea, flags) == 4);
+static_assert(offsetof(ModelArea, refusal) == 8);
+static_assert(offsetof(ModelArea, method) == 12);
+static_assert(offsetof(ModelArea, positionDegree) == 14);
+static_assert(offsetof(ModelArea, velocityDegree) == 16);
+static_assert(offsetof(ModelArea, firstVectorMinusStartS) == 20);
+static_assert(offsetof(ModelArea, startTimeS) == 28);
+static_assert(offsetof(ModelArea, imageDurationS) == 36);
+static_assert(offsetof(ModelArea, firstVectorS) == 44);
+static_assert(offsetof(ModelArea, vectorIntervalS) == 52);
+static_assert(offsetof(ModelArea, lineIntervalS) == 60);
+static_assert(offsetof(ModelArea, positionRmsM) == 68);
+static_assert(offsetof(ModelArea, velocityRmsMS) == 76);
+static_assert(offsetof(ModelArea, centreIncidenceDeg) == 84);
+static_assert(offsetof(ModelArea, centreTimeS) == 92);
+static_assert(offsetof(ModelArea, centreState) == 100);
+
+/// @return the area of a record; all zero (with the magic) when the library has not written it.
+RF_PLATFORM_API ModelArea readModelArea(const SarMetadataRecord& record);
+void writeModelArea(SarMetadataRecord& record, const ModelArea& area);
+
+/// @return what sarm_NoteTimes stored.
+std::optional<double> notedOffset(const SarMetadataRecord& record);
+
+} // namespace sarm

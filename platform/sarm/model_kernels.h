@@ -1,0 +1,20 @@
+#pragma once
+
+#include "sarm/model.h"
+
+#include <cstddef>
+
+namespace sarm {
+
+/// The two solvers of Model over arrays of n points (see there); in vector registers of the widest
+/// kind that the machine has. NaN where a point has no answer; @return points with an answer.
+struct ModelKernels {
+    std::size_t (*groundToImage)(const ModelParameters& model, const GroundPosition* ground,
+                                 ImagePosition* image, std::size_t n);
+    std::size_t (*imageToGround)(const ModelParameters& model, const ImagePosition* image,
+                                 GroundPosition* ground, std::size_t n);
+};
+
+const ModelKernels& modelKernels();
+
+} // namespace sarm

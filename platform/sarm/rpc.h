@@ -1,0 +1,33 @@
+#pragma once
+
+#include "sarm/model.h"
+
+#include <array>
+
+namespace sarm {
+
+/// Rational polynomials of a model in the RPC00B form: with P, L, H the latitude, longitude and
+/// height less offset, over scale,
+/// line = lineOffset + lineScale * N(P, L, H) / D(P, L, H), the sample likewise; 20 terms each:
+/// 1 L P H LP LH PH L2 P2 H2 LPH L3 LP2 LH2 L2P P3 PH2 L2H P2H H3.
+/// Lines and samples count from 0 at the centre of the first pixel.
+struct Rpc {
+    double lineOffset = 0, sampleOffset = 0, latOffsetDeg = 0, lonOffsetDeg = 0, heightOffsetM = 0;
+    double lineScale = 1, sampleScale = 1, latScaleDeg = 1, lonScaleDeg = 1, heightScaleM = 1;
+    std::array<double, 20> lineNumerator{}, lineDenominator{};
+    std::array<double, 20> sampleNumerator{}, sampleDenominator{};
+    double maxLineError = 0;   ///< against the model, over a grid twice as fine as the fit's
+    double maxSampleError = 0;
+};
+
+/// Fits rational polynomials to a model over the whole image and heights within
+/// `heightRangeM` of the terrain height; least squares.
+/// @return nullopt when part of that volume has no position in the image.
+/// Accuracy: below 0.01 pixel for +-500 m on images up to 150 km wide; the result tells.
+/// Source: The Compendium of Controlled Extensions for NITF (STDI-0002), RPC00B.
+RF_PLATFORM_API std::optional<Rpc> fitRpc(const Model& model, double heightRangeM = 500);
+
+/// @return where the polynomials put a ground point.
+RF_PLATFORM_API ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground);
+
+} // namespace sarm

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "kerr/kerr.h"
+#include "records/sar_metadata_record.h"
+#include "rf_platform_api.h"
+
+#include <memory>
+
+/// The SAR model library as readers and hosts call it. Positions in an image count from 0 at the
+/// centre of the first pixel; docs/coordinates.md defines the rest. The library keeps no reference
+/// to a record. Calls on different records may run at the same time.
+
+/// @return the time of day (s) that the reader put into the copy's azimuthTime before the call.
+RF_PLATFORM_API double sarm_GetAzimuthTime(DopplerPolynomial polynomial);
+
+/// Tells the library when the first state vector was taken; the record's own fields fold this
+/// across midnight in a way that cannot always be undone. Call it before sarm_ModelEphemeris, with
+/// absolute times. Only used to choose among the readings of the stored time.
+/// @param firstVectorMinusFirstLineS  time of the first state vector minus the earlier of the
+///        times of first and last line, s; negative when the vector is earlier.
+RF_PLATFORM_API void sarm_NoteTimes(SarMetadataRecord* record, double firstVectorMinusFirstLineS);
+
+/// Checks the record and describes its orbit model in the model area (sarm/model_area.h); no other
+/// field changes. May be called again at any time, with equal results for equal fields.
+/// @param slot  receives a report when the record has no range-Doppler model; the record stays
+///        whole and usable for everything else. May be null.
+RF_PLATFORM_API void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot);
+
+/// Converts a file position to the model's: modelX counts samples from the near edge, modelY lines
+/// from the earliest one, so modelX * sampledPixelSpacing + slantRangeNearEdge is the slant range
+/// in a slant-range image.
+RF_PLATFORM_API void sarm_File2Model(double fileX, double fileY, const SarMetadataRecord* record,
+                                     double* modelX, double* modelY);
+
+/// Frees a record and its six state-vector arrays, all of the host heap; null is allowed.
+RF_PLATFORM_API void sarm_ReleaseMetadata(SarMetadataRecord* record);
+
+namespace sarm {
+
+struct MetadataDeleter {
+    void operator()(SarMetadataRecord* record) const { sarm_ReleaseMetadata(record); }
+};
+/// Owns one record with its arrays; `release()` hands it to the caller.
+using MetadataPtr = std::unique_ptr<SarMetadataRecord, MetadataDeleter>;
+
+} // namespace sarm

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "kerr/kerr.h"
+
+#include <exception>
+#include <string_view>
+
+/// Runs the body of an entry point and keeps every exception inside the plug-in: it is logged
+/// under the entry point's name, and `failure` is the answer.
+template <class Result, class Body>
+Result entryPoint(std::string_view name, Result failure, Body body) {
+    KerrException report("rf_sar", name);
+    try {
+        return body(report);
+    } catch (const std::exception& error) { // host errors, TolvanLog's, and standard ones
+        report.Log(error.what());
+    } catch (...) {
+        report.Log("unknown exception");
+    }
+    return failure;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+/// Every fixed text that the plug-in reports, grouped by the function that reports it. Hosts match
+/// on them: they are never reworded, typing slips included.
+namespace messages {
+
+// rf_sarFileTitleIdentifyAndOpen
+constexpr char creationNotSupported[] =
+    "RF_SAR File creation not supported thru RasterFormats interface";
+constexpr char readerAllocationFailed[] = "Failed to allocate memory";
+constexpr char fileAllocationFailed[] = "Failed to create the sarfile memory";
+
+// rf_sarLayerOpen, rf_sarLayerRasterRead
+constexpr char layerOpenFailed[] = "kimg_LayerOpen failed";
+constexpr char baseDataCreateFailed[] = "kgda_BaseDataCreate failed";
+constexpr char rasterReadFailed[] = "kimg_LayerRasterPixelRectGet failed";
+
+// capellaImageMetadata
+constexpr char fileNotFound[] = "Could not fine and open the file";
+constexpr char jsonNotParsed[] = "Failed to find parse JSON data";
+constexpr char noExtendedMetadata[] = "Could not find appropriate json metatdata file";
+constexpr char noProductType[] = "No sar:product_type in JSON file";
+constexpr char noPolarizations[] = "No sar:productpolarizations in JSON file";
+constexpr char noImageFile[] = "Could not find appropriate tif file";
+
+} // namespace messages

@@ -1,0 +1,88 @@
+#ifndef RF_SAR_H
+#define RF_SAR_H
+
+/* The raster-format interface of rf_sar.so: all that a host needs, in C.
+ *
+ * Texts are UTF-16, terminated. Functions that return a status answer 0 for success and
+ * RF_SAR_FAILURE otherwise. Lists and texts handed out are blocks of the host heap
+ * (kmsc/kmsc.h), every element one of its own; the host frees them. A failure is reported through
+ * the host's error chain (kerr/kerr.h) unless said otherwise. Any thread may call any function,
+ * but a handle must not be closed while another thread still uses it.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#else
+#include <uchar.h>
+#endif
+
+#define RF_SAR_FAILURE UINT32_C(0xFFFFFFFF)
+#define RF_SAR_API __attribute__((visibility("default")))
+
+typedef struct RF_SARFile RF_SARFile;
+typedef struct RF_SARLayer RF_SARLayer;
+
+/* ---- What the plug-in reads: one row a product format, always in the same order ------------ */
+
+RF_SAR_API uint32_t rf_sarInstanceTitleListGet(uint32_t* count, char16_t*** titles);
+RF_SAR_API uint32_t rf_sarInstanceShortNameListGet(char16_t*** shortNames);
+RF_SAR_API uint32_t rf_sarInstanceExtListGet(char16_t*** extensions);
+/* File-magic lines: offset, tab, type, tab, text; empty for the formats without one. */
+RF_SAR_API uint32_t rf_sarInstanceMagicListGet(char16_t*** magics);
+/* File-name patterns, and one flag byte a row (all 0). */
+RF_SAR_API uint32_t rf_sarInstanceTemplateListGet(char16_t*** templates, uint8_t** flags);
+RF_SAR_API uint32_t rf_sarInstanceLayerTypesGet(uint32_t* count, char16_t*** types);
+/* The pixel types in the host's numbering, 0 ("u1") to 12 ("c128"). */
+RF_SAR_API uint32_t rf_sarInstancePixelTypesGet(uint32_t* count, char16_t*** types);
+RF_SAR_API uint32_t rf_sarInstanceDescriptionGet(char16_t** text);
+RF_SAR_API uint32_t rf_sarInstanceIsThreadsafe(void);    /* 1 */
+RF_SAR_API uint32_t rf_sarInstanceSupportsUnicode(void); /* 1 */
+
+/* ---- Files --------------------------------------------------------------------------------- */
+
+/* The format's row, RF_SAR_FAILURE when the file is none of the products. Never prints. */
+RF_SAR_API uint32_t rf_sarFileTitleIdentify(const char16_t* name);
+/* Null when the file is not a product or `mode` asks for creation ("a", "ab", "w+", "wb+",
+ * "w+b"). Never prints. */
+RF_SAR_API RF_SARFile* rf_sarFileOpen(const char16_t* name, const char16_t* mode);
+/* Both in one: `index` (may be null) receives the row or RF_SAR_FAILURE; a null mode identifies
+ * only and returns null. */
+RF_SAR_API RF_SARFile* rf_sarFileTitleIdentifyAndOpen(const char16_t* name, uint32_t* index,
+                                                      const char16_t* mode);
+/* Closing does not close the file's layers; a layer must be closed before its file. */
+RF_SAR_API uint32_t rf_sarFileClose(RF_SARFile* file);
+/* Writes 0: products carry no modification time. */
+RF_SAR_API uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void* unused, int64_t* time);
+
+/* ---- What a file holds --------------------------------------------------------------------- */
+
+/* "<sensor>_<polarization>_<MAGNITUDE|PHASE>_<number>", numbers from 1. */
+RF_SAR_API uint32_t rf_sarFileLayerNamesGet(RF_SARFile* file, uint32_t* count,
+                                            char16_t*** names);
+RF_SAR_API uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* file,
+                                                                   uint32_t* count,
+                                                                   char16_t*** names);
+
+/* ---- Layers -------------------------------------------------------------------------------- */
+
+/* Opens a layer by name; the same name on the same file gives the same layer, counted. A name
+ * that holds "OneLineAsBlock" has blocks of one image line. `reserved` receives 0.
+ * Throws std::out_of_range for a layer number that the product does not have. */
+RF_SAR_API uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixelType,
+                                    uint32_t* width, uint32_t* height, uint32_t* reserved,
+                                    uint32_t* blockWidth, uint32_t* blockHeight,
+                                    RF_SARLayer** layer);
+/* Fills *block (block width x block height samples of the layer's pixel type, line by line) with
+ * the block at that row and column; beyond the image stands 0. On failure *block becomes null. */
+RF_SAR_API uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow,
+                                          uint32_t blockColumn, void** block);
+RF_SAR_API uint32_t rf_sarLayerClose(RF_SARLayer* layer);
+RF_SAR_API uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer* layer, uint32_t* type); /* 1 */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,109 @@
+#include "rf_sar_file.h"
+
+#include "entry_point.h"
+#include "kfnp/kfnp.h"
+#include "kmsc/kmsc.h"
+#include "messages.h"
+#include "reader_factory.h"
+#include "sarm/sarm.h"
+
+#include <array>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr char identifyName[] = "rf_sarFileTitleIdentifyAndOpen";
+
+constexpr std::array<std::u16string_view, 5> creationModes = {u"a", u"ab", u"w+", u"wb+", u"w+b"};
+
+bool asksForCreation(const char16_t* mode) {
+    return mode && std::find(creationModes.begin(), creationModes.end(), mode) !=
+                       creationModes.end();
+}
+
+/// Identification reports without printing; whoever listens to the log hears the reason.
+void logFailure(const char* message) { TolvanLog::Write(identifyName, kerrError, message); }
+
+struct Shelver {
+    void operator()(imageMetadata* reader) const { shelveReader(reader); }
+};
+using ReaderPtr = std::unique_ptr<imageMetadata, Shelver>;
+
+RF_SARFile* openProduct(ReaderPtr reader, std::uint32_t formatIndex) {
+    auto* file = new (std::nothrow) RF_SARFile;
+    if (!file) {
+        logFailure(messages::fileAllocationFailed);
+        return nullptr;
+    }
+    file->formatIndex = formatIndex;
+    file->reader = reader.release();
+    return file;
+}
+
+RF_SARFile* identifyAndOpen(const char16_t* name, uint32_t* index, const char16_t* mode) {
+    if (asksForCreation(mode)) {
+        logFailure(messages::creationNotSupported);
+        return nullptr;
+    }
+    ReaderPtr reader(makeReader(kfnp_FileNameGetExtPart(name)));
+    if (!reader) {
+        if (index)
+            *index = RF_SAR_FAILURE;
+        logFailure(messages::readerAllocationFailed);
+        return nullptr;
+    }
+    const kmsc::HeapPtr<char16_t> expanded(kstr_PathExpand(name));
+    if (!expanded)
+        throw std::bad_alloc();
+    reader->fileName = kfnp_FileNameInternalToExternal(expanded.get());
+
+    std::uint32_t formatIndex = RF_SAR_FAILURE;
+    kerr::Slot slot;
+    if (reader->getReferencedFiles(&formatIndex, slot).empty())
+        formatIndex = RF_SAR_FAILURE;
+
+    RF_SARFile* file = nullptr;
+    if (mode && formatIndex != RF_SAR_FAILURE)
+        file = openProduct(std::move(reader), formatIndex);
+    if (index)
+        *index = formatIndex;
+    return file;
+}
+
+} // namespace
+
+uint32_t rf_sarFileTitleIdentify(const char16_t* name) {
+    uint32_t index = RF_SAR_FAILURE;
+    rf_sarFileTitleIdentifyAndOpen(name, &index, nullptr);
+    return index;
+}
+
+RF_SARFile* rf_sarFileOpen(const char16_t* name, const char16_t* mode) {
+    return rf_sarFileTitleIdentifyAndOpen(name, nullptr, mode);
+}
+
+RF_SARFile* rf_sarFileTitleIdentifyAndOpen(const char16_t* name, uint32_t* index,
+                                           const char16_t* mode) {
+    return entryPoint<RF_SARFile*>(identifyName, nullptr, [&](KerrException&) {
+        if (index)
+            *index = RF_SAR_FAILURE;
+        return name ? identifyAndOpen(name, index, mode) : nullptr;
+    });
+}
+
+uint32_t rf_sarFileClose(RF_SARFile* file) {
+    if (!file)
+        return 0;
+    sarm_ReleaseMetadata(file->sarMetadata);
+    releaseReader(file->reader);
+    delete file;
+    return 0;
+}
+
+uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void*, int64_t* time) {
+    if (!file)
+        return RF_SAR_FAILURE;
+    *time = 0;
+    return 0;
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "kimg/kimg.h"
+#include "ktxt/ktxt.h"
+#include "rf_sar.h"
+
+#include <boost/thread/mutex.hpp>
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// An open layer, shared by all who opened its name on the same file. A zeroed block of the host
+/// heap with the object made in it; `destroyLayer` undoes both.
+struct RF_SARLayer {
+    RF_SARFile* file = nullptr;     ///< the handle it was opened through, not owned
+    KimgLayerHolder first;          ///< the image layer, or the real part
+    KimgLayerHolder second;         ///< the imaginary part where it is a band of its own
+    boost::mutex lock;              ///< held while a close counts down
+    std::int32_t referenceCount = 0;
+    KtxtTextU name;                 ///< as the host gave it
+    std::uint32_t number = 0;       ///< parsed from the name
+    std::uint8_t oneLineAsBlock = 0;
+};
+
+RF_SARLayer* createLayer();
+void destroyLayer(RF_SARLayer* layer);
+
+/// The open layers of the process, in the order added. Any thread.
+class RF_SAR_API rf_sarLayerCache {
+public:
+    rf_sarLayerCache() = default;
+    virtual ~rf_sarLayerCache();
+    rf_sarLayerCache(const rf_sarLayerCache&) = delete;
+    rf_sarLayerCache& operator=(const rf_sarLayerCache&) = delete;
+
+    /// @return the one cache, made on first use.
+    /// @throws std::logic_error("Dead Reference Detected") after it was destroyed at process exit.
+    static rf_sarLayerCache* Instance();
+
+    void Add(RF_SARLayer* layer);
+    /// @return the first layer of that name (without regard to case) on that handle, or null.
+    RF_SARLayer* Find(std::u16string_view name, const RF_SARFile* file);
+    void Remove(RF_SARLayer* layer);
+
+    // Deviation: finding and counting up, and counting down and removing, are each one step under
+    // the cache's lock; else a close on another thread could free a layer that was just found.
+    // (LayerCache.ThreadsOpenAndCloseTheSameLayer)
+
+    /// Find, and count the layer up when its first source is open.
+    RF_SARLayer* FindAndCount(std::u16string_view name, const RF_SARFile* file);
+    /// Counts down and removes the layer at 0. @return whether it was removed: the caller frees it.
+    bool CountDownAndRemove(RF_SARLayer* layer);
+
+private:
+    RF_SARLayer* find(std::u16string_view name, const RF_SARFile* file) const;
+    void remove(RF_SARLayer* layer);
+
+    std::vector<RF_SARLayer*> layers_;
+    boost::mutex mutex_;
+};

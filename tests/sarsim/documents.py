@@ -1,0 +1,133 @@
+"""Reads simulated documents the way any reader would, and projects with what they state.
+
+Independent of the simulator's geometry: the written state vectors are fitted by polynomials and
+the zero-Doppler time is found by Newton's method.
+"""
+import datetime
+import json
+import xml.etree.ElementTree as ElementTree
+
+import numpy as np
+from osgeo import gdal
+
+gdal.UseExceptions()
+EPOCH = datetime.datetime(2000, 1, 1)
+
+
+def seconds(text):
+    whole, fraction = text.rstrip("Z").split(".")
+    return (datetime.datetime.fromisoformat(whole) - EPOCH).total_seconds(), float("0." + fraction)
+
+
+class Geometry:
+    """Times relative to the first state vector, to keep nanoseconds."""
+
+    def __init__(self, line0, line_last, dt, samples, spacing, coefficients, far_first, vectors):
+        self.base = seconds(vectors[0][0])
+        self.dt = dt
+        self.t0 = self.relative(line0)
+        if line_last is not None:
+            self.dt = (self.relative(line_last) - self.t0) / dt
+        self.samples, self.spacing = samples, spacing
+        self.coefficients, self.far_first = coefficients, far_first
+        t = np.array([self.relative(v[0]) for v in vectors])
+        self.middle, self.half = (t[0] + t[-1]) / 2, max((t[-1] - t[0]) / 2, 1e-9)
+        degree = min(len(vectors) - 1, 6)
+        self.position, self.velocity = (
+            np.polynomial.polynomial.polyfit((t - self.middle) / self.half,
+                                             np.array([v[k] for v in vectors]), degree)
+            for k in (1, 2))
+
+    def relative(self, text):
+        whole, fraction = seconds(text)
+        return whole - self.base[0] + (fraction - self.base[1])
+
+    def state(self, t):
+        u = (t - self.middle) / self.half
+        return (np.polynomial.polynomial.polyval(u, self.position),
+                np.polynomial.polynomial.polyval(u, self.velocity))
+
+    def misfit(self, line, sample, point):
+        """(lines, samples) between a stated image position and where the documents put it."""
+        t = self.t0
+        for _ in range(20):
+            p, v = self.state(t)
+            t -= v @ (point - p) / -(v @ v)
+        distance = np.linalg.norm(point - self.state(t)[0])
+        q = self.samples - 1 - sample if self.far_first else sample
+        stated = np.polynomial.polynomial.polyval(q * self.spacing, self.coefficients)
+        slope = np.polynomial.polynomial.polyval(
+            q * self.spacing, np.polynomial.polynomial.polyder(self.coefficients)) * self.spacing
+        return (t - self.t0) / self.dt - line, (distance - stated) / slope
+
+
+def strip_namespaces(path):
+    root = ElementTree.parse(path).getroot()
+    for node in root.iter():
+        node.tag = node.tag.split("}")[-1]
+    return root
+
+
+def read_xml(path):
+    root = strip_namespaces(path)
+
+    def text(name):
+        return root.find(".//" + name).text
+
+    vectors = [(v.find("timeStamp").text,
+                [float(v.find(a + "Position").text) for a in "xyz"],
+                [float(v.find(a + "Velocity").text) for a in "xyz"])
+               for v in root.iter("stateVector")]
+    lines = root.find(".//numberOfLines")
+    lines = int(lines.text if lines is not None else text("numLines"))
+    samples = root.find(".//numberOfSamplesPerLine")
+    samples = int(samples.text if samples is not None else text("samplesPerLine"))
+    if text("productType") == "SLC":
+        coefficients = [float(text("slantRangeNearEdge")), 1.0]
+    else:
+        coefficients = [float(c) for c in text("groundToSlantRangeCoefficients").split()]
+    return Geometry(text("zeroDopplerTimeFirstLine"), text("zeroDopplerTimeLastLine"), lines - 1,
+                    samples, float(text("sampledPixelSpacing")), coefficients,
+                    text("pixelTimeOrdering") == "Decreasing", vectors)
+
+
+def read_capella(path):
+    with open(path, encoding="utf-8") as stream:
+        collect = json.load(stream)["collect"]
+    image, geometry = collect["image"], collect["image"]["image_geometry"]
+    if "gr_to_sr_poly_coeffs" in geometry:
+        spacing = geometry["ground_range_spacing"]
+        coefficients = geometry["gr_to_sr_poly_coeffs"][::-1]
+    else:
+        spacing = geometry["delta_range_sample"]
+        coefficients = [geometry["range_to_first_sample"], 1.0]
+    vectors = [(v["time"], v["position"], v["velocity"])
+               for v in collect["state"]["state_vectors"]]
+    return Geometry(geometry["first_line_time"], None, geometry["delta_line_time"],
+                    image["columns"], spacing, coefficients, False, vectors)
+
+
+def gcps(path):
+    """[(line, sample, lon, lat, height)] with 0,0 at the centre of the first pixel."""
+    return [(g.GCPLine - 0.5, g.GCPPixel - 0.5, g.GCPX, g.GCPY, g.GCPZ)
+            for g in gdal.Open(path).GetGCPs()]
+
+
+def amplitude(path):
+    """The first layer's amplitude, one band or two."""
+    data = gdal.Open(path).ReadAsArray()
+    return np.abs(data) if data.ndim == 2 else np.hypot(*data.astype(float))
+
+
+def peak(image, line, sample):
+    """Centre of the brightest spot near a position: parabolas through log amplitude."""
+    top, left = max(int(line) - 4, 0), max(int(sample) - 4, 0)
+    window = image[top:top + 10, left:left + 10]
+    i, j = np.unravel_index(np.argmax(window), window.shape)
+    i, j = i + top, j + left
+
+    def offset(values):
+        a, b, c = np.log(values.astype(float))
+        return 0.5 * (a - c) / (a - 2 * b + c)
+
+    return i + offset(image[i - 1:i + 2, j]), j + offset(image[i, j - 1:j + 2])
