@@ -19,6 +19,10 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(begin, text.find_last_not_of(whiteSpace) - begin + 1);
 }
 
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 std::string collapsed(std::string_view text) {
     std::string result;
     c_xml_list_tokeniser words(text);
@@ -47,12 +51,11 @@ bool read(std::string_view text, double& value) {
     else if (text == "-INF")
         value = -limits::infinity();
     else {
-        if (text.starts_with('+'))
-            text.remove_prefix(1);
-        // from_chars knows words for infinity that XML does not.
-        const auto first = text.starts_with('-') ? 1u : 0u;
-        if (text.size() <= first ||
-            !(text[first] == '.' || (text[first] >= '0' && text[first] <= '9')))
+        // from_chars takes no plus sign, and knows words for infinity that XML does not.
+        const bool plus = text.starts_with('+');
+        text.remove_prefix(plus ? 1 : 0);
+        const auto first = !plus && text.starts_with('-') ? 1u : 0u;
+        if (text.size() <= first || !(text[first] == '.' || isDigit(text[first])))
             return false;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
         if (error == std::errc::result_out_of_range)

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Compares the binding's verdict with that of a schema validator (xmllint) on systematic mutations.
+"""Compares the binding's verdict with that of a schema validator (xmllint) on systematic mutations,
+and takes a real product through reading and writing.
 
     against_schema.py LMXGEN MODEL TOOL PRODUCTS    exit 77: no schemas there, nothing compared
 
-The schemas come with real products; the documents are made here from the model.
+The schemas come with real products; the mutated documents are made here from the model.
 """
 
 import copy
@@ -175,6 +176,36 @@ def compare(schema, tool, options, root, within, folder):
     return total, wrong, used
 
 
+def words(path):
+    """All that a document says, in order: names, and values with numbers as numbers."""
+    for element in ET.parse(path).iter():
+        yield local(element)
+        hints = "{http://www.w3.org/2001/XMLSchema-instance}"
+        for name, value in sorted(element.items()):
+            if not name.startswith(hints):
+                yield name, value
+        for word in (element.text or "").split():
+            try:
+                yield float(word)
+            except ValueError:
+                yield word
+
+
+def round_trip(schema, tool, options, source, folder):
+    """Reads and writes a real file twice. @return what is wrong, or nothing"""
+    first, second = (os.path.join(folder, name) for name in ("first.xml", "second.xml"))
+    code = binding_verdicts(tool, [*options, "--write"], [source, first])[0][0]
+    if code not in ("0", "19"):
+        return f"does not bind: {code}"
+    if list(words(source)) != list(words(first)):
+        return "what is written differs from what was read"
+    if not schema_verdicts(schema, [first])[0]:
+        return "the validator refuses what is written"
+    binding_verdicts(tool, [*options, "--write"], [first, second])
+    with open(first, "rb") as one, open(second, "rb") as other:
+        return None if one.read() == other.read() else "written twice, it differs"
+
+
 def main():
     lmxgen, models, tool, products = sys.argv[1:]
     archives = glob.glob(os.path.join(products, "radarsat2", "*", "*.zip"))
@@ -189,7 +220,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         with zipfile.ZipFile(archives[0]) as archive:
             for each in archive.namelist():
-                if each.endswith(".xsd"):
+                if re.search(r"\.xsd$|/(product|lut\w+)\.xml$", each):
                     with open(os.path.join(folder, os.path.basename(each)), "wb") as out:
                         out.write(archive.read(each))
         for name, options in [("rs2prod", []), ("rs2prod_lut", ["--lut"])]:
@@ -197,6 +228,10 @@ def main():
             schema = os.path.join(folder, f"rs2prod_{model.root.name}.xsd")
             root = seed(model)
             ET.register_namespace("p", model.uri)
+            for source in glob.glob(os.path.join(folder, f"{model.root.name}*.xml")):
+                if trouble := round_trip(schema, tool, options, source, folder):
+                    wrong += 1
+                    print(f"{os.path.basename(source)} of the real product: {trouble}")
             documents = [(root, "")]
             if any(each.is_choice for each in model.all_classes()):
                 documents.append(second_alternative(model, copy.deepcopy(root)))

@@ -12,7 +12,8 @@
 
 namespace {
 
-template <class Root> lmx::elmx_error bindAndReport(const std::string& file, Root& bound) {
+template <class Root>
+lmx::elmx_error bindAndReport(const std::string& file, Root& bound) {
     std::string message;
     auto code = lmx::elmx_error::ok;
     Root read(file.c_str(), code, [&](const lmx::s_error& error) {
@@ -24,7 +25,8 @@ template <class Root> lmx::elmx_error bindAndReport(const std::string& file, Roo
     return code;
 }
 
-template <class Root> int run(const char* name, int count, char** arguments) {
+template <class Root>
+int run(const char* name, int count, char** arguments) {
     Root bound;
     if (count == 3 && std::string(arguments[0]) == "--write") {
         bindAndReport(arguments[1], bound);

@@ -1,5 +1,10 @@
-"""A small document of a schema model: every member occurs, each with a plain value of its type."""
+#!/usr/bin/env python3
+"""A small document of a schema model: every member occurs, each with a plain value of its type.
 
+    seed_document.py LMXGEN MODEL OUT
+"""
+
+import sys
 import xml.etree.ElementTree as ET
 
 SAMPLES = {
@@ -62,3 +67,12 @@ def seed(model):
     root = ET.Element(f"{{{model.uri}}}{model.root.name}")
     fill(model, root, model.root)
     return root
+
+
+if __name__ == "__main__":
+    sys.path.insert(0, sys.argv[1])
+    from schema_model import Model
+
+    described = Model(sys.argv[2])
+    ET.register_namespace("", described.uri)
+    ET.ElementTree(seed(described)).write(sys.argv[3], encoding="utf-8", xml_declaration=True)
