@@ -39,7 +39,7 @@ std::string nameOf(const c_xml_reader& reader, const s_member& member) {
 
 std::string whatStands(const c_xml_reader& reader) {
     if (reader.event() == c_xml_reader::e_event::start)
-        return "found " + std::string(reader.local_name());
+        return "found " + reader.element_name();
     return "found the end of the element";
 }
 
@@ -119,8 +119,7 @@ private:
     }
 
     bool refuseElement() {
-        if (!go(reader_.handle_error(elmx_error::elementUnexpected,
-                                     std::string(reader_.local_name()))))
+        if (!go(reader_.handle_error(elmx_error::elementUnexpected, reader_.element_name())))
             return false;
         reader_.skip_element();
         return arrive();
@@ -175,7 +174,7 @@ bool c_object::read_attribute(c_xml_reader& reader, elmx_error& error) {
         return each.kind == e_member::attribute && found.uri.empty() && found.name == each.name;
     });
     const auto report = [&](elmx_error code) {
-        error = reader.handle_error(code, std::string(reader.local_name()),
+        error = reader.handle_error(code, reader.element_name(),
                                     std::string(found.name) + "=\"" +
                                         std::string(found.value.substr(0, 40)) + "\"");
         return error == elmx_error::ok;
@@ -198,8 +197,7 @@ bool c_object::check_attributes(c_xml_reader& reader, elmx_error& error) {
         const auto& each = member(i);
         if (each.kind != e_member::attribute || each.minOccurs == 0 || is_present(i))
             continue;
-        error = reader.handle_error(elmx_error::attributeMissing, std::string(reader.local_name()),
-                                    each.name);
+        error = reader.handle_error(elmx_error::attributeMissing, reader.element_name(), each.name);
         if (error != elmx_error::ok)
             return false;
     }
@@ -238,7 +236,7 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
     std::string before; // text that stands before a child that was passed over
     while (reader.event() == c_xml_reader::e_event::start) {
         before += reader.text();
-        if (!go(reader.handle_error(elmx_error::elementUnexpected, std::string(reader.local_name()),
+        if (!go(reader.handle_error(elmx_error::elementUnexpected, reader.element_name(),
                                     "in " + element())))
             return false;
         reader.skip_element();
@@ -260,7 +258,7 @@ elmx_error c_object::read_root(c_xml_reader& reader, const s_root& root) {
     const auto readable = std::ranges::find_if(
         root.readable, [&](const s_ns_map& space) { return reader.uri() == space.uri; });
     if (readable == root.readable.end() || reader.local_name() != root.name) {
-        reader.handle_error(elmx_error::wrongRoot, std::string(reader.local_name()),
+        reader.handle_error(elmx_error::wrongRoot, reader.element_name(),
                             "namespace \"" + std::string(reader.uri()) + "\"");
         return elmx_error::wrongRoot;
     }

@@ -252,6 +252,10 @@ std::string c_xml_reader::qualified_name(std::string_view name) const {
     return result.append(result.empty() ? "" : ":").append(name);
 }
 
+std::string c_xml_reader::element_name() const {
+    return uri() == space_.uri ? qualified_name(local_name()) : std::string(local_name());
+}
+
 elmx_error c_xml_reader::fatal_error() const {
     return fatal_;
 }

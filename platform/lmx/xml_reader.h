@@ -57,8 +57,10 @@ public:
     void set_namespace(const s_ns_map& space);
     /// Whether the current event is the start tag of this element in the namespace.
     bool at_element(std::string_view name) const;
-    /// The element's name with the prefix of the namespace.
+    /// An element's name with the prefix of the namespace.
     std::string qualified_name(std::string_view name) const;
+    /// The current element's name for messages, with the prefix when it is in the namespace.
+    std::string element_name() const;
 
     /// ok, or why the document cannot be read on; it has been through the handler.
     elmx_error fatal_error() const;
