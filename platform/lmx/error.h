@@ -11,8 +11,8 @@ namespace lmx {
 /// What can go wrong while a document is read, written or built; 0 is success.
 enum class elmx_error : int {
     ok = 0,
-    notOpened = 1,         ///< the file is missing, unreadable or no regular file
-    tooLarge = 2,          ///< the document is larger than the reader takes
+    notOpened = 1,         ///< the file is missing, unreadable, too large or no regular file
+    tooLarge = 2,          ///< a document in memory is larger than the reader takes
     attributeRepeated = 3, ///< an attribute stands twice in one start tag
     notWellFormed = 4,     ///< the text is not XML
     doctypeRefused = 5,    ///< document types (and with them entities) are not read
@@ -51,9 +51,9 @@ struct s_error {
     RF_PLATFORM_API std::string message() const;
 };
 
-/// Sees every error as it happens. It returns ok to go on, or the code to stop with. Errors that
-/// end the document (not well formed, limits, wrong root) are reported too but cannot be passed
-/// over.
+/// Sees every error as it happens, and must not throw. It returns ok to go on, or the code to stop
+/// with. Errors that end the document (not well formed, limits, wrong root) are reported too but
+/// cannot be passed over.
 using error_handler = std::function<elmx_error(const s_error&)>;
 
 } // namespace lmx

@@ -170,10 +170,12 @@ template <class T>
 T& child_item(child_list& list, std::size_t index) {
     return index < list.size() ? static_cast<T&>(*list[index]) : spare<T>();
 }
-template <class T> const T& child_or_missing(const child_ptr& child) {
+template <class T>
+const T& child_or_missing(const child_ptr& child) {
     return child ? static_cast<const T&>(*child) : missing<T>();
 }
-template <class T> T& child_or_new(child_ptr& child) {
+template <class T>
+T& child_or_new(child_ptr& child) {
     if (!child)
         child = std::make_unique<T>();
     return static_cast<T&>(*child);

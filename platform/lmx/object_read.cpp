@@ -1,7 +1,7 @@
-#include "lmx/document_source.h"
 #include "lmx/list_tokeniser.h"
 #include "lmx/object.h"
 
+#include "kfio/kfio.h"
 #include "ktxt/ktxt.h"
 
 #include <algorithm>
@@ -284,13 +284,13 @@ elmx_error c_object::bind_document(std::string_view document, const std::string&
 elmx_error c_object::bind_file(const char* path, const s_root& root,
                                const error_handler& handler) noexcept {
     try {
-        std::string document;
-        const auto error = load_document(path, document);
-        if (error == elmx_error::ok)
-            return bind_document(document, path, root, handler);
+        std::string reason;
+        const auto document = kfio::readDocument(path, reason);
+        if (document)
+            return bind_document(*document, path, root, handler);
         if (handler)
-            handler({error, {}, {}, path, 0});
-        return error;
+            handler({elmx_error::notOpened, {}, reason, path, 0});
+        return elmx_error::notOpened;
     } catch (const std::bad_alloc&) {
         return elmx_error::outOfMemory;
     }

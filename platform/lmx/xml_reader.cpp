@@ -1,6 +1,5 @@
 #include "lmx/xml_reader.h"
 
-#include "lmx/document_source.h"
 #include "lmx/event_queue.h"
 
 #include <algorithm>
@@ -173,9 +172,9 @@ private:
 };
 
 c_xml_reader::c_xml_reader(std::string_view document, std::string file, error_handler handler)
-    : parser_(std::make_unique<s_parser>(document.substr(0, maxDocumentBytes))),
-      file_(std::move(file)), handler_(std::move(handler)) {
-    if (document.size() > maxDocumentBytes)
+    : parser_(std::make_unique<s_parser>(document.substr(0, maxBytes))), file_(std::move(file)),
+      handler_(std::move(handler)) {
+    if (document.size() > maxBytes)
         parser_->error = elmx_error::tooLarge;
     parser_->fill();
     if (parser_->queue.empty())

@@ -21,6 +21,7 @@ struct s_attribute {
 class RF_PLATFORM_API c_xml_reader {
 public:
     static constexpr int maxDepth = 256;
+    static constexpr std::size_t maxBytes = std::size_t{256} << 20;
 
     enum class e_event {
         start, ///< a start tag

@@ -78,7 +78,7 @@ TEST(LmxReader, RefusesHostileDocuments) {
         {"an unknown prefix", "<p:r/>", elmx_error::notWellFormed},
         {"an unknown encoding", "<?xml version='1.0' encoding='klingon'?><r/>",
          elmx_error::notWellFormed},
-        {"more than the size limit", std::string((std::size_t{256} << 20) + 1, ' '),
+        {"more than the size limit", std::string(c_xml_reader::maxBytes + 1, ' '),
          elmx_error::tooLarge},
     };
     for (const auto& each : cases)
