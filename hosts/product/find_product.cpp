@@ -45,7 +45,7 @@ std::vector<std::string> capellaFiles(const std::vector<std::string>& names) {
     constexpr std::string_view extended = "_extended.json";
     std::vector<std::string> found;
     for (const std::string& name : names) {
-        if (name.substr(0, 7) != "CAPELLA" || !endsWith(name, ".json"))
+        if (!endsWith(name, ".json"))
             continue;
         const bool companion =
             endsWith(name, extended) &&
@@ -77,7 +77,7 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
                 for (const std::string& file : productsIn(below))
                     found.push_back(file);
     if (found.empty())
-        throw loader::Error(entry + ": holds no product.xml and no Capella item");
+        throw loader::Error(entry + ": holds no product.xml and no JSON item");
     if (found.size() == 1)
         return found.front();
     std::string names;

@@ -52,6 +52,6 @@ void addIdentify(CLI::App& app, int& status) {
         "identify", "tell which format each file is; exit status 1 when one is none");
     auto files = std::make_shared<std::vector<std::string>>();
     verb->add_option("FILE", *files, "products")->required();
-    auto* json = verb->add_flag("--json", "print JSON");
+    auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([&status, files, json] { status = identifyAll(*files, json->count() > 0); });
 }

@@ -104,7 +104,7 @@ void addInfo(CLI::App& app) {
     auto* verb = app.add_subcommand("info", "describe a product and its layers");
     auto file = std::make_shared<std::string>();
     verb->add_option("FILE", *file, "product")->required();
-    auto* json = verb->add_flag("--json", "print JSON");
+    auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([file, json] {
         const ordered_json info = describe(*file);
         if (json->count() > 0)

@@ -58,6 +58,8 @@ public:
 
     operator KERR_REPORT**() { return &report_; }
     KERR_REPORT* get() const { return report_; }
+    // Both forms: on a slot that is not const, `if (slot)` would else test the slot's address.
+    explicit operator bool() { return report_ != nullptr; }
     explicit operator bool() const { return report_ != nullptr; }
     KERR_REPORT* release() {
         KERR_REPORT* report = report_;

@@ -93,6 +93,20 @@ RF_PLATFORM_API bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int6
                                     std::uint32_t w, std::uint32_t h, const KGDA_DATA* data,
                                     KERR_REPORT** slot);
 
+namespace kimg {
+
+/// Reads a window of two layers that hold the real and the imaginary part as 16-bit integers, as
+/// packed words: low half real, high half imaginary, both signed, as the one layer of a complex
+/// band gives them. Elsewhere the same as reading both layers as s16, but where the two are
+/// interleaved without compression, pixels go from the file to the buffer without a copy.
+/// @param words  w * h words, line after line; all 0 after a failure.
+/// @return as kimg_LayerRead; false with a report too when a layer's own type is not s16.
+RF_PLATFORM_API bool readPackedWords(KIMG_LAYER* real, KIMG_LAYER* imaginary, std::int64_t x,
+                                     std::int64_t y, std::uint32_t w, std::uint32_t h,
+                                     std::uint32_t* words, KERR_REPORT** slot);
+
+} // namespace kimg
+
 /// Holds a layer and releases it as the flags say; both are off by default, so that a layer stays
 /// open beyond its holder. An all-zero holder is a valid empty one.
 class RF_PLATFORM_API KimgLayerHolder {

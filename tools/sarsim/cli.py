@@ -40,9 +40,8 @@ def _add(parser, f):
     kind = meta.get("kind") or next(
         (t for t in (typing.get_args(f.type) or (f.type,)) if t in (int, float, str)), str)
     text = meta["help"] + (f" (default {f.default})" if f.default not in (None, "") else "")
-    extra = {"nargs": "+"} if meta.get("kind") else {}
     parser.add_argument(*flags, type=kind, choices=meta.get("choices"), help=text,
-                        metavar=None if meta.get("choices") else f.name.upper(), **extra, **common)
+                        metavar=None if meta.get("choices") else f.name.upper(), **common)
 
 
 def _protect_negative(arguments):

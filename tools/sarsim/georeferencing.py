@@ -124,7 +124,8 @@ def chirp(**attributes):
             element("crossCorrelationWidth", number(0.93)), measure("sideLobeLevel", -13, "dB"),
             measure("integratedSideLobeRatio", -10.1, "dB"),
             element("crossCorrelationPeakLoc", number(9.5))),
-        measure("chirpPower", 64, "dB"), element("amplitudeCoefficients", numbers([1, -1500, 0, 0])),
+        measure("chirpPower", 64, "dB"),
+        element("amplitudeCoefficients", numbers([1, -1500, 0, 0])),
         element("phaseCoefficients", numbers([0.4, -1300, -3.6e11, 0])), **attributes)
 
 

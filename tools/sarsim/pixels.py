@@ -61,10 +61,9 @@ class Content:
         east_c, north_c = (
             np.linalg.lstsq(basis, points @ axis / max(size, 1.0), rcond=None)[0].reshape(4, 4)
             for axis, size in zip((east, north), span))
-        lines = ((np.arange(-(-r.lines // factor)) + 0.5) * factor - 0.5) / max(r.lines - 1, 1)
-        samples = ((np.arange(-(-r.samples // factor)) + 0.5) * factor - 0.5) / max(r.samples - 1, 1)
-        x = np.polynomial.polynomial.polyvander(2 * lines - 1, 3)
-        y = np.polynomial.polynomial.polyvander(2 * samples - 1, 3)
+        x, y = (np.polynomial.polynomial.polyvander(
+            (2 * np.arange(-(-size // factor)) + 1) * factor / size - 1, 3)
+            for size in (r.lines, r.samples))
         return (ground_pattern(x @ east_c @ y.T, x @ north_c @ y.T).astype(np.float32), factor)
 
     def strips(self, pole, index):

@@ -1,4 +1,4 @@
-"""RADARSAT Constellation Mission: metadata/product.xml, metadata/calibration/, imagery/, manifest."""
+"""RADARSAT Constellation Mission: metadata/ with its calibration/, imagery/ and manifest.safe."""
 import os
 
 import numpy as np
@@ -58,7 +58,8 @@ class _Writer:
     def product(self):
         return element(
             "product", element("productId", product_id(self.r)),
-            element("productAnnotation", "Données simulées"), element("productApplication", "Other"),
+            element("productAnnotation", "Données simulées"),
+            element("productApplication", "Other"),
             element("documentIdentifier", "RCM-SP-53-0419, Issue 2/9"),
             element("securityAttributes",
                     element("securityClassification", "Non classifié / Unclassified"),
@@ -258,18 +259,25 @@ def _calibration(scene):
 
 
 def _manifest(scene, folder, paths):
+    def identity(path):
+        return scene.recipe.name + os.path.basename(path).replace(".", "_")
+
     def item(path):
         full = os.path.join(folder, path)
         kind = "text/xml" if path.endswith(".xml") else "application/octet-stream"
-        identity = scene.recipe.name + os.path.basename(path).replace(".", "_")
         size = os.path.getsize(full) if os.path.exists(full) else 0
         return element("dataObject", element(
             "byteStream", element("fileLocation", locatorType="URL", href=path),
-            mimeType=kind, size=size), ID=identity)
+            mimeType=kind, size=size), ID=identity(path))
 
     return element(
         "xfdu:XFDU", element("informationPackageMap", element(
-            "xfdu:contentUnit", unitType="RCM Product Information Package",
+            "xfdu:contentUnit", *(
+                element("xfdu:contentUnit",
+                        element("dataObjectPointer", dataObjectID=identity(path)),
+                        unitType="Metadata Unit" if path.endswith(".xml")
+                        else "Measurement Data Unit") for path in paths),
+            unitType="RCM Product Information Package",
             textInfo=f"RCM {scene.recipe.product_type} Product")),
         element("dataObjectSection", *(item(path) for path in paths)),
         **{"xmlns:xfdu": "urn:ccsds:schema:xfdu:1"})

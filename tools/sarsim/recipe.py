@@ -21,13 +21,16 @@ PRODUCT_TYPES = {
 PIXEL_TYPES = ("uint8", "uint16", "int16", "uint32", "int32", "float32", "float64")
 
 
+def numbers(text):
+    """"0.1,0.9" -> [0.1, 0.9]."""
+    return [float(part) for part in text.split(",")]
+
+
 class RecipeError(ValueError):
     """A recipe that contradicts itself; the message names the field."""
 
 
 def option(text, default=None, **extra):
-    if isinstance(default, (list, dict)):
-        return field(default_factory=lambda: default, metadata={"help": text, **extra})
     return field(default=default, metadata={"help": text, **extra})
 
 
@@ -62,8 +65,8 @@ class Recipe:
     # The geometry
     centre: str = option("scene centre LON,LAT in degrees", "11.5,48.1")
     height: Optional[float] = option(
-        "constant terrain height above the ellipsoid, m (default 120; capella 0: its metadata state "
-        "none)")
+        "constant terrain height above the ellipsoid, m (default 120; for capella 0, as its "
+        "metadata state none)")
     incidence: Optional[float] = option("incidence angle at the centre, degrees")
     altitude: Optional[float] = option("orbit altitude above the equatorial radius, m")
     look: str = option("look side", "right", choices=("left", "right"))
@@ -84,8 +87,8 @@ class Recipe:
     vector_jitter: float = option("uneven state-vector times: largest shift, s", 0.0)
     doppler_estimates: int = option("number of Doppler centroid estimates", 1)
     doppler_positions: Optional[list] = option(
-        "their places as fractions of the image time (0 first, 1 last; outside allowed)",
-        kind=float)
+        "their places as fractions of the image time (0 start, 1 end), e.g. -0.2,0.1,0.9",
+        kind=numbers)
     # Targets and tie points
     targets: Optional[list] = option("point targets, [{lon, lat, height}, ...] (JSON only)",
                                      hidden=True)

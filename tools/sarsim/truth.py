@@ -42,6 +42,13 @@ def _record(scene):
     prf = radar["prf"]
     if r.family == "radarsat2" and any(w in ("Fore", "Aft") for w in r.wings.split()):
         prf *= 2  # one wing after the other: every pulse is heard twice
+    if capella:
+        incidence = scene.incidence_centre_deg
+    elif r.family == "rcm":  # the middle entry of the angle file, the lower one of two
+        profile = scene.incidence_profile(r.samples)
+        incidence = profile[r.samples // 2 - 1] if r.samples > 1 else 0.0
+    else:
+        incidence = (scene.incidence_near_deg + scene.incidence_far_deg) / 2
     return {
         "passDirection": 1 if r.pass_direction == "ascending" else 2,
         "productGeometry": 3 if r.product_is_slant else 0,
@@ -50,6 +57,7 @@ def _record(scene):
         "semiMajorAxis": ellipsoid.SEMI_MAJOR_M, "semiMinorAxis": ellipsoid.SEMI_MINOR_M,
         "geodeticTerrainHeight": 0.0 if capella else r.height,
         "lookDirection": 90.0 if r.look == "right" else -90.0,
+        "incidenceAngleCentre": float(incidence),
         "wavelength": radar["wavelength"], "pulseRepetitionFrequency": prf,
         "adcSamplingRate": sum(rate for _, rate in radar["pulses"]),
         "totalProcessedRangeBandwidth": radar["range_bandwidth"],
