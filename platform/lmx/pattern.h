@@ -5,10 +5,6 @@
 #include <memory>
 #include <string_view>
 
-namespace re2 {
-class RE2;
-}
-
 namespace lmx {
 
 /// A regular expression that a whole text must match; "\d" means 0 to 9. Matching takes time linear
@@ -24,7 +20,8 @@ public:
     bool matches(std::string_view text) const;
 
 private:
-    std::unique_ptr<re2::RE2> expression_;
+    struct s_expression;
+    std::unique_ptr<s_expression> expression_;
 };
 
 } // namespace lmx
