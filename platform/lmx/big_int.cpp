@@ -55,7 +55,7 @@ std::int64_t c_big_int::as_int64() const {
 }
 
 bool operator==(const c_big_int& a, const c_big_int& b) {
-    return (a <=> b) == 0;
+    return std::is_eq(a <=> b);
 }
 
 std::strong_ordering operator<=>(const c_big_int& a, const c_big_int& b) {

@@ -46,6 +46,7 @@ void c_object::copy_members(const c_object& other) {
     present_ = other.present_;
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape)
 void c_object::swap_members(c_object& other) noexcept {
     for (const auto& each : description().members)
         std::visit([&](auto pointer) { std::swap(this->*pointer, other.*pointer); }, each.storage);

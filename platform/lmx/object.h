@@ -82,11 +82,12 @@ public:
 
 protected:
     c_object() = default;
-    c_object(const c_object&) {} // the members are copied by copy_members
+    c_object(const c_object&) {} // a class copies its members with copy_members
     c_object& operator=(const c_object&) { return *this; }
 
     void copy_members(const c_object& other);
-    void swap_members(c_object& other) noexcept;
+    // Visiting a member throws only when its storage holds nothing, which a table entry cannot.
+    void swap_members(c_object& other) noexcept; // NOLINT(bugprone-exception-escape)
     /// Every value becomes 0, empty or false, and absent.
     void clear_values();
     void free_children();

@@ -85,9 +85,9 @@ bool read(std::string_view text, c_big_int& value) {
 }
 
 elmx_error checkRange(double value, const s_simple_type& type) {
-    if (std::isnan(value))
-        return type.low == -INFINITY && type.high == INFINITY ? elmx_error::ok
-                                                              : elmx_error::valueOutOfRange;
+    if (std::isnan(value)) // lies in no range, so it is a value only where there is none
+        return std::isinf(type.low) && std::isinf(type.high) ? elmx_error::ok
+                                                             : elmx_error::valueOutOfRange;
     const bool above = type.lowIncluded ? value >= type.low : value > type.low;
     return above && value <= type.high ? elmx_error::ok : elmx_error::valueOutOfRange;
 }

@@ -13,7 +13,7 @@ constinit const lmx::s_member c_note::c_height::member_table[] = {
 constinit const lmx::s_class c_note::c_height::class_description = {"height", member_table, false};
 
 c_note::c_height::c_height() = default;
-c_note::c_height::c_height(const c_height& other) : lmx::c_object() { copy_members(other); }
+c_note::c_height::c_height(const c_height& other) : lmx::c_object(other) { copy_members(other); }
 c_note::c_height& c_note::c_height::operator=(const c_height& other) {
     c_height copy(other);
     swap(copy);
@@ -54,7 +54,7 @@ constinit const lmx::s_member c_note::member_table[] = {
 constinit const lmx::s_class c_note::class_description = {"note", member_table, false};
 
 c_note::c_note() = default;
-c_note::c_note(const c_note& other) : lmx::c_object() { copy_members(other); }
+c_note::c_note(const c_note& other) : lmx::c_object(other) { copy_members(other); }
 c_note::c_note(const char* file_name, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_file(file_name, types::root, handler); }
 c_note::c_note(const char16_t* file_name, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_file(file_name, types::root, handler); }
 c_note::c_note(const void* memory, std::size_t size, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_document({static_cast<const char*>(memory), size}, {}, types::root, handler); }
