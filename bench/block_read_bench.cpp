@@ -1,72 +1,17 @@
 // Block reads of a 100-megapixel image, page cache warm: this library against GDAL's own calls on
 // the same file in the same run. Counters are pixels per second.
 
+#include "bench_images.h"
 #include "kimg/kimg.h"
 #include "ktxt/ktxt.h"
+#include "loader/product.h"
 
 #include <benchmark/benchmark.h>
 #include <cpl_conv.h>
-#include <gdal.h>
-#include <gdal_frmts.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
 
 namespace {
-
-constexpr int side = 10000;   // pixels
-constexpr int tileSide = 512; // pixels
-constexpr std::size_t tilePixels = std::size_t{tileSide} * tileSide;
-constexpr int tilesPerLine = (side + tileSide - 1) / tileSide;
-
-/// The images, made once and removed at exit.
-class Images {
-public:
-    Images()
-        : folder_(std::filesystem::temp_directory_path() /
-                  ("block_read_bench-" + std::to_string(getpid()))) {
-        std::filesystem::create_directories(folder_);
-        GDALRegister_GTiff();
-        make(tiled(), 1, GDT_UInt16, {"TILED=YES", "BLOCKXSIZE=512", "BLOCKYSIZE=512"});
-        make(strips(), 2, GDT_Int16, {"INTERLEAVE=PIXEL", "BLOCKYSIZE=1"});
-    }
-    ~Images() { std::filesystem::remove_all(folder_); }
-    Images(const Images&) = delete;
-    Images& operator=(const Images&) = delete;
-
-    std::string tiled() const { return folder_ / "tiled_u16.tif"; }
-    std::string strips() const { return folder_ / "strips_two_s16.tif"; }
-
-private:
-    static void make(const std::string& path, int bands, GDALDataType type,
-                     std::vector<const char*> options) {
-        options.push_back(nullptr);
-        const GDALDatasetH file = GDALCreate(GDALGetDriverByName("GTiff"), path.c_str(), side, side,
-                                             bands, type, const_cast<char**>(options.data()));
-        std::vector<std::uint16_t> line(static_cast<std::size_t>(side) * bands);
-        unsigned state = 1;
-        for (int y = 0; y < side; ++y) {
-            for (auto& pixel : line)
-                pixel = static_cast<std::uint16_t>((state = state * 1664525U + 1013904223U) >> 16);
-            if (GDALDatasetRasterIO(file, GF_Write, 0, y, side, 1, line.data(), side, 1, type,
-                                    bands, nullptr, 0, 0, 0) != CE_None)
-                std::abort();
-        }
-        GDALClose(file);
-    }
-
-    std::filesystem::path folder_;
-};
-
-const Images& images() {
-    static const Images made;
-    return made;
-}
 
 KIMG_LAYER* openLayer(const std::string& path, int number) {
     kerr::Slot slot;
@@ -104,6 +49,18 @@ void tiledGdalReadBlock(benchmark::State& state) {
         return GDALReadBlock(band, column, row, tile.data()) == CE_None;
     });
     GDALClose(file);
+}
+
+/// The same tiles as a host reads them: product, layer, block.
+void tiledThroughPlugin(benchmark::State& state) {
+    const loader::Product product(loader::Plugin::instance(), images().product());
+    const loader::Layer layer = product.openLayer("C_HH_MAGNITUDE_1");
+    std::vector<std::uint16_t> tile(tilePixels);
+    forTiles(state, [&](int column, int row) {
+        layer.readBlock(static_cast<std::uint32_t>(row), static_cast<std::uint32_t>(column),
+                        tile.data());
+        return true;
+    });
 }
 
 void tiledLayerRead(benchmark::State& state) {
@@ -164,6 +121,7 @@ void stripsPackedWords(benchmark::State& state) {
 }
 
 BENCHMARK(tiledGdalReadBlock)->ThreadRange(1, 2)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(tiledThroughPlugin)->ThreadRange(1, 2)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(tiledLayerRead)->ThreadRange(1, 2)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(stripsGdalRasterIo)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(stripsLayerRead)->UseRealTime()->Unit(benchmark::kMillisecond);

@@ -82,8 +82,8 @@ RF_PLATFORM_API const char16_t* kimg_LayerFileNameGet(const KIMG_LAYER* layer);
 
 /// Reads the window of w by h pixels whose first pixel is (x, y), converted to the data's type:
 /// integers are clamped to their range, fractions rounded to nearest, real types take the real
-/// part (complex types from a real or imaginary layer get 0 as imaginary part). The window may lie
-/// anywhere; pixels outside the image take the fill value.
+/// part. Complex types take both parts of a complex band's real layer; from any other layer the
+/// imaginary part is 0. The window may lie anywhere; pixels outside the image take the fill value.
 ///
 /// Windows made of whole blocks are fastest, and of these the single block of the layer's own type
 /// in packed data: it goes from the file to the buffer without a copy.
