@@ -6,8 +6,8 @@
 
 #include <charconv>
 #include <cstring>
-#include <strings.h>
 #include <string>
+#include <strings.h>
 
 namespace {
 
