@@ -1,5 +1,6 @@
 #include "kprj/kprj.h"
 
+#include "kerr/reported.h"
 #include "kprj/proj_session.h"
 
 #include <cmath>
@@ -18,7 +19,7 @@ KprjGeographicConverter::~KprjGeographicConverter() = default;
 
 std::unique_ptr<KprjGeographicConverter>
 KprjGeographicConverter::create(const KPRJ_PROJECTION& projection, KERR_REPORT** slot) {
-    return kprj::reported("KprjGeographicConverter", slot, [&] {
+    return kerr::reported("KprjGeographicConverter", slot, [&] {
         auto made = std::make_unique<Session>();
         PJ_CONTEXT* context = made->session.context();
         const kprj::PjPtr asGiven(

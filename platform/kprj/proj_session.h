@@ -1,10 +1,7 @@
 #pragma once
 
-#include "kerr/kerr.h"
-
 #include <proj.h>
 
-#include <exception>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -40,18 +37,5 @@ private:
 
 /// This thread's own session; making one takes about a millisecond.
 Session& session();
-
-/// Runs the body of a host call; what it throws becomes the report.
-template <class Body>
-auto reported(const char* function, KERR_REPORT** slot, const Body& body) -> decltype(body()) {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        kerr::raise(slot, function, "No memory");
-    } catch (const std::exception& error) {
-        kerr::raise(slot, function, error.what());
-    }
-    return {};
-}
 
 } // namespace kprj

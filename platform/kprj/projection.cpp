@@ -1,5 +1,6 @@
 #include "kprj/kprj.h"
 
+#include "kerr/reported.h"
 #include "kmsc/kmsc.h"
 #include "kprj/proj_session.h"
 
@@ -8,8 +9,8 @@
 
 namespace {
 
+using kerr::reported;
 using kprj::PjPtr;
-using kprj::reported;
 using kprj::session;
 
 template <std::size_t size>
@@ -168,6 +169,18 @@ KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* parameters,
         requireSpheroid(system.get(), *spheroid, datum->name);
         return makeProjection(std::move(system)).release();
     });
+}
+
+KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot) {
+    constexpr char name[] = "WGS 84";
+    const std::unique_ptr<KPRJ_PRO_PARAMETERS, kmsc::HeapDeleter> parameters(
+        kprj_ProParametersCreateByName(kprjGeographicName, slot));
+    KPRJ_SPHEROID spheroid{};
+    const std::unique_ptr<KPRJ_DATUM, kmsc::HeapDeleter> datum(
+        parameters && kprj_SpheroidByName(name, &spheroid, slot)
+            ? kprj_DatumByName(name, name, slot)
+            : nullptr);
+    return datum ? kprj_ProjectionInit(parameters.get(), &spheroid, datum.get(), slot) : nullptr;
 }
 
 KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text, KERR_REPORT** slot) {

@@ -1,5 +1,6 @@
 #include "kprj/kprj.h"
 
+#include "kerr/reported.h"
 #include "kmif/kmif.h"
 #include "kmif/kmif_node.h"
 #include "kmsc/kmsc.h"
@@ -86,7 +87,7 @@ bool kprj_ProjectionConvertToMIF(const KPRJ_PROJECTION* projection, char16_t** p
                                   design,         dictionary, data};
     for (char16_t** output : outputs)
         *output = nullptr;
-    return kprj::reported(__func__, slot, [&] {
+    return kerr::reported(__func__, slot, [&] {
         if (!projection)
             throw std::runtime_error("there is no projection to convert");
         const DictionaryPtr holder(kmif_DictionaryCreate(slot));
@@ -118,7 +119,7 @@ bool kprj_ProjectionConvertToMIF(const KPRJ_PROJECTION* projection, char16_t** p
 }
 
 KPRJ_PROJECTION* kprj_ProjectionFromMIF(const KprjMifTexts& texts, KERR_REPORT** slot) {
-    return kprj::reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
+    return kerr::reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
         KprjProjectionPtr projection(kprj_ProjectionFromText(ktxt::narrow(texts.wkt), slot));
         if (!projection)
             return nullptr;
