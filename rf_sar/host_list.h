@@ -23,11 +23,13 @@ public:
     explicit operator bool() const { return texts_ != nullptr; }
     std::uint32_t count() const { return count_; }
 
-    /// Takes a host-heap text over. @return false when it is null: memory was short.
+    /// Takes a host-heap text over. @return false when it is null (memory was short) or has no
+    ///         place; it is freed then.
     bool take(char16_t* text) {
-        if (!text || !texts_ || count_ == capacity_)
+        kmsc::HeapPtr<char16_t> owned(text);
+        if (!owned || !texts_ || count_ == capacity_)
             return false;
-        texts_.get()[count_++] = text;
+        texts_.get()[count_++] = owned.release();
         return true;
     }
     bool append(std::u16string_view text) { return take(kstr_Duplicate(text)); }

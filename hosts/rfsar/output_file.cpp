@@ -5,12 +5,18 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <utility>
 #include <unistd.h>
+#include <utility>
 
 void refuseOverwriting(const std::string& name, bool force) {
     std::error_code ignored;
-    if (!force && name != "-" && std::filesystem::exists(name, ignored))
+    const auto status = std::filesystem::status(name, ignored);
+    if (name == "-" || !std::filesystem::exists(status))
+        return;
+    // A finished file takes the place of the old one: a device or folder must not be replaced.
+    if (!std::filesystem::is_regular_file(status))
+        throw loader::Error(name + ": is not a regular file and is not replaced");
+    if (!force)
         throw loader::Error(name + ": exists already; --force replaces it");
 }
 

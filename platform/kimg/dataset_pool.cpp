@@ -4,7 +4,9 @@
 #include <gdal.h>
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace kimg {
@@ -21,62 +23,66 @@ public:
     }
 
     /// @return a waiting handle of the file, or null after making room for the caller to open one.
-    GDALDatasetH take(const ImageFile& file);
+    std::unique_ptr<OpenImage> take(const ImageFile& file);
     /// Takes back a handle that may wait for its next use.
-    void giveBack(const ImageFile& file, GDALDatasetH dataset);
+    void giveBack(std::unique_ptr<OpenImage> image);
     /// Takes back the room of a handle that is closed, or was never opened.
     void forget();
     void closeIdle(const ImageFile& file);
 
 private:
+    DatasetPool() { idle_.reserve(maxOpen); } // so that giving back never fails
+
     struct Idle {
-        ImageFile file;
-        GDALDatasetH dataset;
+        std::thread::id user; // the last one
+        std::unique_ptr<OpenImage> image;
     };
     static constexpr std::size_t maxOpen = 64;
 
-    static void close(const std::vector<Idle>& closing) {
-        for (const Idle& idle : closing)
-            GDALClose(idle.dataset);
-    }
+    std::vector<Idle>::iterator findLocked(const ImageFile& file);
 
     std::mutex mutex_;
     std::vector<Idle> idle_; // longest waiting first
     std::size_t open_ = 0;   // waiting and lent
 };
 
-GDALDatasetH DatasetPool::take(const ImageFile& file) {
-    std::vector<Idle> closing;
-    {
-        const std::lock_guard lock(mutex_);
-        const auto found = std::find_if(idle_.rbegin(), idle_.rend(),
-                                        [&](const Idle& idle) { return idle.file == file; });
-        if (found != idle_.rend()) {
-            const GDALDatasetH dataset = found->dataset;
-            idle_.erase(std::next(found).base());
-            return dataset;
-        }
-        ++open_;
-        if (open_ > maxOpen && !idle_.empty()) {
-            closing.push_back(std::move(idle_.front()));
-            idle_.erase(idle_.begin());
-            --open_;
-        }
+std::vector<DatasetPool::Idle>::iterator DatasetPool::findLocked(const ImageFile& file) {
+    const auto self = std::this_thread::get_id();
+    auto found = idle_.end();
+    for (auto idle = idle_.end(); idle != idle_.begin();) {
+        --idle;
+        if (idle->user == self && idle->image->file == file)
+            return idle;
+        if (found == idle_.end() && idle->image->file == file)
+            found = idle;
     }
-    close(closing);
+    return found;
+}
+
+std::unique_ptr<OpenImage> DatasetPool::take(const ImageFile& file) {
+    std::unique_ptr<OpenImage> closing; // after the lock is given up
+    const std::lock_guard lock(mutex_);
+    const auto found = findLocked(file);
+    if (found != idle_.end()) {
+        auto image = std::move(found->image);
+        idle_.erase(found);
+        return image;
+    }
+    ++open_;
+    if (open_ > maxOpen && !idle_.empty()) {
+        closing = std::move(idle_.front().image);
+        idle_.erase(idle_.begin());
+        --open_;
+    }
     return nullptr;
 }
 
-void DatasetPool::giveBack(const ImageFile& file, GDALDatasetH dataset) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (open_ <= maxOpen) {
-            idle_.push_back({file, dataset});
-            return;
-        }
+void DatasetPool::giveBack(std::unique_ptr<OpenImage> image) {
+    const std::lock_guard lock(mutex_); // given up before `image` closes
+    if (open_ <= maxOpen)
+        idle_.push_back({std::this_thread::get_id(), std::move(image)});
+    else
         --open_;
-    }
-    GDALClose(dataset);
 }
 
 void DatasetPool::forget() {
@@ -85,23 +91,22 @@ void DatasetPool::forget() {
 }
 
 void DatasetPool::closeIdle(const ImageFile& file) {
-    std::vector<Idle> closing;
-    {
-        const std::lock_guard lock(mutex_);
-        const auto others = std::stable_partition(
-            idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.file != file; });
-        closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
-        idle_.erase(others, idle_.end());
-        open_ -= closing.size();
-    }
-    close(closing);
+    std::vector<Idle> closing; // after the lock is given up
+    const std::lock_guard lock(mutex_);
+    const auto others = std::stable_partition(
+        idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.image->file != file; });
+    closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
+    idle_.erase(others, idle_.end());
+    open_ -= closing.size();
 }
 
 // Not listed among the host's open datasets: a host that closes all of those must not take ours.
-GDALDatasetH openDataset(const ImageFile& file) {
+std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
     constexpr unsigned flags =
         GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
-    return GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, nullptr);
+    const GDALDatasetH dataset =
+        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, nullptr);
+    return dataset ? std::make_unique<OpenImage>(dataset, file) : nullptr;
 }
 
 } // namespace
@@ -121,36 +126,47 @@ ImageFile imageFileNow(const std::string& path) {
     return file;
 }
 
-DatasetLease::DatasetLease(const ImageFile& file)
-    : file_(file), dataset_(DatasetPool::instance().take(file)) {
-    if (dataset_)
-        return;
-    registerDrivers();
-    dataset_ = openDataset(file);
-    if (!dataset_) {
-        DatasetPool::instance().forget();
-        throw ImageError(errors_.describe(file.path));
+OpenImage::~OpenImage() {
+    if (bytes_)
+        VSIFCloseL(static_cast<VSILFILE*>(bytes_));
+    GDALClose(dataset);
+}
+
+void* OpenImage::bytes() {
+    if (!bytesTried_) {
+        bytesTried_ = true;
+        bytes_ = VSIFOpenL(file.path.c_str(), "rb");
     }
-    if (imageFileNow(file.path) != file) {
-        GDALClose(dataset_);
+    return bytes_;
+}
+
+DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance().take(file)) {
+    if (image_)
+        return;
+    try {
+        registerDrivers();
+        image_ = openImage(file);
+        if (!image_)
+            throw ImageError(errors_.describe(file.path, "cannot be opened"));
+        if (imageFileNow(file.path) != file)
+            throw ImageError(file.path + ": the file has changed since the layer was opened");
+    } catch (...) {
         DatasetPool::instance().forget();
-        throw ImageError(file.path + ": the file has changed since the layer was opened");
+        throw;
     }
     errors_.clear();
 }
 
 DatasetLease::~DatasetLease() {
-    if (reusable_) {
-        DatasetPool::instance().giveBack(file_, dataset_);
-    } else {
-        GDALClose(dataset_);
+    if (reusable_)
+        DatasetPool::instance().giveBack(std::move(image_));
+    else
         DatasetPool::instance().forget();
-    }
 }
 
-void DatasetLease::fail() {
+void DatasetLease::fail(const char* reason) {
     reusable_ = false;
-    throw ImageError(errors_.describe(file_.path));
+    throw ImageError(errors_.describe(image_->file.path, reason));
 }
 
 void closeIdleDatasets(const ImageFile& file) {

@@ -3,7 +3,9 @@
 #include "kimg/gdal_session.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace kimg {
 
@@ -22,9 +24,30 @@ struct ImageFile {
 /// @return the file as it is now.
 ImageFile imageFileNow(const std::string& path);
 
-/// An open GDAL dataset of a file, lent to one thread for one call. Handles that come back wait in
-/// a pool for the next call; the pool keeps the number of open ones in bounds (see kimg.h) by
-/// closing the one that has waited longest. While a lease lives, GDAL's errors go to errors().
+/// One open handle of an image file.
+struct OpenImage {
+    OpenImage(void* gdalDataset, ImageFile imageFile)
+        : dataset(gdalDataset), file(std::move(imageFile)) {}
+    ~OpenImage();
+    OpenImage(const OpenImage&) = delete;
+    OpenImage& operator=(const OpenImage&) = delete;
+
+    /// @return the file's own bytes (a VSILFILE*), opened at the first call; null when the name is
+    ///         not that of a file.
+    void* bytes();
+
+    void* const dataset; ///< a GDALDatasetH, never null
+    const ImageFile file;
+
+private:
+    void* bytes_ = nullptr;
+    bool bytesTried_ = false;
+};
+
+/// An open image lent to one thread for one call. Handles that come back wait in a pool for the
+/// next call, best of the same thread, whose blocks GDAL still has; the pool keeps the number of
+/// open ones in bounds (see kimg.h) by closing the one that has waited longest. While a lease
+/// lives, this thread's GDAL errors go to the reason for failing.
 class DatasetLease {
 public:
     /// @throws ImageError when the file cannot be opened, or is not what it was.
@@ -33,14 +56,15 @@ public:
     DatasetLease(const DatasetLease&) = delete;
     DatasetLease& operator=(const DatasetLease&) = delete;
 
-    void* handle() const { return dataset_; } ///< a GDALDatasetH, never null
-    /// @throws ImageError with what GDAL said; the handle is closed instead of being used again.
-    [[noreturn]] void fail();
+    OpenImage& image() const { return *image_; }
+    void* handle() const { return image_->dataset; } ///< a GDALDatasetH
+    /// The handle will be closed instead of being used again.
+    /// @throws ImageError with what GDAL said, or else with the given reason.
+    [[noreturn]] void fail(const char* reason = "cannot be read");
 
 private:
     ErrorCapture errors_; // outlives the handle's closing
-    const ImageFile& file_;
-    void* dataset_;
+    std::unique_ptr<OpenImage> image_;
     bool reusable_ = true;
 };
 

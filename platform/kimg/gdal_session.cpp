@@ -48,8 +48,10 @@ void ErrorCapture::hear(const char* message) {
         firstFailure_ = message;
 }
 
-std::string ErrorCapture::describe(const std::string& path) const {
-    const std::string reason = firstFailure_.empty() ? "cannot be read" : firstFailure_;
+std::string ErrorCapture::describe(const std::string& path, const char* otherwise) const {
+    std::string reason = firstFailure_.empty() ? otherwise : firstFailure_;
+    while (!reason.empty() && reason.back() == '\n')
+        reason.pop_back();
     return reason.find(path) == std::string::npos ? path + ": " + reason : reason;
 }
 

@@ -23,8 +23,9 @@ public:
     ErrorCapture(const ErrorCapture&) = delete;
     ErrorCapture& operator=(const ErrorCapture&) = delete;
 
-    /// @return the first failure as "path: reason" (once, if the reason names the path itself).
-    std::string describe(const std::string& path) const;
+    /// @return the first failure as "path: reason" (the path once, if GDAL names it itself); with
+    ///         the other reason when GDAL gave none.
+    std::string describe(const std::string& path, const char* otherwise) const;
     /// Forgets the failures heard so far.
     void clear() { firstFailure_.clear(); }
     /// Called by the handler.

@@ -82,8 +82,8 @@ RF_PLATFORM_API const char16_t* kimg_LayerFileNameGet(const KIMG_LAYER* layer);
 
 /// Reads the window of w by h pixels whose first pixel is (x, y), converted to the data's type:
 /// integers are clamped to their range, fractions rounded to nearest, real types take the real
-/// part (complex types from a real or imaginary layer get 0 as imaginary part). The window may lie
-/// anywhere; pixels outside the image take the fill value.
+/// part. Complex types take both parts of a complex band's real layer; from any other layer the
+/// imaginary part is 0. The window may lie anywhere; pixels outside the image take the fill value.
 ///
 /// Windows made of whole blocks are fastest, and of these the single block of the layer's own type
 /// in packed data: it goes from the file to the buffer without a copy.
@@ -92,6 +92,20 @@ RF_PLATFORM_API const char16_t* kimg_LayerFileNameGet(const KIMG_LAYER* layer);
 RF_PLATFORM_API bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int64_t y,
                                     std::uint32_t w, std::uint32_t h, const KGDA_DATA* data,
                                     KERR_REPORT** slot);
+
+namespace kimg {
+
+/// Reads a window of two layers that hold the real and the imaginary part as 16-bit integers, as
+/// packed words: low half real, high half imaginary, both signed, as the one layer of a complex
+/// band gives them. Elsewhere the same as reading both layers as s16, but where the two are
+/// interleaved without compression, pixels go from the file to the buffer without a copy.
+/// @param words  w * h words, line after line; all 0 after a failure.
+/// @return as kimg_LayerRead; false with a report too when a layer's own type is not s16.
+RF_PLATFORM_API bool readPackedWords(KIMG_LAYER* real, KIMG_LAYER* imaginary, std::int64_t x,
+                                     std::int64_t y, std::uint32_t w, std::uint32_t h,
+                                     std::uint32_t* words, KERR_REPORT** slot);
+
+} // namespace kimg
 
 /// Holds a layer and releases it as the flags say; both are off by default, so that a layer stays
 /// open beyond its holder. An all-zero holder is a valid empty one.

@@ -1,5 +1,6 @@
 #include "kimg/layer.h"
 
+#include "kfnp/kfnp.h"
 #include "kimg/kimg.h"
 #include "ktxt/ktxt.h"
 
@@ -78,7 +79,7 @@ private:
 std::string utf8FileName(std::u16string_view name) {
     if (name.empty())
         throw ImageError("the file name is empty");
-    std::string path = ktxt::narrow(name);
+    const std::string path = kfnp::clean(ktxt::narrow(name));
     if (path.find('\0') != std::string::npos)
         throw ImageError(path + ": the file name holds a null character");
     return path;
@@ -149,7 +150,13 @@ std::uint32_t hostPixelType(GDALDataType stored, bool signedByte) {
     }
 }
 
-void describeBand(KIMG_LAYER& layer, GDALRasterBandH band) {
+bool isPixelInterleaved(GDALDatasetH dataset) {
+    const char* interleave = GDALGetMetadataItem(dataset, "INTERLEAVE", "IMAGE_STRUCTURE");
+    return GDALGetRasterCount(dataset) > 1 && interleave && EQUAL(interleave, "PIXEL");
+}
+
+void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
+    const GDALRasterBandH band = GDALGetRasterBand(dataset, layer.band);
     const GDALDataType stored = GDALGetRasterDataType(band);
     const char* byteKind = GDALGetMetadataItem(band, "PIXELTYPE", "IMAGE_STRUCTURE");
     layer.storedType = stored;
@@ -158,6 +165,7 @@ void describeBand(KIMG_LAYER& layer, GDALRasterBandH band) {
                                     layer.signedByte);
     layer.storedAsIs =
         !layer.imaginary && stored != GDT_CInt32 && stored != GDT_UInt64 && stored != GDT_Int64;
+    layer.interleaved = isPixelInterleaved(dataset);
     layer.width = GDALGetRasterBandXSize(band);
     layer.height = GDALGetRasterBandYSize(band);
     GDALGetBlockSize(band, &layer.blockWidth, &layer.blockHeight);
@@ -192,9 +200,9 @@ KIMG_LAYER* openLayer(std::u16string_view name, double fill) {
     layer->fileName = fileName;
     layer->key = key;
     layer->fill = fill;
-    const DatasetLease lease(layer->file);
+    const DatasetLease lease(file);
     findBand(*layer, lease.handle(), number);
-    describeBand(*layer, GDALGetRasterBand(lease.handle(), layer->band));
+    describeBand(*layer, lease.handle());
     return table.add(std::move(layer));
 }
 

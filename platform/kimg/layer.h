@@ -19,7 +19,8 @@ struct KIMG_LAYER {
     bool signedByte = false; ///< stored bytes are signed, which GDAL's type does not say
     bool imaginary = false;  ///< the second layer of a complex band
     std::uint32_t pixelType = 0;
-    bool storedAsIs = false; ///< a pixel of pixelType is a stored pixel, byte for byte
+    bool storedAsIs = false;  ///< a pixel of pixelType is a stored pixel, byte for byte
+    bool interleaved = false; ///< the blocks hold other bands as well, pixel after pixel
     double fill = 0;
     int width = 0, height = 0;           ///< pixels
     int blockWidth = 0, blockHeight = 0; ///< pixels

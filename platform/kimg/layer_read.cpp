@@ -63,7 +63,7 @@ public:
 
 private:
     bool empty() const { return columns_.count() == 0 || lines_.count() == 0; }
-    bool isWholeBlocks() const;
+    bool isForThisLayerAlone() const;
     bool readBlocks(GDALRasterBandH band);
     bool readOneBlock(GDALRasterBandH band, std::int64_t column, std::int64_t line);
     bool fitsBuffer(const Span& columns, const Span& lines) const;
@@ -94,21 +94,22 @@ void WindowRead::run() {
     if (!empty()) {
         kimg::DatasetLease lease(layer_.file);
         const GDALRasterBandH band = GDALGetRasterBand(lease.handle(), layer_.band);
-        if (!(isWholeBlocks() ? readBlocks(band) : readAnyWindow(band)))
+        if (!(isForThisLayerAlone() ? readBlocks(band) : readAnyWindow(band)))
             lease.fail();
     }
     fillOutside();
 }
 
-bool WindowRead::isWholeBlocks() const {
+/// @return whether the window takes all that its blocks hold, so that nobody will ask for the rest.
+bool WindowRead::isForThisLayerAlone() const {
     const auto whole = [](const Span& span, int block, int size) {
         return span.first % block == 0 && (span.end % block == 0 || span.end == size);
     };
-    return whole(columns_, layer_.blockWidth, layer_.width) &&
+    return !layer_.interleaved && whole(columns_, layer_.blockWidth, layer_.width) &&
            whole(lines_, layer_.blockHeight, layer_.height);
 }
 
-/// Whole blocks go past GDAL's block cache: nobody will ask for the rest of them.
+/// Past GDAL's block cache.
 bool WindowRead::readBlocks(GDALRasterBandH band) {
     for (auto line = lines_.first; line < lines_.end; line += layer_.blockHeight)
         for (auto column = columns_.first; column < columns_.end; column += layer_.blockWidth)
@@ -142,7 +143,7 @@ bool WindowRead::fitsBuffer(const Span& columns, const Span& lines) const {
            columns.end <= x_ + data_.columns && lines.end <= y_ + data_.lines;
 }
 
-/// Parts of blocks go through GDAL's block cache: the rest is often asked for next.
+/// Through GDAL's block cache, for the rest of the blocks is often asked for next.
 bool WindowRead::readAnyWindow(GDALRasterBandH band) {
     if (layer_.imaginary || layer_.signedByte || target_.type == GDT_Unknown)
         return readThroughScratch(band);

@@ -77,7 +77,7 @@ bool writePng(const std::string& path, const std::uint8_t* samples, std::uint32_
     if (picture && writeAs(temporary, picture.get()) &&
         VSIRename(temporary.c_str(), path.c_str()) == 0)
         return true;
-    reason = errors.describe(path);
+    reason = errors.describe(path, "cannot be written");
     VSIUnlink(temporary.c_str());
     return false;
 }

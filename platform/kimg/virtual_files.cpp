@@ -11,10 +11,6 @@
 
 namespace kimg {
 
-bool isVirtualPath(std::string_view path) {
-    return path.substr(0, 4) == "/vsi";
-}
-
 std::optional<VirtualStat> virtualStat(const std::string& path) {
     const ErrorCapture quiet;
     VSIStatBufL state;
@@ -33,7 +29,7 @@ std::optional<std::string> readVirtualFile(const std::string& path, std::size_t 
                                                           close);
     const auto state = virtualStat(path);
     if (!file || (state && state->isDirectory)) {
-        reason = file ? path + ": is a folder" : errors.describe(path);
+        reason = file ? path + ": is a folder" : errors.describe(path, "no such file");
         return std::nullopt;
     }
     std::string content;
@@ -46,7 +42,7 @@ std::optional<std::string> readVirtualFile(const std::string& path, std::size_t 
         content.append(chunk.data(), n);
     }
     if (state && content.size() < state->size) {
-        reason = errors.describe(path);
+        reason = errors.describe(path, "cannot be read to its end");
         return std::nullopt;
     }
     return content;

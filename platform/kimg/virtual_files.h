@@ -13,9 +13,6 @@
 /// thread, no printing.
 namespace kimg {
 
-/// @return whether the name is a virtual path ("/vsi...").
-RF_PLATFORM_API bool isVirtualPath(std::string_view path);
-
 struct VirtualStat {
     bool isDirectory;
     std::uint64_t size; ///< bytes; 0 for a directory

@@ -1,5 +1,6 @@
 #include "kstr/kstr.h"
 
+#include "kfnp/kfnp.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
 
@@ -77,9 +78,9 @@ bool kstr_Eqnic(std::u16string_view a, std::u16string_view b, std::size_t n) {
 char16_t* kstr_PathExpand(std::u16string_view name) {
     const bool home = name == u"~" || name.substr(0, 2) == u"~/";
     const char* directory = home ? std::getenv("HOME") : nullptr;
-    if (!directory)
-        return kstr_Duplicate(name);
-    return kstr_Duplicate(ktxt::widen(directory) + std::u16string(name.substr(1)));
+    if (directory)
+        return kstr_Duplicate(ktxt::widen(directory) + std::u16string(name.substr(1)));
+    return kstr_Duplicate(ktxt::widen(kfnp::absolute(ktxt::narrow(name))));
 }
 
 void kstr_RemoveChars(std::u16string& text, std::u16string_view what) {

@@ -27,7 +27,8 @@ RF_PLATFORM_API bool kstr_Eqic(std::u16string_view a, std::u16string_view b);
 /// The same over the first n characters of both; a text shorter than n must match whole.
 RF_PLATFORM_API bool kstr_Eqnic(std::u16string_view a, std::u16string_view b, std::size_t n);
 
-/// @return the name with a leading "~" or "~/" replaced by the home directory; else unchanged.
+/// @return the name with a leading "~" or "~/" replaced by the home directory, and made absolute
+///         against the current directory; virtual names stay as they are.
 RF_PLATFORM_API char16_t* kstr_PathExpand(std::u16string_view name);
 
 /// Removes every occurrence of `what` from `text`, in place.

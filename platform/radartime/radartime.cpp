@@ -8,8 +8,8 @@ namespace {
 using std::chrono::sys_days;
 
 sys_days civilDay(int year, int month, int day) {
-    const std::chrono::year_month firstOfMonth{
-        std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)}};
+    const std::chrono::year_month firstOfMonth{std::chrono::year{year},
+                                               std::chrono::month{static_cast<unsigned>(month)}};
     return sys_days{firstOfMonth / 1} + std::chrono::days{day - 1};
 }
 

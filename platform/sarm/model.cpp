@@ -11,7 +11,7 @@ Model::Model(const ModelParameters& parameters) : parameters_(parameters) {}
 
 std::optional<ImagePosition> Model::groundToImage(const GroundPosition& ground) const {
     ImagePosition image;
-    if (modelKernels().groundToImage(parameters_, &ground, &image, 1) == 0)
+    if (usableModelKernels().front().groundToImage(parameters_, &ground, &image, 1) == 0)
         return std::nullopt;
     return image;
 }
@@ -19,21 +19,21 @@ std::optional<ImagePosition> Model::groundToImage(const GroundPosition& ground) 
 std::optional<GroundPosition> Model::imageToGround(const ImagePosition& image,
                                                    double heightM) const {
     GroundPosition ground{0, 0, heightM};
-    if (modelKernels().imageToGround(parameters_, &image, &ground, 1) == 0)
+    if (usableModelKernels().front().imageToGround(parameters_, &image, &ground, 1) == 0)
         return std::nullopt;
     return ground;
 }
 
 std::size_t Model::groundToImage(std::span<const GroundPosition> ground,
                                  std::span<ImagePosition> image) const {
-    return modelKernels().groundToImage(parameters_, ground.data(), image.data(),
-                                        std::min(ground.size(), image.size()));
+    return usableModelKernels().front().groundToImage(parameters_, ground.data(), image.data(),
+                                                      std::min(ground.size(), image.size()));
 }
 
 std::size_t Model::imageToGround(std::span<const ImagePosition> image,
                                  std::span<GroundPosition> ground) const {
-    return modelKernels().imageToGround(parameters_, image.data(), ground.data(),
-                                        std::min(ground.size(), image.size()));
+    return usableModelKernels().front().imageToGround(parameters_, image.data(), ground.data(),
+                                                      std::min(ground.size(), image.size()));
 }
 
 std::optional<double> Model::incidenceDeg(const ImagePosition& image, double heightM) const {
@@ -42,8 +42,8 @@ std::optional<double> Model::incidenceDeg(const ImagePosition& image, double hei
         return std::nullopt;
     const RadarGrid& grid = parameters_.grid;
     const double time = grid.timeOfLine0S + image.line * grid.timePerLineS;
-    const Vec3 sight = stateAt(parameters_.orbit, time).position -
-                       toEarthFixed(*ground, parameters_.ellipsoid);
+    const Vec3 sight =
+        stateAt(parameters_.orbit, time).position - toEarthFixed(*ground, parameters_.ellipsoid);
     return std::acos(dot(sight, upDirection(*ground)) / norm(sight)) * (180 / std::numbers::pi);
 }
 

@@ -5,8 +5,8 @@
 namespace sarm {
 
 ModelArea readModelArea(const SarMetadataRecord& record) {
-    ModelArea area;
-    std::memcpy(&area, record.modelArea, sizeof area);
+    ModelArea area{};
+    std::memcpy(&area, record.modelArea, modelAreaBytes);
     if (area.magic != modelAreaMagic) {
         area = {};
         area.magic = modelAreaMagic;
@@ -15,7 +15,7 @@ ModelArea readModelArea(const SarMetadataRecord& record) {
 }
 
 void writeModelArea(SarMetadataRecord& record, const ModelArea& area) {
-    std::memcpy(record.modelArea, &area, sizeof area);
+    std::memcpy(record.modelArea, &area, modelAreaBytes);
 }
 
 std::optional<double> notedOffset(const SarMetadataRecord& record) {

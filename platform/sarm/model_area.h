@@ -19,49 +19,49 @@ enum ModelAreaFlags : std::uint32_t {
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
 /// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
-/// Little-endian, not aligned to 8: copy it out with readModelArea.
-#pragma pack(push, 4)
+/// The area holds the first 148 bytes, little-endian; it is not aligned, so copy it out with
+/// readModelArea.
 struct ModelArea {
-    std::int32_t magic;               ///< modelAreaMagic: layout 1
-    std::uint32_t flags;              ///< ModelAreaFlags
-    std::int32_t refusal;             ///< sarm::Refusal
-    std::int16_t method;              ///< sarm::OrbitMethod
+    double firstVectorMinusStartS; ///< as noted; 0 without areaNoted
+    double startTimeS;             ///< unfolded s of day of the earliest line
+    double imageDurationS;
+    double firstVectorS;    ///< unfolded, s from the start of the image
+    double vectorIntervalS; ///< as unfolded
+    double lineIntervalS;   ///< magnitude
+    double positionRmsM;    ///< residual of the orbit fit
+    double velocityRmsMS;
+    double centreIncidenceDeg; ///< at the terrain height
+    double centreTimeS;        ///< s from the start, of the state below
+    double centreState[6];     ///< earth-fixed position m, velocity m/s
+    std::int32_t magic;        ///< modelAreaMagic: layout 1
+    std::uint32_t flags;       ///< ModelAreaFlags
+    std::int32_t refusal;      ///< sarm::Refusal
+    std::int16_t method;       ///< sarm::OrbitMethod
     std::int16_t positionDegree;
     std::int16_t velocityDegree;
-    std::int16_t padding;             ///< 0
-    double firstVectorMinusStartS;    ///< as noted; 0 without areaNoted
-    double startTimeS;                ///< unfolded s of day of the earliest line
-    double imageDurationS;
-    double firstVectorS;              ///< unfolded, s from the start of the image
-    double vectorIntervalS;           ///< as unfolded
-    double lineIntervalS;             ///< magnitude
-    double positionRmsM;              ///< residual of the orbit fit
-    double velocityRmsMS;
-    double centreIncidenceDeg;        ///< at the terrain height
-    double centreTimeS;               ///< s from the start, of the state below
-    double centreState[6];            ///< earth-fixed position m, velocity m/s
+    std::int16_t padding; ///< 0
 };
-#pragma pack(pop)
 
 constexpr std::int32_t modelAreaMagic = 0x314D4153; // "SAM1"
+constexpr std::size_t modelAreaBytes = sizeof(SarMetadataRecord::modelArea);
 
-static_assert(sizeof(ModelArea) == sizeof(SarMetadataRecord::modelArea));
-static_assert(offsetof(ModelArea, flags) == 4);
-static_assert(offsetof(ModelArea, refusal) == 8);
-static_assert(offsetof(ModelArea, method) == 12);
-static_assert(offsetof(ModelArea, positionDegree) == 14);
-static_assert(offsetof(ModelArea, velocityDegree) == 16);
-static_assert(offsetof(ModelArea, firstVectorMinusStartS) == 20);
-static_assert(offsetof(ModelArea, startTimeS) == 28);
-static_assert(offsetof(ModelArea, imageDurationS) == 36);
-static_assert(offsetof(ModelArea, firstVectorS) == 44);
-static_assert(offsetof(ModelArea, vectorIntervalS) == 52);
-static_assert(offsetof(ModelArea, lineIntervalS) == 60);
-static_assert(offsetof(ModelArea, positionRmsM) == 68);
-static_assert(offsetof(ModelArea, velocityRmsMS) == 76);
-static_assert(offsetof(ModelArea, centreIncidenceDeg) == 84);
-static_assert(offsetof(ModelArea, centreTimeS) == 92);
-static_assert(offsetof(ModelArea, centreState) == 100);
+static_assert(offsetof(ModelArea, padding) + sizeof(ModelArea::padding) == modelAreaBytes);
+static_assert(offsetof(ModelArea, startTimeS) == 8);
+static_assert(offsetof(ModelArea, imageDurationS) == 16);
+static_assert(offsetof(ModelArea, firstVectorS) == 24);
+static_assert(offsetof(ModelArea, vectorIntervalS) == 32);
+static_assert(offsetof(ModelArea, lineIntervalS) == 40);
+static_assert(offsetof(ModelArea, positionRmsM) == 48);
+static_assert(offsetof(ModelArea, velocityRmsMS) == 56);
+static_assert(offsetof(ModelArea, centreIncidenceDeg) == 64);
+static_assert(offsetof(ModelArea, centreTimeS) == 72);
+static_assert(offsetof(ModelArea, centreState) == 80);
+static_assert(offsetof(ModelArea, magic) == 128);
+static_assert(offsetof(ModelArea, flags) == 132);
+static_assert(offsetof(ModelArea, refusal) == 136);
+static_assert(offsetof(ModelArea, method) == 140);
+static_assert(offsetof(ModelArea, positionDegree) == 142);
+static_assert(offsetof(ModelArea, velocityDegree) == 144);
 
 /// @return the area of a record; all zero (with the magic) when the library has not written it.
 RF_PLATFORM_API ModelArea readModelArea(const SarMetadataRecord& record);

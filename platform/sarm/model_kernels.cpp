@@ -16,7 +16,7 @@ namespace sarm::narrow {
 #ifdef __x86_64__
 
 #pragma GCC push_options
-#pragma GCC target("arch=x86-64-v3")
+#pragma GCC target("avx2,fma")
 namespace sarm::wide {
 #define RF_SAR_LANES 4
 #include "sarm/model_kernels.inc"
@@ -25,7 +25,7 @@ namespace sarm::wide {
 #pragma GCC pop_options
 
 #pragma GCC push_options
-#pragma GCC target("arch=x86-64-v4,prefer-vector-width=512")
+#pragma GCC target("avx512f,avx512dq,avx512vl,prefer-vector-width=512")
 namespace sarm::widest {
 #define RF_SAR_LANES 8
 #include "sarm/model_kernels.inc"
@@ -39,21 +39,30 @@ namespace sarm {
 
 namespace {
 
-ModelKernels kernelsOfThisMachine() {
+constexpr ModelKernels kernels[] = {
 #ifdef __x86_64__
-    if (__builtin_cpu_supports("x86-64-v4"))
-        return {widest::groundToImage, widest::imageToGround};
-    if (__builtin_cpu_supports("x86-64-v3"))
-        return {wide::groundToImage, wide::imageToGround};
+    {widest::groundToImage, widest::imageToGround},
+    {wide::groundToImage, wide::imageToGround},
 #endif
-    return {narrow::groundToImage, narrow::imageToGround};
+    {narrow::groundToImage, narrow::imageToGround},
+};
+
+std::size_t tooWide() {
+#ifdef __x86_64__
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl"))
+        return 0;
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? 1 : 2;
+#else
+    return 0;
+#endif
 }
 
 } // namespace
 
-const ModelKernels& modelKernels() {
-    static const ModelKernels kernels = kernelsOfThisMachine();
-    return kernels;
+std::span<const ModelKernels> usableModelKernels() {
+    static const std::span<const ModelKernels> usable = std::span(kernels).subspan(tooWide());
+    return usable;
 }
 
 } // namespace sarm

@@ -15,6 +15,7 @@ struct ModelKernels {
                                  GroundPosition* ground, std::size_t n);
 };
 
-const ModelKernels& modelKernels();
+/// @return the kernels that this machine can run, widest registers first.
+RF_PLATFORM_API std::span<const ModelKernels> usableModelKernels();
 
 } // namespace sarm

@@ -25,11 +25,10 @@ Vec3 gravity(const Vec3& p) {
     // Factors of the equatorial components and of z; J3 adds a term to z that has no z in it.
     const double level =
         1 + c2 * (1 - 5 * u2) + c3 * (3 - 7 * u2) * u - c4 * (3 - 42 * u2 + 63 * u2 * u2);
-    const double axial = 1 + c2 * (3 - 5 * u2) + c3 * (6 - 7 * u2) * u -
-                         c4 * (15 - 70 * u2 + 63 * u2 * u2);
+    const double axial =
+        1 + c2 * (3 - 5 * u2) + c3 * (6 - 7 * u2) * u - c4 * (15 - 70 * u2 + 63 * u2 * u2);
     const double scale = -earthMassGm / (r2 * r);
-    return {scale * p.x * level, scale * p.y * level,
-            scale * (p.z * axial - 0.6 * c3 * r)};
+    return {scale * p.x * level, scale * p.y * level, scale * (p.z * axial - 0.6 * c3 * r)};
 }
 
 StateVector moved(const StateVector& from, double stepS, const Vec3& velocity,

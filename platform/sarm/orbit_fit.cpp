@@ -111,10 +111,12 @@ void measure(OrbitFit& fit, std::span<const StateVector> vectors) {
 /// Half an image beyond both ends, so that positions outside the image stay well defined.
 std::optional<OrbitFit> fitDynamically(std::span<const StateVector> vectors,
                                        double imageDurationS) {
-    const std::optional<StateVector> state = fitMotion(vectors);
     const double first = -0.5 * imageDurationS, span = 2 * imageDurationS;
     const int degree = orbitDegree(span);
-    if (!state || degree > maxOrbitDegree)
+    if (degree > maxOrbitDegree)
+        return std::nullopt;
+    const std::optional<StateVector> state = fitMotion(vectors);
+    if (!state)
         return std::nullopt;
     std::vector<StateVector> samples;
     const int intervals = 3 * degree;
@@ -123,6 +125,12 @@ std::optional<OrbitFit> fitDynamically(std::span<const StateVector> vectors,
     OrbitFit fit{fitJointly(samples, degree), OrbitMethod::dynamic, 0, 0};
     measure(fit, vectors);
     return fit;
+}
+
+/// Two hours from the image is another orbit; this also keeps nonsense out of the integration.
+bool nearImage(std::span<const StateVector> vectors) {
+    constexpr double farS = 7200;
+    return vectors.front().timeS > -farS && vectors.back().timeS < farS;
 }
 
 bool leavesArc(std::span<const StateVector> vectors, double imageDurationS) {
@@ -143,14 +151,14 @@ int orbitDegree(double arcS) {
     double error = 2 * orbitRadiusM;
     for (int k = 1; k <= degree + 1; ++k) {
         error *= meanMotion * arcS / 4 / k;
-        if (k == degree + 1 && error >= 1e-4 && degree <= maxOrbitDegree)
+        if (k == degree + 1 && error >= 3e-5 && degree <= maxOrbitDegree)
             ++degree;
     }
     return degree;
 }
 
 std::optional<OrbitFit> fitOrbit(std::span<const StateVector> vectors, double imageDurationS) {
-    if (vectors.empty())
+    if (vectors.empty() || !nearImage(vectors))
         return std::nullopt;
     if (vectors.size() == 1 || leavesArc(vectors, imageDurationS))
         return fitDynamically(vectors, imageDurationS);
@@ -180,9 +188,9 @@ std::vector<StateVector> selfTimed(std::span<const StateVector> vectors) {
         // The trapezoid's error, h^2/12 of the change of acceleration, needs h itself: two rounds.
         double interval = b.timeS - a.timeS;
         for (int round = 0; round < 2; ++round)
-            interval = dot(b.position - a.position + (interval * interval / 12) * change,
-                           meanVelocity) /
-                       dot(meanVelocity, meanVelocity);
+            interval =
+                dot(b.position - a.position + (interval * interval / 12) * change, meanVelocity) /
+                dot(meanVelocity, meanVelocity);
         timed[i].timeS = timed[i - 1].timeS + interval;
     }
     return timed;

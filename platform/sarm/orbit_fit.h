@@ -19,12 +19,13 @@ enum class OrbitMethod : int {
 struct OrbitFit {
     OrbitPolynomials orbit;
     OrbitMethod method = OrbitMethod::separate;
-    double positionRmsM = 0;    ///< residual per vector, length of the difference
+    double positionRmsM = 0; ///< residual per vector, length of the difference
     double velocityRmsMS = 0;
 };
 
 /// @return the lowest degree (3 or more) whose truncation error over an arc of this length stays
-///         below 0.1 mm; above maxOrbitDegree the arc is too long for one polynomial.
+///         below 0.03 mm (and of the velocities below what moves a point at 900 km by
+///         1 cm along the track); above maxOrbitDegree the arc is too long for one polynomial.
 RF_PLATFORM_API int orbitDegree(double arcS);
 
 /// Fits the orbit of an image.
@@ -34,7 +35,8 @@ RF_PLATFORM_API int orbitDegree(double arcS);
 ///   along the track, when there is one vector only, or when the image leaves the arc of the
 ///   vectors by more than a quarter of its length.
 /// @param vectors  ascending times, s from the start of the image.
-/// @return nullopt when the arc is too long or a dynamic fit does not converge.
+/// @return nullopt when the arc is too long, when vectors lie two hours or more from the image, or
+///         when a dynamic fit does not converge.
 /// Accuracy: within 1 mm of noise-free vectors of arcs up to 480 s, for 5 vectors or more.
 RF_PLATFORM_API std::optional<OrbitFit> fitOrbit(std::span<const StateVector> vectors,
                                                  double imageDurationS);

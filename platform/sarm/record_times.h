@@ -13,7 +13,7 @@ struct RecordTimes {
     double durationS = 0;    ///< from the earliest to the latest line time
     double firstVectorS = 0; ///< first state vector, s from the start of the image
     double vectorIntervalS = 0;
-    bool repaired = false;   ///< true when a field was not taken as it stands
+    bool repaired = false; ///< true when a field was not taken as it stands
 };
 
 /// Unfolds the times. The record keeps a day change of the first vector as 86400 - s, or adds a day

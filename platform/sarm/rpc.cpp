@@ -23,16 +23,15 @@ double unwrapped(double lonDeg, double nearDeg) {
 }
 
 /// A regular grid over the image and the heights, `steps` intervals along line and sample.
-std::optional<std::vector<Sample>> sampleModel(const Model& model, double heightRangeM,
-                                               int steps) {
+std::optional<std::vector<Sample>> sampleModel(const Model& model, double heightRangeM, int steps) {
     constexpr int heightSteps = 4;
     const RadarGrid& grid = model.parameters().grid;
     std::vector<Sample> samples;
     for (int k = 0; k <= heightSteps; ++k)
         for (int j = 0; j <= steps; ++j)
             for (int i = 0; i <= steps; ++i) {
-                const double height = model.parameters().terrainHeightM +
-                                      heightRangeM * (2.0 * k / heightSteps - 1);
+                const double height =
+                    model.parameters().terrainHeightM + heightRangeM * (2.0 * k / heightSteps - 1);
                 const ImagePosition image{(grid.numberOfSamples - 1.0) * i / steps,
                                           (grid.numberOfLines - 1.0) * j / steps};
                 const auto ground = model.imageToGround(image, height);
@@ -64,8 +63,8 @@ using Terms = Eigen::Matrix<double, 20, 1>;
 
 Terms termsOf(const Rpc& rpc, const GroundPosition& ground) {
     const double P = (ground.latDeg - rpc.latOffsetDeg) / rpc.latScaleDeg;
-    const double L = (unwrapped(ground.lonDeg, rpc.lonOffsetDeg) - rpc.lonOffsetDeg) /
-                     rpc.lonScaleDeg;
+    const double L =
+        (unwrapped(ground.lonDeg, rpc.lonOffsetDeg) - rpc.lonOffsetDeg) / rpc.lonScaleDeg;
     const double H = (ground.heightM - rpc.heightOffsetM) / rpc.heightScaleM;
     Terms terms;
     terms << 1, L, P, H, L * P, L * H, P * H, L * L, P * P, H * H, P * L * H, L * L * L, L * P * P,
@@ -73,8 +72,8 @@ Terms termsOf(const Rpc& rpc, const GroundPosition& ground) {
     return terms;
 }
 
-/// Least squares for value = N / D with D's constant term 1. Multiplied out, N - value * D' = value;
-/// each round weights the rows by the last D, so that errors count in the image. A trace of
+/// Least squares for value = N / D with D's constant term 1. Multiplied out, N - value * D' =
+/// value; each round weights the rows by the last D, so that errors count in the image. A trace of
 /// damping keeps the terms that the scene does not determine near zero.
 void fitRatio(const MatrixXd& terms, const VectorXd& value, std::array<double, 20>& numerator,
               std::array<double, 20>& denominator) {
@@ -92,8 +91,8 @@ void fitRatio(const MatrixXd& terms, const VectorXd& value, std::array<double, 2
         VectorXd right = VectorXd::Zero(value.size() + unknowns);
         right.head(value.size()) = weight.cwiseProduct(value);
         solution = design.householderQr().solve(right);
-        const VectorXd ratio = VectorXd::Ones(value.size()) +
-                               terms.rightCols(19) * solution.tail(19);
+        const VectorXd ratio =
+            VectorXd::Ones(value.size()) + terms.rightCols(19) * solution.tail(19);
         weight = ratio.cwiseAbs().cwiseMax(1e-3).cwiseInverse();
     }
     std::copy_n(solution.data(), 20, numerator.begin());

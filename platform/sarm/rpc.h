@@ -16,7 +16,7 @@ struct Rpc {
     double lineScale = 1, sampleScale = 1, latScaleDeg = 1, lonScaleDeg = 1, heightScaleM = 1;
     std::array<double, 20> lineNumerator{}, lineDenominator{};
     std::array<double, 20> sampleNumerator{}, sampleDenominator{};
-    double maxLineError = 0;   ///< against the model, over a grid twice as fine as the fit's
+    double maxLineError = 0; ///< against the model, over a grid twice as fine as the fit's
     double maxSampleError = 0;
 };
 

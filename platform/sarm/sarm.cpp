@@ -36,7 +36,9 @@ sarm::ModelArea describe(const sarm::Model& model) {
 
 } // namespace
 
-double sarm_GetAzimuthTime(DopplerPolynomial polynomial) { return polynomial.azimuthTime; }
+double sarm_GetAzimuthTime(DopplerPolynomial polynomial) {
+    return polynomial.azimuthTime;
+}
 
 void sarm_NoteTimes(SarMetadataRecord* record, double firstVectorMinusFirstLineS) {
     sarm::ModelArea area = sarm::readModelArea(*record);
@@ -65,8 +67,7 @@ void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
 
 void sarm_File2Model(double fileX, double fileY, const SarMetadataRecord* record, double* modelX,
                      double* modelY) {
-    *modelX =
-        sarm::samplesDecrease(*record) ? record->numberOfSamplesPerLine - 1 - fileX : fileX;
+    *modelX = sarm::samplesDecrease(*record) ? record->numberOfSamplesPerLine - 1 - fileX : fileX;
     *modelY = record->lineTimeOrdering == 1 ? record->numberOfLines - 1 - fileY : fileY;
 }
 

@@ -85,8 +85,8 @@ std::optional<Product> product(const std::string& part, const std::string& endin
         const std::string name = entry.path().string();
         if (name.find(part) == std::string::npos || !name.ends_with(ending))
             continue;
-        const std::string command = std::string(RF_SAR_PYTHON) + " " + RF_SAR_PRODUCT_READER +
-                                    " '" + name + "'";
+        const std::string command =
+            std::string(RF_SAR_PYTHON) + " " + RF_SAR_PRODUCT_READER + " '" + name + "'";
         std::string text;
         FILE* pipe = popen(command.c_str(), "r");
         char buffer[4096];
@@ -128,7 +128,12 @@ struct Bar {
     const char *part, *ending;
     std::size_t ties;
     double line, sample, groundM;
+    bool selfTimed;
 };
+
+void PrintTo(const Bar& bar, std::ostream* out) {
+    *out << bar.part;
+}
 
 class TiePoints : public testing::TestWithParam<Bar> {};
 
@@ -140,6 +145,8 @@ TEST_P(TiePoints, AgreeWithTheModel) {
     ASSERT_EQ(real->ties.size(), bar.ties);
     const auto model = sarm::Model::fromRecord(*real->record);
     ASSERT_TRUE(model);
+    EXPECT_EQ(model->history().method, sarm::OrbitMethod::separate);
+    EXPECT_EQ(model->history().selfTimed, bar.selfTimed);
     const Residuals found = residuals(*model, real->ties);
     EXPECT_LE(found.lineRms, bar.line);
     EXPECT_LE(found.sampleRms, bar.sample);
@@ -154,11 +161,12 @@ TEST_P(TiePoints, AgreeWithTheModel) {
 
 const char* const rcm16m = "16M5_20220605";
 const char* const f0w2 = "F0W2_20170430";
-INSTANTIATE_TEST_SUITE_P(RealProducts, TiePoints,
-                         testing::Values(Bar{f0w2, ".zip", 1364, 0.02, 0.01, 0.05},
-                                         Bar{rcm16m, "product.xml", 1798, 0.2, 0.05, 0.7},
-                                         Bar{"C11_SM_SLC", "_extended.json", 1, 0.01, 0.01, 0.02},
-                                         Bar{"C13_SS_SLC", "_extended.json", 1, 0.01, 0.01, 0.02}));
+INSTANTIATE_TEST_SUITE_P(
+    RealProducts, TiePoints,
+    testing::Values(Bar{f0w2, ".zip", 1364, 0.02, 0.01, 0.05, false},
+                    Bar{rcm16m, "product.xml", 1798, 0.2, 0.05, 0.7, false},
+                    Bar{"C11_SM_SLC", "_extended.json", 1, 0.01, 0.01, 0.02, true},
+                    Bar{"C13_SS_SLC", "_extended.json", 1, 0.01, 0.01, 0.02, false}));
 
 TEST(RealProductsMidnight, MovesNoTiePoint) {
     for (const auto& [part, ending] : {std::pair{f0w2, ".zip"}, std::pair{rcm16m, "product.xml"}}) {

@@ -43,8 +43,8 @@ inline std::vector<sarm::StateVector> vectorsOf(const Scene& scene,
                                                 const sarm::StateVector& satellite) {
     std::vector<sarm::StateVector> vectors;
     for (int i = 0; i < scene.vectors; ++i)
-        vectors.push_back(sarm::propagate(
-            satellite, (scene.durationS - scene.arcS) / 2 + scene.arcS * i / (scene.vectors - 1)));
+        vectors.push_back(sarm::propagate(satellite, (scene.durationS - scene.arcS) / 2 +
+                                                         scene.arcS * i / (scene.vectors - 1)));
     return vectors;
 }
 
@@ -66,6 +66,23 @@ inline sarm::MetadataPtr recordOf(const Scene& scene, const sarm::StateVector& s
     record->stateVectorInterval = scene.arcS / (scene.vectors - 1);
     setVectors(*record, vectorsOf(scene, satellite));
     return record;
+}
+
+/// Where a ground point lies in a slant-range scene, the slow way: bisection of the Doppler
+/// equation on the integrated motion.
+inline sarm::ImagePosition bruteForce(const Scene& scene, const sarm::StateVector& satellite,
+                                      const sarm::Vec3& point, double lineInterval) {
+    double before = -scene.durationS, after = 2 * scene.durationS;
+    for (int i = 0; i < 60; ++i) {
+        const double middle = (before + after) / 2;
+        const sarm::StateVector s = sarm::propagate(satellite, middle);
+        (sarm::dot(s.velocity, point - s.position) > 0 ? before : after) = middle;
+    }
+    const double range = norm(point - sarm::propagate(satellite, before).position);
+    const double q = (range - scene.nearRange) / scene.pixelSpacing;
+    const double line = before / lineInterval;
+    return {scene.pixelOrdering == 1 ? scene.samples - 1 - q : q,
+            scene.lineOrdering == 1 ? scene.durationS / lineInterval - line : line};
 }
 
 /// A near-circular satellite 700 to 800 km up over a place and heading of choice (degrees).

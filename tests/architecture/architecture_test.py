@@ -1,0 +1,89 @@
+"""Holds the house rules that a compiler does not: who may include what, and what is exported."""
+
+import os
+import pathlib
+import re
+import subprocess
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LIBRARY = pathlib.Path(os.environ.get("RF_SAR_PLUGIN", ROOT / "build/lib/rf_sar.so"))
+
+# What includes which of our folders: arrows point down.
+MAY_INCLUDE = {
+    "rf_sar/records": set(),
+    "platform": {"records", "platform"},
+    "rf_sar": {"records", "platform", "rf_sar.h"},
+    "hosts/loader": {"records", "platform", "hosts/loader", "rf_sar.h"},
+    "hosts": {"records", "platform", "hosts", "hosts/loader"},
+}
+PLATFORM_FOLDERS = {p.name for p in (ROOT / "platform").iterdir() if p.is_dir()}
+
+# One door per foreign library: the folders that may include its headers.
+DOORS = {
+    r"(gdal|ogr|cpl)[a-z_]*\.h": ("platform/kimg", "hosts/gdal"),
+    r"proj(_[a-z]+)?\.h": ("platform/kprj",),
+    r"libxml/.*|expat\.h": ("platform/lmx",),
+    r"json/.*\.h|jsoncpp/.*": ("platform/jsonlib",),
+    r"dlfcn\.h": ("hosts/loader",),
+    r"nlohmann/.*": ("hosts",),
+    r"CLI/.*": ("hosts/rfsar",),
+    r"Eigen/.*": ("platform/sarm", "platform/kxfr"),
+}
+
+
+def sources(*folders):
+    for folder in folders:
+        for path in sorted((ROOT / folder).rglob("*")):
+            if path.suffix in (".h", ".cpp", ".inc"):
+                yield path.relative_to(ROOT).as_posix(), path.read_text(encoding="utf-8")
+
+
+def includes(text):
+    return re.findall(r'^\s*#\s*include\s+([<"])([^>"]+)', text, re.M)
+
+
+def home_of(header):
+    """The folder of ours that a quoted header comes from, or None."""
+    first = header.split("/")[0]
+    if header == "rf_sar.h":
+        return "rf_sar.h"
+    if first == "records":
+        return "records"
+    if first in PLATFORM_FOLDERS or header == "rf_platform_api.h":
+        return "platform"
+    if (ROOT / "hosts" / header).exists():
+        return "hosts/loader" if first == "loader" else "hosts"
+    return None
+
+
+class Architecture(unittest.TestCase):
+    def test_arrows_point_down(self):
+        for name, text in sources("platform", "rf_sar", "hosts"):
+            layer = max((k for k in MAY_INCLUDE if name.startswith(k + "/")), key=len)
+            for quote, header in includes(text):
+                home = home_of(header)
+                if quote == '"' and home:
+                    self.assertIn(home, MAY_INCLUDE[layer], f"{name} includes {header}")
+
+    def test_one_door_per_library(self):
+        for name, text in sources("platform", "rf_sar", "hosts"):
+            for _, header in includes(text):
+                for pattern, doors in DOORS.items():
+                    if re.fullmatch(pattern, header):
+                        self.assertTrue(name.startswith(doors), f"{name} includes {header}")
+        # and no foreign type in a header that others include
+        for name, text in sources("platform/kimg", "platform/lmx", "platform/jsonlib"):
+            if name.endswith(".h") and not re.search(r"_session|dataset_pool|/layer\.h", name):
+                self.assertNotRegex(text, r"GDAL[A-Z]\w*H\b|xmlNode|Json::", name)
+
+    def test_exports_are_those_reviewed(self):
+        printed = subprocess.run(["nm", "-D", "--defined-only", "-C", str(LIBRARY)], check=True,
+                                 capture_output=True, text=True).stdout
+        exported = sorted({line.split(" ", 2)[2] for line in printed.splitlines()})
+        listed = (ROOT / "tests/exported_symbols.txt").read_text().splitlines()
+        self.assertEqual(exported, listed, "update tests/exported_symbols.txt and have it reviewed")
+
+
+if __name__ == "__main__":
+    unittest.main()

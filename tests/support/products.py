@@ -1,0 +1,62 @@
+"""What Python tests share: where things are, simulated products, and rfsar as a user runs it."""
+
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import typing
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+RFSAR = os.environ.get("RFSAR", str(ROOT / "build/bin/rfsar"))
+REAL_PRODUCTS = pathlib.Path(os.environ.get("RF_SAR_PRODUCTS", ROOT / "../shared/products"))
+
+sys.path.insert(0, str(ROOT / "tools"))
+import sarsim  # noqa: E402
+
+
+def rfsar(*arguments, stdin=None, binary=False):
+    """Runs rfsar; returns the finished process with its texts."""
+    return subprocess.run([RFSAR, *map(str, arguments)], input=stdin, capture_output=True,
+                          text=not binary, timeout=120, check=False)
+
+
+def rfsar_json(*arguments):
+    done = rfsar(*arguments, "--json")
+    assert done.returncode == 0, done.stderr
+    return json.loads(done.stdout)
+
+
+class Product(typing.NamedTuple):
+    folder: pathlib.Path
+    opened: pathlib.Path  # the file that a host opens
+    truth: dict
+
+
+class ProductCase(unittest.TestCase):
+    """A test case with a folder of its own, whose name is not a simple one."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory(prefix="rf sar é产 ")
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+
+    def make(self, family, **fields):
+        made = sarsim.make(sarsim.Recipe(family, **fields), self.folder)
+        return Product(pathlib.Path(made.folder), pathlib.Path(made.opened), made.truth)
+
+    def real(self, relative):
+        path = REAL_PRODUCTS / relative
+        if not path.exists():
+            self.skipTest(f"the real product {relative} is not here")
+        return path
+
+    def assertFails(self, done, *texts, status=1):
+        """Exit status and a single sentence on stderr that holds the texts; nothing on stdout."""
+        self.assertEqual(done.returncode, status, done.stderr)
+        self.assertEqual(done.stdout, "")
+        self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
+        for text in texts:
+            self.assertIn(text, done.stderr)
