@@ -7,6 +7,8 @@
 #include "reader_factory.h"
 #include "sarm/sarm.h"
 
+#include <boost/thread/locks.hpp>
+
 #include <array>
 #include <memory>
 #include <new>
@@ -99,6 +101,13 @@ uint32_t rf_sarFileClose(RF_SARFile* file) {
     releaseReader(file->reader);
     delete file;
     return 0;
+}
+
+SarMetadataRecord* rf_sarFileSarMetadata(RF_SARFile& file) {
+    const boost::lock_guard<boost::mutex> guard(file.lock);
+    if (!file.sarMetadata)
+        file.sarMetadata = file.reader->readSARnode();
+    return file.sarMetadata;
 }
 
 uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void*, int64_t* time) {

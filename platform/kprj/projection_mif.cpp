@@ -19,14 +19,8 @@ struct ProjectionRecord {
     std::int32_t isGeographic;
 };
 
-struct DesignDeleter {
-    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
-};
-struct DictionaryDeleter {
-    void operator()(KmifDictionary* dictionary) const { kmif_DictionaryDestroy(dictionary); }
-};
-using DesignPtr = std::unique_ptr<KmifDesign, DesignDeleter>;
-using DictionaryPtr = std::unique_ptr<KmifDictionary, DictionaryDeleter>;
+using kmif::DesignPtr;
+using kmif::DictionaryPtr;
 using TextPtr = kmsc::HeapPtr<char16_t>;
 
 DesignPtr makeDesign(KmifDictionary* dictionary, KERR_REPORT** slot) {

@@ -88,10 +88,7 @@ void check(const ModelParameters& p) {
         throw std::runtime_error("side is neither 1 nor -1");
 }
 
-struct DesignDeleter {
-    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
-};
-using DesignPtr = std::unique_ptr<KmifDesign, DesignDeleter>;
+using kmif::DesignPtr;
 
 constexpr std::size_t orbitNumbers = 3 * (sarm::maxOrbitDegree + 1);
 

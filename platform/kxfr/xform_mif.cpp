@@ -24,14 +24,8 @@ constexpr Kind kinds[] = {
     {"RangeDoppler", rangeDopplerDesign, fromNode<sarm::ModelParameters, makeRangeDoppler>},
 };
 
-struct DesignDeleter {
-    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
-};
-struct DictionaryDeleter {
-    void operator()(KmifDictionary* dictionary) const { kmif_DictionaryDestroy(dictionary); }
-};
-using DesignPtr = std::unique_ptr<KmifDesign, DesignDeleter>;
-using DictionaryPtr = std::unique_ptr<KmifDictionary, DictionaryDeleter>;
+using kmif::DesignPtr;
+using kmif::DictionaryPtr;
 
 /// A host-heap array of blocks that frees what it holds unless it is released.
 template <class T, void (*destroy)(T*)>
