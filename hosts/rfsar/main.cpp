@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
     addInfo(app);
     addRead(app);
     addQuicklook(app);
+    addLocate(app);
     try {
         app.parse(argc, argv);
         return status;
