@@ -28,4 +28,11 @@ constexpr char noProductType[] = "No sar:product_type in JSON file";
 constexpr char noPolarizations[] = "No sar:productpolarizations in JSON file";
 constexpr char noImageFile[] = "Could not find appropriate tif file";
 
+// rf_sarFileDataRead
+constexpr char dictionaryFailed[] = "dictionary create failed";
+constexpr char nodeFailed[] = "Creating MIF Node failed.";
+
+// rcmImageMetadata
+constexpr char noRadarsat2Model[] = "the SAR model of RADARSAT-2 products is not read yet";
+
 } // namespace messages

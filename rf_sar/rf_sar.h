@@ -65,6 +65,14 @@ RF_SAR_API uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* f
                                                                    uint32_t* count,
                                                                    char16_t*** names);
 
+/* Fills a node with one of the product's records. ":SAR_Metadata" and ":Doppler" in any case, and
+ * names that begin so, are the plug-in's; every name is then offered to the product's reader.
+ * A node that the product does not have stays as it was, and the answer is 0.
+ * a  the host's node (KmifNode*, kmif/kmif_node.h), which receives a copy of its own
+ * b, c, d  the host's further arguments, passed on; null */
+RF_SAR_API uint32_t rf_sarFileDataRead(RF_SARFile* file, const char16_t* name, void* a, void* b,
+                                       void* c, void* d);
+
 /* ---- Layers -------------------------------------------------------------------------------- */
 
 /* Opens a layer by name; the same name on the same file gives the same layer, counted. A name

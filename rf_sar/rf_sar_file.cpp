@@ -58,7 +58,9 @@ RF_SARFile* identifyAndOpen(const char16_t* name, uint32_t* index, const char16_
     const kmsc::HeapPtr<char16_t> expanded(kstr_PathExpand(name));
     if (!expanded)
         throw std::bad_alloc();
-    reader->fileName = kfnp_FileNameInternalToExternal(expanded.get());
+    // Absolute, so that names formed from its folder stay beside it.
+    reader->fileName = kfnp_FileNameInternalToExternal(
+        ktxt::widen(kfnp::absolute(ktxt::narrow(expanded.get()))));
 
     std::uint32_t formatIndex = RF_SAR_FAILURE;
     kerr::Slot slot;

@@ -68,6 +68,7 @@ EntryPoints lookUpAll(void* library) {
     lookUp(library, "rf_sarFileClose", entry.fileClose);
     lookUp(library, "rf_sarFileLayerNamesGet", entry.layerNamesGet);
     lookUp(library, "rf_sarFileRasterFormatsNonStandardDataNamesGet", entry.nodeNamesGet);
+    lookUp(library, "rf_sarFileDataRead", entry.dataRead);
     lookUp(library, "rf_sarLayerOpen", entry.layerOpen);
     lookUp(library, "rf_sarLayerRasterRead", entry.layerRasterRead);
     lookUp(library, "rf_sarLayerClose", entry.layerClose);

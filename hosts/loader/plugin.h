@@ -38,6 +38,7 @@ struct EntryPoints {
     decltype(&rf_sarFileClose) fileClose;
     decltype(&rf_sarFileLayerNamesGet) layerNamesGet;
     decltype(&rf_sarFileRasterFormatsNonStandardDataNamesGet) nodeNamesGet;
+    decltype(&rf_sarFileDataRead) dataRead;
     decltype(&rf_sarLayerOpen) layerOpen;
     decltype(&rf_sarLayerRasterRead) layerRasterRead;
     decltype(&rf_sarLayerClose) layerClose;

@@ -67,6 +67,10 @@ public:
     /// @throws Error when the plug-in cannot tell.
     std::vector<std::string> layerNames() const;
     std::vector<std::string> nodeNames() const;
+    /// @return the node as JSON (kmif/kmif_node.h).
+    /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
+    /// @throws Error saying why, when the product does not have the node.
+    std::string nodeJson(const std::string& node, std::string& remarks) const;
     Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }
 

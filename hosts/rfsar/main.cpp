@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
     addFormats(app);
     addIdentify(app, status);
     addInfo(app);
+    addNode(app);
     addRead(app);
     addQuicklook(app);
     addLocate(app);

@@ -21,7 +21,7 @@
 
 namespace {
 
-using support::TempFolder;
+using support::TemporaryFolder;
 using support::TestImage;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -72,7 +72,7 @@ const std::vector<std::vector<std::string>> fileLayouts = {
 } // namespace
 
 TEST(ImageLayers, ReadTheirOwnTypeAndAnyOtherWithoutLoss) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     struct Case {
         GDALDataType stored;
         std::vector<std::uint32_t> layerTypes;
@@ -123,7 +123,7 @@ TEST(ImageLayers, ReadTheirOwnTypeAndAnyOtherWithoutLoss) {
 }
 
 TEST(ImageLayers, ComplexBandAndTwoRealBandsServeTheSameReadings) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     for (const auto& layout : fileLayouts) {
         SCOPED_TRACE(testing::PrintToString(layout));
         const TestImage complexImage{.type = GDT_CInt16, .options = {"TILED=YES"}};
@@ -163,7 +163,7 @@ TEST(ImageLayers, ComplexBandAndTwoRealBandsServeTheSameReadings) {
 }
 
 TEST(ImageLayers, AnyWindowHoldsTheImageAndTheFillValueAround) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const auto seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
@@ -203,7 +203,7 @@ TEST(ImageLayers, AnyWindowHoldsTheImageAndTheFillValueAround) {
 }
 
 TEST(ImageLayers, PartOfAnEdgeBlockStaysInsideAViewThatIsABlockWide) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const TestImage image{.options = fileLayouts[0]}; // 100 x 70 in blocks of 32 x 16
     image.write(folder / "image.tif");
     const Layer layer = open(folder / "image.tif#1");
@@ -224,7 +224,7 @@ TEST(ImageLayers, PartOfAnEdgeBlockStaysInsideAViewThatIsABlockWide) {
 }
 
 TEST(ImageLayers, NarrowTypesClampRoundAndKeepToTheirStrides) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "f.tif";
     const TestImage image{.width = 4, .height = 1, .type = GDT_Float32};
     image.write(path);
@@ -266,7 +266,7 @@ TEST(ImageLayers, NarrowTypesClampRoundAndKeepToTheirStrides) {
 }
 
 TEST(ImageLayers, ManyThreadsReadOneLayerAndManyLayers) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const TestImage image{.bands = 2, .options = fileLayouts[3]};
     image.write(folder / "shared.tif");
     std::atomic<int> wrong{0};
@@ -298,7 +298,7 @@ TEST(ImageLayers, ManyThreadsReadOneLayerAndManyLayers) {
 }
 
 TEST(ImageLayers, StayFewInHandlesAndLeaveNothingBehind) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const int before = openFileCount();
     const auto blocksBefore = kmsc_BlocksInUse();
     std::vector<Layer> layers;
@@ -326,7 +326,7 @@ TEST(ImageLayers, StayFewInHandlesAndLeaveNothingBehind) {
 }
 
 TEST(ImageLayers, HoldersReleaseAsTheirFlagsSay) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     TestImage{}.write(folder / "a.tif");
     const std::string name = folder / "a.tif#1";
     const Layer keeper = open(name);
@@ -349,7 +349,7 @@ TEST(ImageLayers, HoldersReleaseAsTheirFlagsSay) {
 }
 
 TEST(ImageLayers, FileReplacedBetweenOpensIsReadAnew) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "a.tif";
     TestImage{.seed = 1}.write(path);
     const Layer old = open(path + "#1");
@@ -365,7 +365,7 @@ TEST(ImageLayers, FileReplacedBetweenOpensIsReadAnew) {
 }
 
 TEST(ImageLayers, FailuresNameFileAndReasonAndLeaveZeros) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const std::string missing = folder / "missing.tif";
     testing::internal::CaptureStderr();
     EXPECT_THAT(openFailure(missing + "#1"), AllOf(HasSubstr(missing), HasSubstr("No such file")));
@@ -413,7 +413,7 @@ TEST(ImageLayers, FailuresNameFileAndReasonAndLeaveZeros) {
 }
 
 TEST(ImageLayers, OpenUnderAnyNameAlsoInArchivesAndMemory) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const TestImage image{};
     for (const std::string& path :
          {folder / "with blanks.tif", folder / "données é.tif", folder / "产品.tif",
@@ -472,7 +472,7 @@ TEST(VirtualFiles, ReadStatAndListWithinBounds) {
 }
 
 TEST(ImageGeoreferencing, IsThatOfTheFile) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     TestImage{}.write(folder / "plain.tif");
     const Layer plain = open(folder / "plain.tif#1");
     kerr::Slot slot;
@@ -521,7 +521,7 @@ TEST(ImageGeoreferencing, IsThatOfTheFile) {
 }
 
 TEST(PngWriter, WritesWholeFilesAndNothingElse) {
-    const TempFolder folder;
+    const TemporaryFolder folder;
     const std::vector<std::uint8_t> samples = {0, 10, 20, 30, 40, 250};
     std::string reason;
     for (const auto& [width, bands] : {std::pair(3U, 1U), {1U, 3U}}) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace support {
 
@@ -23,6 +24,13 @@ public:
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ / name; }
+    std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(path_))
+            found.push_back(entry.path().filename());
+        return found;
+    }
 
     /// Writes a file, with the folders above it. @return its full name.
     std::string write(const std::string& name, std::string_view text) const {

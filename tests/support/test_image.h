@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/temporary_folder.h"
+
 #include <cpl_conv.h>
 #include <gdal.h>
 #include <gdal_frmts.h>
@@ -11,34 +13,7 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 namespace support {
-
-/// A folder of its own for one test, removed with what it holds.
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "rf_sar_test-XXXXXX";
-        if (!mkdtemp(pattern.data()))
-            throw std::runtime_error("no temporary folder");
-        path_ = pattern;
-    }
-    ~TempFolder() { std::filesystem::remove_all(path_); }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    std::string operator/(const std::string& name) const { return path_ / name; }
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(path_))
-            found.push_back(entry.path().filename());
-        return found;
-    }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// An image whose every pixel is known: `sample` is what the file holds, whoever reads it.
 struct TestImage {
