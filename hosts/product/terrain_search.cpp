@@ -17,17 +17,20 @@ struct Search {
     double height;
     double low = none, lowExcess = none, high = none, highExcess = none;
 
-    /// The next height to try. Until the terrain is enclosed, go where it is: that ends, because
-    /// terrain is bounded. Then halve, and cut by the secant, in turn.
+    double reach = 1;
+
+    /// The next height to try. Until the terrain is enclosed, go where it is and ever farther: that
+    /// ends, because terrain is bounded. Then halve, and cut by the secant, in turn.
     void step(double excess, int round) {
         (excess > 0 ? low : high) = height;
         (excess > 0 ? lowExcess : highExcess) = excess;
         if (std::isnan(low) || std::isnan(high))
-            height += excess;
+            height += reach * excess;
         else if (round % 2 == 0)
             height = (low + high) / 2;
         else
             height = low + (high - low) * lowExcess / (lowExcess - highExcess);
+        reach *= 2;
     }
 };
 
