@@ -43,7 +43,7 @@ struct Kind {
 };
 
 /// @return null when there is no such kind.
-const Kind* findKind(std::string_view designName);
+RF_PLATFORM_API const Kind* findKind(std::string_view designName);
 
 /// x = centreLongitude + a turn of at most half a circle either way.
 struct LongitudeTurnData {
