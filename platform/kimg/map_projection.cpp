@@ -10,9 +10,22 @@ namespace {
 
 using kimg::Georeferencing;
 
-KprjProjectionPtr projectionOf(const Georeferencing& found, KERR_REPORT** slot) {
-    return KprjProjectionPtr(found.wkt.empty() ? nullptr
-                                               : kprj_ProjectionFromText(found.wkt, slot));
+/// Adds the file's name to what the slot holds.
+void nameFile(const KIMG_LAYER* layer, std::string_view what, KERR_REPORT** slot) {
+    const std::string file = ktxt::narrow(kimg_LayerFileNameGet(layer));
+    kerr::raise(slot, "kimg::LayerMapInformationRead", file + ": " + std::string(what));
+}
+
+/// @return null without a report when the image states no system, null with one when the system
+///         is none of a map.
+KprjProjectionPtr projectionOf(const KIMG_LAYER* layer, const Georeferencing& found,
+                               KERR_REPORT** slot) {
+    if (found.wkt.empty())
+        return nullptr;
+    KprjProjectionPtr projection(kprj_ProjectionFromText(found.wkt, slot));
+    if (!projection)
+        nameFile(layer, "its coordinate system cannot be used", slot);
+    return projection;
 }
 
 /// Ties count from the outer corner in the file, from the first pixel's centre in transforms.
@@ -45,7 +58,7 @@ kmsc::HeapPtr<char16_t> copyOf(const std::string& text) {
 KPRJ_PROJECTION* kimg_LayerMapProjectionRead(KIMG_LAYER* layer, KERR_REPORT** slot) {
     return kerr::reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
         const auto found = kimg::georeferencing(layer, slot);
-        return found ? projectionOf(*found, slot).release() : nullptr;
+        return found ? projectionOf(layer, *found, slot).release() : nullptr;
     });
 }
 
@@ -58,12 +71,14 @@ bool kimg::LayerMapInformationRead(KIMG_LAYER* layer, KxfrXForm** transform,
         const auto found = georeferencing(layer, slot);
         if (!found || (!found->geoTransform && found->gcps.empty()))
             return false;
-        const KprjProjectionPtr projection = projectionOf(*found, slot);
+        const KprjProjectionPtr projection = projectionOf(layer, *found, slot);
         if (!projection && !found->wkt.empty())
             return false;
         KxfrXFormPtr made = transformOf(layer, *found, projection.get(), slot);
-        if (!made)
+        if (!made) {
+            nameFile(layer, "its georeferencing cannot be used", slot);
             return false;
+        }
         auto name = copyOf(projection ? projection->name : "Unknown");
         auto units = copyOf(projection ? projection->units : "Unknown");
         *transform = made.release();
