@@ -34,8 +34,9 @@ double directed(double size, double first, double last) {
 /// The sensor model's transform; null for products whose image file is the better source, or whose
 /// record has no model, which is remarked in the log.
 KxfrXFormPtr sensorTransform(RF_SARFile& file, const char* function) {
-    // Asked first: every layer read leaves the record in the handle.
     const SarMetadataRecord* record = rf_sarFileSarMetadata(file);
+    // Kept: Capella GEO is placed by its image although its reader supplies a record.
+    // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
     if (!record || file.formatIndex == formatCapellaGeo)
         return nullptr;
     kerr::Slot slot;
@@ -56,6 +57,8 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
         if (*slot)
             return false;
     }
+    // Kept: a layer that nothing places is geographic, with an empty transform.
+    // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
     if (!found)
         found.reset(kprj_GeographicWgs84(slot));
     return true;
@@ -153,6 +156,8 @@ uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName, d
         *upperLeftX = *upperLeftY = *pixelSizeX = *pixelSizeY = 0;
         if (!layer->first)
             return uint32_t{0};
+        // Kept: map information that cannot be read counts as none.
+        // (MapInfo.ShortMemoryIsReportedAndLeavesNothing)
         kerr::Slot unprinted;
         const std::unique_ptr<KIMG_MAP_INFO, MapInfoFree> info(
             kimg_MapInfoRead(layer->first.get(), unprinted));
