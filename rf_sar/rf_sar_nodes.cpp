@@ -38,14 +38,8 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
 
 constexpr char dataReadName[] = "rf_sarFileDataRead";
 
-struct DictionaryDestroyer {
-    void operator()(KmifDictionary* dictionary) const { kmif_DictionaryDestroy(dictionary); }
-};
-struct DesignDestroyer {
-    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
-};
-using DictionaryPtr = std::unique_ptr<KmifDictionary, DictionaryDestroyer>;
-using DesignPtr = std::unique_ptr<KmifDesign, DesignDestroyer>;
+using kmif::DesignPtr;
+using kmif::DictionaryPtr;
 
 std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     kerr::raise(slot, dataReadName, message);
