@@ -66,21 +66,28 @@ HWY_INLINE void storeLow16(V wide, std::uint16_t* out) {
     hn::StoreU(hn::TruncateTo(half, hn::BitCast(whole, wide)), half, out);
 }
 
+/// Added to a float of less than 2^22, rounds it to a whole number that stands in the low bits of
+/// the sum, above these bits of the number alone.
+constexpr float roundingNumber = 12582912.0F; // 1.5 * 2^23
+constexpr std::int32_t roundingBits = 0x4B400000;
+
 /// Magnitude of 16-bit integers at scale 1: the whole number nearest to the root, which is never
-/// halfway between two. The float root is wrong by less than 0.005; after a step down by 0.01 it
-/// rounds to the result or to one less, and the integers tell which.
+/// halfway between two. The float root is wrong by less than 2^-23 of it; after a step down by
+/// 2^-20 of it, it rounds to the result or to one less, and the integers tell which.
 struct WholeMagnitude {
     static constexpr hn::ScalableTag<std::int32_t> d{};
 
     HWY_INLINE void operator()(const PackedWords& from, std::size_t at, std::uint16_t* out) const {
+        const hn::Repartition<std::int16_t, decltype(d)> d16;
         const hn::RebindToFloat<decltype(d)> df;
-        const auto words = hn::LoadU(d, reinterpret_cast<const std::int32_t*>(from.words + at));
-        const auto real = hn::ShiftRight<16>(hn::ShiftLeft<16>(words));
-        const auto imaginary = hn::ShiftRight<16>(words);
+        const auto parts = hn::LoadU(d16, reinterpret_cast<const std::int16_t*>(from.words + at));
         // The largest sum, 2^31, wraps to -2^31; its rest below wraps back.
-        const auto sum = hn::Add(hn::Mul(real, real), hn::Mul(imaginary, imaginary));
+        auto unused = hn::Zero(d);
+        const auto sum = hn::ReorderWidenMulAccumulate(d, parts, parts, hn::Zero(d), unused);
         const auto root = hn::Sqrt(hn::Abs(hn::ConvertTo(df, sum)));
-        const auto low = hn::NearestInt(hn::Sub(root, hn::Set(df, 0.01F)));
+        const auto rounded =
+            hn::MulAdd(root, hn::Set(df, 1 - 0x1p-20F), hn::Set(df, roundingNumber));
+        const auto low = hn::Sub(hn::BitCast(d, rounded), hn::Set(d, roundingBits));
         // sqrt(sum) > low + 0.5, in integers
         const auto rest = hn::Sub(sum, hn::Mul(low, low));
         storeLow16(hn::Sub(low, hn::VecFromMask(d, hn::Gt(rest, low))), out);
@@ -121,11 +128,13 @@ struct Phase {
         const Vec high = hn::IfThenElse(steep, b, a);
         const Vec low = hn::IfThenElse(steep, a, b);
         const Vec divisor = hn::IfThenElse(hn::Eq(high, hn::Zero(d)), hn::Set(d, 1.0F), high);
-        const Vec angle = arcTangent(hn::Div(low, divisor));
-        const Vec whole = hn::Round(angle);
-        storeLow16(aroundTheCircle(whole, steep, real, imaginary), out);
+        const Vec angle = hn::Xor(arcTangent(hn::Div(low, divisor)), turnSign(steep, real));
+        const Vec origin = turnOrigin(steep, real);
+        const Vec rounded = hn::Add(angle, origin);
+        storeLow16(cut(rounded, imaginary), out);
         // false for NaN too
-        const Mask sure = hn::Lt(hn::Abs(hn::Sub(angle, whole)), hn::Set(d, 0.5F - uncertainty));
+        const Vec error = hn::Sub(angle, hn::Sub(rounded, origin));
+        const Mask sure = hn::Lt(hn::Abs(error), hn::Set(d, 0.5F - uncertainty));
         if (HWY_UNLIKELY(!hn::AllTrue(d, sure)))
             byTheRule(from, at, hn::Not(sure), out);
     }
@@ -133,6 +142,7 @@ struct Phase {
 private:
     using Vec = hn::Vec<hn::ScalableTag<float>>;
     using Mask = hn::Mask<hn::ScalableTag<float>>;
+    static constexpr hn::ScalableTag<std::int32_t> di{};
 
     /// Over every float ratio from 2^-30 to 1 the largest error, with the rounding of the ratio,
     /// is 0.00105 units.
@@ -154,20 +164,27 @@ private:
         return hn::MulAdd(sum, ratio, hn::Mul(ratio, hn::Set(d, 8192.0F)));
     }
 
-    /// Turns a whole angle of the first octant into that of the sample and cuts it as the rule
-    /// does: +0.5 and truncation toward zero take the nearest number, less 1 below zero. Signs are
-    /// bits here, for -0.0 has one.
-    static HWY_INLINE auto aroundTheCircle(Vec angle, Mask steep, Vec real, Vec imaginary) {
-        const hn::RebindToSigned<decltype(d)> di;
-        const auto backward = hn::Xor(hn::VecFromMask(d, steep), real);
-        const auto turn = hn::Xor(angle, hn::And(backward, hn::Set(d, -0.0F)));
+    // The size of the phase is origin + angle or origin - angle: from the real axis, or from the
+    // imaginary one where the sample is steep. Signs are bits here, for -0.0 has one.
+
+    static HWY_INLINE Vec turnSign(Mask steep, Vec real) {
+        return hn::And(hn::Xor(hn::VecFromMask(d, steep), real), hn::Set(d, -0.0F));
+    }
+
+    /// @return 0, 16384 or 32768, plus the rounding number.
+    static HWY_INLINE Vec turnOrigin(Mask steep, Vec real) {
         const auto left = hn::BroadcastSignBit(hn::BitCast(di, real));
-        const auto from = hn::IfThenElse(hn::RebindMask(di, steep), hn::Set(di, 16384),
-                                         hn::And(left, hn::Set(di, 32768)));
-        const auto size = hn::Add(from, hn::ConvertTo(di, turn));
+        const auto flat = hn::OrAnd(hn::Set(di, roundingBits), left, hn::Set(di, 32768));
+        return hn::IfThenElse(steep, hn::Set(d, roundingNumber + 16384), hn::BitCast(d, flat));
+    }
+
+    /// Gives the rounded size the sample's sign, as the rule does: +0.5 and truncation toward zero
+    /// take the nearest number, less 1 below zero. Only the low 16 bits of the result count.
+    static HWY_INLINE auto cut(Vec rounded, Vec imaginary) {
         const auto below = hn::BroadcastSignBit(hn::BitCast(di, imaginary));
-        const auto cut = hn::Max(hn::Add(size, below), hn::Zero(di));
-        return hn::Sub(hn::Xor(cut, below), below);
+        const auto size =
+            hn::Max(hn::Add(hn::BitCast(di, rounded), below), hn::Set(di, roundingBits));
+        return hn::Sub(hn::Xor(size, below), below);
     }
 
     template <class Samples>
@@ -198,7 +215,8 @@ template <class Samples>
 void convertAll(const Samples& samples, const Row& row) {
     if (row.quantity == Quantity::phase)
         return forRegisters(samples, row, Phase{});
-    if constexpr (std::is_same_v<Samples, PackedWords>)
+    // Elsewhere the sums of products are not those of neighbours.
+    if constexpr (HWY_ARCH_X86 && std::is_same_v<Samples, PackedWords>)
         if (row.scale == 1)
             return forRegisters(samples, row, WholeMagnitude{});
     forRegisters(samples, row, Magnitude{row.scale});
