@@ -1,0 +1,95 @@
+#include "georeference.h"
+
+#include "kimg/georeferencing.h"
+#include "product/ground_ties.h"
+
+#include <cpl_string.h>
+
+namespace rf_sar_gdal {
+namespace {
+
+kimg::Georeferencing ofImageFile(const ProductImage* image) {
+    if (!image || !image->samples)
+        return {};
+    kerr::Slot slot;
+    auto found = kimg::georeferencing(image->samples->layer(), slot);
+    if (!found)
+        throw loader::Error(image->file +
+                            ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
+    return *std::move(found);
+}
+
+OGRSpatialReference systemOf(const std::string& wkt) {
+    OGRSpatialReference system;
+    if (!wkt.empty())
+        system.importFromWkt(wkt.c_str());
+    system.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return system;
+}
+
+/// The product counts from the centre of the first pixel, GDAL from its outer corner.
+std::vector<GroundTie> tiesOf(const std::vector<product::TiePoint>& points) {
+    std::vector<GroundTie> ties;
+    for (const product::TiePoint& point : points)
+        ties.push_back(
+            {point.sample + 0.5, point.line + 0.5, point.lonDeg, point.latDeg, point.heightM});
+    return ties;
+}
+
+void setTies(Georeference& reference, std::vector<GroundTie> ties) {
+    reference.system = avoidBreaks(ties);
+    reference.gcps = GcpList(ties);
+}
+
+void addOwnTies(Georeference& reference, const OpenedProduct& opened,
+                const kimg::Georeferencing& file) {
+    std::vector<GroundTie> ties = tiesOf(product::tiePoints(opened.document));
+    if (!ties.empty())
+        return setTies(reference, std::move(ties));
+    for (const kimg::GroundControlPoint& gcp : file.gcps)
+        ties.push_back({gcp.pixel, gcp.line, gcp.x, gcp.y, gcp.z});
+    const OGRSpatialReference system = systemOf(file.wkt);
+    if (system.IsGeographic())
+        return setTies(reference, std::move(ties));
+    reference.system = system;
+    reference.gcps = GcpList(ties);
+}
+
+void addOwnRpc(Georeference& reference, const OpenedProduct& opened,
+               const kimg::Georeferencing& file) {
+    reference.rpc = product::ownRpc(opened.document);
+    if (reference.rpc.empty())
+        reference.rpc = file.rpc;
+}
+
+} // namespace
+
+GeorefChoice parseGeorefChoice(const std::string& text) {
+    for (const auto& [name, choice] : {std::pair{"", GeorefChoice::automatic},
+                                       {"AUTO", GeorefChoice::automatic},
+                                       {"MODEL", GeorefChoice::model},
+                                       {"RPC", GeorefChoice::rpc},
+                                       {"GCP", GeorefChoice::gcp},
+                                       {"PRODUCT", GeorefChoice::product}})
+        if (EQUAL(text.c_str(), name))
+            return choice;
+    throw loader::Error("GEOREF=" + text + ": is none of AUTO, MODEL, RPC, GCP, PRODUCT");
+}
+
+Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
+                          GeorefChoice choice) {
+    Georeference reference;
+    const kimg::Georeferencing file = ofImageFile(image);
+    if (file.geoTransform) {
+        reference.geoTransform = file.geoTransform;
+        reference.system = systemOf(file.wkt);
+        return reference;
+    }
+    if (choice != GeorefChoice::rpc)
+        addOwnTies(reference, opened, file);
+    if (choice != GeorefChoice::gcp)
+        addOwnRpc(reference, opened, file);
+    return reference;
+}
+
+} // namespace rf_sar_gdal
