@@ -76,7 +76,7 @@ std::string clean(std::string_view name) {
 
     std::vector<std::string_view> kept;
     for (const auto part : components(path, "/")) {
-        if (foldParents && part == ".." && !kept.empty())
+        if (foldParents && part == ".." && !kept.empty() && kept.back() != "..")
             kept.pop_back();
         else
             kept.push_back(part);

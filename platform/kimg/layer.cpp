@@ -18,7 +18,8 @@ using kimg::DatasetLease;
 using kimg::ImageError;
 using kimg::ImageFile;
 
-/// The open layers by name and fill value.
+/// The open layers by name and fill value. It owns them, also those that a newer state of their
+/// file has put out of the index: somebody may still read them.
 class LayerTable {
 public:
     static LayerTable& instance() {
@@ -39,8 +40,10 @@ public:
         if (KIMG_LAYER* other = useLocked(layer->key, layer->file))
             return other;
         layer->users = 1;
-        layers_[layer->key] = layer.get();
-        return layer.release();
+        KIMG_LAYER* added = layer.get();
+        byKey_[added->key] = added;
+        owned_.emplace(added, std::move(layer));
+        return added;
     }
 
     void remove(const KIMG_LAYER* layer) {
@@ -48,32 +51,33 @@ public:
         removeLocked(layer);
     }
 
-    /// @return whether that was the last user; the layer is out of the table then.
-    bool endUse(KIMG_LAYER* layer) {
+    /// @return the layer, out of the table, when that was its last user; else null.
+    std::unique_ptr<KIMG_LAYER> endUse(KIMG_LAYER* layer) {
         const std::lock_guard lock(mutex_);
         if (--layer->users > 0)
-            return false;
+            return nullptr;
         removeLocked(layer);
-        return true;
+        return std::move(owned_.extract(layer).mapped());
     }
 
 private:
     KIMG_LAYER* useLocked(const std::string& key, const ImageFile& file) {
-        const auto found = layers_.find(key);
-        if (found == layers_.end() || found->second->file != file)
+        const auto found = byKey_.find(key);
+        if (found == byKey_.end() || found->second->file != file)
             return nullptr;
         ++found->second->users;
         return found->second;
     }
 
     void removeLocked(const KIMG_LAYER* layer) {
-        const auto found = layers_.find(layer->key);
-        if (found != layers_.end() && found->second == layer)
-            layers_.erase(found);
+        const auto found = byKey_.find(layer->key);
+        if (found != byKey_.end() && found->second == layer)
+            byKey_.erase(found);
     }
 
     std::mutex mutex_;
-    std::unordered_map<std::string, KIMG_LAYER*> layers_;
+    std::unordered_map<std::string, KIMG_LAYER*> byKey_;
+    std::unordered_map<const KIMG_LAYER*, std::unique_ptr<KIMG_LAYER>> owned_;
 };
 
 std::string utf8FileName(std::u16string_view name) {
@@ -238,10 +242,10 @@ KIMG_LAYER* kimg_LayerOpen(std::u16string_view name, const void*, KERR_REPORT** 
 }
 
 void kimg_LayerClose(KIMG_LAYER* layer) {
-    if (!layer || !LayerTable::instance().endUse(layer))
+    if (!layer)
         return;
-    kimg::closeIdleDatasets(layer->file);
-    delete layer;
+    if (const auto last = LayerTable::instance().endUse(layer))
+        kimg::closeIdleDatasets(last->file);
 }
 
 void kimg_LayerTableRemove(KIMG_LAYER* layer) {

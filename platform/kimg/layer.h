@@ -13,7 +13,7 @@ struct KIMG_LAYER {
     kimg::ImageFile file;
     std::u16string fileName;
     std::string key;         ///< under which the table of layers has it
-    int users = 0;           ///< opens minus closes; guarded by the table's lock
+    std::int64_t users = 0;  ///< opens minus closes; guarded by the table's lock
     int band = 0;            ///< GDAL's, from 1
     int storedType = 0;      ///< GDALDataType of the band
     bool signedByte = false; ///< stored bytes are signed, which GDAL's type does not say

@@ -101,7 +101,7 @@ struct SarMetadataRecord {
     std::int32_t padding2DC;       ///< 0
 };
 
-#define RF_SAR_FIELD_AT(field, offset) static_assert(offsetof(SarMetadataRecord, field) == offset)
+#define RF_SAR_FIELD_AT(field, offset) static_assert(offsetof(SarMetadataRecord, field) == (offset))
 RF_SAR_FIELD_AT(recordVersion, 0x000);
 RF_SAR_FIELD_AT(passDirection, 0x004);
 RF_SAR_FIELD_AT(productGeometry, 0x008);

@@ -23,7 +23,7 @@ PLATFORM_FOLDERS = {p.name for p in (ROOT / "platform").iterdir() if p.is_dir()}
 DOORS = {
     r"(gdal|ogr|cpl)[a-z_]*\.h": ("platform/kimg", "hosts/gdal"),
     r"proj(_[a-z]+)?\.h": ("platform/kprj",),
-    r"libxml/.*|expat\.h": ("platform/lmx",),
+    r"libxml/.*|expat\.h|re2/.*|boost/multiprecision/.*": ("platform/lmx",),
     r"json/.*\.h|jsoncpp/.*": ("platform/jsonlib",),
     r"dlfcn\.h": ("hosts/loader",),
     r"nlohmann/.*": ("hosts",),

@@ -374,7 +374,7 @@ TEST(FileIdentify, ManyWrongFilesTakeNoMemory) {
     for (int i = 0; i < 50; ++i)
         round();
     const auto blocks = kmsc_BlocksInUse();
-    const auto before = residentBytes();
+    [[maybe_unused]] const auto before = residentBytes();
     for (int i = 0; i < 400; ++i)
         round();
     EXPECT_EQ(kmsc_BlocksInUse(), blocks);

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "lmx/xml_reader.h"
+
+#include <string>
+#include <vector>
+
+namespace lmx {
+
+/// The events of a stretch of a document, in one block of text. Private to the reader.
+class EventQueue {
+public:
+    struct Piece {
+        std::size_t begin = 0, size = 0;
+    };
+    struct Attribute {
+        Piece name, value;
+    };
+    struct Event {
+        c_xml_reader::e_event kind = c_xml_reader::e_event::stop;
+        Piece name, text;
+        std::size_t firstAttribute = 0, attributes = 0;
+        std::size_t offset = 0; ///< in the document, bytes
+    };
+
+    bool empty() const { return current_ >= events_.size(); }
+    const Event& front() const { return events_[current_]; }
+    void pop() { ++current_; }
+    /// Forgets the events; memory is kept for the next ones.
+    void clear() {
+        events_.clear();
+        attributes_.clear();
+        block_.clear();
+        current_ = 0;
+    }
+
+    Piece keep(std::string_view text) {
+        block_.append(text);
+        return {block_.size() - text.size(), text.size()};
+    }
+    void addAttribute(std::string_view name, std::string_view value) {
+        const Piece keptName = keep(name);
+        attributes_.push_back({keptName, keep(value)});
+    }
+    void add(Event event) {
+        event.firstAttribute = attributes_.size() - event.attributes;
+        events_.push_back(event);
+    }
+
+    std::string_view view(Piece piece) const { return {block_.data() + piece.begin, piece.size}; }
+    const Attribute& attribute(std::size_t index) const {
+        return attributes_[front().firstAttribute + index];
+    }
+
+private:
+    std::string block_;
+    std::vector<Event> events_;
+    std::vector<Attribute> attributes_;
+    std::size_t current_ = 0;
+};
+
+} // namespace lmx

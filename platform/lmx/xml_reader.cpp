@@ -1,0 +1,277 @@
+#include "lmx/xml_reader.h"
+
+#include "lmx/event_queue.h"
+
+#include <algorithm>
+#include <cassert>
+#include <expat.h>
+
+namespace lmx {
+
+namespace {
+
+/// Between the uri and the name of what the parser reports; no uri can hold it.
+constexpr char uriSeparator = '\n';
+/// Small enough that the events of one stretch stay in the cache.
+constexpr std::size_t stretchBytes = 16384;
+
+struct QualifiedName {
+    std::string_view uri, name;
+};
+
+QualifiedName split(std::string_view whole) {
+    const auto separator = whole.rfind(uriSeparator);
+    if (separator == std::string_view::npos)
+        return {{}, whole};
+    return {whole.substr(0, separator), whole.substr(separator + 1)};
+}
+
+/// Turns a byte offset into a line; offsets that grow cost each byte once.
+class LineCounter {
+public:
+    explicit LineCounter(std::string_view document) : document_(document) {
+        wide_ = document.starts_with("\xFF\xFE") || document.starts_with("\xFE\xFF");
+    }
+    std::size_t line(std::size_t offset) {
+        if (offset < counted_)
+            counted_ = lines_ = 0;
+        for (; counted_ < std::min(offset, document_.size()); ++counted_)
+            lines_ += document_[counted_] == '\n' && (!wide_ || isWideNewline());
+        return lines_ + 1;
+    }
+
+private:
+    bool isWideNewline() const {
+        const auto other = counted_ ^ 1; // the other half of the same UTF-16 unit
+        return other < document_.size() && document_[other] == '\0';
+    }
+    std::string_view document_;
+    std::size_t counted_ = 0, lines_ = 0;
+    bool wide_;
+};
+
+} // namespace
+
+/// Feeds the document to expat stretch by stretch and queues what it reports.
+class c_xml_reader::s_parser {
+public:
+    explicit s_parser(std::string_view document)
+        : lines(document), document_(document), rest_(document),
+          parser_(XML_ParserCreateNS(nullptr, uriSeparator)) {
+        if (!parser_)
+            throw std::bad_alloc();
+        XML_SetUserData(parser_, this);
+        XML_SetElementHandler(parser_, onStart, onEnd);
+        XML_SetCharacterDataHandler(parser_, onText);
+        XML_SetStartDoctypeDeclHandler(parser_, onDoctype);
+    }
+    ~s_parser() { XML_ParserFree(parser_); }
+    s_parser(const s_parser&) = delete;
+    s_parser& operator=(const s_parser&) = delete;
+
+    /// Fills the queue until it holds an event, the document ends or error is set.
+    void fill() {
+        queue.clear();
+        while (queue.empty() && !finished_ && error == elmx_error::ok) {
+            const auto stretch = rest_.substr(0, stretchBytes);
+            rest_.remove_prefix(stretch.size());
+            finished_ = rest_.empty();
+            if (XML_Parse(parser_, stretch.data(), static_cast<int>(stretch.size()), finished_) !=
+                XML_STATUS_OK)
+                fail();
+        }
+    }
+
+    EventQueue queue;
+    LineCounter lines;
+    elmx_error error = elmx_error::ok; ///< comes after the events that are queued
+    std::string element, detail;
+    std::size_t errorOffset = 0;
+
+private:
+    std::size_t offset() const {
+        return static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_)));
+    }
+
+    void fail() {
+        errorOffset = offset();
+        element = tagBefore(errorOffset);
+        if (error != elmx_error::ok)
+            return; // one of the handlers stopped the parser and said why
+        const auto code = XML_GetErrorCode(parser_);
+        error = code == XML_ERROR_NO_MEMORY             ? elmx_error::outOfMemory
+                : code == XML_ERROR_DUPLICATE_ATTRIBUTE ? elmx_error::attributeRepeated
+                                                        : elmx_error::notWellFormed;
+        detail = XML_ErrorString(code);
+    }
+
+    /// The name in the tag that an error lies in or behind.
+    std::string_view tagBefore(std::size_t position) const {
+        const auto tag = document_.rfind('<', position);
+        if (tag == std::string_view::npos)
+            return {};
+        const auto name = document_.substr(tag + 1).substr(0, 64);
+        const auto begin = name.starts_with('/') ? 1u : 0u;
+        return name.substr(begin, name.find_first_of(" \t\r\n/><!", begin) - begin);
+    }
+
+    void stop(elmx_error reason) {
+        error = reason;
+        XML_StopParser(parser_, XML_FALSE);
+    }
+
+    /// No exception may pass through the parser, which is C.
+    template <class Body>
+    static void guarded(void* self, Body body) {
+        auto& parser = *static_cast<s_parser*>(self);
+        if (parser.error != elmx_error::ok)
+            return;
+        try {
+            body(parser);
+        } catch (const std::bad_alloc&) {
+            parser.stop(elmx_error::outOfMemory);
+        }
+    }
+
+    void add(e_event kind, const char* name, std::size_t attributes) {
+        const auto text = queue.keep(pendingText_);
+        pendingText_.clear();
+        queue.add({kind, queue.keep(name), text, 0, attributes, offset()});
+    }
+
+    static void onStart(void* self, const char* name, const char** attributes) {
+        guarded(self, [=](s_parser& parser) {
+            if (++parser.depth_ > maxDepth)
+                return parser.stop(elmx_error::tooDeep);
+            std::size_t count = 0;
+            for (auto next = attributes; *next; next += 2, ++count)
+                parser.queue.addAttribute(next[0], next[1]);
+            parser.add(e_event::start, name, count);
+        });
+    }
+    static void onEnd(void* self, const char* name) {
+        guarded(self, [=](s_parser& parser) {
+            --parser.depth_;
+            parser.add(e_event::end, name, 0);
+        });
+    }
+    static void onText(void* self, const char* text, int size) {
+        guarded(self, [=](s_parser& parser) {
+            parser.pendingText_.append(text, static_cast<std::size_t>(size));
+        });
+    }
+    static void onDoctype(void* self, const char*, const char*, const char*, int) {
+        guarded(self, [](s_parser& parser) { parser.stop(elmx_error::doctypeRefused); });
+    }
+
+    std::string_view document_, rest_;
+    std::string pendingText_;
+    XML_Parser parser_;
+    int depth_ = 0;
+    bool finished_ = false;
+};
+
+c_xml_reader::c_xml_reader(std::string_view document, std::string file, error_handler handler)
+    : parser_(std::make_unique<s_parser>(document.substr(0, maxBytes))), file_(std::move(file)),
+      handler_(std::move(handler)) {
+    if (document.size() > maxBytes)
+        parser_->error = elmx_error::tooLarge;
+    parser_->fill();
+    if (parser_->queue.empty())
+        report_fatal();
+}
+
+c_xml_reader::~c_xml_reader() = default;
+
+c_xml_reader::e_event c_xml_reader::event() const {
+    return parser_->queue.empty() ? e_event::stop : parser_->queue.front().kind;
+}
+
+std::string_view c_xml_reader::uri() const {
+    return split(parser_->queue.view(parser_->queue.front().name)).uri;
+}
+
+std::string_view c_xml_reader::local_name() const {
+    return split(parser_->queue.view(parser_->queue.front().name)).name;
+}
+
+std::string_view c_xml_reader::text() const {
+    return parser_->queue.view(parser_->queue.front().text);
+}
+
+std::size_t c_xml_reader::attribute_count() const {
+    return parser_->queue.front().attributes;
+}
+
+s_attribute c_xml_reader::attribute(std::size_t index) const {
+    const auto& found = parser_->queue.attribute(index);
+    const auto [uri, name] = split(parser_->queue.view(found.name));
+    return {uri, name, parser_->queue.view(found.value)};
+}
+
+void c_xml_reader::next() {
+    if (parser_->queue.empty())
+        return;
+    parser_->queue.pop();
+    if (!parser_->queue.empty())
+        return;
+    parser_->fill();
+    if (parser_->queue.empty())
+        report_fatal();
+}
+
+void c_xml_reader::skip_element() {
+    int depth = 0;
+    do {
+        depth += event() == e_event::start ? 1 : -1;
+        next();
+    } while (depth > 0 && event() != e_event::stop);
+}
+
+void c_xml_reader::select_attribute(std::size_t index) {
+    selected_ = index;
+}
+s_attribute c_xml_reader::selected_attribute() const {
+    return attribute(selected_);
+}
+
+void c_xml_reader::set_namespace(const s_ns_map& space) {
+    space_ = space;
+}
+
+bool c_xml_reader::at_element(std::string_view name) const {
+    if (event() != e_event::start)
+        return false;
+    const auto found = split(parser_->queue.view(parser_->queue.front().name));
+    return found.name == name && found.uri == space_.uri;
+}
+
+std::string c_xml_reader::qualified_name(std::string_view name) const {
+    std::string result = space_.prefix;
+    return result.append(result.empty() ? "" : ":").append(name);
+}
+
+std::string c_xml_reader::element_name() const {
+    return uri() == space_.uri ? qualified_name(local_name()) : std::string(local_name());
+}
+
+elmx_error c_xml_reader::fatal_error() const {
+    return fatal_;
+}
+
+elmx_error c_xml_reader::handle_error(elmx_error code, std::string element, std::string detail) {
+    if (!handler_)
+        return code;
+    const auto offset =
+        parser_->queue.empty() ? parser_->errorOffset : parser_->queue.front().offset;
+    return handler_(
+        {code, std::move(element), std::move(detail), file_, parser_->lines.line(offset)});
+}
+
+void c_xml_reader::report_fatal() {
+    fatal_ = parser_->error;
+    if (fatal_ != elmx_error::ok)
+        handle_error(fatal_, parser_->element, parser_->detail);
+}
+
+} // namespace lmx
