@@ -19,6 +19,9 @@ bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
 SarDataset::SarDataset(const OpenRequest& request)
     : opened_(std::make_shared<OpenedProduct>(request.file)) {
     SetDescription(request.description.c_str());
+    if (!opened_->document.fault.empty())
+        CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
+                 opened_->document.fault.c_str());
     const std::vector<Entry> entries = catalogue(*opened_);
     addBands(request, entries);
     if (request.layer.empty())
@@ -105,12 +108,16 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
 }
 
 char** SarDataset::GetFileList() {
-    CPLStringList files(GDALPamDataset::GetFileList());
+    CPLStringList files;
     const auto add = [&](const std::string& file) {
         if (!file.empty() && files.FindString(file.c_str()) < 0 &&
             kfio::fileState(file).isRegularFile)
             files.AddString(file.c_str());
     };
+    add(opened_->product.name());
+    const CPLStringList sidecars(GDALPamDataset::GetFileList());
+    for (int i = 0; i < sidecars.size(); ++i)
+        add(sidecars[i]); // and what GDAL takes for the dataset's own file, unless it is a folder
     add(opened_->document.file);
     add(opened_->document.extendedFile);
     for (const ProductImage& image : opened_->images)

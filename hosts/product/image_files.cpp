@@ -3,6 +3,8 @@
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 
+#include <filesystem>
+
 namespace product {
 namespace {
 
@@ -21,6 +23,13 @@ std::string capellaImage(const ProductDocument& document, const ImageFact& image
     return stem + ".tif";
 }
 
+/// "metadata/../imagery" without the detour, where links do not make it another place.
+std::string withoutDetours(const std::string& name) {
+    const std::filesystem::path direct = std::filesystem::path(name).lexically_normal();
+    std::error_code missing;
+    return std::filesystem::equivalent(direct, name, missing) ? direct.string() : kfnp::clean(name);
+}
+
 } // namespace
 
 std::vector<std::string> imageFiles(const ProductDocument& document, const ProductFacts& facts) {
@@ -28,7 +37,7 @@ std::vector<std::string> imageFiles(const ProductDocument& document, const Produ
     for (const ImageFact& image : facts.images)
         files.push_back(document.kind == ProductDocument::Kind::capella
                             ? capellaImage(document, image)
-                            : kfnp::clean(document.folder() + image.file));
+                            : withoutDetours(document.folder() + image.file));
     return files;
 }
 
