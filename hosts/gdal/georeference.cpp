@@ -55,11 +55,20 @@ void addOwnTies(Georeference& reference, const OpenedProduct& opened,
     reference.gcps = GcpList(ties);
 }
 
-void addOwnRpc(Georeference& reference, const OpenedProduct& opened,
-               const kimg::Georeferencing& file) {
-    reference.rpc = product::ownRpc(opened.document);
-    if (reference.rpc.empty())
-        reference.rpc = file.rpc;
+void addModelTies(Georeference& reference, const SensorModel& model, const ProductImage* image) {
+    if (model.model && image)
+        setTies(reference, model.ties(image->samples->width(), image->samples->height()));
+}
+
+RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
+    RpcItems rpc = product::ownRpc(opened.document);
+    return rpc.empty() ? file.rpc : rpc;
+}
+
+[[noreturn]] void refuse(const OpenedProduct& opened, const std::string& wanted,
+                         const std::string& why) {
+    throw loader::Error(opened.product.name() + ": there is no " + wanted +
+                        (why.empty() ? "" : " (" + why + ")"));
 }
 
 } // namespace
@@ -78,17 +87,31 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
 
 Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
                           GeorefChoice choice) {
+    using enum GeorefChoice;
     Georeference reference;
     const kimg::Georeferencing file = ofImageFile(image);
-    if (file.geoTransform) {
+    if (file.geoTransform && (choice == automatic || choice == product)) {
         reference.geoTransform = file.geoTransform;
         reference.system = systemOf(file.wkt);
         return reference;
     }
-    if (choice != GeorefChoice::rpc)
+    if (choice != rpc && choice != model)
         addOwnTies(reference, opened, file);
-    if (choice != GeorefChoice::gcp)
-        addOwnRpc(reference, opened, file);
+    const bool tiesMissing = choice != rpc && reference.gcps.count() == 0;
+    const SensorModel sensor =
+        choice != product && (choice != gcp || tiesMissing) ? sensorModel(opened) : SensorModel{};
+    if (choice == model && !sensor.model)
+        refuse(opened, "sensor model", sensor.why);
+    if (tiesMissing)
+        addModelTies(reference, sensor, image);
+    if (choice != gcp)
+        reference.rpc = sensor.rpc();
+    if (choice != gcp && choice != model && reference.rpc.empty())
+        reference.rpc = ownRpc(opened, file);
+    if (choice == gcp && reference.gcps.count() == 0)
+        refuse(opened, "tie point", sensor.why);
+    if (choice == rpc && reference.rpc.empty())
+        refuse(opened, "rational function", sensor.why);
     return reference;
 }
 

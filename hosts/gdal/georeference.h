@@ -1,13 +1,11 @@
 #pragma once
 
 #include "gcps.h"
-#include "opened_product.h"
+#include "sensor_model.h"
 
 #include <array>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace rf_sar_gdal {
 
@@ -29,7 +27,7 @@ struct Georeference {
     std::optional<std::array<double, 6>> geoTransform;
     GcpList gcps;
     OGRSpatialReference system; ///< of the transform, or of the GCPs
-    std::vector<std::pair<std::string, std::string>> rpc;
+    RpcItems rpc;
 };
 
 /// @param image  the first that can be opened; null when there is none.
