@@ -1,5 +1,5 @@
-// Opening a product and reading its SAR metadata, beside libxml2's DOM parse of the same document in
-// the same run. Needs the metadata of a real RCM product, which RF_SAR_PRODUCTS leads to.
+// Opening a product and reading its SAR metadata, beside libxml2's DOM parse of the same document
+// in the same run. Needs the metadata of a real RCM product, which RF_SAR_PRODUCTS leads to.
 
 #include "loader/product.h"
 
@@ -38,7 +38,8 @@ void libxml2Dom(benchmark::State& state) {
     if (name.empty())
         return skip(state);
     for ([[maybe_unused]] auto _ : state) {
-        xmlDoc* document = xmlReadFile(name.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_NOWARNING);
+        xmlDoc* document =
+            xmlReadFile(name.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_NOWARNING);
         if (!document)
             return state.SkipWithError("libxml2 could not parse the product");
         xmlFreeDoc(document);

@@ -16,9 +16,9 @@ double meanSpeed(const SarMetadataRecord& record) {
     const std::int32_t count = record.numberOfStateVectors;
     double sum = 0;
     for (std::int32_t i = 0; i < count; ++i)
-        sum += std::hypot(record.stateVectorXVelocity.values[i],
-                          record.stateVectorYVelocity.values[i],
-                          record.stateVectorZVelocity.values[i]);
+        sum +=
+            std::hypot(record.stateVectorXVelocity.values[i], record.stateVectorYVelocity.values[i],
+                       record.stateVectorZVelocity.values[i]);
     return count > 0 ? sum / count : 0.0;
 }
 
@@ -56,7 +56,8 @@ void fillCentroid(DopplerPolynomial& polynomial, double timeOfDayS, double refer
     if (coefficients.size() > room)
         TolvanLog::Write("fillCentroid", kerrWarning,
                          productFile + ": a Doppler centroid estimate has " +
-                             std::to_string(coefficients.size()) + " coefficients; the first " + std::to_string(room) + " are kept");
+                             std::to_string(coefficients.size()) + " coefficients; the first " +
+                             std::to_string(room) + " are kept");
     polynomial = {};
     polynomial.referenceTime = referenceTimeS;
     const std::size_t count = std::min(coefficients.size(), room);

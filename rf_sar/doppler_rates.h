@@ -8,9 +8,9 @@
 /// Frees a Doppler record with its arrays, all blocks of the host heap.
 struct DopplerRatesDeleter {
     void operator()(DopplerRateRecord* rates) const {
-        for (double* values : {rates->rateTimes, rates->rateReferenceTimes, rates->rateCoefficients,
-                               rates->centroidTimes, rates->centroidReferenceTimes,
-                               rates->centroidCoefficients})
+        for (double* values :
+             {rates->rateTimes, rates->rateReferenceTimes, rates->rateCoefficients,
+              rates->centroidTimes, rates->centroidReferenceTimes, rates->centroidCoefficients})
             kmsc_HeapFree(values);
         kmsc_HeapFree(rates);
     }

@@ -13,8 +13,8 @@ using kfio::ProductTree;
 constexpr char warner[] = "readMetadata"; // under which warnings stand in the log
 
 template <class Number>
-using PlainTranslator = pt::stream_translator<char, std::char_traits<char>, std::allocator<char>,
-                                              Number>;
+using PlainTranslator =
+    pt::stream_translator<char, std::char_traits<char>, std::allocator<char>, Number>;
 
 template <class Number>
 boost::optional<Number> convertText(const ProductTree& tree) {
@@ -87,7 +87,9 @@ Number MetadataElement::convert(const char* path, const char* typeName) const {
                              text);
 }
 
-double MetadataElement::number(const char* path) const { return convert<double>(path, "double"); }
+double MetadataElement::number(const char* path) const {
+    return convert<double>(path, "double");
+}
 
 double MetadataElement::number(const char* path, double fallback) const {
     const auto found = tree_->get_child_optional(path);

@@ -42,6 +42,8 @@ public:
     double number(const char* path) const;
     /// Never fails: a text that is there but is no number (nor JSON's null) is logged as a warning.
     double number(const char* path, double fallback) const;
+    /// Deviation: a size below 1 is an error instead of a window that runs backwards.
+    /// (CapellaReadnodes.BadValuesNameFileAndPath)
     /// @throws boost::property_tree::ptree_bad_data also for less than 1.
     std::int32_t imageSize(const char* path) const;
     /// The numbers of one text, blanks between them, up to the first that does not read, which is

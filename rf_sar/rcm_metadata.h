@@ -34,7 +34,6 @@ struct rcmImageMetadata final : imageMetadata {
                                                    KERR_REPORT** slot) override;
     SarMetadataRecord* readSARnode() override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
-    void releaseDocuments() override { document_.reset(); }
 
 private:
     void readProduct();

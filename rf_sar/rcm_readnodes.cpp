@@ -39,10 +39,11 @@ TimeStamp timeOf(const MetadataElement& element, const char* path) {
 }
 
 std::int32_t beamModeClass(const std::string& mode) {
-    constexpr const char* stripmap[] = {
-        "Ship Detection",       "Low Noise",           "Low Resolution 100m",
-        "Medium Resolution 50m", "Medium Resolution 30m", "Quad-Polarization",
-        "Medium Resolution 16m", "High Resolution 5m",  "Very High Resolution 3m"};
+    constexpr const char* stripmap[] = {"Ship Detection",         "Low Noise",
+                                        "Low Resolution 100m",    "Medium Resolution 50m",
+                                        "Medium Resolution 30m",  "Quad-Polarization",
+                                        "Medium Resolution 16m",  "High Resolution 5m",
+                                        "Very High Resolution 3m"};
     for (const char* name : stripmap)
         if (equalsIgnoringCase(mode, name))
             return 1;
@@ -77,8 +78,7 @@ double readCentreIncidence(const std::string& productFile, const std::string& na
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
     record.wavelength = lightMPerS / from.radar.number("radarCenterFrequency");
-    record.pulseRepetitionFrequency =
-        from.radar.number("prfInformation.pulseRepetitionFrequency");
+    record.pulseRepetitionFrequency = from.radar.number("prfInformation.pulseRepetitionFrequency");
     record.adcSamplingRate = from.radar.number("adcSamplingRate");
     record.totalProcessedRangeBandwidth = from.processing.number("totalProcessedRangeBandwidth");
     record.totalProcessedAzimuthBandwidth =
@@ -119,10 +119,10 @@ void readStateVectors(SarMetadataRecord& record, const Source& from, const LineT
     std::vector<TimeStamp> times;
     for (std::size_t i = 0; i < vectors.size(); ++i) {
         const MetadataElement& vector = vectors[i];
-        record_parts::setStateVector(
-            record, i,
-            {vector.number("xPosition"), vector.number("yPosition"), vector.number("zPosition"),
-             vector.number("xVelocity"), vector.number("yVelocity"), vector.number("zVelocity")});
+        record_parts::setStateVector(record, i,
+                                     {vector.number("xPosition"), vector.number("yPosition"),
+                                      vector.number("zPosition"), vector.number("xVelocity"),
+                                      vector.number("yVelocity"), vector.number("zVelocity")});
         if (times.size() < 2)
             times.push_back(timeOf(vector, "timeStamp"));
     }
@@ -162,8 +162,7 @@ void complete(SarMetadataRecord& record, const std::string& file) {
 } // namespace
 
 SarMetadataRecord* rcm_sarNodeRead(const kfio::ProductTree& document,
-                                   std::u16string_view productFile,
-                                   std::int32_t productTypeIndex) {
+                                   std::u16string_view productFile, std::int32_t productTypeIndex) {
     const std::string file = ktxt::narrow(productFile);
     const bool slc = productTypeIndex == rcmSlc;
     auto record = record_parts::make();

@@ -60,6 +60,8 @@ DopplerRatesPtr dopplerRates(RF_SARFile& file) {
 
 std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeArguments& host) {
     kerr::Slot slot;
+    // Deviation: dictionary and designs are freed on every path, failures included.
+    // (FileDataRead.ShortMemoryLeavesNothingOnTheHeap)
     const DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
     if (!dictionary)
         return printFailure(messages::dictionaryFailed, slot);
@@ -73,7 +75,7 @@ std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeAr
     if (asksFor(name, u"Doppler"))
         create(dopplerRates(file).get(), DesignPtr(sarm_GetDopplerRateKmifDesign()));
     if (!slot && asksFor(name, u"SAR_Metadata"))
-        if (const SarMetadataRecord* record = rf_sarFileSarMetadata(file))
+        if (const SarMetadataRecord* record = sarMetadataOf(file))
             create(record, DesignPtr(sarm_GetSarMetadataKmifDesign()));
     if (slot)
         return printFailure(messages::nodeFailed, slot);

@@ -7,8 +7,12 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
 
 std::string_view trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(blanks);

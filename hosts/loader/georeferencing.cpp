@@ -50,7 +50,7 @@ KprjProjectionPtr readProjection(const Plugin& plugin, RF_SARLayer* layer,
                                 view(t[5]), view(t[6]), view(t[7]), view(t[8])},
                                slot));
     if (!projection)
-        throw Error("layer " + layerName + ": " + kerr_Text(slot.get()));
+        throw Error("layer " + layerName + ": " + Heard::text(*slot.get()));
     return projection;
 }
 
@@ -79,7 +79,7 @@ KxfrXFormPtr readTransform(const Plugin& plugin, RF_SARLayer* layer, const std::
     kerr::Slot slot;
     KxfrXFormPtr transform(kxfr_XFormFromTexts(parts, slot));
     if (!transform)
-        throw Error("layer " + layerName + ": " + kerr_Text(slot.get()));
+        throw Error("layer " + layerName + ": " + Heard::text(*slot.get()));
     return transform;
 }
 

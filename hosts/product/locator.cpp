@@ -1,5 +1,7 @@
 #include "product/locator.h"
 
+#include "loader/heard.h"
+
 namespace product {
 
 Locator::Locator(const loader::Layer& layer) : found_(layer.georeferencing()) {
@@ -14,7 +16,7 @@ Locator::Locator(const loader::Layer& layer) : found_(layer.georeferencing()) {
     kerr::Slot slot;
     converter_ = KprjGeographicConverter::create(*found_.projection, slot);
     if (!converter_)
-        throw loader::Error("layer " + layer.name() + ": " + kerr_Text(slot.get()));
+        throw loader::Error("layer " + layer.name() + ": " + loader::Heard::text(*slot.get()));
 }
 
 void Locator::toGround(std::span<const KxfrPixel> pixels, std::span<KxfrMapPoint> ground) const {
@@ -36,7 +38,7 @@ void Locator::toImage(std::span<const KxfrMapPoint> ground, std::span<KxfrPixel>
 void setHeights(std::span<KxfrMapPoint> ground, const kimg::ElevationModel& elevation) {
     kerr::Slot slot;
     if (!elevation.heightsAt(ground, slot))
-        throw loader::Error(kerr_Text(slot.get()));
+        throw loader::Error(loader::Heard::text(*slot.get()));
 }
 
 } // namespace product

@@ -1,4 +1,5 @@
 #include "console.h"
+#include "loader/heard.h"
 #include "loader/product.h"
 #include "point_stream.h"
 #include "product/find_product.h"
@@ -55,7 +56,7 @@ public:
         kerr::Slot slot;
         elevation_ = kimg::ElevationModel::open(options.dem, slot);
         if (!elevation_)
-            throw loader::Error(kerr_Text(slot.get()));
+            throw loader::Error(loader::Heard::text(*slot.get()));
     }
 
     void toGround(std::span<const PointLine> lines) {
