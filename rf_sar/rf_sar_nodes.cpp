@@ -3,13 +3,13 @@
 #include "doppler_rates.h"
 #include "entry_point.h"
 #include "host_list.h"
+#include "kmif_owners.h"
 #include "messages.h"
 #include "rf_sar_file.h"
 #include "sarm/sarm_nodes.h"
 
 #include <boost/thread/locks.hpp>
 
-#include <memory>
 #include <new>
 
 namespace {
@@ -37,15 +37,6 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
 }
 
 constexpr char dataReadName[] = "rf_sarFileDataRead";
-
-struct DictionaryDestroyer {
-    void operator()(KmifDictionary* dictionary) const { kmif_DictionaryDestroy(dictionary); }
-};
-struct DesignDestroyer {
-    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
-};
-using DictionaryPtr = std::unique_ptr<KmifDictionary, DictionaryDestroyer>;
-using DesignPtr = std::unique_ptr<KmifDesign, DesignDestroyer>;
 
 std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     kerr::raise(slot, dataReadName, message);
