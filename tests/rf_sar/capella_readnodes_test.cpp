@@ -3,6 +3,7 @@
 #include "image_metadata.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
+#include "sarm/model_area.h"
 #include "sarm/sarm.h"
 #include "support/metadata_trees.h"
 #include "support/temporary_folder.h"
@@ -130,6 +131,15 @@ TEST_F(CapellaReadnodes, OneElementDecidesOneField) {
         ASSERT_TRUE(record) << c.path;
         EXPECT_EQ(c.field(*record), c.expected) << c.path << " " << c.value;
     }
+}
+
+TEST_F(CapellaReadnodes, TheModelGetsTheTrueOffsetOfTheFirstVector) {
+    const auto offset = [this] { return sarm::readModelArea(*read()).firstVectorMinusStartS; };
+    EXPECT_NEAR(offset(), -4.623456789, 1e-6);
+    tree.put(geometry + "delta_line_time", -0.002); // the last line is the earliest
+    EXPECT_NEAR(offset(), -2.623456789, 1e-6);
+    tree.put(geometry + "first_line_time", "2024-03-02T00:00:00Z"); // the next day
+    EXPECT_NEAR(offset(), 37225.5 - 86398, 1e-6);
 }
 
 TEST_F(CapellaReadnodes, NegativeStepSwapsTheLineTimes) {

@@ -3,6 +3,7 @@
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
 #include "rcm_metadata.h"
+#include "sarm/model_area.h"
 #include "sarm/sarm.h"
 #include "support/metadata_trees.h"
 #include "support/temporary_folder.h"
@@ -253,6 +254,13 @@ TEST_F(RcmReadnodes, NoneOneAndEarlierStateVectors) {
     EXPECT_EQ(record->stateVectorXPosition.count, 0);
     EXPECT_TRUE(record->imageWindowValid);
     EXPECT_THAT(log.text(), HasSubstr("product.xml: no SAR model: The product has no orbit"));
+}
+
+TEST_F(RcmReadnodes, TheModelGetsTheTrueOffsetOfTheFirstVector) {
+    const auto offset = [this] { return sarm::readModelArea(*read()).firstVectorMinusStartS; };
+    EXPECT_NEAR(offset(), -2.999996, 1e-6);
+    tree.put(processing + "zeroDopplerTimeLastLine", "2023-07-07T23:59:59Z"); // earlier, by a day
+    EXPECT_NEAR(offset(), 3724.000004, 1e-6);
 }
 
 TEST_F(RcmReadnodes, AnyElementMayBeMissing) {
