@@ -73,7 +73,7 @@ std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
     document->state = kfio::fileState(name); // of before the parse, so that no change slips by
-    kfio::readXmlTree(name).swap(document->tree); // trees do not move, they would be copied
+    kfio::readXmlTree(name, "geolocationGrid").swap(document->tree); // trees do not move, they would be copied
     return document;
 }
 
