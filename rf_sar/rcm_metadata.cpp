@@ -210,7 +210,7 @@ void* rcmImageMetadata::getDopplerRates() {
 
 void rcmImageMetadata::readNonStandardData(const char16_t* name, const HostNodeArguments& host) {
     // Kept: reports of the calibration carry the name of the Doppler operation.
-    // (Rs2Nodes.ServesWhatTheProductHas)
+    // (Rs2Calibration.APartialNodeComesWithTheReason)
     KerrException report(module, dopplerName);
     try {
         constexpr std::u16string_view served = u":Rs2_Calibration";
