@@ -1,5 +1,7 @@
 #include "product/checks.h"
 
+#include "product/ground_checks.h"
+#include "product/image_files.h"
 #include "product/product_facts.h"
 
 #include "kfio/kfio.h"
@@ -16,6 +18,7 @@ namespace {
 /// What checks look at.
 struct Subject {
     const loader::Product& opened;
+    ProductDocument document;
     ProductFacts facts;
     std::string folder; ///< of the product file, with the separator
 };
@@ -130,6 +133,76 @@ void checkTables(const Subject& subject, Findings& findings) {
                                       " calibration tables fit the image's lines");
 }
 
+/// Layer names follow the list of polarizations, the images their own order.
+void checkPolarizations(const Subject& subject, Findings& findings) {
+    const auto found = contradictions(subject.facts, subject.opened.layerNames());
+    for (const std::string& sentence : found)
+        findings.add(Verdict::warn, sentence);
+    if (found.empty())
+        findings.add(Verdict::ok, "layer names and images agree");
+}
+
+void checkSizes(const Subject& subject, Findings& findings) {
+    const auto names = subject.opened.layerNames();
+    if (subject.facts.samplesPerLine == 0 || names.empty())
+        return;
+    try {
+        const loader::Layer layer = subject.opened.openLayer(names.front());
+        const bool same = layer.width() == subject.facts.samplesPerLine;
+        findings.add(same ? Verdict::ok : Verdict::fail,
+                     "lines of the image have " + std::to_string(layer.width()) +
+                         " samples, the product states " +
+                         std::to_string(subject.facts.samplesPerLine));
+    } catch (const loader::Error&) {
+        // the layers' check tells
+    }
+}
+
+constexpr double warnPixels = 1; ///< above, what places the image disagrees with the product
+constexpr double failPixels = 10;
+
+void addResiduals(const char* against, const Residuals& residuals, Findings& findings) {
+    if (residuals.points + residuals.unanswered == 0)
+        return;
+    Verdict verdict = Verdict::ok;
+    if (residuals.worst() > failPixels || residuals.points == 0)
+        verdict = Verdict::fail;
+    else if (residuals.worst() > warnPixels || residuals.unanswered > 0)
+        verdict = Verdict::warn;
+    findings.add(verdict, against + residuals.text());
+}
+
+/// The model, or the image's own georeferencing, against what else the product states.
+void checkGround(const Subject& subject, Findings& findings) {
+    try {
+        const loader::Layer layer = subject.opened.openLayer(subject.opened.layerNames().at(0));
+        const Locator locator(layer);
+        const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
+        addResiduals((who + " against the product's tie points, ").c_str(),
+                     againstTiePoints(locator, subject.document), findings);
+        if (locator.usesHeight())
+            for (const std::string& file : imageFiles(subject.document, subject.facts))
+                addResiduals((who + " against the tie points in " + kfnp::lastComponent(file) +
+                              ", ").c_str(),
+                             againstImageTies(locator, file), findings);
+    } catch (const std::exception& error) {
+        findings.add(Verdict::warn, error.what());
+    }
+}
+
+void checkRpc(const Subject& subject, Findings& findings) {
+    try {
+        const RpcResiduals found = ownRpcAgainstTiePoints(subject.document);
+        addResiduals(found.earlierOrder
+                         ? "rational functions, whose coefficients stand in the earlier order "
+                           "(RPC00A), against the tie points, "
+                         : "rational functions against the tie points, ",
+                     found.residuals, findings);
+    } catch (const loader::Error& error) {
+        findings.add(Verdict::fail, error.what());
+    }
+}
+
 struct Check {
     const char* name;
     void (*run)(const Subject& subject, Findings& findings);
@@ -139,6 +212,10 @@ constexpr Check checks[] = {
     {"files", checkFiles},
     {"layers", checkLayers},
     {"model", checkModel},
+    {"sizes", checkSizes},
+    {"poles", checkPolarizations},
+    {"ground", checkGround},
+    {"rpc", checkRpc},
     {"calibration", checkTables},
 };
 
@@ -146,7 +223,10 @@ constexpr Check checks[] = {
 
 std::vector<Finding> runChecks(const loader::Product& opened) {
     const std::string& file = opened.name();
-    const Subject subject{opened, readFacts(file), file.substr(0, file.rfind('/') + 1)};
+    ProductDocument document = readDocument(file);
+    ProductFacts facts = readFacts(document);
+    const Subject subject{opened, std::move(document), std::move(facts),
+                          file.substr(0, file.rfind('/') + 1)};
     std::vector<Finding> all;
     for (const Check& check : checks) {
         Findings findings{check.name, all};
