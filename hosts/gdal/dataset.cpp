@@ -139,7 +139,7 @@ void SarDataset::provideNode(const std::string& name) {
         return;
     std::string remarks;
     CPLStringList json;
-    json.AddString(opened_->product.nodeJson(":" + name, remarks).c_str());
+    json.AddString(kmif_NodeToJson(opened_->product.node(":" + name, remarks)).c_str());
     GDALMajorObject::SetMetadata(json.List(), (jsonPrefix + name).c_str());
     if (!remarks.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->product.name().c_str(),
