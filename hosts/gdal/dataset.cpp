@@ -182,11 +182,9 @@ char** SarDataset::GetFileList() {
     add(opened_->document.extendedFile);
     for (const ProductImage& image : opened_->images)
         add(image.file);
-    for (const auto& table : product::calibrationTables(opened_->document))
-        add(table.file);
-    for (const auto& table : product::noiseTables(opened_->document))
-        add(table.file);
-    add(product::incidenceFile(opened_->document));
+    for (const auto* names : {&opened_->facts.tables, &opened_->facts.furtherFiles})
+        for (const std::string& name : *names)
+            add(opened_->document.folder() + name);
     return files.StealList();
 }
 
