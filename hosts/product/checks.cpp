@@ -84,7 +84,7 @@ void checkLayers(const Subject& subject, Findings& findings) {
 void checkModel(const Subject& subject, Findings& findings) {
     std::string remarks;
     try {
-        static_cast<void>(subject.opened.nodeJson(":SAR_Metadata", remarks));
+        static_cast<void>(subject.opened.node(":SAR_Metadata", remarks));
     } catch (const loader::Error& error) {
         findings.add(Verdict::warn, error.what());
         return;
