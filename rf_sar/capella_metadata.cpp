@@ -1,6 +1,7 @@
 #include "capella_metadata.h"
 
 #include "capella_files.h"
+#include "capella_readnodes.h"
 #include "host_list.h"
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
@@ -152,6 +153,14 @@ std::vector<std::u16string> capellaImageMetadata::getReferencedFiles(std::uint32
         report.Log("unknown exception");
     }
     return {};
+}
+
+SarMetadataRecord* capellaImageMetadata::readSARnode() {
+    KerrException report(module, "readSARnode");
+    SarMetadataRecord* record = capella_sarNodeRead(fileName, formatIndex, report.slot());
+    if (!record)
+        report.Log(report.what());
+    return record;
 }
 
 std::uint32_t capellaImageMetadata::getNonStandardDataNamesGet(std::uint32_t* count,

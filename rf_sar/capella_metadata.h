@@ -14,8 +14,8 @@ struct capellaImageMetadata final : imageMetadata {
     /// Loads the item. When the user opened the extended metadata, `fileName` becomes the item's
     /// name, and the item is loaded if it is there.
     void openImageMetadata() override;
+    SarMetadataRecord* readSARnode() override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
-    void releaseDocuments() override { document_ = {}; }
 
 private:
     struct Product {

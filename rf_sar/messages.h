@@ -15,6 +15,11 @@ constexpr char layerOpenFailed[] = "kimg_LayerOpen failed";
 constexpr char baseDataCreateFailed[] = "kgda_BaseDataCreate failed";
 constexpr char rasterReadFailed[] = "kimg_LayerRasterPixelRectGet failed";
 
+// rf_sarLayerMapInfoRead, rf_sarLayerMapProjectionRead, rf_sarLayerMapToPixelTransformRead
+constexpr char noMemory[] = "No memory";
+constexpr char projectionReadFailed[] = "kimg_LayerMapProjectionRead failed";
+constexpr char projectionToMifFailed[] = "kprj_ProjectionConvertToMIF failed";
+
 // capellaImageMetadata
 constexpr char fileNotFound[] = "Could not fine and open the file";
 constexpr char jsonNotParsed[] = "Failed to find parse JSON data";
@@ -22,5 +27,12 @@ constexpr char noExtendedMetadata[] = "Could not find appropriate json metatdata
 constexpr char noProductType[] = "No sar:product_type in JSON file";
 constexpr char noPolarizations[] = "No sar:productpolarizations in JSON file";
 constexpr char noImageFile[] = "Could not find appropriate tif file";
+
+// rf_sarFileDataRead
+constexpr char dictionaryFailed[] = "dictionary create failed";
+constexpr char nodeFailed[] = "Creating MIF Node failed.";
+
+// rcmImageMetadata
+constexpr char noRadarsat2Model[] = "the SAR model of RADARSAT-2 products is not read yet";
 
 } // namespace messages

@@ -2,6 +2,8 @@
 
 #include "host_list.h"
 #include "kfnp/kfnp.h"
+#include "messages.h"
+#include "rcm_readnodes.h"
 #include "referenced_file.h"
 #include "text_match.h"
 
@@ -59,10 +61,21 @@ void mapType(const std::array<TypeName, n>& names, const std::string& type, std:
 
 bool rcmImageMetadata::isRadarsat2() const { return equalsIgnoringCase(satellite, "RADARSAT-2"); }
 
+bool rcmImageMetadata::isRadarsat2Map() const {
+    return isRadarsat2() && (productTypeIndex == rs2Ssg || productTypeIndex == rs2Spg);
+}
+
+std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
+    const std::string name = ktxt::narrow(fileName);
+    auto document = std::make_shared<Document>();
+    document->state = kfio::fileState(name); // of before the parse, so that no change slips by
+    kfio::readXmlTree(name).swap(document->tree); // trees do not move, they would be copied
+    return document;
+}
+
 void rcmImageMetadata::readProduct() {
-    product_ =
-        std::make_shared<kfio::ProductTree>(kfio::readXmlTree(ktxt::narrow(fileName)));
-    const kfio::ProductTree& product = product_->get_child("product");
+    document_ = readDocument();
+    const kfio::ProductTree& product = document_->tree.get_child("product");
     satellite = product.get<std::string>("sourceAttributes.satellite");
     listImages(product);
     readPolarizations(product);
@@ -126,7 +139,7 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
                                  std::to_string(poles) + " polarizations");
             report.Throw();
         }
-        readProductType(product_->get_child("product"));
+        readProductType(document_->tree.get_child("product"));
         *index = static_cast<std::uint32_t>(formatIndex);
     } catch (const std::exception& error) {
         report.Log(error.what());
@@ -143,6 +156,29 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
     if (referencedFiles.empty())
         *index = static_cast<std::uint32_t>(formatUnknown);
     return referencedFiles;
+}
+
+SarMetadataRecord* rcmImageMetadata::readRcmNode() {
+    auto document = std::move(document_); // parsed once; the tree is of no use afterwards
+    if (!document || document->state != kfio::fileState(ktxt::narrow(fileName)))
+        document = readDocument();
+    return rcm_sarNodeRead(document->tree, fileName, productTypeIndex);
+}
+
+SarMetadataRecord* rcmImageMetadata::readSARnode() {
+    KerrException report(module, "readSARnode");
+    try {
+        if (isRadarsat2Map())
+            return nullptr;
+        if (isRadarsat2())
+            report.Throw(messages::noRadarsat2Model);
+        return readRcmNode();
+    } catch (const std::exception& error) {
+        report.Log(error.what());
+    } catch (...) {
+        report.Log("unknown exception");
+    }
+    return nullptr;
 }
 
 std::uint32_t rcmImageMetadata::getNonStandardDataNamesGet(std::uint32_t* count,

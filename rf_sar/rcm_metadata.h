@@ -1,6 +1,7 @@
 #pragma once
 
 #include "image_metadata.h"
+#include "kfio/kfio.h"
 #include "kfio/product_tree.h"
 
 #include <memory>
@@ -31,8 +32,8 @@ struct rcmImageMetadata final : imageMetadata {
 
     std::vector<std::u16string> getReferencedFiles(std::uint32_t* index,
                                                    KERR_REPORT** slot) override;
+    SarMetadataRecord* readSARnode() override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
-    void releaseDocuments() override { product_.reset(); }
 
 private:
     void readProduct();
@@ -40,6 +41,15 @@ private:
     void readPolarizations(const kfio::ProductTree& product);
     void readProductType(const kfio::ProductTree& product);
     bool isRadarsat2() const;
+    bool isRadarsat2Map() const;
+    SarMetadataRecord* readRcmNode();
 
-    std::shared_ptr<const kfio::ProductTree> product_; ///< what slot 0 parsed, for the slots behind
+    /// A parsed `product.xml` and the state of the file that it was read from.
+    struct Document {
+        kfio::FileState state;
+        kfio::ProductTree tree;
+    };
+    std::shared_ptr<const Document> readDocument() const;
+
+    std::shared_ptr<const Document> document_; ///< what slot 0 parsed, until slot 2 has used it
 };

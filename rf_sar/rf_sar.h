@@ -65,6 +65,14 @@ RF_SAR_API uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* f
                                                                    uint32_t* count,
                                                                    char16_t*** names);
 
+/* Fills a node with one of the product's records. ":SAR_Metadata" and ":Doppler" in any case, and
+ * names that begin so, are the plug-in's; every name is then offered to the product's reader.
+ * A node that the product does not have stays as it was, and the answer is 0.
+ * a  the host's node (KmifNode*, kmif/kmif_node.h), which receives a copy of its own
+ * b, c, d  the host's further arguments, passed on; null */
+RF_SAR_API uint32_t rf_sarFileDataRead(RF_SARFile* file, const char16_t* name, void* a, void* b,
+                                       void* c, void* d);
+
 /* ---- Layers -------------------------------------------------------------------------------- */
 
 /* Opens a layer by name; the same name on the same file gives the same layer, counted. A name
@@ -80,6 +88,29 @@ RF_SAR_API uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow,
                                           uint32_t blockColumn, void** block);
 RF_SAR_API uint32_t rf_sarLayerClose(RF_SARLayer* layer);
 RF_SAR_API uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer* layer, uint32_t* type); /* 1 */
+
+/* ---- Where a layer lies on the ground; docs/host-interface.md tells how to decode -------------
+ * Map coordinates are x east or longitude, y north or latitude. Texts and arrays are the host's. */
+
+/* The affine georeferencing of the image file: centre of the first pixel, size of a pixel along
+ * and across the lines, negative where the coordinate falls. A file without one answers 0 with
+ * null names and zeros. */
+RF_SAR_API uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName,
+                                           double* upperLeftX, double* upperLeftY,
+                                           double* pixelSizeX, double* pixelSizeY,
+                                           char16_t** unitsName);
+/* The projection as the nine texts of kprj/kprj.h; all null when there is none. */
+RF_SAR_API uint32_t rf_sarLayerMapProjectionRead(RF_SARLayer* layer, char16_t** projectionName,
+                                                 char16_t** unitsName, char16_t** datumName,
+                                                 char16_t** spheroidName, char16_t** authority,
+                                                 char16_t** wkt, char16_t** designName,
+                                                 char16_t** dictionary, char16_t** data);
+/* The transform from the map to pixels as `count` parts, each with five texts (kxfr/kxfr.h);
+ * count 0 and nulls when there is none. */
+RF_SAR_API uint32_t rf_sarLayerMapToPixelTransformRead(
+    RF_SARLayer* layer, char16_t** projectionName, char16_t** unitsName, uint32_t* count,
+    char16_t*** from, char16_t*** to, char16_t*** data, char16_t*** dictionaries,
+    char16_t*** designNames);
 
 #ifdef __cplusplus
 }

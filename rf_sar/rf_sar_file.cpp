@@ -7,6 +7,8 @@
 #include "reader_factory.h"
 #include "sarm/sarm.h"
 
+#include <boost/thread/locks.hpp>
+
 #include <array>
 #include <memory>
 #include <new>
@@ -56,7 +58,9 @@ RF_SARFile* identifyAndOpen(const char16_t* name, uint32_t* index, const char16_
     const kmsc::HeapPtr<char16_t> expanded(kstr_PathExpand(name));
     if (!expanded)
         throw std::bad_alloc();
-    reader->fileName = kfnp_FileNameInternalToExternal(expanded.get());
+    // Absolute, so that names formed from its folder stay beside it.
+    reader->fileName = kfnp_FileNameInternalToExternal(
+        ktxt::widen(kfnp::absolute(ktxt::narrow(expanded.get()))));
 
     std::uint32_t formatIndex = RF_SAR_FAILURE;
     kerr::Slot slot;
@@ -99,6 +103,13 @@ uint32_t rf_sarFileClose(RF_SARFile* file) {
     releaseReader(file->reader);
     delete file;
     return 0;
+}
+
+SarMetadataRecord* sarMetadataOf(RF_SARFile& file) {
+    const boost::lock_guard<boost::mutex> guard(file.lock);
+    if (!file.sarMetadata)
+        file.sarMetadata = file.reader->readSARnode();
+    return file.sarMetadata;
 }
 
 uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void*, int64_t* time) {

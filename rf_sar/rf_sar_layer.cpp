@@ -1,5 +1,6 @@
 #include "rf_sar.h"
 
+#include "entry_point.h"
 #include "kint/kint.h"
 #include "kmsc/kmsc.h"
 #include "kpxm/kpxm.h"
@@ -21,12 +22,6 @@ sarLayer::BlockShape sarLayer::blockShape(const RF_SARLayer& layer) {
         return {kimg_LayerWidthGet(layer.first.get()), 1};
     return {kimg_LayerBlockWidthGet(layer.first.get()),
             kimg_LayerBlockHeightGet(layer.first.get())};
-}
-
-void sarLayer::printFailure(const char* function, const char* message, KERR_REPORT* cause) {
-    KERR_REPORT* report = kerr_CreateErrorReport(function, kerrError, message, cause);
-    kerr_PrintErrorReport(report);
-    kerr_DeleteErrorReportEx(&report);
 }
 
 namespace {
@@ -149,7 +144,7 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
     } catch (const KerrException& error) {
         kerr_PrintErrorReport(error.report());
     } catch (const std::exception& error) {
-        sarLayer::printFailure(openName, error.what(), nullptr);
+        printFailure(openName, error.what(), nullptr);
     }
     return RF_SAR_FAILURE;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kerr/kerr.h"
 #include "rf_sar_layer_cache.h"
 
 #include <cstdint>
@@ -16,8 +15,5 @@ struct BlockShape {
     std::uint32_t height;
 };
 BlockShape blockShape(const RF_SARLayer& layer);
-
-/// Prints the report that the slot holds, under a fixed message.
-void printFailure(const char* function, const char* message, KERR_REPORT* cause);
 
 } // namespace sarLayer

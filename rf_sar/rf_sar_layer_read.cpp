@@ -42,7 +42,7 @@ uint32_t readDetected(RF_SARLayer& layer, const Window& window, void** block) {
         failed = messages::rasterReadFailed;
     if (!failed)
         return 0;
-    sarLayer::printFailure(readName, failed, slot.release());
+    printFailure(readName, failed, slot.release());
     *block = nullptr;
     return RF_SAR_FAILURE;
 }

@@ -1,9 +1,15 @@
 #include "rf_sar.h"
 
+#include "doppler_rates.h"
 #include "entry_point.h"
 #include "host_list.h"
+#include "messages.h"
 #include "rf_sar_file.h"
+#include "sarm/sarm_nodes.h"
 
+#include <boost/thread/locks.hpp>
+
+#include <memory>
 #include <new>
 
 namespace {
@@ -30,6 +36,54 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
     return names;
 }
 
+constexpr char dataReadName[] = "rf_sarFileDataRead";
+
+using kmif::DesignPtr;
+using kmif::DictionaryPtr;
+
+std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
+    kerr::raise(slot, dataReadName, message);
+    kerr_PrintErrorReport(slot.get());
+    return RF_SAR_FAILURE;
+}
+
+/// Names that begin like the node's, in any case, ask for it.
+bool asksFor(const KtxtTextU& name, std::u16string_view node) {
+    const std::u16string built = kstr::format(u":%s", {node});
+    return kstr_Eqnic(name, built, built.size());
+}
+
+DopplerRatesPtr dopplerRates(RF_SARFile& file) {
+    const boost::lock_guard<boost::mutex> guard(file.lock);
+    return DopplerRatesPtr(static_cast<DopplerRateRecord*>(file.reader->getDopplerRates()));
+}
+
+std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeArguments& host) {
+    kerr::Slot slot;
+    // Deviation: dictionary and designs are freed on every path, failures included.
+    // (FileDataRead.ShortMemoryLeavesNothingOnTheHeap)
+    const DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
+    if (!dictionary)
+        return printFailure(messages::dictionaryFailed, slot);
+    const auto create = [&](const void* data, const DesignPtr& design) {
+        sarm_CreateMIFNode(data, design.get(), dictionary.get(), host.a, host.b, host.c, host.d,
+                           slot);
+    };
+    // Kept: rates that a product does not have fail the node, and the reader is not asked then;
+    // a record that it does not have leaves the node to the reader.
+    // (FileDataRead.StepsComeInOrder)
+    if (asksFor(name, u"Doppler"))
+        create(dopplerRates(file).get(), DesignPtr(sarm_GetDopplerRateKmifDesign()));
+    if (!slot && asksFor(name, u"SAR_Metadata"))
+        if (const SarMetadataRecord* record = sarMetadataOf(file))
+            create(record, DesignPtr(sarm_GetSarMetadataKmifDesign()));
+    if (slot)
+        return printFailure(messages::nodeFailed, slot);
+    const boost::lock_guard<boost::mutex> guard(file.lock);
+    file.reader->readNonStandardData(name.c_str(), host);
+    return 0;
+}
+
 } // namespace
 
 uint32_t rf_sarFileLayerNamesGet(RF_SARFile* file, uint32_t* count, char16_t*** names) {
@@ -50,4 +104,11 @@ uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* file, uint32
     return entryPoint<uint32_t>(
         "rf_sarFileRasterFormatsNonStandardDataNamesGet", RF_SAR_FAILURE,
         [&](KerrException&) { return file->reader->getNonStandardDataNamesGet(count, names); });
+}
+
+uint32_t rf_sarFileDataRead(RF_SARFile* file, const char16_t* name, void* a, void* b, void* c,
+                            void* d) {
+    return entryPoint<uint32_t>(dataReadName, RF_SAR_FAILURE, [&](KerrException&) {
+        return readNode(*file, name, HostNodeArguments{a, b, c, d});
+    });
 }

@@ -68,9 +68,13 @@ EntryPoints lookUpAll(void* library) {
     lookUp(library, "rf_sarFileClose", entry.fileClose);
     lookUp(library, "rf_sarFileLayerNamesGet", entry.layerNamesGet);
     lookUp(library, "rf_sarFileRasterFormatsNonStandardDataNamesGet", entry.nodeNamesGet);
+    lookUp(library, "rf_sarFileDataRead", entry.dataRead);
     lookUp(library, "rf_sarLayerOpen", entry.layerOpen);
     lookUp(library, "rf_sarLayerRasterRead", entry.layerRasterRead);
     lookUp(library, "rf_sarLayerClose", entry.layerClose);
+    lookUp(library, "rf_sarLayerMapInfoRead", entry.layerMapInfoRead);
+    lookUp(library, "rf_sarLayerMapProjectionRead", entry.layerMapProjectionRead);
+    lookUp(library, "rf_sarLayerMapToPixelTransformRead", entry.layerMapToPixelTransformRead);
     return entry;
 }
 

@@ -3,6 +3,8 @@
 #include "loader/heard.h"
 #include "loader/host_texts.h"
 
+#include "kmif/kmif_node.h"
+
 #include <algorithm>
 
 namespace loader {
@@ -94,6 +96,18 @@ std::vector<std::string> Product::nodeNames() const {
     if (plugin_->entry().nodeNamesGet(file_.get(), &count, &list) != 0)
         throw Error(name_ + ": " + heard.reason("its nodes cannot be listed"));
     return takeTexts(list, count);
+}
+
+std::string Product::nodeJson(const std::string& node, std::string& remarks) const {
+    const Heard heard;
+    KmifNode filled;
+    const std::uint32_t status = plugin_->entry().dataRead(
+        file_.get(), ktxt::widen(node).c_str(), &filled, nullptr, nullptr, nullptr);
+    if (status != 0 || filled.empty())
+        throw Error(name_ + ": has no node \"" + node +
+                    (heard.empty() ? "\"" : "\": " + heard.reason("")));
+    remarks = heard.reason("");
+    return kmif_NodeToJson(filled);
 }
 
 } // namespace loader

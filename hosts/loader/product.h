@@ -1,5 +1,6 @@
 #pragma once
 
+#include "loader/georeferencing.h"
 #include "loader/plugin.h"
 
 #include <span>
@@ -32,6 +33,11 @@ public:
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 
+    /// @throws Error as loader::readGeoreferencing.
+    Georeferencing georeferencing() const {
+        return readGeoreferencing(*plugin_, layer_.get(), name_);
+    }
+
 private:
     struct Closer {
         const Plugin* plugin;
@@ -61,6 +67,10 @@ public:
     /// @throws Error when the plug-in cannot tell.
     std::vector<std::string> layerNames() const;
     std::vector<std::string> nodeNames() const;
+    /// @return the node as JSON (kmif/kmif_node.h).
+    /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
+    /// @throws Error saying why, when the product does not have the node.
+    std::string nodeJson(const std::string& node, std::string& remarks) const;
     Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }
 

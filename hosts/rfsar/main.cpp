@@ -32,8 +32,10 @@ int main(int argc, char** argv) {
     addFormats(app);
     addIdentify(app, status);
     addInfo(app);
+    addNode(app);
     addRead(app);
     addQuicklook(app);
+    addLocate(app);
     try {
         app.parse(argc, argv);
         return status;

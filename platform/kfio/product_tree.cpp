@@ -2,6 +2,7 @@
 
 #include "kfio/document_depth.h"
 #include "kfio/kfio.h"
+#include "kfio/xml_tree.h"
 
 #include <boost/iostreams/device/array.hpp>
 #include <boost/iostreams/stream.hpp>
@@ -12,7 +13,6 @@ namespace kfio {
 namespace {
 
 namespace pt = boost::property_tree;
-using DocumentStream = boost::iostreams::stream<boost::iostreams::array_source>;
 
 template <class Error>
 std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::string_view)) {
@@ -29,28 +29,30 @@ std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::str
 /// Parse errors know the line but not the file: they are raised again with it.
 template <class Error, class Parse>
 ProductTree parse(const std::string& name, std::size_t (*depthOf)(std::string_view),
-                  Parse parseStream) {
-    const std::string text = readGuarded<Error>(name, depthOf);
-    DocumentStream stream(text.data(), text.size());
-    ProductTree tree;
+                  Parse parseText) {
+    std::string text = readGuarded<Error>(name, depthOf);
     try {
-        parseStream(stream, tree);
+        return parseText(std::move(text));
     } catch (const Error& error) {
         throw Error(error.message(), name, error.line());
     }
+}
+
+ProductTree buildJsonTree(const std::string& text) {
+    boost::iostreams::stream<boost::iostreams::array_source> stream(text.data(), text.size());
+    ProductTree tree;
+    pt::read_json(stream, tree);
     return tree;
 }
 
 } // namespace
 
 ProductTree readXmlTree(const std::string& name) {
-    return parse<pt::xml_parser_error>(
-        name, xmlDepth, [](auto& stream, auto& tree) { pt::read_xml(stream, tree, 0); });
+    return parse<pt::xml_parser_error>(name, xmlDepth, buildXmlTree);
 }
 
 ProductTree readJsonTree(const std::string& name) {
-    return parse<pt::json_parser_error>(
-        name, jsonDepth, [](auto& stream, auto& tree) { pt::read_json(stream, tree); });
+    return parse<pt::json_parser_error>(name, jsonDepth, buildJsonTree);
 }
 
 } // namespace kfio

@@ -6,9 +6,11 @@
 #include "ktxt/ktxt.h"
 #include "support/temporary_folder.h"
 
+#include <boost/property_tree/xml_parser.hpp>
+#include <cpl_vsi.h>
 #include <gtest/gtest.h>
 
-#include <cpl_vsi.h>
+#include <sstream>
 
 TEST(FileNames, PartsOfAName) {
     struct Case {
@@ -103,5 +105,31 @@ TEST(Documents, DepthIsFoundWithoutRecursion) {
     } catch (const std::exception& error) {
         EXPECT_NE(std::string(error.what()).find("deeper.xml"), std::string::npos);
         EXPECT_NE(std::string(error.what()).find("nests deeper"), std::string::npos);
+    }
+}
+
+TEST(Documents, XmlTreesAreThoseOfTheGenericParser) {
+    namespace pt = boost::property_tree;
+    const support::TemporaryFolder folder;
+    for (const char* text :
+         {"<a/>", "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!DOCTYPE a>\n<a b='1' c=\"&lt;2\">\n"
+                  " x <b/> y &amp; &#233; <!-- note --><d>  1  2\r\n</d><d/><![CDATA[<raw>]]></a>\n",
+          "<a", "<a>\n\n</b>", "<a>\n<b>&#x110000;</b></a>", "", "text", "<a></a><b></b>"}) {
+        const std::string name = folder.write("a.xml", text);
+        std::istringstream stream(text);
+        pt::ptree expected;
+        unsigned long line = 0;
+        try {
+            pt::read_xml(stream, expected);
+        } catch (const pt::xml_parser_error& error) {
+            line = error.line();
+        }
+        try {
+            EXPECT_EQ(kfio::readXmlTree(name), expected) << text;
+            EXPECT_EQ(line, 0U) << text;
+        } catch (const pt::xml_parser_error& error) {
+            EXPECT_EQ(error.line(), line) << text;
+            EXPECT_EQ(error.filename(), name);
+        }
     }
 }
