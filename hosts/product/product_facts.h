@@ -1,5 +1,8 @@
 #pragma once
 
+#include "product/product_document.h"
+
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,7 +22,14 @@ struct ProductFacts {
     std::string productType;
     std::vector<std::string> polarizations; ///< the list as the product writes it
     std::vector<ImageFact> images;
+    /// Calibration tables, and the other files beside images that it names; relative to the folder
+    /// of the product file.
+    std::vector<std::string> tables;
+    std::vector<std::string> furtherFiles;
+    std::int64_t samplesPerLine = 0; ///< as stated, 0 when it is not
 };
+
+ProductFacts readFacts(const ProductDocument& document);
 
 /// Reads the facts of a product file that the plug-in has opened (.xml or .json).
 /// @throws loader::Error naming the file when it cannot be read.

@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
     addRead(app);
     addQuicklook(app);
     addLocate(app);
+    addCheck(app, status);
     try {
         app.parse(argc, argv);
         return status;
