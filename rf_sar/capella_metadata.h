@@ -16,7 +16,6 @@ struct capellaImageMetadata final : imageMetadata {
     void openImageMetadata() override;
     SarMetadataRecord* readSARnode() override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
-    void releaseDocuments() override { document_ = {}; }
 
 private:
     struct Product {

@@ -5,6 +5,14 @@
 #include <exception>
 #include <string_view>
 
+/// Prints a report under a fixed message.
+/// @param cause  what led here, taken over; may be null.
+inline void printFailure(const char* function, const char* message, KERR_REPORT* cause) {
+    KERR_REPORT* report = kerr_CreateErrorReport(function, kerrError, message, cause);
+    kerr_PrintErrorReport(report);
+    kerr_DeleteErrorReportEx(&report);
+}
+
 /// Runs the body of an entry point and keeps every exception inside the plug-in: it is logged
 /// under the entry point's name, and `failure` is the answer.
 template <class Result, class Body>

@@ -13,6 +13,9 @@ public:
     /// @param capacity  slots of the array; an array that cannot be had leaves the list unusable.
     explicit HostList(std::size_t capacity)
         : capacity_(capacity), texts_(kmsc::makeArray<char16_t*>(capacity)) {}
+    /// Takes a list over that a host library made: `count` texts, or null and 0.
+    HostList(char16_t** texts, std::size_t count)
+        : capacity_(count), count_(static_cast<std::uint32_t>(count)), texts_(texts) {}
     HostList(const HostList&) = delete;
     HostList& operator=(const HostList&) = delete;
     ~HostList() {

@@ -55,9 +55,6 @@ struct imageMetadata {
     /// Slot 5: @return 0, or -1 when the reader has no nodes to offer.
     virtual std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names);
 
-    /// Frees what identification read beyond the fields above.
-    virtual void releaseDocuments() {}
-
 protected:
     ~imageMetadata() = default; // the interface has no virtual destructor; see reader_factory.h
 };

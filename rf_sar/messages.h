@@ -15,6 +15,11 @@ constexpr char layerOpenFailed[] = "kimg_LayerOpen failed";
 constexpr char baseDataCreateFailed[] = "kgda_BaseDataCreate failed";
 constexpr char rasterReadFailed[] = "kimg_LayerRasterPixelRectGet failed";
 
+// rf_sarLayerMapInfoRead, rf_sarLayerMapProjectionRead, rf_sarLayerMapToPixelTransformRead
+constexpr char noMemory[] = "No memory";
+constexpr char projectionReadFailed[] = "kimg_LayerMapProjectionRead failed";
+constexpr char projectionToMifFailed[] = "kprj_ProjectionConvertToMIF failed";
+
 // capellaImageMetadata
 constexpr char fileNotFound[] = "Could not fine and open the file";
 constexpr char jsonNotParsed[] = "Failed to find parse JSON data";

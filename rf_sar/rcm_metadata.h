@@ -38,7 +38,6 @@ struct rcmImageMetadata final : imageMetadata {
     /// Fills ":Rs2_Calibration" of RADARSAT-2 products.
     void readNonStandardData(const char16_t* name, const HostNodeArguments& host) override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
-    void releaseDocuments() override { document_.reset(); }
 
 private:
     void readProduct();

@@ -89,6 +89,29 @@ RF_SAR_API uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow,
 RF_SAR_API uint32_t rf_sarLayerClose(RF_SARLayer* layer);
 RF_SAR_API uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer* layer, uint32_t* type); /* 1 */
 
+/* ---- Where a layer lies on the ground; docs/host-interface.md tells how to decode -------------
+ * Map coordinates are x east or longitude, y north or latitude. Texts and arrays are the host's. */
+
+/* The affine georeferencing of the image file: centre of the first pixel, size of a pixel along
+ * and across the lines, negative where the coordinate falls. A file without one answers 0 with
+ * null names and zeros. */
+RF_SAR_API uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName,
+                                           double* upperLeftX, double* upperLeftY,
+                                           double* pixelSizeX, double* pixelSizeY,
+                                           char16_t** unitsName);
+/* The projection as the nine texts of kprj/kprj.h; all null when there is none. */
+RF_SAR_API uint32_t rf_sarLayerMapProjectionRead(RF_SARLayer* layer, char16_t** projectionName,
+                                                 char16_t** unitsName, char16_t** datumName,
+                                                 char16_t** spheroidName, char16_t** authority,
+                                                 char16_t** wkt, char16_t** designName,
+                                                 char16_t** dictionary, char16_t** data);
+/* The transform from the map to pixels as `count` parts, each with five texts (kxfr/kxfr.h);
+ * count 0 and nulls when there is none. */
+RF_SAR_API uint32_t rf_sarLayerMapToPixelTransformRead(
+    RF_SARLayer* layer, char16_t** projectionName, char16_t** unitsName, uint32_t* count,
+    char16_t*** from, char16_t*** to, char16_t*** data, char16_t*** dictionaries,
+    char16_t*** designNames);
+
 #ifdef __cplusplus
 }
 #endif

@@ -105,7 +105,7 @@ uint32_t rf_sarFileClose(RF_SARFile* file) {
     return 0;
 }
 
-SarMetadataRecord* rf_sarFileSarMetadata(RF_SARFile& file) {
+SarMetadataRecord* sarMetadataOf(RF_SARFile& file) {
     const boost::lock_guard<boost::mutex> guard(file.lock);
     if (!file.sarMetadata)
         file.sarMetadata = file.reader->readSARnode();

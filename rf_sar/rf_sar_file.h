@@ -15,4 +15,4 @@ struct RF_SARFile {
 
 /// @return the product's record, asked of the reader once and kept by the file; null when the
 ///         reader has none, which it is asked again the next time. Any thread.
-SarMetadataRecord* rf_sarFileSarMetadata(RF_SARFile& file);
+SarMetadataRecord* sarMetadataOf(RF_SARFile& file);

@@ -144,13 +144,6 @@ uint32_t openLayer(RF_SARFile* file, const char16_t* name, const OpenOutputs& ou
     return 0;
 }
 
-/// Prints the report that the slot holds, under a fixed message.
-void printFailure(const char* function, const char* message, KERR_REPORT* cause) {
-    KERR_REPORT* report = kerr_CreateErrorReport(function, kerrError, message, cause);
-    kerr_PrintErrorReport(report);
-    kerr_DeleteErrorReportEx(&report);
-}
-
 struct Window {
     std::int64_t x;
     std::int64_t y;

@@ -3,7 +3,6 @@
 #include "doppler_rates.h"
 #include "entry_point.h"
 #include "host_list.h"
-#include "kmif_owners.h"
 #include "messages.h"
 #include "rf_sar_file.h"
 #include "sarm/sarm_nodes.h"
@@ -37,6 +36,9 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
 }
 
 constexpr char dataReadName[] = "rf_sarFileDataRead";
+
+using kmif::DesignPtr;
+using kmif::DictionaryPtr;
 
 std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     kerr::raise(slot, dataReadName, message);
@@ -72,7 +74,7 @@ std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeAr
     if (asksFor(name, u"Doppler"))
         create(dopplerRates(file).get(), DesignPtr(sarm_GetDopplerRateKmifDesign()));
     if (!slot && asksFor(name, u"SAR_Metadata"))
-        if (const SarMetadataRecord* record = rf_sarFileSarMetadata(file))
+        if (const SarMetadataRecord* record = sarMetadataOf(file))
             create(record, DesignPtr(sarm_GetSarMetadataKmifDesign()));
     if (slot)
         return printFailure(messages::nodeFailed, slot);

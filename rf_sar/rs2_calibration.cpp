@@ -1,7 +1,7 @@
 #include "rs2_calibration.h"
 
 #include "kfnp/kfnp.h"
-#include "kmif_owners.h"
+#include "kmif/kmif.h"
 #include "ktxt/ktxt.h"
 #include "messages.h"
 #include "referenced_file.h"
@@ -90,8 +90,8 @@ void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeAr
         return;
     constexpr int scalar = kmifFloat64;
     constexpr int array = kmifArray + kmifFloat64;
-    const DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
-    const DesignPtr design(kmif_DesignCreate(dictionary.get(), "Rs2_Calibration",
+    const kmif::DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
+    const kmif::DesignPtr design(kmif_DesignCreate(dictionary.get(), "Rs2_Calibration",
                                              {{scalar, "lutBetaOffset"},
                                               {array, "lutBeta"},
                                               {scalar, "lutSigmaOffset"},

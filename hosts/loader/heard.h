@@ -10,16 +10,15 @@ namespace loader {
 /// While it lives, collects what the plug-in prints and logs on this thread.
 class Heard {
 public:
-    Heard()
-        : listener_([this](const KERR_REPORT& report) { texts_.push_back(text(report)); }) {}
+    Heard() : listener_([this](const KERR_REPORT& report) { texts_.push_back(text(report)); }) {}
 
     bool empty() const { return texts_.empty(); }
     /// @return the reasons, innermost first, in one sentence part; `otherwise` when none was told.
     std::string reason(const std::string& otherwise) const;
-
-private:
+    /// @return the messages of a report and its causes, without function names.
     static std::string text(const KERR_REPORT& report);
 
+private:
     std::vector<std::string> texts_;
     TolvanLog::Listener listener_;
 };

@@ -72,6 +72,9 @@ EntryPoints lookUpAll(void* library) {
     lookUp(library, "rf_sarLayerOpen", entry.layerOpen);
     lookUp(library, "rf_sarLayerRasterRead", entry.layerRasterRead);
     lookUp(library, "rf_sarLayerClose", entry.layerClose);
+    lookUp(library, "rf_sarLayerMapInfoRead", entry.layerMapInfoRead);
+    lookUp(library, "rf_sarLayerMapProjectionRead", entry.layerMapProjectionRead);
+    lookUp(library, "rf_sarLayerMapToPixelTransformRead", entry.layerMapToPixelTransformRead);
     return entry;
 }
 

@@ -42,6 +42,9 @@ struct EntryPoints {
     decltype(&rf_sarLayerOpen) layerOpen;
     decltype(&rf_sarLayerRasterRead) layerRasterRead;
     decltype(&rf_sarLayerClose) layerClose;
+    decltype(&rf_sarLayerMapInfoRead) layerMapInfoRead;
+    decltype(&rf_sarLayerMapProjectionRead) layerMapProjectionRead;
+    decltype(&rf_sarLayerMapToPixelTransformRead) layerMapToPixelTransformRead;
 };
 
 /// A loaded plug-in. Stays loaded until the process ends. Any thread.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "loader/georeferencing.h"
 #include "loader/plugin.h"
 
 #include <span>
@@ -31,6 +32,11 @@ public:
     /// @throws Error as readBlock and requireInside.
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
+
+    /// @throws Error as loader::readGeoreferencing.
+    Georeferencing georeferencing() const {
+        return readGeoreferencing(*plugin_, layer_.get(), name_);
+    }
 
 private:
     struct Closer {

@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     addNode(app);
     addRead(app);
     addQuicklook(app);
+    addLocate(app);
     addCheck(app, status);
     try {
         app.parse(argc, argv);

@@ -1,17 +1,62 @@
 #include "console.h"
 #include "loader/product.h"
 #include "product/find_product.h"
+#include "product/footprint.h"
 #include "product/product_facts.h"
 #include "verbs.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iomanip>
 #include <iostream>
+#include <optional>
 
 namespace {
 
 using nlohmann::ordered_json;
+
+ordered_json ringJson(const std::vector<product::LonLat>& ring) {
+    auto points = ordered_json::array();
+    for (const product::LonLat& point : ring)
+        points.push_back({point.lonDeg, point.latDeg});
+    return points;
+}
+
+/// The outline as a GeoJSON geometry; null when it is not known.
+ordered_json footprintJson(const product::Footprint& footprint) {
+    if (footprint.polygons.empty())
+        return nullptr;
+    auto parts = ordered_json::array();
+    for (const auto& ring : footprint.polygons)
+        parts.push_back(ordered_json::array({ringJson(ring)}));
+    if (parts.size() == 1)
+        return {{"type", "Polygon"}, {"coordinates", parts[0]}};
+    return {{"type", "MultiPolygon"}, {"coordinates", parts}};
+}
+
+/// The footprint of the first layer that can be opened; the others lie on the same ground.
+product::Footprint footprintOf(const loader::Product& opened, const std::vector<std::string>& names,
+                               std::vector<std::string>& warnings) {
+    for (const std::string& name : names) {
+        std::optional<loader::Layer> layer;
+        try {
+            layer.emplace(opened.openLayer(name));
+        } catch (const loader::Error&) {
+            continue; // describeLayer has told
+        }
+        try {
+            const product::Locator locator(*layer);
+            if (!locator.remarks().empty())
+                warnings.push_back(locator.remarks());
+            return product::footprintOf(locator, layer->width(), layer->height());
+        } catch (const loader::Error& error) {
+            warnings.emplace_back(error.what());
+            return {};
+        }
+    }
+    return {};
+}
 
 /// Describes one layer; one that cannot be opened keeps its name and adds a warning.
 ordered_json describeLayer(const loader::Product& opened, const std::string& name,
@@ -20,8 +65,7 @@ ordered_json describeLayer(const loader::Product& opened, const std::string& nam
     const auto parsed = product::parseLayerName(name);
     const std::size_t image = product::imageOfLayer(parsed, complexProduct);
     const bool known = image < facts.images.size() && !facts.images[image].pole.empty();
-    ordered_json layer = {{"name", name},
-                          {"pole", known ? facts.images[image].pole : parsed.pole}};
+    ordered_json layer = {{"name", name}, {"pole", known ? facts.images[image].pole : parsed.pole}};
     try {
         const loader::Layer open = opened.openLayer(name);
         layer["pixelType"] = opened.plugin().pixelTypeName(open.pixelType());
@@ -37,7 +81,12 @@ ordered_json describeLayer(const loader::Product& opened, const std::string& nam
     return layer;
 }
 
-ordered_json describe(const std::string& entry) {
+struct Description {
+    ordered_json json;
+    std::vector<product::LonLat> corners;
+};
+
+Description describe(const std::string& entry) {
     const loader::Product opened(loader::Plugin::instance(), product::findProduct(entry));
     const auto facts = product::readFacts(opened.name());
     const auto names = opened.layerNames();
@@ -55,18 +104,21 @@ ordered_json describe(const std::string& entry) {
     auto layers = ordered_json::array();
     for (const std::string& name : names)
         layers.push_back(describeLayer(opened, name, facts, complexProduct, warnings));
-    return {{"file", opened.name()},
-            {"format", {{"index", opened.formatIndex()}, {"title", opened.format().title}}},
-            {"satellite", facts.satellite},
-            {"productType", facts.productType},
-            {"sensor", names.empty() ? "" : parsed(0).sensor},
-            {"complex", complexProduct},
-            {"polarizations", poles},
-            {"images", images},
-            {"layers", layers},
-            {"nodes", opened.nodeNames()},
-            {"footprint", nullptr},
-            {"warnings", warnings}};
+    const product::Footprint footprint = footprintOf(opened, names, warnings);
+    ordered_json json = {
+        {"file", opened.name()},
+        {"format", {{"index", opened.formatIndex()}, {"title", opened.format().title}}},
+        {"satellite", facts.satellite},
+        {"productType", facts.productType},
+        {"sensor", names.empty() ? "" : parsed(0).sensor},
+        {"complex", complexProduct},
+        {"polarizations", poles},
+        {"images", images},
+        {"layers", layers},
+        {"nodes", opened.nodeNames()},
+        {"footprint", footprintJson(footprint)},
+        {"warnings", warnings}};
+    return {std::move(json), footprint.corners};
 }
 
 std::string joined(const ordered_json& texts) {
@@ -76,7 +128,19 @@ std::string joined(const ordered_json& texts) {
     return line;
 }
 
-void printText(const ordered_json& info) {
+void printCorners(const std::vector<product::LonLat>& corners) {
+    static constexpr const char* names[] = {"first line, first sample", "first line, last sample",
+                                            "last line, last sample", "last line, first sample"};
+    if (corners.empty())
+        return;
+    std::cout << "corners        longitude, latitude\n";
+    for (std::size_t i = 0; i < corners.size(); ++i)
+        std::cout << "  " << names[i] << "  " << std::fixed << std::setprecision(6)
+                  << corners[i].lonDeg << "  " << corners[i].latDeg << '\n';
+}
+
+void printText(const Description& description) {
+    const ordered_json& info = description.json;
     const auto text = [&](const char* key) { return info[key].get<std::string>(); };
     std::cout << "file           " << text("file") << '\n'
               << "format         " << info["format"]["title"].get<std::string>() << '\n'
@@ -94,6 +158,7 @@ void printText(const ordered_json& info) {
                       << layer["blockWidth"] << " x " << layer["blockHeight"];
         std::cout << '\n';
     }
+    printCorners(description.corners);
     for (const auto& warning : info["warnings"])
         console::warning(warning.get<std::string>());
 }
@@ -106,10 +171,10 @@ void addInfo(CLI::App& app) {
     verb->add_option("FILE", *file, "product")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([file, json] {
-        const ordered_json info = describe(*file);
+        const Description description = describe(*file);
         if (json->count() > 0)
-            console::printJson(info);
+            console::printJson(description.json);
         else
-            printText(info);
+            printText(description);
     });
 }

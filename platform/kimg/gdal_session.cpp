@@ -1,8 +1,10 @@
 #include "kimg/gdal_session.h"
 
+#include <cpl_conv.h>
 #include <cpl_error.h>
 #include <gdal.h>
 #include <gdal_frmts.h>
+#include <ogr_srs_api.h>
 
 #include <mutex>
 
@@ -23,12 +25,30 @@ void registerDrivers() {
         GDALRegister_NITF();
         GDALRegister_MEM();
         GDALRegister_PNG();
+        GDALRegister_SRTMHGT();
+        GDALRegister_DTED();
+        GDALRegister_AAIGrid();
     });
 }
 
 const char* const* imageDrivers() {
     static constexpr const char* names[] = {"GTiff", "NITF", nullptr};
     return names;
+}
+
+const char* const* elevationDrivers() {
+    static constexpr const char* names[] = {"GTiff", "SRTMHGT", "DTED", "AAIGrid", nullptr};
+    return names;
+}
+
+std::string wktOf(void* system) {
+    const char* const options[] = {"FORMAT=WKT2_2019", nullptr};
+    char* text = nullptr;
+    std::string wkt;
+    if (system && OSRExportToWktEx(system, &text, options) == OGRERR_NONE)
+        wkt = text;
+    CPLFree(text);
+    return wkt;
 }
 
 ErrorCapture::ErrorCapture()

@@ -14,6 +14,13 @@ void registerDrivers();
 /// a driver which itself stands on this library is never asked.
 const char* const* imageDrivers();
 
+/// The names of the drivers that may open an elevation model, ended by null.
+const char* const* elevationDrivers();
+
+/// @param system  an OGRSpatialReferenceH, may be null.
+/// @return WKT2:2019; empty when there is none.
+std::string wktOf(void* system);
+
 /// While it lives, errors of this thread's GDAL calls are kept here instead of being printed;
 /// afterwards the thread's last error is what it was before. Debug messages pass.
 class ErrorCapture {

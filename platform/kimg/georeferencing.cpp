@@ -18,22 +18,13 @@ namespace {
 using kimg::DatasetLease;
 using kimg::Georeferencing;
 using kimg::ImageError;
+using kimg::wktOf;
 
 std::optional<std::array<double, 6>> geoTransformOf(GDALDatasetH dataset) {
     std::array<double, 6> transform;
     if (GDALGetGeoTransform(dataset, transform.data()) != CE_None)
         return std::nullopt;
     return transform;
-}
-
-std::string wktOf(OGRSpatialReferenceH system) {
-    const char* const options[] = {"FORMAT=WKT2_2019", nullptr};
-    char* text = nullptr;
-    std::string wkt;
-    if (system && OSRExportToWktEx(system, &text, options) == OGRERR_NONE)
-        wkt = text;
-    CPLFree(text);
-    return wkt;
 }
 
 Georeferencing readGeoreferencing(GDALDatasetH dataset) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -103,3 +104,14 @@ RF_PLATFORM_API char16_t* kmif_DictionaryEncodeToString(const KmifDictionary* di
 ///         when the text is anything but what kmif_DictionaryEncodeToString writes.
 RF_PLATFORM_API KmifDictionary* kmif_DictionaryDecodeFromString(std::u16string_view text,
                                                                 KERR_REPORT** slot);
+
+namespace kmif {
+
+struct Destroyer {
+    void operator()(KmifDesign* design) const { kmif_DesignDestroy(design); }
+    void operator()(KmifDictionary* dictionary) const { kmif_DictionaryDestroy(dictionary); }
+};
+using DesignPtr = std::unique_ptr<KmifDesign, Destroyer>;
+using DictionaryPtr = std::unique_ptr<KmifDictionary, Destroyer>;
+
+} // namespace kmif

@@ -21,19 +21,6 @@ using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr char stripmap[] = R"({"collect": {
-  "start_timestamp": "2024-03-01T10:20:29.5Z", "mode": "stripmap",
-  "image": {"rows": 1000, "columns": 2000, "pixel_spacing_row": 1.5,
-    "processed_azimuth_bandwidth": 4000, "center_pixel": {"incidence_angle": 33.25},
-    "image_geometry": {"first_line_time": "2024-03-01T10:20:30.123456789Z",
-      "delta_line_time": 0.002, "range_to_first_sample": 650000, "delta_range_sample": 0.5,
-      "ground_range_spacing": 0.75, "gr_to_sr_poly_coeffs": [3, 2, 1]}},
-  "radar": {"pointing": "right", "center_frequency": 2997924580, "prf": [{"prf": 5000},
-    {"prf": 6000}], "sampling_frequency": 7.5e8, "pulse_bandwidth": 2e8},
-  "state": {"direction": "descending", "state_vectors": [
-    {"time": "2024-03-01T10:20:25.5Z", "position": [1, 2, 3], "velocity": [4, 5, 6]},
-    {"time": "2024-03-01T10:20:27.75Z", "position": [7, 8, 9], "velocity": [10, 11, 12]}]}}})";
-
 const std::string geometry = "collect.image.image_geometry.";
 
 struct CapellaReadnodes : testing::Test {
@@ -41,8 +28,7 @@ struct CapellaReadnodes : testing::Test {
     ProductTree tree;
 
     CapellaReadnodes() {
-        std::istringstream text(stripmap);
-        boost::property_tree::read_json(text, tree);
+        boost::property_tree::read_json(RF_SAR_TEST_DATA "/capella_extended.json", tree);
     }
 
     std::string write(const std::string& name, const ProductTree& document) const {

@@ -12,72 +12,12 @@
 #include <gmock/gmock.h>
 
 #include <set>
-#include <sstream>
 
 namespace {
 
 using support::ProductTree;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-constexpr char document[] = R"(<product xmlns="rcmGsProductSchema">
-<sourceAttributes><satellite>RCM-1</satellite><beamMode>Medium Resolution 16m</beamMode>
- <radarParameters><beams>A</beams><polarizations>HH</polarizations>
-  <radarCenterFrequency>2997924580</radarCenterFrequency>
-  <prfInformation><pulseRepetitionFrequency>100</pulseRepetitionFrequency></prfInformation>
-  <prfInformation><pulseRepetitionFrequency>200</pulseRepetitionFrequency></prfInformation>
-  <antennaPointing>Right</antennaPointing>
-  <adcSamplingRate>3e7</adcSamplingRate><adcSamplingRate>4e7</adcSamplingRate></radarParameters>
- <orbitAndAttitude><orbitInformation><passDirection>Descending</passDirection>
-  <stateVector><timeStamp>2023-07-08T01:02:03.000004Z</timeStamp>
-   <xPosition>1</xPosition><yPosition>2</yPosition><zPosition>3</zPosition>
-   <xVelocity>4500</xVelocity><yVelocity>0</yVelocity><zVelocity>6000</zVelocity></stateVector>
-  <stateVector><timeStamp>2023-07-08T01:02:04.500004Z</timeStamp>
-   <xPosition>7</xPosition><yPosition>8</yPosition><zPosition>9</zPosition>
-   <xVelocity>0</xVelocity><yVelocity>7500</yVelocity><zVelocity>0</zVelocity></stateVector>
- </orbitInformation></orbitAndAttitude></sourceAttributes>
-<imageGenerationParameters>
- <generalProcessingInformation><productType>SLC</productType></generalProcessingInformation>
- <sarProcessingInformation>
-  <zeroDopplerTimeFirstLine>2023-07-08T01:02:06.000000Z</zeroDopplerTimeFirstLine>
-  <zeroDopplerTimeLastLine>2023-07-08T01:02:12.000000Z</zeroDopplerTimeLastLine>
-  <totalProcessedRangeBandwidth>5e7</totalProcessedRangeBandwidth>
-  <totalProcessedAzimuthBandwidth>1500</totalProcessedAzimuthBandwidth>
-  <azimuthWindow><windowName>Hamming</windowName>
-   <windowCoefficient>0.7</windowCoefficient></azimuthWindow>
-  <rangeWindow><windowName>Kaiser</windowName>
-   <windowCoefficient>2.9</windowCoefficient></rangeWindow>
- </sarProcessingInformation>
- <slantRangeToGroundRange><slantRangeTimeToFirstRangeSample>0.004</slantRangeTimeToFirstRangeSample>
-  <groundToSlantRangeCoefficients>1 2.5e0
-   3</groundToSlantRangeCoefficients></slantRangeToGroundRange>
-</imageGenerationParameters>
-<imageReferenceAttributes><incidenceAngleFileName>angles.xml</incidenceAngleFileName>
- <rasterAttributes><sampledPixelSpacing>2</sampledPixelSpacing>
-  <sampledLineSpacing>3</sampledLineSpacing><lineTimeOrdering>Increasing</lineTimeOrdering>
-  <pixelTimeOrdering>Decreasing</pixelTimeOrdering></rasterAttributes>
- <geographicInformation><ellipsoidParameters><semiMajorAxis>6378137</semiMajorAxis>
-  <semiMinorAxis>6356752.25</semiMinorAxis><geodeticTerrainHeight>45</geodeticTerrainHeight>
- </ellipsoidParameters></geographicInformation></imageReferenceAttributes>
-<sceneAttributes><imageAttributes><ipdf>../i.tif</ipdf><numLines>301</numLines>
- <samplesPerLine>200</samplesPerLine><slantRangeNearEdge>599802</slantRangeNearEdge>
-</imageAttributes></sceneAttributes>
-<dopplerCentroid><numberOfEstimates>3</numberOfEstimates>
- <dopplerCentroidEstimate>
-  <timeOfDopplerCentroidEstimate>2023-07-08T01:02:08.000000Z</timeOfDopplerCentroidEstimate>
-  <dopplerCentroidReferenceTime>0.0041</dopplerCentroidReferenceTime>
-  <dopplerCentroidCoefficients>50 1</dopplerCentroidCoefficients></dopplerCentroidEstimate>
- <dopplerCentroidEstimate>
-  <timeOfDopplerCentroidEstimate>2023-07-08T01:02:09.500000Z</timeOfDopplerCentroidEstimate>
-  <dopplerCentroidReferenceTime>0.0042</dopplerCentroidReferenceTime>
-  <dopplerCentroidCoefficients>60 2</dopplerCentroidCoefficients></dopplerCentroidEstimate>
- <dopplerCentroidEstimate>
-  <timeOfDopplerCentroidEstimate>2023-07-08T01:02:11.000000Z</timeOfDopplerCentroidEstimate>
-  <dopplerCentroidReferenceTime>0.0043</dopplerCentroidReferenceTime>
-  <dopplerCentroidCoefficients>70 3 4 x 5</dopplerCentroidCoefficients></dopplerCentroidEstimate>
-</dopplerCentroid>
-<dopplerRate><dopplerRateEstimate><dopplerRateCoefficients>-2000 5</dopplerRateCoefficients>
-</dopplerRateEstimate></dopplerRate></product>)";
 
 const std::string estimates = "product.dopplerCentroid.";
 const std::string processing = "product.imageGenerationParameters.sarProcessingInformation.";
@@ -93,8 +33,8 @@ struct RcmReadnodes : testing::Test {
     }
 
     void reset() {
-        std::istringstream text(document);
-        boost::property_tree::read_xml(text, tree);
+        tree.clear();
+        boost::property_tree::read_xml(RF_SAR_TEST_DATA "/rcm_product.xml", tree);
     }
 
     void writeAngles(const std::vector<std::string>& angles) const {
@@ -292,10 +232,11 @@ TEST_F(RcmReadnodes, AnyElementMayBeMissing) {
 }
 
 TEST_F(RcmReadnodes, TheTreeOfDiscoveryServesUnlessTheFileChanged) {
-    const std::string name = folder.write("product.xml", document);
+    const auto write = [this] { boost::property_tree::write_xml(product(), tree); };
     const auto linesAfter = [&](const std::function<void()>& change) {
+        write();
         rcmImageMetadata reader;
-        reader.fileName = ktxt::widen(name);
+        reader.fileName = ktxt::widen(product());
         std::uint32_t index = 0;
         kerr::Slot slot;
         EXPECT_FALSE(reader.getReferencedFiles(&index, slot).empty());
@@ -304,10 +245,12 @@ TEST_F(RcmReadnodes, TheTreeOfDiscoveryServesUnlessTheFileChanged) {
         return record ? record->numberOfLines : 0;
     };
     EXPECT_EQ(linesAfter([] {}), 301);
-    std::string other = document;
-    other.replace(other.find(">301<"), 5, ">1302<");
-    EXPECT_EQ(linesAfter([&] { folder.write("product.xml", other); }), 1302);
+    EXPECT_EQ(linesAfter([&] {
+                  tree.put("product.sceneAttributes.imageAttributes.numLines", 1302);
+                  write();
+              }),
+              1302);
     const support::Log log;
-    EXPECT_EQ(linesAfter([&] { std::filesystem::remove(name); }), 0);
+    EXPECT_EQ(linesAfter([&] { std::filesystem::remove(product()); }), 0);
     EXPECT_THAT(log.text(), HasSubstr("does not exist"));
 }

@@ -1,0 +1,151 @@
+#include "kxfr/part.h"
+
+#include <cmath>
+#include <limits>
+
+namespace kxfr {
+namespace {
+
+using sarm::ModelParameters;
+
+/// Points at a time: a few pages of stack, and long runs for the model.
+constexpr std::size_t batch = 256;
+
+class RangeDoppler final : public Part {
+public:
+    explicit RangeDoppler(const ModelParameters& parameters) : model_(parameters) {}
+
+    std::string_view designName() const override { return "RangeDoppler"; }
+    std::string_view to() const override { return "pixels"; }
+    const void* data() const override { return &model_.parameters(); }
+    bool usesHeight() const override { return true; }
+    double sceneHeightM() const override { return model_.parameters().terrainHeightM; }
+
+    void towardsPixels(std::span<KxfrMapPoint> points) const override {
+        sarm::GroundPosition ground[batch];
+        sarm::ImagePosition image[batch];
+        for (std::size_t done = 0; done < points.size(); done += batch) {
+            const auto some = points.subspan(done, std::min(batch, points.size() - done));
+            for (std::size_t i = 0; i < some.size(); ++i)
+                ground[i] = {some[i].x, some[i].y, some[i].heightM};
+            model_.groundToImage(std::span(ground, some.size()), std::span(image, some.size()));
+            for (std::size_t i = 0; i < some.size(); ++i)
+                some[i] = {image[i].sample, image[i].line, some[i].heightM};
+        }
+    }
+
+    void towardsMap(std::span<KxfrMapPoint> points) const override {
+        sarm::GroundPosition ground[batch];
+        sarm::ImagePosition image[batch];
+        for (std::size_t done = 0; done < points.size(); done += batch) {
+            const auto some = points.subspan(done, std::min(batch, points.size() - done));
+            for (std::size_t i = 0; i < some.size(); ++i) {
+                image[i] = {some[i].x, some[i].y};
+                ground[i].heightM = some[i].heightM;
+            }
+            model_.imageToGround(std::span(image, some.size()), std::span(ground, some.size()));
+            for (std::size_t i = 0; i < some.size(); ++i)
+                some[i] = {ground[i].lonDeg, ground[i].latDeg, some[i].heightM};
+        }
+    }
+
+private:
+    sarm::Model model_;
+};
+
+void requirePositive(double number, const char* name) {
+    if (!(number > 0))
+        throw std::runtime_error(std::string(name) + " is not positive");
+}
+
+void requireDegree(int degree, const char* name) {
+    if (degree < 0 || degree > sarm::maxOrbitDegree)
+        throw std::runtime_error(std::string(name) + " is out of range");
+}
+
+/// The model trusts its numbers; texts from outside are checked here.
+void check(const ModelParameters& p) {
+    requireFinite({{p.ellipsoid.semiMajorAxisM, p.ellipsoid.semiMinorAxisM, p.terrainHeightM,
+                    p.startTimeS, p.imageDurationS, p.side, p.grid.timeOfLine0S,
+                    p.grid.timePerLineS, p.grid.rangeOfSample0M, p.grid.rangePerSampleM,
+                    p.grid.rangeExtentM, p.orbit.centreTimeS, p.orbit.halfSpanS}});
+    requireFinite(p.grid.slantRange);
+    for (const auto& axis : p.orbit.position)
+        requireFinite(axis);
+    for (const auto& axis : p.orbit.velocity)
+        requireFinite(axis);
+    requirePositive(p.ellipsoid.semiMajorAxisM, "semiMajorAxis");
+    requirePositive(p.ellipsoid.semiMinorAxisM, "semiMinorAxis");
+    requirePositive(p.imageDurationS, "imageDuration");
+    requirePositive(p.orbit.halfSpanS, "halfSpan");
+    requirePositive(p.grid.numberOfLines, "numberOfLines");
+    requirePositive(p.grid.numberOfSamples, "numberOfSamples");
+    requirePositive(std::abs(p.grid.timePerLineS), "timePerLine");
+    requirePositive(std::abs(p.grid.rangePerSampleM), "rangePerSample");
+    requireDegree(p.orbit.positionDegree, "positionDegree");
+    requireDegree(p.orbit.velocityDegree, "velocityDegree");
+    if (std::abs(p.side) != 1)
+        throw std::runtime_error("side is neither 1 nor -1");
+}
+
+using kmif::DesignPtr;
+
+constexpr std::size_t orbitNumbers = 3 * (sarm::maxOrbitDegree + 1);
+
+DesignPtr ellipsoidDesign(KERR_REPORT** slot) {
+    return DesignPtr(
+        kmif_DesignCreate(nullptr, "Ellipsoid",
+                          {{kmifFloat64, "semiMajorAxis"}, {kmifFloat64, "semiMinorAxis"}}, slot));
+}
+
+DesignPtr gridDesign(KERR_REPORT** slot) {
+    return DesignPtr(kmif_DesignCreate(nullptr, "RadarGrid",
+                                       {{kmifInt32, "numberOfLines"},
+                                        {kmifInt32, "numberOfSamples"},
+                                        {kmifFloat64, "timeOfLine0"},
+                                        {kmifFloat64, "timePerLine"},
+                                        {kmifFloat64, "rangeOfSample0"},
+                                        {kmifFloat64, "rangePerSample"},
+                                        {kmifFloat64, "rangeExtent"},
+                                        {kmifInline + kmifFloat64, "slantRange", 6}},
+                                       slot));
+}
+
+DesignPtr orbitDesign(KERR_REPORT** slot) {
+    return DesignPtr(kmif_DesignCreate(nullptr, "Orbit",
+                                       {{kmifFloat64, "centreTime"},
+                                        {kmifFloat64, "halfSpan"},
+                                        {kmifInt32, "positionDegree"},
+                                        {kmifInt32, "velocityDegree"},
+                                        {kmifInline + kmifFloat64, "position", orbitNumbers},
+                                        {kmifInline + kmifFloat64, "velocity", orbitNumbers}},
+                                       slot));
+}
+
+} // namespace
+
+PartPtr makeRangeDoppler(const ModelParameters& parameters) {
+    check(parameters);
+    return std::make_unique<RangeDoppler>(parameters);
+}
+
+// The design describes sarm::ModelParameters where it lies; a member that it lacks would change
+// the size. (Kxfr.DesignsDescribeTheStructures)
+KmifDesign* rangeDopplerDesign(KERR_REPORT** slot) {
+    const DesignPtr ellipsoid = ellipsoidDesign(slot);
+    const DesignPtr grid = gridDesign(slot);
+    const DesignPtr orbit = orbitDesign(slot);
+    if (!ellipsoid || !grid || !orbit)
+        return nullptr;
+    return kmif_DesignCreate(nullptr, "RangeDoppler",
+                             {{kmifNested, "ellipsoid", 1, ellipsoid.get()},
+                              {kmifFloat64, "terrainHeight"},
+                              {kmifFloat64, "startTime"},
+                              {kmifFloat64, "imageDuration"},
+                              {kmifFloat64, "side"},
+                              {kmifNested, "grid", 1, grid.get()},
+                              {kmifNested, "orbit", 1, orbit.get()}},
+                             slot);
+}
+
+} // namespace kxfr
