@@ -9,6 +9,7 @@
 
 #include <boost/thread/locks.hpp>
 
+#include <memory>
 #include <new>
 
 namespace {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "product/product_document.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -26,6 +28,8 @@ struct ProductFacts {
     std::vector<std::string> furtherFiles;
     std::int64_t samplesPerLine = 0; ///< as stated, 0 when it is not
 };
+
+ProductFacts readFacts(const ProductDocument& document);
 
 /// Reads the facts of a product file that the plug-in has opened (.xml or .json).
 /// @throws loader::Error naming the file when it cannot be read.
