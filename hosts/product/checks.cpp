@@ -7,6 +7,7 @@
 #include "product/product_facts.h"
 
 #include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
 #include "records/calibration_lut_record.h"
 
 
@@ -135,7 +136,7 @@ void checkTables(const Subject& subject, Findings& findings) {
     std::size_t good = 0;
     for (const CalibrationTable& table : tables)
         try {
-            static_cast<void>(readCalibration(subject.document, table, width, true));
+            static_cast<void>(readCalibration(subject.opened, subject.document, table, width, true));
             ++good;
         } catch (const loader::Error& error) {
             findings.add(Verdict::fail, error.what());
