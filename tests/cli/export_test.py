@@ -66,7 +66,8 @@ class Pixels(ExportCase):
                              None if method == "none" else method.upper())
             sizes[method] = (self.folder / f"{method}.tif").stat().st_size
         self.assertLess(sizes["zstd"], sizes["none"])
-        band = self.export(product, "--overviews").GetRasterBand(1)
+        image = self.export(product, "--overviews")
+        band = image.GetRasterBand(1)
         self.assertEqual([band.GetOverview(i).XSize for i in range(band.GetOverviewCount())],
                          [550, 275])
         power = (expected.astype(float) ** 2).reshape(600, 2, 550, 2).mean(axis=(1, 3))
@@ -98,7 +99,7 @@ class Place(ExportCase):
         for target in targets:
             transformer = gdal.Transformer(image, None, options + (
                 [f"RPC_HEIGHT={target['height']}"] if "RPC" in method.values() else []))
-            ok, (lat, lon, _) = transformer.TransformPoint(
+            ok, (lon, lat, _) = transformer.TransformPoint(
                 0, target["sample"] + 0.5 - window[0], target["line"] + 0.5 - window[1])
             self.assertTrue(ok)
             found.append((lon, lat))
