@@ -1,11 +1,6 @@
 #include "product/product_facts.h"
 
-#include "kfio/kfio.h"
-#include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"
-#include "kstr/kstr.h"
-#include "ktxt/ktxt.h"
-#include "loader/plugin.h"
 
 #include <algorithm>
 #include <sstream>
@@ -25,14 +20,13 @@ ImageFact imageFact(const ProductTree& element) {
 }
 
 /// RADARSAT-2 and RCM: one element a file, whose `pole` attribute is the truth.
-ProductFacts factsOfXml(const ProductTree& document) {
-    const ProductTree& product = document.get_child("product");
+ProductFacts factsOfXml(const ProductTree& product) {
     ProductFacts facts;
-    facts.satellite = product.get<std::string>("sourceAttributes.satellite", "");
-    facts.productType = product.get<std::string>(
-        "imageGenerationParameters.generalProcessingInformation.productType", "");
-    facts.polarizations = splitAtBlanks(
-        product.get<std::string>("sourceAttributes.radarParameters.polarizations", ""));
+    facts.satellite = textAt(product, "sourceAttributes/satellite");
+    facts.productType =
+        textAt(product, "imageGenerationParameters/generalProcessingInformation/productType");
+    facts.polarizations =
+        splitAtBlanks(textAt(product, "sourceAttributes/radarParameters/polarizations"));
     for (const char* parent : {"imageAttributes", "sceneAttributes.imageAttributes"})
         if (const auto images = product.get_child_optional(parent))
             for (const auto& [key, element] : *images)
@@ -42,46 +36,29 @@ ProductFacts factsOfXml(const ProductTree& document) {
 }
 
 ProductFacts factsOfItem(const ProductTree& item) {
-    // Keys hold dots and colons, so that paths use another separator.
-    const auto at = [](const char* path) { return ProductTree::path_type(path, '/'); };
     ProductFacts facts;
-    facts.satellite = item.get<std::string>(at("properties/platform"), "");
-    facts.productType = item.get<std::string>(at("properties/sar:product_type"), "");
-    if (const auto poles = item.get_child_optional(at("properties/sar:polarizations")))
+    facts.satellite = textAt(item, "properties/platform");
+    facts.productType = textAt(item, "properties/sar:product_type");
+    if (const auto poles =
+            item.get_child_optional(ProductTree::path_type("properties/sar:polarizations", '/')))
         for (const auto& [key, pole] : *poles)
             facts.polarizations.push_back(pole.data());
     if (!facts.polarizations.empty()) {
         const std::string& last = facts.polarizations.back();
-        const auto href =
-            item.get<std::string>(ProductTree::path_type("assets/" + last + "/href", '/'), "");
-        facts.images.push_back({kfnp::lastComponent(href), last});
+        facts.images.push_back({textAt(item, "assets/" + last + "/href"), last});
     }
     return facts;
 }
 
 ProductFacts factsOfExtended(const ProductTree& extended) {
     ProductFacts facts;
-    facts.satellite = extended.get<std::string>("collect.platform", "");
-    facts.productType = extended.get<std::string>("product_type", "");
-    const auto pole = extended.get<std::string>("collect.radar.transmit_polarization", "") +
-                      extended.get<std::string>("collect.radar.receive_polarization", "");
+    facts.satellite = textAt(extended, "collect/platform");
+    facts.productType = textAt(extended, "product_type");
+    const std::string pole = textAt(extended, "collect/radar/transmit_polarization") +
+                             textAt(extended, "collect/radar/receive_polarization");
     facts.polarizations = {pole};
     facts.images = {{"", pole}};
     return facts;
-}
-
-ProductFacts factsOfJson(const std::string& file, const ProductTree& document) {
-    if (document.count("properties") != 0)
-        return factsOfItem(document);
-    // The extended file was named; its item, when it is there, is what the plug-in reads.
-    std::string item = file;
-    const auto slash = item.rfind('/') + 1;
-    const auto mark = item.find("_extended", slash);
-    if (mark != std::string::npos)
-        item.erase(mark, 9);
-    if (item != file && kfio::fileState(item).isRegularFile)
-        return factsOfItem(kfio::readJsonTree(item));
-    return factsOfExtended(document);
 }
 
 bool hasSarModelType(const ProductFacts& facts) {
@@ -93,15 +70,18 @@ bool hasSarModelType(const ProductFacts& facts) {
 
 } // namespace
 
+ProductFacts readFacts(const ProductDocument& document) {
+    if (document.kind != ProductDocument::Kind::capella)
+        return factsOfXml(document.root);
+    ProductFacts facts =
+        document.root.empty() ? factsOfExtended(document.extended) : factsOfItem(document.root);
+    for (ImageFact& image : facts.images)
+        image.file = kfnp::lastComponent(image.file);
+    return facts;
+}
+
 ProductFacts readFacts(const std::string& productFile) {
-    try {
-        const bool xml =
-            kstr_Eqic(kfnp_FileNameGetExtPart(ktxt::widen(productFile)), u".xml");
-        return xml ? factsOfXml(kfio::readXmlTree(productFile))
-                   : factsOfJson(productFile, kfio::readJsonTree(productFile));
-    } catch (const boost::property_tree::ptree_error& error) {
-        throw loader::Error(productFile + ": " + error.what());
-    }
+    return readFacts(readDocument(productFile));
 }
 
 LayerName parseLayerName(const std::string& name) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "product/product_document.h"
+
 #include <string>
 #include <vector>
 
@@ -20,6 +22,8 @@ struct ProductFacts {
     std::vector<std::string> polarizations; ///< the list as the product writes it
     std::vector<ImageFact> images;
 };
+
+ProductFacts readFacts(const ProductDocument& document);
 
 /// Reads the facts of a product file that the plug-in has opened (.xml or .json).
 /// @throws loader::Error naming the file when it cannot be read.

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "catalogue.h"
+
+#include <memory>
+
+class GDALRasterBand;
+
+namespace rf_sar_gdal {
+
+/// @param opened  the product that the entry is of; the band keeps it open.
+/// @return a band that knows its size, type and blocks, to be handed to a dataset.
+/// @throws loader::Error naming the file when what the entry stands for cannot be opened.
+std::unique_ptr<GDALRasterBand> makeBand(const std::shared_ptr<const OpenedProduct>& opened,
+                                         const Entry& entry);
+
+} // namespace rf_sar_gdal

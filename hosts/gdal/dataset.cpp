@@ -1,0 +1,178 @@
+#include "dataset.h"
+
+#include "dataset_name.h"
+#include "kfio/kfio.h"
+#include "metadata_items.h"
+
+#include <algorithm>
+
+namespace rf_sar_gdal {
+namespace {
+
+bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
+    return a.GetXSize() == b.GetXSize() && a.GetYSize() == b.GetYSize() &&
+           a.GetRasterDataType() == b.GetRasterDataType();
+}
+
+} // namespace
+
+SarDataset::SarDataset(const OpenRequest& request)
+    : opened_(std::make_shared<OpenedProduct>(request.file)) {
+    SetDescription(request.description.c_str());
+    if (!opened_->document.fault.empty())
+        CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
+                 opened_->document.fault.c_str());
+    const std::vector<Entry> entries = catalogue(*opened_);
+    addBands(request, entries);
+    if (request.layer.empty())
+        listSubdatasets(entries);
+    // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
+    for (const auto& [key, text] : metadataItems(opened_->document))
+        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str());
+    const ProductImage* image = shown_.empty() ? opened_->firstImage() : shown_.front().image;
+    reference_ = georeference(*opened_, image, request.georef);
+    for (const auto& [key, text] : reference_.rpc)
+        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str(), "RPC");
+    nameSidecars(request);
+}
+
+/// @throws loader::Error when the product has nothing of that name.
+std::vector<Entry> SarDataset::chosen(const OpenRequest& request,
+                                      const std::vector<Entry>& entries) const {
+    std::vector<Entry> found;
+    if (request.layer.empty() && request.calibration.empty())
+        return wholeProduct(entries);
+    for (const Entry& entry : entries)
+        if (request.layer.empty()
+                ? entry.kind == Entry::Kind::calibrated &&
+                      EQUAL(nameOf(entry.table.kind).c_str(), request.calibration.c_str())
+                : EQUAL(entry.name.c_str(), request.layer.c_str()))
+            found.push_back(entry);
+    if (!found.empty())
+        return found;
+    throw loader::Error(opened_->product.name() + ": the product has " +
+                        (request.layer.empty() ? "no tables for " + request.calibration
+                                               : "no layer \"" + request.layer + "\""));
+}
+
+/// A product whose images differ, or are not all there, shows its list of subdatasets alone; an
+/// entry that was asked for by name must open.
+void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& entries) {
+    const bool whole = request.layer.empty() && request.calibration.empty();
+    shown_ = chosen(request, entries);
+    std::vector<std::unique_ptr<GDALRasterBand>> bands;
+    try {
+        for (const Entry& entry : shown_) {
+            bands.push_back(makeBand(opened_, entry));
+            if (!sameShape(*bands.front(), *bands.back()))
+                throw loader::Error(opened_->product.name() +
+                                    ": its layers differ in size or type");
+        }
+    } catch (const loader::Error& error) {
+        if (!whole)
+            throw;
+        CPLError(CE_Warning, CPLE_AppDefined, "%s; only the subdatasets are listed", error.what());
+        bands.clear();
+        shown_.clear();
+    }
+    nRasterXSize = bands.empty() ? 512 : bands.front()->GetXSize();
+    nRasterYSize = bands.empty() ? 512 : bands.front()->GetYSize();
+    for (auto& band : bands)
+        SetBand(nBands + 1, band.release());
+}
+
+void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
+    CPLStringList list;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const std::string key = "SUBDATASET_" + std::to_string(i + 1);
+        list.SetNameValue((key + "_NAME").c_str(),
+                          formatDatasetName({opened_->product.name(), entries[i].name}).c_str());
+        list.SetNameValue((key + "_DESC").c_str(),
+                          (entries[i].name + " - " + entries[i].description).c_str());
+    }
+    GDALMajorObject::SetMetadata(list.List(), "SUBDATASETS");
+}
+
+/// Statistics go into <product file>.aux.xml under the entry's name, overviews into
+/// <product file>.<entry>.ovr, both only when the user asks for them.
+void SarDataset::nameSidecars(const OpenRequest& request) {
+    const std::string& shown = request.layer.empty() ? request.calibration : request.layer;
+    std::string stem = opened_->product.name();
+    SetPhysicalFilename(stem.c_str());
+    if (!shown.empty()) {
+        SetSubdatasetName(shown.c_str());
+        stem += "." + shown;
+    }
+    TryLoadXML();
+    oOvManager.Initialize(this, stem.c_str());
+}
+
+char** SarDataset::GetFileList() {
+    CPLStringList files;
+    const auto add = [&](const std::string& file) {
+        if (!file.empty() && files.FindString(file.c_str()) < 0 &&
+            kfio::fileState(file).isRegularFile)
+            files.AddString(file.c_str());
+    };
+    add(opened_->product.name());
+    const CPLStringList sidecars(GDALPamDataset::GetFileList());
+    for (int i = 0; i < sidecars.size(); ++i)
+        add(sidecars[i]); // and what GDAL takes for the dataset's own file, unless it is a folder
+    add(opened_->document.file);
+    add(opened_->document.extendedFile);
+    for (const ProductImage& image : opened_->images)
+        add(image.file);
+    for (const auto& table : product::calibrationTables(opened_->document))
+        add(table.file);
+    for (const auto& table : product::noiseTables(opened_->document))
+        add(table.file);
+    add(product::incidenceFile(opened_->document));
+    return files.StealList();
+}
+
+CPLErr SarDataset::GetGeoTransform(double* transform) {
+    if (!reference_.geoTransform)
+        return GDALPamDataset::GetGeoTransform(transform);
+    std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
+    return CE_None;
+}
+
+const OGRSpatialReference* SarDataset::GetSpatialRef() const {
+    return reference_.geoTransform ? &reference_.system : GDALPamDataset::GetSpatialRef();
+}
+
+int SarDataset::GetGCPCount() {
+    return reference_.gcps.count();
+}
+
+const OGRSpatialReference* SarDataset::GetGCPSpatialRef() const {
+    return reference_.gcps.count() == 0 ? nullptr : &reference_.system;
+}
+
+const GDAL_GCP* SarDataset::GetGCPs() {
+    return reference_.gcps.data();
+}
+
+CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int* factors,
+                                   int bandCount, const int* bandNumbers, GDALProgressFunc progress,
+                                   void* progressData, CSLConstList options) {
+    const auto any = [&](auto is) {
+        return std::any_of(shown_.begin(), shown_.end(), [&](const Entry& e) { return (e.*is)(); });
+    };
+    const char* method = resampling;
+    if (EQUAL(resampling, "AVERAGE")) {
+        if (any(&Entry::isPhase)) {
+            CPLError(CE_Failure, CPLE_NotSupported,
+                     "%s: phases cannot be averaged; use the resampling method nearest",
+                     GetDescription());
+            return CE_Failure;
+        }
+        // Neighbouring magnitudes are averaged by their power.
+        if (any(&Entry::isMagnitude))
+            method = "RMS";
+    }
+    return GDALDataset::IBuildOverviews(method, count, factors, bandCount, bandNumbers, progress,
+                                        progressData, options);
+}
+
+} // namespace rf_sar_gdal

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "bands.h"
+#include "georeference.h"
+
+#include <cpl_string.h>
+#include <gdal_pam.h>
+
+namespace rf_sar_gdal {
+
+/// How a user asks for a product.
+struct OpenRequest {
+    std::string description; ///< the name that GDAL was given
+    std::string file;        ///< as product::findProduct gives it
+    std::string layer;       ///< an entry's name; "" for the product as a whole
+    std::string calibration; ///< SIGMA_NOUGHT, ...; "" for the samples as they are
+    GeorefChoice georef = GeorefChoice::automatic;
+};
+
+/// A product as a whole, or one entry of it. One thread at a time, as GDAL has it; any number of
+/// datasets in parallel.
+class SarDataset final : public GDALPamDataset {
+public:
+    /// @throws loader::Error naming the file.
+    explicit SarDataset(const OpenRequest& request);
+
+    char** GetFileList() override;
+    CPLErr GetGeoTransform(double* transform) override;
+    const OGRSpatialReference* GetSpatialRef() const override;
+    int GetGCPCount() override;
+    const OGRSpatialReference* GetGCPSpatialRef() const override;
+    const GDAL_GCP* GetGCPs() override;
+
+protected:
+    /// Into a file beside the product named after what is open, so that each entry has its own.
+    CPLErr IBuildOverviews(const char* resampling, int count, const int* factors, int bandCount,
+                           const int* bandNumbers, GDALProgressFunc progress, void* progressData,
+                           CSLConstList options) override;
+
+private:
+    std::vector<Entry> chosen(const OpenRequest& request, const std::vector<Entry>& entries) const;
+    void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
+    void listSubdatasets(const std::vector<Entry>& entries);
+    void nameSidecars(const OpenRequest& request);
+
+    std::shared_ptr<const OpenedProduct> opened_;
+    std::vector<Entry> shown_; ///< one a band
+    Georeference reference_;
+};
+
+} // namespace rf_sar_gdal

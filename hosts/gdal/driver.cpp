@@ -1,0 +1,84 @@
+#include "dataset.h"
+#include "dataset_name.h"
+#include "identify.h"
+#include "product/find_product.h"
+
+#include <gdal_priv.h>
+
+namespace rf_sar_gdal {
+namespace {
+
+constexpr char openOptions[] =
+    "<OpenOptionList>"
+    "<Option name='LAYER' type='string' description='name of one layer, as a subdataset has it'/>"
+    "<Option name='CALIBRATION' type='string-select' description='bands as linear power'>"
+    "<Value>NONE</Value><Value>SIGMA_NOUGHT</Value><Value>BETA_NOUGHT</Value>"
+    "<Value>GAMMA</Value></Option>"
+    "<Option name='GEOREF' type='string-select' default='AUTO' description='georeferencing'>"
+    "<Value>AUTO</Value><Value>MODEL</Value><Value>RPC</Value><Value>GCP</Value>"
+    "<Value>PRODUCT</Value></Option>"
+    "</OpenOptionList>";
+
+OpenRequest requestOf(const GDALOpenInfo& info) {
+    OpenRequest request;
+    request.description = info.pszFilename;
+    DatasetName name{info.pszFilename, ""};
+    if (STARTS_WITH_CI(info.pszFilename, connectionPrefix.data()))
+        name = parseDatasetName(info.pszFilename);
+    request.file = product::findProduct(name.file);
+    request.layer = CSLFetchNameValueDef(info.papszOpenOptions, "LAYER", name.layer.c_str());
+    const char* calibration = CSLFetchNameValueDef(info.papszOpenOptions, "CALIBRATION", "NONE");
+    if (!EQUAL(calibration, "NONE"))
+        request.calibration = CPLString(calibration).toupper();
+    request.georef = parseGeorefChoice(CSLFetchNameValueDef(info.papszOpenOptions, "GEOREF", ""));
+    if (!request.layer.empty() && !request.calibration.empty())
+        throw loader::Error(request.file + ": LAYER and CALIBRATION exclude each other");
+    return request;
+}
+
+int identifyCallback(GDALOpenInfo* info) {
+    return identify(*info) ? TRUE : FALSE;
+}
+
+GDALDataset* open(GDALOpenInfo* info) {
+    if (!identify(*info))
+        return nullptr;
+    if (info->eAccess == GA_Update) {
+        CPLError(CE_Failure, CPLE_NotSupported, "%s: SAR products are opened for reading only",
+                 info->pszFilename);
+        return nullptr;
+    }
+    try {
+        return new SarDataset(requestOf(*info));
+    } catch (const std::exception& error) {
+        CPLError(CE_Failure, CPLE_OpenFailed, "%s", error.what());
+        return nullptr;
+    }
+}
+
+void registerDriver() {
+    if (GDALGetDriverByName("RF_SAR"))
+        return;
+    auto* driver = new GDALDriver();
+    driver->SetDescription("RF_SAR");
+    driver->SetMetadataItem(GDAL_DCAP_RASTER, "YES");
+    driver->SetMetadataItem(GDAL_DCAP_VIRTUALIO, "YES");
+    driver->SetMetadataItem(GDAL_DMD_SUBDATASETS, "YES");
+    driver->SetMetadataItem(GDAL_DMD_LONGNAME, "RADARSAT-2, RCM and Capella SAR products");
+    driver->SetMetadataItem(GDAL_DMD_CONNECTION_PREFIX, connectionPrefix.data());
+    driver->SetMetadataItem(GDAL_DMD_OPENOPTIONLIST, openOptions);
+    driver->pfnIdentify = identifyCallback;
+    driver->pfnOpen = open;
+    GetGDALDriverManager()->RegisterDriver(driver);
+}
+
+} // namespace
+} // namespace rf_sar_gdal
+
+/// What GDAL calls after loading the library, by the library's name or by the general one.
+extern "C" __attribute__((visibility("default"))) void GDALRegister_RF_SAR() {
+    rf_sar_gdal::registerDriver();
+}
+extern "C" __attribute__((visibility("default"))) void GDALRegisterMe() {
+    rf_sar_gdal::registerDriver();
+}

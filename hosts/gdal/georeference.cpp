@@ -1,0 +1,118 @@
+#include "georeference.h"
+
+#include "kimg/georeferencing.h"
+#include "product/ground_ties.h"
+
+#include <cpl_string.h>
+
+namespace rf_sar_gdal {
+namespace {
+
+kimg::Georeferencing ofImageFile(const ProductImage* image) {
+    if (!image || !image->samples)
+        return {};
+    kerr::Slot slot;
+    auto found = kimg::georeferencing(image->samples->layer(), slot);
+    if (!found)
+        throw loader::Error(image->file +
+                            ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
+    return *std::move(found);
+}
+
+OGRSpatialReference systemOf(const std::string& wkt) {
+    OGRSpatialReference system;
+    if (!wkt.empty())
+        system.importFromWkt(wkt.c_str());
+    system.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return system;
+}
+
+/// The product counts from the centre of the first pixel, GDAL from its outer corner.
+std::vector<GroundTie> tiesOf(const std::vector<product::TiePoint>& points) {
+    std::vector<GroundTie> ties;
+    for (const product::TiePoint& point : points)
+        ties.push_back(
+            {point.sample + 0.5, point.line + 0.5, point.lonDeg, point.latDeg, point.heightM});
+    return ties;
+}
+
+void setTies(Georeference& reference, std::vector<GroundTie> ties) {
+    reference.system = avoidBreaks(ties);
+    reference.gcps = GcpList(ties);
+}
+
+void addOwnTies(Georeference& reference, const OpenedProduct& opened,
+                const kimg::Georeferencing& file) {
+    std::vector<GroundTie> ties = tiesOf(product::tiePoints(opened.document));
+    if (!ties.empty())
+        return setTies(reference, std::move(ties));
+    for (const kimg::GroundControlPoint& gcp : file.gcps)
+        ties.push_back({gcp.pixel, gcp.line, gcp.x, gcp.y, gcp.z});
+    const OGRSpatialReference system = systemOf(file.wkt);
+    if (system.IsGeographic())
+        return setTies(reference, std::move(ties));
+    reference.system = system;
+    reference.gcps = GcpList(ties);
+}
+
+void addModelTies(Georeference& reference, const SensorModel& model, const ProductImage* image) {
+    if (model.model && image)
+        setTies(reference, model.ties(image->samples->width(), image->samples->height()));
+}
+
+RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
+    RpcItems rpc = product::ownRpc(opened.document);
+    return rpc.empty() ? file.rpc : rpc;
+}
+
+[[noreturn]] void refuse(const OpenedProduct& opened, const std::string& wanted,
+                         const std::string& why) {
+    throw loader::Error(opened.product.name() + ": there is no " + wanted +
+                        (why.empty() ? "" : " (" + why + ")"));
+}
+
+} // namespace
+
+GeorefChoice parseGeorefChoice(const std::string& text) {
+    for (const auto& [name, choice] : {std::pair{"", GeorefChoice::automatic},
+                                       {"AUTO", GeorefChoice::automatic},
+                                       {"MODEL", GeorefChoice::model},
+                                       {"RPC", GeorefChoice::rpc},
+                                       {"GCP", GeorefChoice::gcp},
+                                       {"PRODUCT", GeorefChoice::product}})
+        if (EQUAL(text.c_str(), name))
+            return choice;
+    throw loader::Error("GEOREF=" + text + ": is none of AUTO, MODEL, RPC, GCP, PRODUCT");
+}
+
+Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
+                          GeorefChoice choice) {
+    using enum GeorefChoice;
+    Georeference reference;
+    const kimg::Georeferencing file = ofImageFile(image);
+    if (file.geoTransform && (choice == automatic || choice == product)) {
+        reference.geoTransform = file.geoTransform;
+        reference.system = systemOf(file.wkt);
+        return reference;
+    }
+    if (choice != rpc && choice != model)
+        addOwnTies(reference, opened, file);
+    const bool tiesMissing = choice != rpc && reference.gcps.count() == 0;
+    const SensorModel sensor =
+        choice != product && (choice != gcp || tiesMissing) ? sensorModel(opened) : SensorModel{};
+    if (choice == model && !sensor.model)
+        refuse(opened, "sensor model", sensor.why);
+    if (tiesMissing)
+        addModelTies(reference, sensor, image);
+    if (choice != gcp)
+        reference.rpc = sensor.rpc();
+    if (choice != gcp && choice != model && reference.rpc.empty())
+        reference.rpc = ownRpc(opened, file);
+    if (choice == gcp && reference.gcps.count() == 0)
+        refuse(opened, "tie point", sensor.why);
+    if (choice == rpc && reference.rpc.empty())
+        refuse(opened, "rational function", sensor.why);
+    return reference;
+}
+
+} // namespace rf_sar_gdal

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "product/product_document.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace rf_sar_gdal {
+
+/// @return the product's facts under the keys that users of GDAL know, as the product writes them;
+///         those that it does not state are left out.
+std::vector<std::pair<std::string, std::string>>
+metadataItems(const product::ProductDocument& document);
+
+} // namespace rf_sar_gdal

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace product {
+
+/// Values that a product gives at the columns first, first + step, first + 2 step, ... of its
+/// images; the step is negative where the list runs from near to far range and the image does not.
+struct ColumnProfile {
+    std::int64_t first = 0;
+    std::int64_t step = 1; ///< never 0
+    std::vector<double> values;
+
+    /// @return whether each column of an image lies between two of the values, or on one.
+    bool covers(std::uint32_t width) const;
+    /// @return one value a column: linear between the given ones, the end ones beyond.
+    std::vector<double> expand(std::uint32_t width) const;
+};
+
+/// @return the numbers of a list with blanks between, as documents write them.
+/// @throws loader::Error naming the file and the text that is no number.
+std::vector<double> parseNumbers(const std::string& text, const std::string& file);
+
+/// @throws loader::Error naming the file when the text is not one whole number.
+std::int64_t parseInteger(const std::string& text, const std::string& file);
+
+} // namespace product

@@ -1,0 +1,98 @@
+#include "product/noise_tables.h"
+
+#include "loader/plugin.h"
+
+namespace product {
+namespace {
+
+using kfio::ProductTree;
+
+constexpr char sigmaNought[] = "Sigma Nought";
+
+ColumnProfile checked(ColumnProfile profile, const std::string& file) {
+    if (profile.values.empty() || profile.step == 0)
+        throw loader::Error(file + ": holds no values, or none a column");
+    return profile;
+}
+
+ProductTree readXml(const std::string& file) {
+    try {
+        return kfio::readXmlTree(file);
+    } catch (const boost::property_tree::ptree_error& error) {
+        throw loader::Error(file + ": " + error.what());
+    }
+}
+
+ColumnProfile levels(const ProductTree& element, const std::string& file) {
+    return checked({parseInteger(textAt(element, "pixelFirstNoiseValue"), file),
+                    parseInteger(textAt(element, "stepSize"), file),
+                    parseNumbers(textAt(element, "noiseLevelValues"), file)},
+                   file);
+}
+
+/// RADARSAT-2 names the kind in an attribute, RCM in an element.
+bool isSigmaNought(const ProductTree& element) {
+    return textAt(element, "<xmlattr>/incidenceAngleCorrection") == sigmaNought ||
+           textAt(element, "sarCalibrationType") == sigmaNought;
+}
+
+const ProductTree* sigmaLevels(const ProductTree& parent) {
+    for (const auto& [key, element] : parent)
+        if (key == "referenceNoiseLevel" && isSigmaNought(element))
+            return &element;
+    return nullptr;
+}
+
+const ProductTree* radarParameters(const ProductDocument& document) {
+    const auto found = document.root.get_child_optional("sourceAttributes.radarParameters");
+    return found ? &*found : nullptr;
+}
+
+} // namespace
+
+std::vector<NoiseTable> noiseTables(const ProductDocument& document) {
+    std::vector<NoiseTable> tables;
+    if (document.kind == ProductDocument::Kind::rcm) {
+        if (const auto names = document.root.get_child_optional("imageReferenceAttributes"))
+            for (const auto& [key, element] : *names)
+                if (key == "noiseLevelFileName")
+                    tables.push_back({textAt(element, "<xmlattr>/pole"),
+                                      document.folder() + "calibration/" + element.data()});
+    } else if (const ProductTree* radar = radarParameters(document)) {
+        if (sigmaLevels(*radar))
+            tables.push_back({"", ""});
+    }
+    return tables;
+}
+
+ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table) {
+    if (table.file.empty())
+        return levels(*sigmaLevels(*radarParameters(document)), document.file);
+    const ProductTree whole = readXml(table.file);
+    if (const auto parent = whole.get_child_optional("noiseLevels"))
+        if (const ProductTree* element = sigmaLevels(*parent))
+            return levels(*element, table.file);
+    throw loader::Error(table.file + ": has no noise levels for sigma nought");
+}
+
+std::string incidenceFile(const ProductDocument& document) {
+    const std::string name =
+        textAt(document.root, "imageReferenceAttributes/incidenceAngleFileName");
+    return name.empty() ? name : document.folder() + "calibration/" + name;
+}
+
+ColumnProfile readIncidence(const std::string& file) {
+    const ProductTree whole = readXml(file);
+    ColumnProfile profile{
+        parseInteger(textAt(whole, "incidenceAngles/pixelFirstAnglesValue"), file),
+        parseInteger(textAt(whole, "incidenceAngles/stepSize"), file),
+        {}};
+    if (const auto parent = whole.get_child_optional("incidenceAngles"))
+        for (const auto& [key, element] : *parent)
+            if (key == "angles")
+                for (const double angle : parseNumbers(element.data(), file))
+                    profile.values.push_back(angle);
+    return checked(profile, file);
+}
+
+} // namespace product

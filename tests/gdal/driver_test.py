@@ -1,0 +1,300 @@
+"""How GDAL's tools meet a product: names, georeferencing, metadata, files, bad input."""
+
+import os
+import re
+import shutil
+import subprocess
+import unittest
+import zipfile
+
+from gdal_case import ProductCase, gdal, named, np, open_product, subdatasets
+
+from osgeo import osr  # noqa: E402
+
+
+def tool(*arguments, stdin=None, user=None):
+    return subprocess.run([str(a) for a in arguments], input=stdin, capture_output=True, text=True,
+                          timeout=120, check=False, user=user)
+
+
+class Names(ProductCase):
+    def test_folders_archives_and_odd_names_lead_to_the_product(self):
+        rcm = self.make("rcm", lines=64, samples=64)
+        pixels = open_product(rcm.opened).ReadAsArray()
+        archive = self.folder / "as downloaded.zip"
+        with zipfile.ZipFile(archive, "w") as packed:
+            for file in rcm.folder.rglob("*"):
+                packed.write(file, file.relative_to(self.folder))
+        odd = self.folder / 'odd "quoted": \\ name.d'
+        shutil.copytree(rcm.folder, odd)
+        inside = f"/vsizip/{archive}/{rcm.folder.name}/metadata/product.xml"
+        for name in (rcm.folder, inside, f"RF_SAR:{archive}", f'RF_SAR:"{rcm.folder}"',
+                     f"RF_SAR:{rcm.folder}/manifest.safe", odd / "metadata/product.xml",
+                     f"RF_SAR:{odd}/metadata/product.xml"):
+            with self.subTest(name=name):
+                dataset = gdal.Open(str(name))
+                self.assertEqual(dataset.GetDriver().ShortName, "RF_SAR")
+                np.testing.assert_array_equal(dataset.ReadAsArray(), pixels)
+                for layer, (full, _) in subdatasets(dataset).items():
+                    self.assertEqual(gdal.Open(full).RasterCount, 1, layer)
+        bare = gdal.Open(f"RF_SAR:{rcm.opened}:c_hv_magnitude_2")
+        np.testing.assert_array_equal(bare.ReadAsArray(), pixels[1])
+        chosen = open_product(rcm.opened, LAYER="C_HV_MAGNITUDE_2")
+        np.testing.assert_array_equal(chosen.ReadAsArray(), pixels[1])
+
+    def test_only_products_are_claimed(self):
+        rcm = self.make("rcm", lines=64, samples=64)
+        capella = self.make("capella-geo", lines=64, samples=64, name="plain")
+        extended = capella.folder / "plain_extended.json"
+        product = rcm.opened.read_text(encoding="utf-8")
+        item = capella.opened.read_text()
+        late = "<!-- " + "x" * 900 + " -->"
+        cases = [
+            ("yes.xml", product, True), ("yes.json", item, True),
+            ("yes2.json", extended.read_text(), True), ("marked.xml", "\ufeff" + product, True),
+            ("late.xml", re.sub("(?=<product )", late, product, count=1), True),
+            ("other-namespace.xml", product.replace("rcmGsProductSchema", "rcmGsProduct"), False),
+            ("longer-namespace.xml", product.replace("rcmGsProductSchema", "rcmGsProductSchemas"),
+             False),
+            ("deep.xml", product.replace("<product ", "<a><product ", 1), False),
+            ("prefix.xml", product.replace("<product ", "<products ", 1), False),
+            ("product.txt", product, False), ("empty.xml", "", False), ("short.xml", "<", False),
+            ("other.json", item.lower().replace("capella", "another"), False),
+            ("list.json", f"[{item}]", False), ("text.json", '"sar:product_type" capella', False),
+        ]
+        for name, text, expected in cases:
+            with self.subTest(name=name):
+                file = self.folder / name
+                file.write_text(text, encoding="utf-8")
+                found = gdal.IdentifyDriverEx(str(file), allowed_drivers=["RF_SAR"])
+                self.assertEqual(found is not None, expected)
+        self.assertIsNone(gdal.IdentifyDriverEx(str(self.folder), allowed_drivers=["RF_SAR"]))
+
+
+class Georeferencing(ProductCase):
+    def ties(self, product, **options):
+        dataset = open_product(product.opened, **options)
+        ties = dataset.GetGCPs()
+        system = dataset.GetGCPSpatialRef()
+        if not ties:
+            return [], None
+        system.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
+        return ties, system
+
+    def test_tie_points_stand_half_a_pixel_on_and_never_break(self):
+        places = {"11.5,48.1": "WGS 84", "179.999,10": "UTM zone", "-179.999,-10": "UTM zone",
+                  "30,87.5": "UPS North", "-100,-88": "UPS South"}
+        for family in ("rcm", "radarsat2"):
+            for place, name in places.items():
+                with self.subTest(family=family, place=place):
+                    product = self.make(family, lines=200, samples=200, centre=place,
+                                        name=f"{family} {place}")
+                    gcps, system = self.ties(product)
+                    self.assertIn(name, system.GetName())
+                    self.check_ties(product, gcps, system)
+
+    def check_ties(self, product, gcps, system):
+        truth = product.truth["tiePoints"]
+        self.assertEqual(len(gcps), len(truth))
+        degrees = osr.SpatialReference()
+        degrees.ImportFromEPSG(4326)
+        degrees.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
+        back = osr.CoordinateTransformation(system, degrees)
+        for gcp, tie in zip(gcps, truth):
+            self.assertAlmostEqual(gcp.GCPPixel, tie["sample"] + 0.5, places=6)
+            self.assertAlmostEqual(gcp.GCPLine, tie["line"] + 0.5, places=6)
+            self.assertAlmostEqual(gcp.GCPZ, tie["height"], places=3)
+            lon, lat, _ = back.TransformPoint(gcp.GCPX, gcp.GCPY)
+            east = (lon - tie["lon"] + 180) % 360 - 180
+            self.assertLess(np.hypot(east * np.cos(np.radians(lat)), lat - tie["lat"]), 1e-8)
+        # No break: neighbours along a line lie as far apart as pixels of that spacing do.
+        side = int(len(gcps) ** 0.5)
+        x = np.array([[g.GCPX, g.GCPY] for g in gcps]).reshape(side, side, 2)
+        steps = np.hypot(*np.diff(x, axis=1).reshape(-1, 2).T)
+        self.assertLess(steps.max(), 1.2 * steps.min())
+
+    def test_map_projected_images_keep_their_geotransform(self):
+        for family, fields in (("capella-geo", {}), ("rcm", {"product_type": "GCD"}),
+                               ("radarsat2", {"product_type": "SSG"})):
+            product = self.make(family, lines=64, samples=64, **fields)
+            dataset = open_product(product.opened)
+            geometry = product.truth["geometry"]
+            np.testing.assert_allclose(dataset.GetGeoTransform(), geometry["geotransform"])
+            self.assertEqual(dataset.GetSpatialRef().GetAuthorityCode(None),
+                             str(geometry["epsg"]))
+            self.assertEqual(dataset.GetGCPCount(), 0)
+
+    def test_targets_are_found_through_gdals_tools(self):
+        product = self.make("rcm", lines=300, samples=300, pixel_order="decreasing")
+        target = product.truth["targets"][4]
+        warped = self.folder / "warped.tif"
+        done = tool("gdalwarp", "-q", "-rpc", "-to", f"RPC_HEIGHT={target['height']}",
+                    "-tr", 2e-5, 2e-5, "-r", "cubic", product.opened, warped)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        dataset = gdal.Open(str(warped))
+        x0, dx, _, y0, _, dy = dataset.GetGeoTransform()
+        column, line = int((target["lon"] - x0) / dx), int((target["lat"] - y0) / dy)
+        near = dataset.GetRasterBand(1).ReadAsArray(column - 12, line - 12, 25, 25)
+        peak = np.unravel_index(near.argmax(), near.shape)
+        # 2e-5 degrees are 2 m and a pixel is 6.25 m: well within half of one.
+        self.assertLessEqual(max(abs(peak[0] - 12), abs(peak[1] - 12)), 1)
+
+        points = "".join(f"{t['lon']} {t['lat']} {t['height']}\n" for t in
+                         product.truth["targets"])
+        found = tool("gdaltransform", "-i", "-rpc", product.opened, stdin=points).stdout
+        for line, target in zip(found.splitlines(), product.truth["targets"]):
+            pixel, row, _ = map(float, line.split())
+            self.assertLess(abs(pixel - 0.5 - target["sample"]), 0.01)
+            self.assertLess(abs(row - 0.5 - target["line"]), 0.01)
+
+    def test_a_place_of_a_map_is_looked_up(self):
+        product = self.make("capella-geo", lines=64, samples=64)
+        x0, dx, _, y0, _, dy = product.truth["geometry"]["geotransform"]
+        found = tool("gdallocationinfo", "-valonly", "-geoloc", product.opened, x0 + 20.5 * dx,
+                     y0 + 30.5 * dy)
+        image = gdal.Open(str(product.folder / product.truth["images"][0]["file"]))
+        self.assertEqual(int(found.stdout), image.ReadAsArray()[30, 20])
+
+    def test_the_georeferencing_can_be_chosen(self):
+        product = self.make("rcm", lines=64, samples=64)
+        shown = {}
+        for choice in ("AUTO", "PRODUCT", "GCP", "RPC"):
+            dataset = open_product(product.opened, GEOREF=choice)
+            shown[choice] = (dataset.GetGCPCount() > 0, dataset.GetMetadata("RPC") != {})
+        self.assertEqual(shown, {"AUTO": (True, True), "PRODUCT": (True, True),
+                                 "GCP": (True, False), "RPC": (False, True)})
+        with self.assertRaisesRegex(RuntimeError, "GEOREF=TPS"):
+            open_product(product.opened, GEOREF="TPS")
+
+
+class Facts(ProductCase):
+    def test_metadata_has_the_keys_that_users_know(self):
+        for family in ("capella-slc", "rcm", "radarsat2"):
+            product = self.make(family, lines=64, samples=64, pass_direction="descending")
+            items = open_product(product.opened).GetMetadata()
+            truth, recipe = product.truth, product.truth["recipe"]
+            self.assertEqual(items["PRODUCT_TYPE"], recipe["product_type"])
+            self.assertEqual(items["SATELLITE_IDENTIFIER"], recipe["satellite"])
+            self.assertEqual(items["ORBIT_DIRECTION"].lower(), "descending")
+            self.assertEqual(items["SENSOR_IDENTIFIER"], "SAR")
+            self.assertEqual(float(items["PIXEL_SPACING"]), recipe["pixel_spacing"])
+            self.assertEqual(float(items["LINE_SPACING"]), recipe["line_spacing"])
+            self.assertEqual(items["ACQUISITION_START_TIME"][:10], truth["timing"]["startDate"])
+            self.assertAlmostEqual(float(items["SLANT_RANGE_NEAR_EDGE"]),
+                                   truth["record"]["slantRangeNearEdge"], places=3)
+            if family != "capella-slc":
+                self.assertAlmostEqual(float(items["NEAR_RANGE_INCIDENCE_ANGLE"]),
+                                       truth["geometry"]["incidenceNearDeg"], places=6)
+                self.assertGreater(float(items["FAR_RANGE_INCIDENCE_ANGLE"]),
+                                   float(items["NEAR_RANGE_INCIDENCE_ANGLE"]))
+        other = gdal.OpenEx(str(product.opened), allowed_drivers=["RS2"]).GetMetadata()
+        for key in set(other) & set(items):
+            same = (float(items[key]) == float(other[key]) if "SPACING" in key
+                    else items[key] == other[key])
+            self.assertTrue(same, f"{key}: {items[key]}, and {other[key]} of GDAL's own driver")
+        self.assertLessEqual(set(other), set(items))
+
+
+class Files(ProductCase):
+    def test_the_file_list_is_the_product(self):
+        for family in ("capella-slc", "rcm", "radarsat2"):
+            product = self.make(family, lines=64, samples=64)
+            everything = {str(p) for p in product.folder.rglob("*") if p.is_file()}
+            for name in (product.opened, list(subdatasets(open_product(product.opened)).values())
+                         [0][0]):
+                listed = gdal.Open(str(name)).GetFileList()
+                self.assertEqual(len(listed), len(set(listed)))
+                self.assertEqual(set(listed), {f for f in everything if "manifest" not in f})
+
+    def test_nothing_is_written_unasked_and_never_into_a_read_only_folder(self):
+        product = self.make("radarsat2", lines=64, samples=64)
+        before = sorted(product.folder.iterdir())
+        for name in (product.opened, named(product.opened, "C_HH_MAGNITUDE_1")):
+            done = tool("gdalinfo", "-checksum", "-mm", name)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            copied = tool("gdal_translate", "-q", "-co", "TILED=YES", name, self.folder / "c.tif")
+            self.assertEqual((copied.returncode, copied.stderr), (0, ""))
+        self.assertEqual(sorted(product.folder.iterdir()), before)
+        for path in (self.folder, *self.folder.rglob("*")):
+            path.chmod(0o755 if path.is_dir() else 0o644)
+        for path in (*product.folder.iterdir(), product.folder):
+            path.chmod(path.stat().st_mode & ~0o222)
+        # The superuser may write anywhere: the tools run as nobody then.
+        nobody = 65534 if os.getuid() == 0 else None
+        name = named(product.opened, "C_HH_MAGNITUDE_1")
+        self.assertEqual(tool("gdalinfo", "-stats", name, user=nobody).returncode, 0)
+        refused = tool("gdaladdo", "-r", "average", name, 2, user=nobody)
+        self.assertNotEqual(refused.returncode, 0)
+        self.assertEqual(sorted(product.folder.iterdir()), before)
+        product.folder.chmod(0o755)
+
+    def test_statistics_are_kept_for_each_layer_when_asked_for(self):
+        product = self.make("radarsat2", lines=64, samples=64)
+        for layer in ("C_HH_MAGNITUDE_1", "SIGMA_NOUGHT_HH"):
+            dataset = gdal.Open(named(product.opened, layer))
+            dataset.GetRasterBand(1).ComputeStatistics(False)
+        dataset = None
+        kept = {}
+        for layer in ("C_HH_MAGNITUDE_1", "SIGMA_NOUGHT_HH", "BETA_NOUGHT_HH"):
+            dataset = gdal.Open(named(product.opened, layer))
+            kept[layer] = dataset.GetRasterBand(1).GetMetadataItem("STATISTICS_MEAN")
+        self.assertNotEqual(kept["C_HH_MAGNITUDE_1"], kept["SIGMA_NOUGHT_HH"])
+        self.assertIsNone(kept["BETA_NOUGHT_HH"])
+
+
+class BadInput(ProductCase):
+    def fails(self, name, *texts, **options):
+        with self.assertRaises(RuntimeError) as caught:
+            open_product(name, **options)
+        for text in texts:
+            self.assertIn(text, str(caught.exception))
+
+    def test_each_fault_names_the_file_and_the_reason(self):
+        product = self.make("rcm", lines=64, samples=64)
+        file = str(product.opened)
+        self.fails(named(file, "C_HH_MAGNITUDE_9"), file, 'no layer "C_HH_MAGNITUDE_9"')
+        self.fails(file, "exclude each other", LAYER="C_HH_MAGNITUDE_1", CALIBRATION="GAMMA")
+        self.fails("RF_SAR:/no/such/folder", "/no/such/folder", "no such file")
+        self.fails(f'RF_SAR:"{file}', "is not of the form")
+        self.fails(f'RF_SAR:"{file}"X', "is not of the form")
+        self.fails("RF_SAR:", "is not of the form")
+        with self.assertRaisesRegex(RuntimeError, "reading only"):
+            gdal.OpenEx(file, gdal.OF_RASTER | gdal.OF_UPDATE, allowed_drivers=["RF_SAR"])
+        copy = product.opened.with_name("copy.xml")
+        text = product.opened.read_text(encoding="utf-8")
+        for old, new, reason in (("RCM-2", "RCM-9", '"RCM-9" is not supported'),
+                                 (">HH HV<", ">HH<", "2 image files but 1 polarizations"),
+                                 ("</product>", "", "copy.xml"),
+                                 ("<latitude units=\"deg\">", "<latitude>x", "is not a number")):
+            copy.write_text(text.replace(old, new), encoding="utf-8")
+            self.fails(copy, str(copy), reason)
+
+    def test_missing_and_damaged_images(self):
+        product = self.make("radarsat2", lines=200, samples=200, polarizations="HH HV")
+        image = product.folder / "imagery_HV.tif"
+        os.truncate(image, image.stat().st_size // 2)
+        names = {layer: name for layer, (name, _) in
+                 subdatasets(open_product(product.opened)).items()}
+        for layer in ("C_HV_MAGNITUDE_3", "COMPLEX_HV", "SIGMA_NOUGHT_HV"):
+            with self.assertRaisesRegex(RuntimeError, "imagery_HV.tif"):
+                gdal.Open(names[layer]).ReadAsArray()
+        self.assertEqual(gdal.Open(names["COMPLEX_HH"]).ReadAsArray().shape, (200, 200))
+        image.unlink()
+        for name in ("C_HV_MAGNITUDE_3", "COMPLEX_HV"):
+            self.fails(names[name], "imagery_HV.tif")
+        done = tool("gdalinfo", product.opened)
+        self.assertEqual(done.returncode, 0)
+        self.assertRegex(done.stderr, "(?s)Warning.*imagery_HV.tif.*only the subdatasets")
+        self.assertIn("SUBDATASET_1_NAME", done.stdout)
+        self.assertEqual(gdal.Open(names["COMPLEX_HH"]).RasterCount, 1)
+
+    def test_damaged_extended_documents_are_told_of(self):
+        product = self.make("capella-slc", lines=64, samples=64)
+        next(product.folder.glob("*_extended.json")).write_text("{")
+        done = tool("gdalinfo", "-checksum", product.opened)
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("_extended.json", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
