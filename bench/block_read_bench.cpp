@@ -24,23 +24,6 @@ KIMG_LAYER* openLayer(const std::string& path, int number) {
     return layer;
 }
 
-void countPixels(benchmark::State& state) {
-    state.counters["pixels/s"] =
-        benchmark::Counter(static_cast<double>(side) * side / state.threads(),
-                           benchmark::Counter::kIsIterationInvariantRate);
-}
-
-/// All tiles of the image, each into the same buffer; with n threads, every n-th tile.
-template <class ReadTile>
-void forTiles(benchmark::State& state, ReadTile readTile) {
-    for ([[maybe_unused]] auto _ : state)
-        for (int tile = state.thread_index(); tile < tilesPerLine * tilesPerLine;
-             tile += state.threads())
-            if (!readTile(tile % tilesPerLine, tile / tilesPerLine))
-                return state.SkipWithError("read failed");
-    countPixels(state);
-}
-
 void tiledGdalReadBlock(benchmark::State& state) {
     const GDALDatasetH file = GDALOpen(images().tiled().c_str(), GA_ReadOnly);
     const GDALRasterBandH band = GDALGetRasterBand(file, 1);
@@ -53,7 +36,7 @@ void tiledGdalReadBlock(benchmark::State& state) {
 
 /// The same tiles as a host reads them: product, layer, block.
 void tiledThroughPlugin(benchmark::State& state) {
-    const loader::Product product(loader::Plugin::instance(), images().product());
+    const loader::Product product(loader::Plugin::instance(), images().detectedProduct());
     const loader::Layer layer = product.openLayer("C_HH_MAGNITUDE_1");
     std::vector<std::uint16_t> tile(tilePixels);
     forTiles(state, [&](int column, int row) {
@@ -131,6 +114,5 @@ BENCHMARK(stripsPackedWords)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    images();
     benchmark::RunSpecifiedBenchmarks();
 }

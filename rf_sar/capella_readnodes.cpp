@@ -4,10 +4,10 @@
 #include "image_metadata.h"
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
+#include "kprj/kprj.h"
 #include "messages.h"
 #include "metadata_element.h"
 #include "record_parts.h"
-#include "sarm/geodesy.h"
 #include "text_match.h"
 
 #include <algorithm>
@@ -144,15 +144,22 @@ void readStateVectors(SarMetadataRecord& record, const Source& from, double earl
         sarm_NoteTimes(&record, times[0].gpsSeconds() - earliestLineGpsS);
 }
 
+void readEllipsoid(SarMetadataRecord& record) {
+    const KprjSpheroidPtr spheroid(kprj_SpheroidCreate());
+    kerr::Slot slot;
+    if (!spheroid || !kprj_SpheroidByName("WGS 84", spheroid.get(), slot))
+        throw TolvanLog::Exception(slot ? slot.get()->message : "No memory");
+    record.semiMajorAxis = spheroid->semiMajorAxis;
+    record.semiMinorAxis = spheroid->semiMinorAxis;
+}
+
 sarm::MetadataPtr build(const Source& from) {
     auto record = record_parts::make();
     record->numberOfLines = from.image.imageSize("rows");
     record->numberOfSamplesPerLine = from.image.imageSize("columns");
     record->passDirection = passDirection(from.state.text("direction", ""));
     record->beamModeClass = beamModeClass(from.collect.text("mode"));
-    const sarm::Ellipsoid wgs84;
-    record->semiMajorAxis = wgs84.semiMajorAxisM;
-    record->semiMinorAxis = wgs84.semiMinorAxisM;
+    readEllipsoid(*record);
     const double earliestLineGpsS = readTimes(*record, from);
     readImage(*record, from);
     readRadar(*record, from);

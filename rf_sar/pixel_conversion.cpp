@@ -1,5 +1,9 @@
 #include "pixel_conversion.h"
 
+#include "pixel_kernels.h"
+
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -15,11 +19,43 @@ std::uint16_t truncateToLow16(double value) {
     return static_cast<std::uint16_t>(static_cast<std::uint32_t>(whole) & 0xFFFFU);
 }
 
-void store(const Output& out, std::size_t line, std::size_t column, std::uint16_t value) {
-    auto* at = static_cast<unsigned char*>(out.first) +
-               static_cast<std::ptrdiff_t>(line) * out.lineStride +
-               static_cast<std::ptrdiff_t>(column) * out.pixelStride;
-    std::memcpy(at, &value, sizeof value);
+/// @return whether results can be written where they belong, as 16-bit numbers in a row.
+bool isRow(const unsigned char* first, std::ptrdiff_t pixelStride) {
+    return pixelStride == sizeof(std::uint16_t) &&
+           reinterpret_cast<std::uintptr_t>(first) % alignof(std::uint16_t) == 0;
+}
+
+template <class Samples>
+void scatterLine(Samples samples, Row row, unsigned char* out, std::ptrdiff_t pixelStride) {
+    std::array<std::uint16_t, 1024> converted;
+    row.out = converted.data();
+    for (std::size_t left = row.count; left != 0; left -= row.count) {
+        row.count = std::min(left, converted.size());
+        convertRow(samples, row);
+        for (std::size_t n = 0; n < row.count; ++n, out += pixelStride)
+            std::memcpy(out, &converted[n], sizeof converted[n]);
+        samples = samples.after(row.count);
+    }
+}
+
+template <class Samples>
+void convertLines(Samples samples, std::size_t width, std::size_t height, Row row,
+                  const Output& out) {
+    // Lines that follow each other without a gap are one.
+    if (out.lineStride == static_cast<std::ptrdiff_t>(width) * out.pixelStride) {
+        width *= height;
+        height = std::min<std::size_t>(height, 1);
+    }
+    row.count = width;
+    auto* first = static_cast<unsigned char*>(out.first);
+    for (; height != 0; --height, first += out.lineStride, samples = samples.after(width)) {
+        if (isRow(first, out.pixelStride)) {
+            row.out = reinterpret_cast<std::uint16_t*>(first);
+            convertRow(samples, row);
+        } else {
+            scatterLine(samples, row, first, out.pixelStride);
+        }
+    }
 }
 
 } // namespace
@@ -33,22 +69,17 @@ std::uint16_t convert(double real, double imaginary, Quantity quantity, double s
 
 void fromPacked(const std::uint32_t* words, std::size_t width, std::size_t height,
                 Quantity quantity, double scale, const Output& out) {
-    for (std::size_t line = 0; line < height; ++line)
-        for (std::size_t column = 0; column < width; ++column) {
-            const std::uint32_t word = *words++;
-            const auto real = static_cast<std::int16_t>(word & 0xFFFFU);
-            const auto imaginary = static_cast<std::int16_t>(word >> 16);
-            store(out, line, column, convert(real, imaginary, quantity, scale));
-        }
+    convertLines(PackedWords{words}, width, height, {0, quantity, scale, nullptr}, out);
 }
 
-void fromFloats(const FloatSamples& samples, std::size_t width, std::size_t height,
-                Quantity quantity, double scale, const Output& out) {
-    std::size_t at = 0;
-    for (std::size_t line = 0; line < height; ++line)
-        for (std::size_t column = 0; column < width; ++column, at += samples.step)
-            store(out, line, column,
-                  convert(samples.real[at], samples.imaginary[at], quantity, scale));
+void fromBands(const float* real, const float* imaginary, std::size_t width, std::size_t height,
+               Quantity quantity, double scale, const Output& out) {
+    convertLines(FloatBands{real, imaginary}, width, height, {0, quantity, scale, nullptr}, out);
+}
+
+void fromPairs(const float* parts, std::size_t width, std::size_t height, Quantity quantity,
+               double scale, const Output& out) {
+    convertLines(FloatPairs{parts}, width, height, {0, quantity, scale, nullptr}, out);
 }
 
 } // namespace pixel_conversion

@@ -18,7 +18,7 @@ namespace pixel_conversion {
 
 enum class Quantity { magnitude, phase };
 
-/// Where results go: `pixelStride` and `lineStride` in bytes, as host data has them.
+/// Where results go: strides in bytes, as host data has them. Results without gaps are fastest.
 struct Output {
     void* first;
     std::ptrdiff_t lineStride;
@@ -29,16 +29,15 @@ struct Output {
 void fromPacked(const std::uint32_t* words, std::size_t width, std::size_t height,
                 Quantity quantity, double scale, const Output& out);
 
-/// Float samples: two bands apart, or one band of pairs.
-struct FloatSamples {
-    const float* real;      ///< width * height samples, line by line
-    const float* imaginary; ///< likewise
-    std::size_t step;       ///< from a sample to the next: 1 for two bands, 2 for pairs
-};
-void fromFloats(const FloatSamples& samples, std::size_t width, std::size_t height,
-                Quantity quantity, double scale, const Output& out);
+/// @param real, imaginary  width * height float samples each, line by line.
+void fromBands(const float* real, const float* imaginary, std::size_t width, std::size_t height,
+               Quantity quantity, double scale, const Output& out);
 
-/// The rule for one sample.
+/// @param parts  width * height pairs of floats, real part first, line by line.
+void fromPairs(const float* parts, std::size_t width, std::size_t height, Quantity quantity,
+               double scale, const Output& out);
+
+/// The rule for one sample, as it is written; the others give the same bits much sooner.
 std::uint16_t convert(double real, double imaginary, Quantity quantity, double scale);
 
 } // namespace pixel_conversion

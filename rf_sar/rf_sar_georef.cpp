@@ -34,7 +34,7 @@ double directed(double size, double first, double last) {
 /// The sensor model's transform; null for products whose image file is the better source, or whose
 /// record has no model, which is remarked in the log.
 KxfrXFormPtr sensorTransform(RF_SARFile& file, const char* function) {
-    const SarMetadataRecord* record = rf_sarFileSarMetadata(file);
+    const SarMetadataRecord* record = sarMetadataOf(file);
     // Kept: Capella GEO is placed by its image although its reader supplies a record.
     // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
     if (!record || file.formatIndex == formatCapellaGeo)

@@ -1,24 +1,32 @@
 #include "rf_sar.h"
 
 #include "entry_point.h"
-#include "kgda/kgda.h"
 #include "kint/kint.h"
 #include "kmsc/kmsc.h"
 #include "kpxm/kpxm.h"
 #include "messages.h"
-#include "pixel_conversion.h"
 #include "rf_sar_file.h"
-#include "rf_sar_layer_cache.h"
+#include "rf_sar_layer.h"
 
 #include <boost/thread/locks.hpp>
 
 #include <cmath>
 #include <memory>
 
+bool sarLayer::isMagnitude(const RF_SARLayer& layer) {
+    return (layer.number & 1U) != 0;
+}
+
+sarLayer::BlockShape sarLayer::blockShape(const RF_SARLayer& layer) {
+    if (layer.oneLineAsBlock)
+        return {kimg_LayerWidthGet(layer.first.get()), 1};
+    return {kimg_LayerBlockWidthGet(layer.first.get()),
+            kimg_LayerBlockHeightGet(layer.first.get())};
+}
+
 namespace {
 
 constexpr char openName[] = "rf_sarLayerOpen";
-constexpr char readName[] = "rf_sarLayerRasterRead";
 constexpr std::u16string_view oneLineWord = u"OneLineAsBlock";
 constexpr std::uint32_t athematic = 1; // row of the layer-type list
 
@@ -26,11 +34,6 @@ struct RectDeleter {
     void operator()(KPXM_RECT* rect) const { kpxm_PixelRectDelete(rect); }
 };
 using RectPtr = std::unique_ptr<KPXM_RECT, RectDeleter>;
-
-struct DataDeleter {
-    void operator()(KGDA_DATA* data) const { kgda_BaseDataDelete(data); }
-};
-using DataPtr = std::unique_ptr<KGDA_DATA, DataDeleter>;
 
 struct LayerDeleter {
     void operator()(RF_SARLayer* layer) const { destroyLayer(layer); }
@@ -40,29 +43,13 @@ struct LayerDeleter {
 void parseName(RF_SARLayer& layer, const KtxtTextU& name) {
     const std::u16string_view text = name;
     layer.name = name;
-    layer.number =
-        static_cast<std::uint32_t>(ktxt_Text_atol(text.substr(text.rfind(u'_') + 1)));
+    layer.number = static_cast<std::uint32_t>(ktxt_Text_atol(text.substr(text.rfind(u'_') + 1)));
     layer.oneLineAsBlock = text.find(oneLineWord) != std::u16string_view::npos;
     layer.number += layer.oneLineAsBlock;
 }
 
-/// Odd numbers are magnitudes, even ones phases.
-bool isMagnitude(const RF_SARLayer& layer) { return (layer.number & 1U) != 0; }
-
 std::uint32_t typeByParity(const RF_SARLayer& layer) {
-    return isMagnitude(layer) ? kpxmU16 : kpxmS16;
-}
-
-struct BlockShape {
-    std::uint32_t width;
-    std::uint32_t height;
-};
-
-BlockShape blockShape(const RF_SARLayer& layer) {
-    if (layer.oneLineAsBlock)
-        return {kimg_LayerWidthGet(layer.first.get()), 1};
-    return {kimg_LayerBlockWidthGet(layer.first.get()),
-            kimg_LayerBlockHeightGet(layer.first.get())};
+    return sarLayer::isMagnitude(layer) ? kpxmU16 : kpxmS16;
 }
 
 struct OpenOutputs {
@@ -75,7 +62,7 @@ struct OpenOutputs {
 };
 
 void report(const RF_SARLayer& layer, std::uint32_t pixelType, const OpenOutputs& out) {
-    const BlockShape block = blockShape(layer);
+    const sarLayer::BlockShape block = sarLayer::blockShape(layer);
     *out.pixelType = pixelType;
     *out.width = kimg_LayerWidthGet(layer.first.get());
     *out.height = kimg_LayerHeightGet(layer.first.get());
@@ -86,10 +73,9 @@ void report(const RF_SARLayer& layer, std::uint32_t pixelType, const OpenOutputs
 
 KIMG_LAYER* openSource(const KstrStringList& names, int i, const KPXM_RECT* fill,
                        KerrException& failure) {
-    KIMG_LAYER* source = kimg_LayerOpen(names[i], kint_GetInit(), failure.slot(),
-                                        kimgReadSharedAnyThread, kimgFillBeyondImage, fill,
-                                        kgdaLineMajorPacked, kimgWholePixelsThreadSafe,
-                                        kimgFullResolution, kimgNoOverview);
+    KIMG_LAYER* source = kimg_LayerOpen(
+        names[i], kint_GetInit(), failure.slot(), kimgReadSharedAnyThread, kimgFillBeyondImage,
+        fill, kgdaLineMajorPacked, kimgWholePixelsThreadSafe, kimgFullResolution, kimgNoOverview);
     if (!source || *failure.slot())
         failure.Throw(messages::layerOpenFailed);
     return source;
@@ -99,11 +85,11 @@ KIMG_LAYER* openSource(const KstrStringList& names, int i, const KPXM_RECT* fill
 /// @throws std::out_of_range, which hosts rely on.
 const std::u16string& imageOf(const RF_SARLayer& layer) {
     const imageMetadata& reader = *layer.file->reader;
-    const double index =
-        reader.isComplex ? std::floor((static_cast<double>(layer.number) - 1) * 0.5)
-                         : static_cast<double>(layer.number) - 1;
-    return reader.referencedFiles.at(
-        index < 0 ? reader.referencedFiles.size() : static_cast<std::size_t>(index));
+    const double index = reader.isComplex
+                             ? std::floor((static_cast<double>(layer.number) - 1) * 0.5)
+                             : static_cast<double>(layer.number) - 1;
+    return reader.referencedFiles.at(index < 0 ? reader.referencedFiles.size()
+                                               : static_cast<std::size_t>(index));
 }
 
 void openSources(RF_SARLayer& layer, KerrException& failure) {
@@ -111,8 +97,7 @@ void openSources(RF_SARLayer& layer, KerrException& failure) {
     const RectPtr fill(kimg_PixelRectCreate(1, 1, kpxmF64));
     if (fill)
         kpxm_PixelRectPixelSet(fill.get(), 0, 0, 0.0);
-    const KstrStringList names =
-        kimg_LayerGetNames(imageOf(layer), kint_GetInit(), failure.slot());
+    const KstrStringList names = kimg_LayerGetNames(imageOf(layer), kint_GetInit(), failure.slot());
     if (*failure.slot())
         failure.Throw(messages::layerOpenFailed);
     layer.first.reset(openSource(names, 0, fill.get(), failure));
@@ -144,77 +129,6 @@ uint32_t openLayer(RF_SARFile* file, const char16_t* name, const OpenOutputs& ou
     return 0;
 }
 
-struct Window {
-    std::int64_t x;
-    std::int64_t y;
-    std::uint32_t width;
-    std::uint32_t height;
-};
-
-uint32_t readDetected(RF_SARLayer& layer, const Window& window, void** block) {
-    kerr::Slot slot;
-    const DataPtr data(kgda_BaseDataCreate(window.height, window.width, kpxmU16,
-                                           kgdaLineMajorPacked, *block, slot));
-    const char* failed = nullptr;
-    if (!data || slot)
-        failed = messages::baseDataCreateFailed;
-    else if (!kimg_LayerRead(layer.first.get(), window.x, window.y, window.width, window.height,
-                             data.get(), slot))
-        failed = messages::rasterReadFailed;
-    if (!failed)
-        return 0;
-    printFailure(readName, failed, slot.release());
-    *block = nullptr;
-    return RF_SAR_FAILURE;
-}
-
-/// @return the window of one source in a rectangle of its own. A read that fails leaves zeros.
-RectPtr readSource(const KimgLayerHolder& source, const Window& window, std::uint32_t pixelType) {
-    RectPtr rect(kimg_PixelRectCreate(window.width, window.height, pixelType));
-    if (!rect)
-        throw std::bad_alloc();
-    kerr::Slot slot;
-    // Kept: read errors of complex layers do not fail the call. They are logged, so that a host
-    // that listens can tell zeros that were read from zeros that were not.
-    // (LayerRead.FailedComplexReadIsLoggedAndAnswersZero)
-    if (!kimg_LayerRead(source.get(), window.x, window.y, window.width, window.height,
-                        &rect->data, slot) &&
-        slot)
-        TolvanLog::Write(*slot.get());
-    return rect;
-}
-
-uint32_t readComplex(RF_SARLayer& layer, const Window& window, void** block) {
-    using namespace pixel_conversion;
-    const imageMetadata& reader = *layer.file->reader;
-    kerr::Slot slot;
-    const DataPtr data(kgda_BaseDataCreate(window.height, window.width, typeByParity(layer),
-                                           kgdaLineMajorPacked, *block, slot));
-    if (!data)
-        return 0;
-    const Output out{data->buffer, data->lineStride, data->pixelStride};
-    const Quantity quantity = isMagnitude(layer) ? Quantity::magnitude : Quantity::phase;
-    const double scale = reader.magnitudeScale;
-
-    if (reader.complexInOneBand == 1 && kimg_LayerPixelTypeGet(layer.first.get()) == kpxmU32) {
-        const RectPtr words = readSource(layer.first, window, kpxmU32);
-        fromPacked(static_cast<const std::uint32_t*>(kpxm_PixelRectDataGet(words.get())),
-                   window.width, window.height, quantity, scale, out);
-    } else if (reader.complexInOneBand == 1) {
-        // One band of another complex type: the same rule on its floating-point parts.
-        const RectPtr pairs = readSource(layer.first, window, kpxmC64);
-        const auto* parts = static_cast<const float*>(kpxm_PixelRectDataGet(pairs.get()));
-        fromFloats({parts, parts + 1, 2}, window.width, window.height, quantity, scale, out);
-    } else {
-        const RectPtr real = readSource(layer.first, window, kpxmF32);
-        const RectPtr imaginary = readSource(layer.second, window, kpxmF32);
-        fromFloats({static_cast<const float*>(kpxm_PixelRectDataGet(real.get())),
-                    static_cast<const float*>(kpxm_PixelRectDataGet(imaginary.get())), 1},
-                   window.width, window.height, quantity, scale, out);
-    }
-    return 0;
-}
-
 } // namespace
 
 uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixelType,
@@ -233,17 +147,6 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
         printFailure(openName, error.what(), nullptr);
     }
     return RF_SAR_FAILURE;
-}
-
-uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow, uint32_t blockColumn,
-                               void** block) {
-    return entryPoint<uint32_t>(readName, RF_SAR_FAILURE, [&](KerrException&) {
-        const BlockShape shape = blockShape(*layer);
-        const Window window{std::int64_t{shape.width} * blockColumn,
-                            std::int64_t{shape.height} * blockRow, shape.width, shape.height};
-        return layer->file->reader->isComplex ? readComplex(*layer, window, block)
-                                              : readDetected(*layer, window, block);
-    });
 }
 
 uint32_t rf_sarLayerClose(RF_SARLayer* layer) {

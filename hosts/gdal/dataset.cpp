@@ -9,6 +9,9 @@
 namespace rf_sar_gdal {
 namespace {
 
+/// Domains of the plug-in's nodes: "json:SAR_Metadata" holds the node ":SAR_Metadata".
+constexpr char jsonPrefix[] = "json:";
+
 bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
     return a.GetXSize() == b.GetXSize() && a.GetYSize() == b.GetYSize() &&
            a.GetRasterDataType() == b.GetRasterDataType();
@@ -17,7 +20,7 @@ bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<OpenedProduct>(request.file)) {
+    : opened_(std::make_shared<OpenedProduct>(request.file)), georef_(request.georef) {
     SetDescription(request.description.c_str());
     if (!opened_->document.fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
@@ -29,10 +32,9 @@ SarDataset::SarDataset(const OpenRequest& request)
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
     for (const auto& [key, text] : metadataItems(opened_->document))
         GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str());
-    const ProductImage* image = shown_.empty() ? opened_->firstImage() : shown_.front().image;
-    reference_ = georeference(*opened_, image, request.georef);
-    for (const auto& [key, text] : reference_.rpc)
-        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str(), "RPC");
+    reference_ = georeference(*opened_, image(), georef_);
+    if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
+        provideRpc(); // what was asked for by name is refused now, not later
     nameSidecars(request);
 }
 
@@ -105,6 +107,64 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
     }
     TryLoadXML();
     oOvManager.Initialize(this, stem.c_str());
+}
+
+const ProductImage* SarDataset::image() const {
+    return shown_.empty() ? opened_->firstImage() : shown_.front().image;
+}
+
+/// Fills a domain that takes time when it is first asked for. What cannot be had is told once.
+void SarDataset::provide(const char* domain) {
+    if (!domain || !provided_.insert(domain).second)
+        return;
+    try {
+        if (EQUAL(domain, "RPC"))
+            provideRpc();
+        else if (STARTS_WITH(domain, jsonPrefix))
+            provideNode(domain + strlen(jsonPrefix));
+    } catch (const loader::Error& error) {
+        CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
+    }
+}
+
+void SarDataset::provideRpc() {
+    provided_.insert("RPC");
+    for (const auto& [key, text] : rationalFunctions(*opened_, image(), georef_))
+        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str(), "RPC");
+}
+
+void SarDataset::provideNode(const std::string& name) {
+    const std::vector<std::string>& names = opened_->nodeNames;
+    if (std::find(names.begin(), names.end(), ":" + name) == names.end())
+        return;
+    std::string remarks;
+    CPLStringList json;
+    json.AddString(opened_->product.nodeJson(":" + name, remarks).c_str());
+    GDALMajorObject::SetMetadata(json.List(), (jsonPrefix + name).c_str());
+    if (!remarks.empty())
+        CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->product.name().c_str(),
+                 name.c_str(), remarks.c_str());
+}
+
+char** SarDataset::GetMetadataDomainList() {
+    provide("RPC");
+    CPLStringList domains(GDALPamDataset::GetMetadataDomainList());
+    for (const std::string& name : opened_->nodeNames) {
+        const std::string domain = jsonPrefix + name.substr(1);
+        if (domains.FindString(domain.c_str()) < 0)
+            domains.AddString(domain.c_str());
+    }
+    return domains.StealList();
+}
+
+char** SarDataset::GetMetadata(const char* domain) {
+    provide(domain);
+    return GDALPamDataset::GetMetadata(domain);
+}
+
+const char* SarDataset::GetMetadataItem(const char* name, const char* domain) {
+    provide(domain);
+    return GDALPamDataset::GetMetadataItem(name, domain);
 }
 
 char** SarDataset::GetFileList() {

@@ -6,6 +6,8 @@
 #include <cpl_string.h>
 #include <gdal_pam.h>
 
+#include <set>
+
 namespace rf_sar_gdal {
 
 /// How a user asks for a product.
@@ -25,6 +27,9 @@ public:
     explicit SarDataset(const OpenRequest& request);
 
     char** GetFileList() override;
+    char** GetMetadataDomainList() override;
+    char** GetMetadata(const char* domain) override;
+    const char* GetMetadataItem(const char* name, const char* domain) override;
     CPLErr GetGeoTransform(double* transform) override;
     const OGRSpatialReference* GetSpatialRef() const override;
     int GetGCPCount() override;
@@ -42,10 +47,16 @@ private:
     void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
     void listSubdatasets(const std::vector<Entry>& entries);
     void nameSidecars(const OpenRequest& request);
+    const ProductImage* image() const;
+    void provide(const char* domain);
+    void provideRpc();
+    void provideNode(const std::string& name);
 
     std::shared_ptr<const OpenedProduct> opened_;
     std::vector<Entry> shown_; ///< one a band
+    GeorefChoice georef_;
     Georeference reference_;
+    std::set<std::string> provided_; ///< domains that are costly, and have been asked for
 };
 
 } // namespace rf_sar_gdal

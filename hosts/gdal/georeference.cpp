@@ -89,30 +89,38 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
                           GeorefChoice choice) {
     using enum GeorefChoice;
     Georeference reference;
+    if (choice == rpc)
+        return reference;
     const kimg::Georeferencing file = ofImageFile(image);
     if (file.geoTransform && (choice == automatic || choice == product)) {
         reference.geoTransform = file.geoTransform;
         reference.system = systemOf(file.wkt);
         return reference;
     }
-    if (choice != rpc && choice != model)
+    if (choice != model)
         addOwnTies(reference, opened, file);
-    const bool tiesMissing = choice != rpc && reference.gcps.count() == 0;
-    const SensorModel sensor =
-        choice != product && (choice != gcp || tiesMissing) ? sensorModel(opened) : SensorModel{};
-    if (choice == model && !sensor.model)
-        refuse(opened, "sensor model", sensor.why);
-    if (tiesMissing)
-        addModelTies(reference, sensor, image);
-    if (choice != gcp)
-        reference.rpc = sensor.rpc();
-    if (choice != gcp && choice != model && reference.rpc.empty())
-        reference.rpc = ownRpc(opened, file);
-    if (choice == gcp && reference.gcps.count() == 0)
-        refuse(opened, "tie point", sensor.why);
-    if (choice == rpc && reference.rpc.empty())
-        refuse(opened, "rational function", sensor.why);
+    if (choice == product || reference.gcps.count() > 0)
+        return reference;
+    const SensorModel sensor = sensorModel(opened);
+    addModelTies(reference, sensor, image);
+    if (reference.gcps.count() == 0 && choice != automatic)
+        refuse(opened, choice == model ? "sensor model" : "tie point", sensor.why);
     return reference;
+}
+
+RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
+                           GeorefChoice choice) {
+    using enum GeorefChoice;
+    const kimg::Georeferencing file = ofImageFile(image);
+    if (choice == gcp || (file.geoTransform && (choice == automatic || choice == product)))
+        return {};
+    const SensorModel sensor = choice == product ? SensorModel{} : sensorModel(opened);
+    RpcItems items = sensor.rpc();
+    if (items.empty() && choice != model)
+        items = ownRpc(opened, file);
+    if (items.empty() && (choice == model || choice == rpc))
+        refuse(opened, "rational function", sensor.why);
+    return items;
 }
 
 } // namespace rf_sar_gdal

@@ -22,12 +22,11 @@ enum class GeorefChoice {
 /// @throws loader::Error for any other text.
 GeorefChoice parseGeorefChoice(const std::string& text);
 
-/// Where an image lies on the ground, in GDAL's terms.
+/// Where an image lies on the ground, in GDAL's terms; all empty where nothing is known.
 struct Georeference {
     std::optional<std::array<double, 6>> geoTransform;
     GcpList gcps;
     OGRSpatialReference system; ///< of the transform, or of the GCPs
-    RpcItems rpc;
 };
 
 /// @param image  the first that can be opened; null when there is none.
@@ -35,5 +34,11 @@ struct Georeference {
 ///         what is asked for is not to be had.
 Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
                           GeorefChoice choice);
+
+/// @return rational functions: the model's, or the product's own; empty where there are none, or
+///         none is asked for.
+/// @throws loader::Error as georeference.
+RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
+                           GeorefChoice choice);
 
 } // namespace rf_sar_gdal

@@ -28,6 +28,7 @@ struct OpenedProduct {
     product::ProductDocument document;
     product::ProductFacts facts;
     std::vector<std::string> layerNames;
+    std::vector<std::string> nodeNames; ///< with their colon
     std::vector<ProductImage> images; ///< in the product's own order
     bool layersInPairs;               ///< magnitude and phase of each image
 

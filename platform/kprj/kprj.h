@@ -95,6 +95,11 @@ struct KprjProjectionDeleter {
 };
 using KprjProjectionPtr = std::unique_ptr<KPRJ_PROJECTION, KprjProjectionDeleter>;
 
+struct KprjSpheroidDeleter {
+    void operator()(KPRJ_SPHEROID* spheroid) const { kprj_SpheroidFree(spheroid); }
+};
+using KprjSpheroidPtr = std::unique_ptr<KPRJ_SPHEROID, KprjSpheroidDeleter>;
+
 /// The self-describing form of a projection, nine texts: six for people and other software, then a
 /// record of kmif (kmif/kmif.h) with the design "Projection":
 ///

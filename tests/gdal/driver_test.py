@@ -1,5 +1,6 @@
 """How GDAL's tools meet a product: names, georeferencing, metadata, files, bad input."""
 
+import json
 import os
 import re
 import shutil
@@ -139,10 +140,22 @@ class Georeferencing(ProductCase):
         # 2e-5 degrees are 2 m and a pixel is 6.25 m: well within half of one.
         self.assertLessEqual(max(abs(peak[0] - 12), abs(peak[1] - 12)), 1)
 
-        points = "".join(f"{t['lon']} {t['lat']} {t['height']}\n" for t in
-                         product.truth["targets"])
+        self.check_targets(product)
+
+    def test_rational_functions_hold_in_odd_places(self):
+        for family in ("rcm", "capella-slc"):
+            for place in ("179.999,10", "-180,-10", "30,80", "11,48"):
+                with self.subTest(family=family, place=place):
+                    self.check_targets(self.make(
+                        family, lines=300, samples=300, centre=place, name=f"{family} {place}",
+                        look="left", line_order="decreasing"))
+
+    def check_targets(self, product):
+        targets = product.truth["targets"]
+        points = "".join(f"{t['lon']} {t['lat']} {t['height']}\n" for t in targets)
         found = tool("gdaltransform", "-i", "-rpc", product.opened, stdin=points).stdout
-        for line, target in zip(found.splitlines(), product.truth["targets"]):
+        self.assertEqual(len(found.splitlines()), len(targets))
+        for line, target in zip(found.splitlines(), targets):
             pixel, row, _ = map(float, line.split())
             self.assertLess(abs(pixel - 0.5 - target["sample"]), 0.01)
             self.assertLess(abs(row - 0.5 - target["line"]), 0.01)
@@ -158,11 +171,26 @@ class Georeferencing(ProductCase):
     def test_the_georeferencing_can_be_chosen(self):
         product = self.make("rcm", lines=64, samples=64)
         shown = {}
-        for choice in ("AUTO", "PRODUCT", "GCP", "RPC"):
+        for choice in ("AUTO", "PRODUCT", "MODEL", "GCP", "RPC"):
             dataset = open_product(product.opened, GEOREF=choice)
-            shown[choice] = (dataset.GetGCPCount() > 0, dataset.GetMetadata("RPC") != {})
-        self.assertEqual(shown, {"AUTO": (True, True), "PRODUCT": (True, True),
-                                 "GCP": (True, False), "RPC": (False, True)})
+            functions = dataset.GetMetadata("RPC")
+            shown[choice] = (dataset.GetGCPCount(), "ERR_BIAS" in functions if functions else None)
+        # Only the product's own functions state an error; a model's ties are an 11 by 11 grid too.
+        self.assertEqual(shown, {"AUTO": (121, False), "PRODUCT": (121, True),
+                                 "MODEL": (121, False), "GCP": (121, None), "RPC": (0, False)})
+        own, model = (open_product(product.opened, GEOREF=c).GetGCPs() for c in ("GCP", "MODEL"))
+        for i in (0, -1):  # both grids begin and end in the image's corners
+            np.testing.assert_allclose(
+                *([g[i].GCPPixel, g[i].GCPLine, g[i].GCPX, g[i].GCPY] for g in (own, model)),
+                rtol=0, atol=1e-8)
+        bare = self.make("capella-slc", lines=64, samples=64, gcps=False)
+        self.assertEqual(open_product(bare.opened).GetGCPCount(), 121)
+        self.assertEqual(open_product(bare.opened, GEOREF="PRODUCT").GetGCPCount(), 0)
+        projected = self.make("capella-geo", lines=64, samples=64)
+        for choice, reason in (("MODEL", "no sensor model"), ("GCP", "no tie point"),
+                               ("RPC", "no rational function")):
+            with self.assertRaisesRegex(RuntimeError, reason):
+                open_product(projected.opened, GEOREF=choice)
         with self.assertRaisesRegex(RuntimeError, "GEOREF=TPS"):
             open_product(product.opened, GEOREF="TPS")
 
@@ -187,12 +215,27 @@ class Facts(ProductCase):
                                        truth["geometry"]["incidenceNearDeg"], places=6)
                 self.assertGreater(float(items["FAR_RANGE_INCIDENCE_ANGLE"]),
                                    float(items["NEAR_RANGE_INCIDENCE_ANGLE"]))
-        other = gdal.OpenEx(str(product.opened), allowed_drivers=["RS2"]).GetMetadata()
+        other = gdal.OpenEx(str(product.opened), allowed_drivers=["RS2"])
+        for own, its in zip(open_product(product.opened).GetGCPs(), other.GetGCPs()):
+            self.assertEqual((own.GCPPixel, own.GCPLine, own.GCPX, own.GCPY, own.GCPZ),
+                             (its.GCPPixel, its.GCPLine, its.GCPX, its.GCPY, its.GCPZ))
+        other = other.GetMetadata()
         for key in set(other) & set(items):
             same = (float(items[key]) == float(other[key]) if "SPACING" in key
                     else items[key] == other[key])
             self.assertTrue(same, f"{key}: {items[key]}, and {other[key]} of GDAL's own driver")
         self.assertLessEqual(set(other), set(items))
+
+
+    def test_nodes_are_json_domains(self):
+        product = self.make("rcm", lines=64, samples=64)
+        dataset = open_product(product.opened)
+        self.assertIn("json:SAR_Metadata", dataset.GetMetadataDomainList())
+        node = json.loads(dataset.GetMetadata_List("json:SAR_Metadata")[0])
+        for name, value in product.truth["record"].items():
+            if not isinstance(value, list):
+                self.assertAlmostEqual(node[name], value, delta=1e-9 * abs(value), msg=name)
+        self.assertIsNone(dataset.GetMetadata_List("json:Another"))
 
 
 class Files(ProductCase):

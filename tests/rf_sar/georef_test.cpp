@@ -369,7 +369,7 @@ TEST(Georeferencing, ImagesInNoMapFailBothReads) {
 TEST(Georeferencing, ShortMemoryLeavesNothingOfAnyRead) {
     for (const Record record : {Record::good, Record::none}) {
         PlacedLayer placed(record, Place::northUp);
-        rf_sarFileSarMetadata(placed.file);
+        sarMetadataOf(placed.file);
         const Heard heard;
         EXPECT_GE(failEachAllocation([&] {
                       const Projection read = readProjection(placed.layer);

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "kerr/kerr.h"
+#include "rf_sar_layer_cache.h"
+
+#include <cstdint>
+
+/// What opening and reading a layer share.
+namespace sarLayer {
+
+/// Odd numbers are magnitudes, even ones phases.
+bool isMagnitude(const RF_SARLayer& layer);
+
+struct BlockShape {
+    std::uint32_t width;
+    std::uint32_t height;
+};
+BlockShape blockShape(const RF_SARLayer& layer);
+
+} // namespace sarLayer

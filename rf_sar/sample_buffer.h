@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+/// Samples between their read and their conversion. The thread keeps the memory for its next block,
+/// unless it is large, until the thread ends. One at a time in a thread.
+class SampleBuffer {
+public:
+    /// @throws std::bad_alloc
+    explicit SampleBuffer(std::size_t samples) {
+        if (kept().samples < samples)
+            kept() = {std::make_unique_for_overwrite<Room[]>(samples), samples};
+    }
+    ~SampleBuffer() {
+        if (kept().samples > largestKept)
+            kept() = {};
+    }
+    SampleBuffer(const SampleBuffer&) = delete;
+    SampleBuffer& operator=(const SampleBuffer&) = delete;
+
+    /// @return room for two values of four bytes a sample; holds anything at first.
+    template <class T>
+    T* as() const {
+        static_assert(sizeof(T) == sizeof(Room) / 2 && alignof(T) <= alignof(Room));
+        return reinterpret_cast<T*>(kept().room.get());
+    }
+
+private:
+    struct alignas(8) Room {
+        std::byte bytes[8];
+    };
+    struct Kept {
+        std::unique_ptr<Room[]> room;
+        std::size_t samples = 0;
+    };
+    static constexpr std::size_t largestKept = std::size_t{8} << 20; // 64 MiB
+    static Kept& kept() {
+        thread_local Kept ofThread;
+        return ofThread;
+    }
+};
