@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
 
     int status = done;
     addFormats(app);
+    addDoctor(app, status);
     addIdentify(app, status);
     addInfo(app);
     addNode(app);
