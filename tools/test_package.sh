@@ -36,7 +36,7 @@ chroot "$root" /bin/bash -euxc '
     rfsar --version
     rfsar doctor
     gdalinfo --formats | grep RF_SAR
-    test -s /usr/share/man/man1/rfsar.1.gz
+    test -s /usr/share/man/man1/rfsar.1
     bash -n /usr/share/bash-completion/completions/rfsar
     for product in /products/*/; do
         rfsar info "$product"

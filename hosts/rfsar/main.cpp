@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     addRead(app);
     addQuicklook(app);
     addLocate(app);
+    addStac(app);
     try {
         app.parse(argc, argv);
         return status;

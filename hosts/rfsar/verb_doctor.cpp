@@ -21,10 +21,12 @@ struct Sample {
     const char* content;
 };
 constexpr Sample samples[] = {
-    {"RADARSAT-2", "<?xml version=\"1.0\"?>\n<product "
-                   "xmlns=\"http://www.rsi.ca/rs2/prod/xml/schemas\">\n</product>\n"},
-    {"RADARSAT Constellation",
-     "<?xml version=\"1.0\"?>\n<product xmlns=\"rcmGsProductSchema\">\n</product>\n"},
+    {"RADARSAT-2", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                   "<product xmlns=\"http://www.rsi.ca/rs2/prod/xml/schemas\" copyright=\"\">\n"
+                   "<productId></productId>\n</product>\n"},
+    {"RADARSAT Constellation", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                               "<product xmlns=\"rcmGsProductSchema\" copyright=\"\">\n"
+                               "<productId></productId>\n</product>\n"},
 };
 
 ordered_json diagnose() {

@@ -12,3 +12,4 @@ void addNode(CLI::App& app);
 void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);
+void addStac(CLI::App& app);
