@@ -70,26 +70,30 @@ void printChoice(const ordered_json& choice) {
                   << "\"                 in the environment, for every program\n";
 }
 
-int doctor(bool asJson) {
-    const ordered_json found = diagnose();
-    const bool usable = !found["driver"].is_null();
-    if (asJson) {
-        console::printJson(found);
-        return usable ? 0 : 1;
-    }
+void printText(const ordered_json& found) {
     const auto text = [&](const char* key) { return found[key].get<std::string>(); };
     std::cout << "rfsar        " << text("version") << '\n'
               << "plug-in      " << text("plugin") << " (" << found["formats"] << " formats)\n"
               << "platform     " << text("platform") << '\n'
               << "GDAL         " << text("gdalVersion") << '\n'
-              << "GDAL driver  " << (usable ? text("driver") : "not found") << '\n';
+              << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
+              << '\n';
     printChoice(found["productXml"]);
-    if (!usable)
-        console::error("GDAL does not find the driver: let GDAL_DRIVER_PATH name the folder of "
-                       "gdal_RF_SAR.so, or install it into GDAL's own plug-in folder");
-    if (!text("driverFault").empty())
-        console::warning(text("driverFault"));
-    return usable ? 0 : 1;
+}
+
+int doctor(bool asJson) {
+    const ordered_json found = diagnose();
+    if (asJson)
+        console::printJson(found);
+    else
+        printText(found);
+    if (const auto fault = found["driverFault"].get<std::string>(); !fault.empty())
+        console::warning(fault);
+    if (!found["driver"].is_null())
+        return 0;
+    console::error("GDAL does not find the driver: let GDAL_DRIVER_PATH name the folder of "
+                   "gdal_RF_SAR.so, or install it into GDAL's own plug-in folder");
+    return 1;
 }
 
 } // namespace
