@@ -2,7 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
-#include "metadata_items.h"
+#include "product/metadata_items.h"
 
 #include <algorithm>
 
@@ -30,7 +30,7 @@ SarDataset::SarDataset(const OpenRequest& request)
     if (request.layer.empty())
         listSubdatasets(entries);
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
-    for (const auto& [key, text] : metadataItems(opened_->document))
+    for (const auto& [key, text] : product::metadataItems(opened_->document))
         GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str());
     reference_ = georeference(*opened_, image(), georef_);
     if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)

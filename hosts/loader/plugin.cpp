@@ -2,6 +2,7 @@
 
 #include "loader/heard.h"
 #include "loader/host_texts.h"
+#include "loader/loaded_library.h"
 
 #include <cstdlib>
 #include <dlfcn.h>
@@ -14,25 +15,15 @@ namespace fs = std::filesystem;
 
 constexpr char fileName[] = "rf_sar.so";
 
-/// The folder of the program or library that this code was linked into.
-fs::path ownFolder() {
-    Dl_info info{};
-    static const char anchor = 0;
-    if (dladdr(&anchor, &info) == 0 || !info.dli_fname)
-        return {};
-    std::error_code ignored;
-    const fs::path own = fs::canonical(info.dli_fname, ignored);
-    return (own.empty() ? fs::path("/proc/self/exe") : own).parent_path();
-}
-
+/// The plug-in stands beside the platform library that it shares with its host; where the linker
+/// found that one is known.
 std::vector<std::string> candidates() {
     if (const char* named = std::getenv("RF_SAR_PLUGIN"))
         return {named};
-    const fs::path own = ownFolder();
     std::vector<std::string> names;
-    for (const fs::path& folder : {own, own / "../lib", own / "../lib/rf_sar"})
-        if (std::error_code ignored; fs::exists(folder / fileName, ignored))
-            names.push_back((folder / fileName).lexically_normal());
+    const fs::path beside = fs::path(loadedLibrary("librf_platform.so")).replace_filename(fileName);
+    if (std::error_code ignored; fs::exists(beside, ignored))
+        names.push_back(beside);
     names.push_back(fileName); // where the dynamic linker looks
     return names;
 }

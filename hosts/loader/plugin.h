@@ -50,8 +50,8 @@ struct EntryPoints {
 /// A loaded plug-in. Stays loaded until the process ends. Any thread.
 class Plugin {
 public:
-    /// Loads the plug-in that RF_SAR_PLUGIN names, else rf_sar.so beside this library or program,
-    /// in ../lib of it, or where the dynamic linker looks.
+    /// Loads the plug-in that RF_SAR_PLUGIN names, else rf_sar.so beside the platform library, or
+    /// where the dynamic linker looks.
     /// @throws Error saying what was tried.
     static const Plugin& instance();
 

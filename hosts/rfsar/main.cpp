@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
 
     int status = done;
     addFormats(app);
+    addDoctor(app, status);
     addIdentify(app, status);
     addInfo(app);
     addNode(app);
@@ -39,6 +40,7 @@ int main(int argc, char** argv) {
     addQuicklook(app);
     addLocate(app);
     addCheck(app, status);
+    addStac(app);
     try {
         app.parse(argc, argv);
         return status;

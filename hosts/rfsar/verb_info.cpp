@@ -1,7 +1,7 @@
 #include "console.h"
+#include "geojson.h"
 #include "loader/product.h"
 #include "product/find_product.h"
-#include "product/footprint.h"
 #include "product/product_facts.h"
 #include "verbs.h"
 
@@ -15,25 +15,6 @@
 namespace {
 
 using nlohmann::ordered_json;
-
-ordered_json ringJson(const std::vector<product::LonLat>& ring) {
-    auto points = ordered_json::array();
-    for (const product::LonLat& point : ring)
-        points.push_back({point.lonDeg, point.latDeg});
-    return points;
-}
-
-/// The outline as a GeoJSON geometry; null when it is not known.
-ordered_json footprintJson(const product::Footprint& footprint) {
-    if (footprint.polygons.empty())
-        return nullptr;
-    auto parts = ordered_json::array();
-    for (const auto& ring : footprint.polygons)
-        parts.push_back(ordered_json::array({ringJson(ring)}));
-    if (parts.size() == 1)
-        return {{"type", "Polygon"}, {"coordinates", parts[0]}};
-    return {{"type", "MultiPolygon"}, {"coordinates", parts}};
-}
 
 /// The footprint of the first layer that can be opened; the others lie on the same ground.
 product::Footprint footprintOf(const loader::Product& opened, const std::vector<std::string>& names,

@@ -6,6 +6,7 @@
 /// loader::Error for the user, and returns the exit status through `status`.
 void addCheck(CLI::App& app, int& status);
 void addFormats(CLI::App& app);
+void addDoctor(CLI::App& app, int& status);
 void addIdentify(CLI::App& app, int& status);
 void addInfo(CLI::App& app);
 void addNode(CLI::App& app);
@@ -13,3 +14,4 @@ void addExport(CLI::App& app);
 void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);
+void addStac(CLI::App& app);

@@ -1,14 +1,11 @@
-#include "metadata_items.h"
+#include "product/metadata_items.h"
 
 #include "product/calibration.h"
 
 #include <filesystem>
 
-namespace rf_sar_gdal {
+namespace product {
 namespace {
-
-using product::ProductDocument;
-using product::textAt;
 
 /// Where each family states a fact; null where it does not. Capella paths lead into the extended
 /// document, those that begin with "properties" or "id" into the item.
@@ -107,11 +104,11 @@ std::string itemText(const ProductDocument& document, const Item& item) {
     return text == "null" ? "" : text;
 }
 
-const char* tableKey(product::Radiometry kind) {
+const char* tableKey(Radiometry kind) {
     switch (kind) {
-    case product::Radiometry::sigmaNought:
+    case Radiometry::sigmaNought:
         return "SIGMA_NOUGHT_LUT";
-    case product::Radiometry::betaNought:
+    case Radiometry::betaNought:
         return "BETA_NOUGHT_LUT";
     default:
         return "GAMMA_LUT";
@@ -127,7 +124,7 @@ std::vector<std::pair<std::string, std::string>> metadataItems(const ProductDocu
             found.emplace_back(item.key, std::move(text));
     if (document.kind == ProductDocument::Kind::capella)
         found.emplace_back("SENSOR_IDENTIFIER", "SAR");
-    for (const product::CalibrationTable& table : product::calibrationTables(document))
+    for (const CalibrationTable& table : calibrationTables(document))
         if (!table.file.empty()) {
             std::string key = tableKey(table.kind);
             if (!table.pole.empty())
@@ -137,4 +134,4 @@ std::vector<std::pair<std::string, std::string>> metadataItems(const ProductDocu
     return found;
 }
 
-} // namespace rf_sar_gdal
+} // namespace product

@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
-namespace rf_sar_gdal {
+namespace product {
 
 /// @return the product's facts under the keys that users of GDAL know, as the product writes them;
 ///         those that it does not state are left out.
 std::vector<std::pair<std::string, std::string>>
-metadataItems(const product::ProductDocument& document);
+metadataItems(const ProductDocument& document);
 
-} // namespace rf_sar_gdal
+} // namespace product

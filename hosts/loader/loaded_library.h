@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace loader {
+
+/// @return the file that a library of this process was loaded from, links resolved; empty when no
+///         library of that file name is loaded.
+std::string loadedLibrary(const std::string& fileName);
+
+} // namespace loader

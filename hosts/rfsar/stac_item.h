@@ -1,0 +1,19 @@
+#pragma once
+
+#include "loader/product.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// Describes a product as a STAC 1.0 item with the extensions SAR, SAT, VIEW and PROJ; a field that
+/// the product does not state is left out, and an extension whose required fields are not all there
+/// is not declared.
+/// @param folder  that the assets' references are relative to, absolute.
+/// @param warnings  receives what the item could not carry.
+/// @throws loader::Error when the product's metadata or its first layer cannot be read, or it has
+///         no time.
+nlohmann::ordered_json stacItem(const loader::Product& opened, const std::filesystem::path& folder,
+                                std::vector<std::string>& warnings);
