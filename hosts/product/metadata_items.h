@@ -10,7 +10,6 @@ namespace product {
 
 /// @return the product's facts under the keys that users of GDAL know, as the product writes them;
 ///         those that it does not state are left out.
-std::vector<std::pair<std::string, std::string>>
-metadataItems(const ProductDocument& document);
+std::vector<std::pair<std::string, std::string>> metadataItems(const ProductDocument& document);
 
 } // namespace product

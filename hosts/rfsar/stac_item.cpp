@@ -95,9 +95,9 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
             const product::ProductFacts& stated, const std::string& sensor) {
     properties["sar:instrument_mode"] = factOf(facts, "BEAM_MODE");
     properties["sar:frequency_band"] = sensor;
-    auto hertz = number(firstText({textAt(document.root,
-                                          "sourceAttributes/radarParameters/radarCenterFrequency"),
-                                   textAt(document.extended, "collect/radar/center_frequency")}));
+    auto hertz = number(
+        firstText({textAt(document.root, "sourceAttributes/radarParameters/radarCenterFrequency"),
+                   textAt(document.extended, "collect/radar/center_frequency")}));
     addPositive(properties, "sar:center_frequency",
                 hertz ? *hertz / 1e9
                       : number(textAt(document.root, "properties/sar:center_frequency")));
@@ -109,8 +109,8 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
     for (const auto& [key, xml, json] :
          {std::tuple("sar:looks_range", "numberOfRangeLooks", "collect/image/range_looks"),
           std::tuple("sar:looks_azimuth", "numberOfAzimuthLooks", "collect/image/azimuth_looks")})
-        if (const auto looks = number(firstText({textAt(document.root, processing + xml),
-                                                 textAt(document.extended, json)}));
+        if (const auto looks = number(firstText(
+                {textAt(document.root, processing + xml), textAt(document.extended, json)}));
             looks && *looks >= 1 && *looks == std::floor(*looks))
             properties[key] = static_cast<int>(*looks);
     addChoice(properties, "sar:observation_direction", lower(factOf(facts, "ANTENNA_POINTING")),
@@ -166,8 +166,8 @@ product::Footprint placeOf(const loader::Layer& layer, std::vector<std::string>&
 }
 
 std::string idOf(const ProductDocument& document) {
-    if (const std::string id = firstText({textAt(document.root, "productId"),
-                                          textAt(document.root, "id")});
+    if (const std::string id =
+            firstText({textAt(document.root, "productId"), textAt(document.root, "id")});
         !id.empty())
         return id;
     std::string stem = kfnp::lastComponent(document.file);
@@ -247,8 +247,7 @@ ordered_json stacItem(const loader::Product& opened, const std::filesystem::path
     addTimes(properties, document, facts);
     properties["platform"] = lower(stated.satellite);
     properties["instruments"] = {"sar"};
-    if (addSar(properties, document, facts, stated,
-               product::parseLayerName(layer.name()).sensor))
+    if (addSar(properties, document, facts, stated, product::parseLayerName(layer.name()).sensor))
         extensions.push_back(sarSchema);
     else
         warnings.push_back(opened.name() + ": the SAR extension of STAC has no words for these "

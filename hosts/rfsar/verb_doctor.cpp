@@ -6,7 +6,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <iostream>
 
 namespace {
@@ -42,32 +41,31 @@ ordered_json diagnose() {
             {"formats", plugin.formats().size()},
             {"platform", loader::loadedLibrary("librf_platform.so")},
             {"gdalVersion", kimg::gdalVersion()},
-            {"driver", found ? ordered_json(loader::loadedLibrary("gdal_RF_SAR.so"))
-                             : ordered_json(nullptr)},
+            {"driver",
+             found ? ordered_json(loader::loadedLibrary("gdal_RF_SAR.so")) : ordered_json(nullptr)},
             {"driverFault", fault},
             {"productXml", choice}};
 }
 
 void printChoice(const ordered_json& choice) {
-    bool contested = false;
     std::string rivals;
     for (const auto& [family, drivers] : choice.items()) {
         std::cout << "product.xml  " << family << ": ";
         const auto names = drivers.get<std::vector<std::string>>();
-        for (std::size_t i = 0; i < names.size(); ++i)
+        for (std::size_t i = 0; i < names.size(); ++i) {
             std::cout << (i == 0 ? "opened by " : i == 1 ? "; then asked: " : ", ") << names[i];
-        std::cout << (names.empty() ? "opened by no driver\n" : "\n");
-        for (auto name = names.begin(); name != names.end() && *name != driver; ++name) {
-            contested = std::find(names.begin(), names.end(), driver) != names.end();
-            rivals += (rivals.empty() ? "" : " ") + *name;
+            if (names[i] != driver)
+                rivals += (rivals.empty() ? "" : " ") + names[i];
         }
+        std::cout << (names.empty() ? "opened by no driver\n" : "\n");
     }
-    if (contested)
-        std::cout << "\n" << rivals << " is asked before " << driver << ". To choose " << driver
-                  << ":\n  gdalinfo -if " << driver << " product.xml   for one command\n  "
-                  << "RF_SAR:product.xml              as a name, wherever a file is named\n  "
-                  << "GDAL_SKIP=\"" << rivals
-                  << "\"                 in the environment, for every program\n";
+    if (rivals.empty())
+        return;
+    std::cout << "\nTo choose " << driver << " wherever " << rivals << " takes the file too:\n"
+              << "  gdalinfo -if " << driver << " product.xml   for one command\n"
+              << "  RF_SAR:product.xml                as a name, wherever a file is named\n"
+              << "  GDAL_SKIP=\"" << rivals << "\"                   in the environment, for all\n"
+              << "GDAL_SKIP=\"" << driver << "\" leaves " << driver << " out instead.\n";
 }
 
 void printText(const ordered_json& found) {

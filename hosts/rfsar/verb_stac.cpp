@@ -17,8 +17,7 @@ struct StacOptions {
 
 void writeStac(const StacOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const loader::Product opened(loader::Plugin::instance(),
-                                 product::findProduct(options.file));
+    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
     const bool toFile = options.output != "-";
     const auto folder =
         std::filesystem::absolute(toFile ? options.output : opened.name()).parent_path();

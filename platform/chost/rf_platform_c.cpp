@@ -6,13 +6,17 @@
 
 // The opaque node is a KmifNode, which is what rf_sarFileDataRead fills.
 
-void rf_platformFree(void* block) { kmsc_HeapFree(block); }
+void rf_platformFree(void* block) {
+    kmsc_HeapFree(block);
+}
 
 RF_PlatformNode* rf_platformNodeNew() {
     return reinterpret_cast<RF_PlatformNode*>(new (std::nothrow) KmifNode);
 }
 
-void rf_platformNodeFree(RF_PlatformNode* node) { delete reinterpret_cast<KmifNode*>(node); }
+void rf_platformNodeFree(RF_PlatformNode* node) {
+    delete reinterpret_cast<KmifNode*>(node);
+}
 
 char* rf_platformNodeJson(const RF_PlatformNode* node) {
     try {

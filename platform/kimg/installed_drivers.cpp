@@ -7,7 +7,9 @@
 
 namespace kimg {
 
-std::string gdalVersion() { return GDALVersionInfo("RELEASE_NAME"); }
+std::string gdalVersion() {
+    return GDALVersionInfo("RELEASE_NAME");
+}
 
 std::string registerInstalledDrivers() {
     const ErrorCapture errors;
