@@ -143,7 +143,7 @@ class Georeferencing(ProductCase):
         self.check_targets(product)
 
     def test_rational_functions_hold_in_odd_places(self):
-        for family in ("rcm", "capella-slc"):
+        for family in ("rcm", "radarsat2", "capella-slc"):
             for place in ("179.999,10", "-180,-10", "30,80", "11,48"):
                 with self.subTest(family=family, place=place):
                     self.check_targets(self.make(
