@@ -10,6 +10,7 @@
 
 #include <boost/thread/locks.hpp>
 
+#include <memory>
 #include <new>
 
 namespace {

@@ -16,7 +16,8 @@ struct Finding {
     std::string sentence;
 };
 
-/// Runs every check on an open product, in order; a check that finds nothing wrong says so.
+/// Runs every check on an open product, in order; one that finds nothing wrong says so, one that
+/// cannot be made fails.
 /// @throws loader::Error when the product file cannot be read again.
 std::vector<Finding> runChecks(const loader::Product& opened);
 
