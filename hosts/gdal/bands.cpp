@@ -15,9 +15,9 @@ public:
     SarBand(std::shared_ptr<const OpenedProduct> opened, const Entry& entry, GDALDataType type)
         : opened_(std::move(opened)) {
         eDataType = type;
-        GDALRasterBand::SetDescription(entry.name.c_str());
+        sDescription = entry.name;
         if (!entry.pole.empty())
-            GDALMajorObject::SetMetadataItem("POLARIMETRIC_INTERP", entry.pole.c_str());
+            oMDMD.SetMetadataItem("POLARIMETRIC_INTERP", entry.pole.c_str());
     }
 
     const char* GetUnitType() override { return unit_; }
@@ -116,7 +116,7 @@ public:
           calibration_(product::readCalibration(opened_->product, opened_->document, entry.table,
                                                 samples_.width(), samples_.isComplex())) {
         setSize(samples_);
-        GDALMajorObject::SetMetadataItem("CALIBRATION", nameOf(entry.table.kind).c_str());
+        oMDMD.SetMetadataItem("CALIBRATION", nameOf(entry.table.kind).c_str());
     }
 
 private:

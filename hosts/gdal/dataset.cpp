@@ -31,7 +31,7 @@ SarDataset::SarDataset(const OpenRequest& request)
         listSubdatasets(entries);
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
     for (const auto& [key, text] : product::metadataItems(opened_->document))
-        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str());
+        oMDMD.SetMetadataItem(key.c_str(), text.c_str());
     reference_ = georeference(*opened_, image(), georef_);
     if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
         provideRpc(); // what was asked for by name is refused now, not later
@@ -92,7 +92,7 @@ void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
         list.SetNameValue((key + "_DESC").c_str(),
                           (entries[i].name + " - " + entries[i].description).c_str());
     }
-    GDALMajorObject::SetMetadata(list.List(), "SUBDATASETS");
+    oMDMD.SetMetadata(list.List(), "SUBDATASETS");
 }
 
 /// Statistics go into <product file>.aux.xml under the entry's name, overviews into
@@ -130,7 +130,7 @@ void SarDataset::provide(const char* domain) {
 void SarDataset::provideRpc() {
     provided_.insert("RPC");
     for (const auto& [key, text] : rationalFunctions(*opened_, image(), georef_))
-        GDALMajorObject::SetMetadataItem(key.c_str(), text.c_str(), "RPC");
+        oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
 }
 
 void SarDataset::provideNode(const std::string& name) {
@@ -140,7 +140,7 @@ void SarDataset::provideNode(const std::string& name) {
     std::string remarks;
     CPLStringList json;
     json.AddString(kmif_NodeToJson(opened_->product.node(":" + name, remarks)).c_str());
-    GDALMajorObject::SetMetadata(json.List(), (jsonPrefix + name).c_str());
+    oMDMD.SetMetadata(json.List(), (jsonPrefix + name).c_str());
     if (!remarks.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->product.name().c_str(),
                  name.c_str(), remarks.c_str());
@@ -229,6 +229,8 @@ CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int*
         if (any(&Entry::isMagnitude))
             method = "RMS";
     }
+    // Past the sidecar file's bookkeeping, which would name the overviews itself.
+    // NOLINTNEXTLINE(bugprone-parent-virtual-call)
     return GDALDataset::IBuildOverviews(method, count, factors, bandCount, bandNumbers, progress,
                                         progressData, options);
 }

@@ -30,6 +30,7 @@ OGRSpatialReference systemOf(const std::string& wkt) {
 /// The product counts from the centre of the first pixel, GDAL from its outer corner.
 std::vector<GroundTie> tiesOf(const std::vector<product::TiePoint>& points) {
     std::vector<GroundTie> ties;
+    ties.reserve(points.size());
     for (const product::TiePoint& point : points)
         ties.push_back(
             {point.sample + 0.5, point.line + 0.5, point.lonDeg, point.latDeg, point.heightM});

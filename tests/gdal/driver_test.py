@@ -8,7 +8,7 @@ import subprocess
 import unittest
 import zipfile
 
-from gdal_case import ProductCase, gdal, named, np, open_product, subdatasets
+from gdal_case import ProductCase, gdal, named, np, open_product, subdatasets, table
 
 from osgeo import osr  # noqa: E402
 
@@ -143,7 +143,7 @@ class Georeferencing(ProductCase):
         self.check_targets(product)
 
     def test_rational_functions_hold_in_odd_places(self):
-        for family in ("rcm", "capella-slc"):
+        for family in ("rcm", "radarsat2", "capella-slc"):
             for place in ("179.999,10", "-180,-10", "30,80", "11,48"):
                 with self.subTest(family=family, place=place):
                     self.check_targets(self.make(
@@ -337,6 +337,38 @@ class BadInput(ProductCase):
         done = tool("gdalinfo", "-checksum", product.opened)
         self.assertEqual(done.returncode, 0)
         self.assertIn("_extended.json", done.stderr)
+
+
+class RealProducts(ProductCase):
+    def test_radarsat2_inside_its_zip_agrees_with_its_tie_points(self):
+        archive = next(self.real("radarsat2/F0W2_20170430_HH_SLC").glob("*.zip"))
+        dataset = gdal.Open(f"RF_SAR:{archive}")
+        product = subdatasets(dataset)["COMPLEX_HH"][0].split('"')[1]
+        other = gdal.OpenEx(product, allowed_drivers=["RS2"]).GetGCPs()
+        transformer = gdal.Transformer(dataset, None, ["METHOD=RPC"])
+        self.assertEqual(dataset.GetGCPCount(), len(other))
+        for tie, its in zip(dataset.GetGCPs(), other):
+            self.assertEqual((tie.GCPPixel, tie.GCPX, tie.GCPZ), (its.GCPPixel, its.GCPX, its.GCPZ))
+            _, (pixel, line, _) = transformer.TransformPoint(1, tie.GCPX, tie.GCPY, tie.GCPZ)
+            self.assertLess(np.hypot(pixel - tie.GCPPixel, line - tie.GCPLine), 0.01)
+
+    def test_rcm_tables_run_against_the_columns(self):
+        copy = self.folder / "copy"
+        shutil.copytree(self.real("rcm/16M5_20220605_HHHV_GRD"), copy)
+        file = next(copy.glob("*/metadata/product.xml"))
+        (file.parent.parent / "imagery").mkdir()
+        for pole in ("HH", "HV"):
+            image = gdal.GetDriverByName("GTiff").Create(
+                str(file.parent.parent / f"imagery/2116811_1_{pole}.tif"), 4845, 8,
+                1, gdal.GDT_UInt16)
+            image.GetRasterBand(1).Fill(1000)
+            image = None
+        for key, stem in (("SIGMA_NOUGHT", "lutSigma"), ("GAMMA", "lutGamma")):
+            columns, gains, _ = table(file.parent / f"calibration/{stem}_HV.xml",
+                                      "pixelFirstLutValue")
+            self.assertEqual((columns[0], columns[-1]), (4844, 0))
+            pixels = gdal.Open(named(file, f"{key}_HV")).ReadAsArray()
+            np.testing.assert_allclose(pixels, np.tile(1e6 / gains[::-1], (8, 1)), rtol=1e-6)
 
 
 if __name__ == "__main__":

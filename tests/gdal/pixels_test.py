@@ -156,6 +156,17 @@ class Calibration(ProductCase):
                 ours = open_product(product.opened, CALIBRATION="SIGMA_NOUGHT").ReadAsArray()
                 np.testing.assert_allclose(ours, power, rtol=1e-6)
 
+    def test_tables_of_radarsat2_are_what_the_product_calls_them(self):
+        product = self.make("radarsat2", lines=20, samples=64)
+        text = product.opened.read_text()
+        tables = re.findall(r"\s*<lookupTable .*?</lookupTable>", text, re.S)
+        self.assertEqual(len(tables), 3)
+        product.opened.write_text(text.replace("".join(tables), "".join(reversed(tables))))
+        self.check(product, True, lambda stem, _: product.folder / f"lut{stem}.xml")
+        (product.folder / "lutSigma.xml").write_text("<lut><gains>1 2</gains></lut>")
+        with self.assertRaisesRegex(RuntimeError, "lutSigma.xml"):
+            gdal.Open(named(product.opened, "SIGMA_NOUGHT_HH"))
+
     def test_capella_scales_its_samples_to_what_it_states(self):
         for family in ("capella-slc", "capella-geo"):
             product = self.make(family, lines=64, samples=64)
