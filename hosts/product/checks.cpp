@@ -30,9 +30,9 @@ struct Findings {
         all.push_back({check, verdict, std::move(sentence)});
     }
     /// Says that all of several things are right, unless less than all are.
-    void addWhenAll(std::size_t good, std::size_t all, const std::string& areRight) {
-        if (good == all)
-            add(Verdict::ok, "all " + std::to_string(all) + " " + areRight);
+    void addWhenAll(std::size_t good, std::size_t count, const std::string& areRight) {
+        if (good == count)
+            add(Verdict::ok, "all " + std::to_string(count) + " " + areRight);
     }
 };
 
@@ -104,18 +104,17 @@ std::uint32_t statedWidth(const ProductDocument& document) {
     const bool rcm = document.kind == ProductDocument::Kind::rcm;
     const char* path = rcm ? "sceneAttributes/imageAttributes/samplesPerLine"
                            : "imageAttributes/rasterAttributes/numberOfSamplesPerLine";
-    return static_cast<std::uint32_t>(parseInteger(
-        document.kind == ProductDocument::Kind::capella
-            ? textAt(document.extended, "collect/image/columns")
-            : textAt(document.root, path),
-        document.file));
+    return static_cast<std::uint32_t>(
+        parseInteger(document.kind == ProductDocument::Kind::capella
+                         ? textAt(document.extended, "collect/image/columns")
+                         : textAt(document.root, path),
+                     document.file));
 }
 
 /// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.
 void checkNodeLengths(const Subject& subject, std::uint32_t width, Findings& findings) {
     std::string remarks;
-    const auto node =
-        nlohmann::json::parse(subject.opened.nodeJson(":Rs2_Calibration", remarks));
+    const auto node = nlohmann::json::parse(subject.opened.nodeJson(":Rs2_Calibration", remarks));
     for (const char* name : {"lutBeta", "lutSigma", "lutGamma"})
         if (const std::size_t gains = node[name].size(); gains > width)
             findings.add(Verdict::warn, std::string(name) + " has " + std::to_string(gains) +

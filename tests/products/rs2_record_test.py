@@ -216,14 +216,21 @@ class DamagedProducts(Rs2Case):
         edit(product, r"(<slantRangeNearEdge[^>]*>)[^<]*", r"\g<1>0")
         statuses, messages = self.check_product(product.opened)
         self.assertEqual(statuses, {"files": ["fail"] * 2, "layers": ["fail"] * 2,
-                                    "model": ["warn"], "calibration": ["fail"] * 2})
+                                    "model": ["warn"], "calibration": ["fail"] * 3})
         for text in ("imagery_HV.tif is missing", "lutBeta.xml is empty", "C_HV_PHASE_4",
-                     "lutSigma.xml has 2 gains, but lines of 30 samples need 30",
-                     "lutGamma.xml is no calibration table"):
+                     "lutSigma.xml: its gains do not cover the 30 columns", "lutGamma.xml: "):
             self.assertIn(text, messages)
         done = rfsar("check", product.opened)
         self.assertEqual(done.returncode, 1)
-        self.assertIn("fail  files        imagery_HV.tif is missing\n", done.stdout)
+        self.assertRegex(done.stdout, r"fail  files        .*/imagery_HV.tif is missing\n")
+
+    def test_check_warns_of_tables_for_wider_images(self):
+        product = self.make_rs2("wider")
+        table = product.folder / "lutBeta.xml"
+        table.write_text(table.read_text().replace("</gains>", " 1.5</gains>"))
+        statuses, messages = self.check_product(product.opened)
+        self.assertEqual(statuses["calibration"], ["ok", "warn"])
+        self.assertIn("lutBeta has 31 gains for lines of 30 samples", messages)
 
 
 class RealProduct(Rs2Case):
