@@ -1,13 +1,15 @@
 #include "product/checks.h"
 
 #include "product/calibration.h"
+#include "product/ground_checks.h"
 #include "product/image_files.h"
 #include "product/noise_tables.h"
 #include "product/product_facts.h"
 
 #include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
+#include "records/calibration_lut_record.h"
 
-#include <nlohmann/json.hpp>
 
 #include <set>
 
@@ -30,9 +32,9 @@ struct Findings {
         all.push_back({check, verdict, std::move(sentence)});
     }
     /// Says that all of several things are right, unless less than all are.
-    void addWhenAll(std::size_t good, std::size_t count, const std::string& areRight) {
-        if (good == count)
-            add(Verdict::ok, "all " + std::to_string(count) + " " + areRight);
+    void addWhenAll(std::size_t good, std::size_t total, const std::string& areRight) {
+        if (good == total)
+            add(Verdict::ok, "all " + std::to_string(total) + " " + areRight);
     }
 };
 
@@ -90,7 +92,7 @@ void checkLayers(const Subject& subject, Findings& findings) {
 void checkModel(const Subject& subject, Findings& findings) {
     std::string remarks;
     try {
-        static_cast<void>(subject.opened.nodeJson(":SAR_Metadata", remarks));
+        static_cast<void>(subject.opened.node(":SAR_Metadata", remarks));
     } catch (const loader::Error& error) {
         return findings.add(Verdict::warn, error.what());
     }
@@ -104,19 +106,23 @@ std::uint32_t statedWidth(const ProductDocument& document) {
     const bool rcm = document.kind == ProductDocument::Kind::rcm;
     const char* path = rcm ? "sceneAttributes/imageAttributes/samplesPerLine"
                            : "imageAttributes/rasterAttributes/numberOfSamplesPerLine";
-    return static_cast<std::uint32_t>(
-        parseInteger(document.kind == ProductDocument::Kind::capella
-                         ? textAt(document.extended, "collect/image/columns")
-                         : textAt(document.root, path),
-                     document.file));
+    return static_cast<std::uint32_t>(parseInteger(
+        document.kind == ProductDocument::Kind::capella
+            ? textAt(document.extended, "collect/image/columns")
+            : textAt(document.root, path),
+        document.file));
 }
 
 /// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.
 void checkNodeLengths(const Subject& subject, std::uint32_t width, Findings& findings) {
     std::string remarks;
-    const auto node = nlohmann::json::parse(subject.opened.nodeJson(":Rs2_Calibration", remarks));
-    for (const char* name : {"lutBeta", "lutSigma", "lutGamma"})
-        if (const std::size_t gains = node[name].size(); gains > width)
+    const KmifNode node = subject.opened.node(":Rs2_Calibration", remarks);
+    const auto& tables = *static_cast<const CalibrationLutRecord*>(node.data());
+    const std::pair<const char*, std::int32_t> counts[] = {{"lutBeta", tables.betaCount},
+                                                           {"lutSigma", tables.sigmaCount},
+                                                           {"lutGamma", tables.gammaCount}};
+    for (const auto& [name, gains] : counts)
+        if (gains > static_cast<std::int64_t>(width))
             findings.add(Verdict::warn, std::string(name) + " has " + std::to_string(gains) +
                                             " gains for lines of " + std::to_string(width) +
                                             " samples");
@@ -130,7 +136,7 @@ void checkTables(const Subject& subject, Findings& findings) {
     std::size_t good = 0;
     for (const CalibrationTable& table : tables)
         try {
-            static_cast<void>(readCalibration(subject.document, table, width, true));
+            static_cast<void>(readCalibration(subject.opened, subject.document, table, width, true));
             ++good;
         } catch (const loader::Error& error) {
             findings.add(Verdict::fail, error.what());
@@ -138,6 +144,73 @@ void checkTables(const Subject& subject, Findings& findings) {
     findings.addWhenAll(good, tables.size(), "calibration tables cover the image's lines");
     if (good == tables.size() && subject.document.kind == ProductDocument::Kind::radarsat2)
         checkNodeLengths(subject, width, findings);
+}
+
+/// Layer names follow the list of polarizations, the images their own order.
+void checkPolarizations(const Subject& subject, Findings& findings) {
+    const auto found = contradictions(subject.facts, subject.opened.layerNames());
+    for (const std::string& sentence : found)
+        findings.add(Verdict::warn, sentence);
+    if (found.empty())
+        findings.add(Verdict::ok, "layer names and images agree");
+}
+
+void checkSizes(const Subject& subject, Findings& findings) {
+    const auto names = subject.opened.layerNames();
+    try {
+        const std::uint32_t stated = statedWidth(subject.document);
+        const loader::Layer layer = subject.opened.openLayer(names.at(0));
+        findings.add(layer.width() == stated ? Verdict::ok : Verdict::fail,
+                     "lines of the image have " + std::to_string(layer.width()) +
+                         " samples, the product states " + std::to_string(stated));
+    } catch (const std::exception&) {
+        // no layer, or one that does not open, is the layers' check's to tell
+    }
+}
+
+constexpr double warnPixels = 1; ///< above, what places the image disagrees with the product
+constexpr double failPixels = 10;
+
+void addResiduals(const char* against, const Residuals& residuals, Findings& findings) {
+    if (residuals.points + residuals.unanswered == 0)
+        return;
+    Verdict verdict = Verdict::ok;
+    if (residuals.worst() > failPixels || residuals.points == 0)
+        verdict = Verdict::fail;
+    else if (residuals.worst() > warnPixels || residuals.unanswered > 0)
+        verdict = Verdict::warn;
+    findings.add(verdict, against + residuals.text());
+}
+
+/// The model, or the image's own georeferencing, against what else the product states.
+void checkGround(const Subject& subject, Findings& findings) {
+    try {
+        const loader::Layer layer = subject.opened.openLayer(subject.opened.layerNames().at(0));
+        const Locator locator(layer);
+        const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
+        addResiduals((who + " against the product's tie points, ").c_str(),
+                     againstTiePoints(locator, subject.document), findings);
+        if (locator.usesHeight())
+            for (const std::string& file : imageFiles(subject.document, subject.facts))
+                addResiduals((who + " against the tie points in " + kfnp::lastComponent(file) +
+                              ", ").c_str(),
+                             againstImageTies(locator, file), findings);
+    } catch (const std::exception& error) {
+        findings.add(Verdict::warn, error.what());
+    }
+}
+
+void checkRpc(const Subject& subject, Findings& findings) {
+    try {
+        const RpcResiduals found = ownRpcAgainstTiePoints(subject.document);
+        addResiduals(found.earlierOrder
+                         ? "rational functions, whose coefficients stand in the earlier order "
+                           "(RPC00A), against the tie points, "
+                         : "rational functions against the tie points, ",
+                     found.residuals, findings);
+    } catch (const loader::Error& error) {
+        findings.add(Verdict::fail, error.what());
+    }
 }
 
 struct Check {
@@ -149,6 +222,10 @@ constexpr Check checks[] = {
     {"files", checkFiles},
     {"layers", checkLayers},
     {"model", checkModel},
+    {"sizes", checkSizes},
+    {"poles", checkPolarizations},
+    {"ground", checkGround},
+    {"rpc", checkRpc},
     {"calibration", checkTables},
 };
 

@@ -28,15 +28,16 @@ const char* word(product::Verdict verdict) {
 
 void printText(const std::vector<product::Finding>& findings) {
     for (const product::Finding& each : findings)
-        std::cout << std::left << std::setw(6) << word(each.verdict) << std::setw(13) << each.check
-                  << each.sentence << '\n';
+        std::cout << std::left << std::setw(6) << word(each.verdict) << std::setw(13)
+                  << each.check << each.sentence << '\n';
 }
 
 void printDocument(const std::string& file, const std::vector<product::Finding>& findings) {
     auto list = ordered_json::array();
     for (const product::Finding& each : findings)
-        list.push_back(
-            {{"check", each.check}, {"status", word(each.verdict)}, {"message", each.sentence}});
+        list.push_back({{"check", each.check},
+                        {"status", word(each.verdict)},
+                        {"message", each.sentence}});
     console::printJson({{"file", file}, {"checks", list}});
 }
 
