@@ -46,11 +46,8 @@ constexpr std::array<TypeName, 6> rs2Types = {{{"SLC", rs2Slc},
                                                {"SGC", rs2Sgc},
                                                {"SSG", rs2Ssg},
                                                {"SPG", rs2Spg}}};
-constexpr std::array<TypeName, 5> rcmTypes = {{{"SLC", rcmSlc},
-                                               {"GRD", rcmGrd},
-                                               {"GRC", rcmGrc},
-                                               {"SCD", rcmScd},
-                                               {"GCC", rcmGcc}}};
+constexpr std::array<TypeName, 5> rcmTypes = {
+    {{"SLC", rcmSlc}, {"GRD", rcmGrd}, {"GRC", rcmGrc}, {"SCD", rcmScd}, {"GCC", rcmGcc}}};
 
 template <std::size_t n>
 void mapType(const std::array<TypeName, n>& names, const std::string& type, std::int32_t& index) {
@@ -63,7 +60,9 @@ void mapType(const std::array<TypeName, n>& names, const std::string& type, std:
 
 } // namespace
 
-bool rcmImageMetadata::isRadarsat2() const { return equalsIgnoringCase(satellite, "RADARSAT-2"); }
+bool rcmImageMetadata::isRadarsat2() const {
+    return equalsIgnoringCase(satellite, "RADARSAT-2");
+}
 
 bool rcmImageMetadata::hasRadarsat2Data() const {
     return isRadarsat2() && productTypeIndex != rs2Ssg && productTypeIndex != rs2Spg;
@@ -73,7 +72,8 @@ std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
     document->state = kfio::fileState(name); // of before the parse, so that no change slips by
-    kfio::readXmlTree(name, "geolocationGrid").swap(document->tree); // trees do not move, they would be copied
+    kfio::readXmlTree(name, "geolocationGrid")
+        .swap(document->tree); // trees do not move, they would be copied
     return document;
 }
 
@@ -139,8 +139,8 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
         const int poles = std::max(polarizations.count(), 0);
         if (images != poles) {
             TolvanLog::Write(slot0Name, kerrError,
-                             std::to_string(images) + " image files but " +
-                                 std::to_string(poles) + " polarizations");
+                             std::to_string(images) + " image files but " + std::to_string(poles) +
+                                 " polarizations");
             report.Throw();
         }
         readProductType(document_->tree.get_child("product"));

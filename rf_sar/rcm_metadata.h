@@ -25,7 +25,7 @@ enum ProductTypeIndex : std::int32_t {
 
 /// Reads RCM and RADARSAT-2 products: everything that a `product.xml` describes.
 struct rcmImageMetadata final : imageMetadata {
-    std::string satellite;                            ///< as the product writes it
+    std::string satellite; ///< as the product writes it
     std::int32_t productTypeIndex = productTypeUnknown;
 
     rcmImageMetadata() { sensorName = u"C"; }

@@ -19,9 +19,9 @@ constexpr char function[] = "rs2_getCalibration";
 
 /// One table's place in the record, and what is reported when its file is bad.
 struct Entry {
-    double CalibrationLutRecord::* offset;
-    std::int32_t CalibrationLutRecord::* count;
-    double* CalibrationLutRecord::* gains;
+    double CalibrationLutRecord::*offset;
+    std::int32_t CalibrationLutRecord::*count;
+    double* CalibrationLutRecord::*gains;
     const char* message;
 };
 using Record = CalibrationLutRecord;
@@ -66,8 +66,8 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     const auto product = rs2::bindProduct(ktxt::narrow(productFile), function, slot);
     if (!product)
         return nullptr;
-    const std::string folder = ktxt::narrow(
-        kfnp_FileNameGetPathPart(kfnp_FileNameExternalToInternal(productFile)));
+    const std::string folder =
+        ktxt::narrow(kfnp_FileNameGetPathPart(kfnp_FileNameExternalToInternal(productFile)));
     const auto& image = product->get_imageAttributes();
 
     CalibrationPtr record(kmsc::makeArray<Record>(1).release());
@@ -92,13 +92,13 @@ void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeAr
     constexpr int array = kmifArray + kmifFloat64;
     const kmif::DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
     const kmif::DesignPtr design(kmif_DesignCreate(dictionary.get(), "Rs2_Calibration",
-                                             {{scalar, "lutBetaOffset"},
-                                              {array, "lutBeta"},
-                                              {scalar, "lutSigmaOffset"},
-                                              {array, "lutSigma"},
-                                              {scalar, "lutGammaOffset"},
-                                              {array, "lutGamma"}},
-                                             slot));
+                                                   {{scalar, "lutBetaOffset"},
+                                                    {array, "lutBeta"},
+                                                    {scalar, "lutSigmaOffset"},
+                                                    {array, "lutSigma"},
+                                                    {scalar, "lutGammaOffset"},
+                                                    {array, "lutGamma"}},
+                                                   slot));
     if (dictionary && design)
         sarm_CreateMIFNode(record.get(), design.get(), dictionary.get(), host.a, host.b, host.c,
                            host.d, slot);

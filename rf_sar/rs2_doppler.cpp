@@ -10,9 +10,9 @@ namespace {
 
 void readRate(DopplerRateRecord& record, const rs2prod::c_dopplerRateValuesDataStore& rate) {
     const double referenceS = rate.get_dopplerRateReferenceTime().get_dopplerRateReferenceTime();
-    const auto coefficients =
-        rs2::numbers(rate.size_dopplerRateValuesCoefficients(),
-                     [&](auto i) { return rate.get_dopplerRateValuesCoefficients(i); });
+    const auto coefficients = rs2::numbers(rate.size_dopplerRateValuesCoefficients(), [&](auto i) {
+        return rate.get_dopplerRateValuesCoefficients(i);
+    });
     record.rateEstimateCount = 1;
     record.rateTimeCount = 1;
     record.rateTimes = rs2::heapCopy({referenceS});

@@ -58,12 +58,12 @@ std::int32_t beamModeClass(const std::string& acquisitionType) {
         std::int32_t number;
     };
     constexpr Class classes[] = {
-        {"Standard", 1},        {"Wide", 1},
-        {"Fine", 1},            {"Multi-Look Fine", 1},
-        {"Ultrafine", 1},       {"Low Incidence", 1},
-        {"High Incidence", 1},  {"Standard Quad Polarization", 1},
-        {"SpotlightA", 2},      {"Fine Quad Polarization", 1},
-        {"SpotlightB", 2},      {"ScanSAR Narrow", 3},
+        {"Standard", 1},       {"Wide", 1},
+        {"Fine", 1},           {"Multi-Look Fine", 1},
+        {"Ultrafine", 1},      {"Low Incidence", 1},
+        {"High Incidence", 1}, {"Standard Quad Polarization", 1},
+        {"SpotlightA", 2},     {"Fine Quad Polarization", 1},
+        {"SpotlightB", 2},     {"ScanSAR Narrow", 3},
         {"ScanSAR Wide", 3},
     };
     for (const Class& each : classes)
@@ -262,8 +262,8 @@ SarMetadataRecord* rs2_sarNodeRead(std::u16string_view productFile, std::int32_t
     const std::string file = ktxt::narrow(productFile);
     sarm::MetadataPtr record;
     if (const auto product = rs2::bindProduct(file, function, report))
-        record = buildRecord({.product = *product, .file = file,
-                              .slc = productTypeIndex == rs2Slc}, report);
+        record = buildRecord({.product = *product, .file = file, .slc = productTypeIndex == rs2Slc},
+                             report);
     kerr_PrintErrorReport(own.get());
     return record.release();
 }

@@ -21,8 +21,8 @@ std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::str
     if (!text)
         throw Error("cannot open file (" + reason + ")", name, 0);
     if (depthOf(*text) > maximumDocumentDepth)
-        throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels",
-                    name, 0);
+        throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels", name,
+                    0);
     return *std::move(text);
 }
 

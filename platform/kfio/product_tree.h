@@ -18,8 +18,7 @@ using ProductTree = boost::property_tree::ptree;
 ///        with all below: tie points make up most of a product and take most of the time.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
 ///         deep, or is malformed.
-RF_PLATFORM_API ProductTree readXmlTree(const std::string& name,
-                                        std::string_view leaveOut = {});
+RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
 

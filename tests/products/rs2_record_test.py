@@ -224,6 +224,14 @@ class DamagedProducts(Rs2Case):
         self.assertEqual(done.returncode, 1)
         self.assertRegex(done.stdout, r"(?m)^fail  files        .*imagery_HV.tif is missing$")
 
+    def test_check_warns_of_tables_for_wider_images(self):
+        product = self.make_rs2("wider")
+        table = product.folder / "lutBeta.xml"
+        table.write_text(table.read_text().replace("</gains>", " 1.5</gains>"))
+        statuses, messages = self.check_product(product.opened)
+        self.assertEqual(statuses["calibration"], ["ok", "warn"])
+        self.assertIn("lutBeta has 31 gains for lines of 30 samples", messages)
+
 
 class RealProduct(Rs2Case):
     """The real zip; values read again by Python's own parsers."""

@@ -19,8 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 std::string lut(const std::string& offset, const std::string& gains) {
-    return "<lut copyright=\"c\"><offset>" + offset + "</offset><gains>" + gains +
-           "</gains></lut>";
+    return "<lut copyright=\"c\"><offset>" + offset + "</offset><gains>" + gains + "</gains></lut>";
 }
 
 std::vector<double> list(const double* values, std::int32_t count) {
@@ -147,18 +146,18 @@ TEST_F(Rs2Calibration, ShortMemoryLeavesNothingOnTheHeap) {
 }
 
 TEST_F(Rs2Calibration, DopplerRatesAreTheRateAndTheFirstEstimate) {
-    document.set({{"dopplerRateReferenceTime", "0.006"},
-                  {"dopplerRateValuesCoefficients", "-1900 2 3"},
-                  {"dopplerCentroid[0].timeOfDopplerCentroidEstimate",
-                   "2023-07-08T01:02:03.250000Z"},
-                  {"dopplerCentroid[0].dopplerCentroidReferenceTime", "0.007"},
-                  {"dopplerCentroid[0].dopplerCentroidCoefficients", "1 2 3 4 5 6 7"}});
+    document.set(
+        {{"dopplerRateReferenceTime", "0.006"},
+         {"dopplerRateValuesCoefficients", "-1900 2 3"},
+         {"dopplerCentroid[0].timeOfDopplerCentroidEstimate", "2023-07-08T01:02:03.250000Z"},
+         {"dopplerCentroid[0].dopplerCentroidReferenceTime", "0.007"},
+         {"dopplerCentroid[0].dopplerCentroidCoefficients", "1 2 3 4 5 6 7"}});
     const auto rates = rs2_getDopplerRates(write(), slot);
     ASSERT_TRUE(rates);
-    EXPECT_THAT((std::array{rates->rateEstimateCount, rates->rateTimeCount,
-                            rates->rateReferenceCount, rates->rateCoefficientCount,
-                            rates->rateCoefficientTotal}),
-                ElementsAre(1, 1, 1, 3, 3));
+    EXPECT_THAT(
+        (std::array{rates->rateEstimateCount, rates->rateTimeCount, rates->rateReferenceCount,
+                    rates->rateCoefficientCount, rates->rateCoefficientTotal}),
+        ElementsAre(1, 1, 1, 3, 3));
     EXPECT_THAT((std::array{*rates->rateTimes, *rates->rateReferenceTimes}),
                 ElementsAre(0.006, 0.006));
     EXPECT_THAT(list(rates->rateCoefficients, 3), ElementsAre(-1900, 2, 3));

@@ -56,43 +56,43 @@ struct Rs2Readnodes : testing::Test {
 
     void reset() {
         document = Rs2Document();
-        document.set({{"satellite", "RADARSAT-2"},
-                      {"acquisitionType", "Fine"},
-                      {"beams", "W1 W2"},
-                      {"pulses", "30 50"},
-                      {"settableGain[0].@wing", "Combined"},
-                      {"settableGain[1].@wing", "Combined"},
-                      {"radarCenterFrequency", "2997924580"},
-                      {"pulseRepetitionFrequency[0].@beam", "W1"},
-                      {"pulseRepetitionFrequency[0]", "1000"},
-                      {"pulseRepetitionFrequency[1].@beam", "W2"},
-                      {"pulseRepetitionFrequency[1]", "1250"},
-                      {"antennaPointing", "Right"},
-                      {"adcSamplingRate[0].@pulse", "30"},
-                      {"adcSamplingRate[0]", "3e7"},
-                      {"adcSamplingRate[1].@pulse", "50"},
-                      {"adcSamplingRate[1]", "5e7"},
-                      {"stateVector[0].timeStamp", "2023-07-08T01:02:03.000004Z"},
-                      {"stateVector[1].timeStamp", "2023-07-08T01:02:15.000004Z"},
-                      {"zeroDopplerTimeFirstLine", "2023-07-08T01:02:06.000000Z"},
-                      {"zeroDopplerTimeLastLine", "2023-07-08T01:02:12.000000Z"},
-                      {"sarProcessingInformation.totalProcessedRangeBandwidth", "4.5e7"},
-                      {"totalProcessedAzimuthBandwidth", "900"},
-                      {"azimuthWindow.windowName", "Hamming"},
-                      {"azimuthWindow.windowCoefficient", "0.7"},
-                      {"rangeWindow.windowCoefficient", "2.4"},
-                      {"incidenceAngleNearRange", "28"},
-                      {"incidenceAngleFarRange", "30.25"},
-                      {"slantRangeNearEdge", "900000"},
-                      {"slantRangeToGroundRange[0].groundToSlantRangeCoefficients",
-                       "899000.5 0.5 1e-7"},
-                      {"numberOfSamplesPerLine", "200"},
-                      {"numberOfLines", "301"},
-                      {"sampledPixelSpacing", "10"},
-                      {"sampledLineSpacing", "132"},
-                      {"semiMajorAxis", "6378137"},
-                      {"semiMinorAxis", "6356752.25"},
-                      {"geodeticTerrainHeight", "45"}});
+        document.set(
+            {{"satellite", "RADARSAT-2"},
+             {"acquisitionType", "Fine"},
+             {"beams", "W1 W2"},
+             {"pulses", "30 50"},
+             {"settableGain[0].@wing", "Combined"},
+             {"settableGain[1].@wing", "Combined"},
+             {"radarCenterFrequency", "2997924580"},
+             {"pulseRepetitionFrequency[0].@beam", "W1"},
+             {"pulseRepetitionFrequency[0]", "1000"},
+             {"pulseRepetitionFrequency[1].@beam", "W2"},
+             {"pulseRepetitionFrequency[1]", "1250"},
+             {"antennaPointing", "Right"},
+             {"adcSamplingRate[0].@pulse", "30"},
+             {"adcSamplingRate[0]", "3e7"},
+             {"adcSamplingRate[1].@pulse", "50"},
+             {"adcSamplingRate[1]", "5e7"},
+             {"stateVector[0].timeStamp", "2023-07-08T01:02:03.000004Z"},
+             {"stateVector[1].timeStamp", "2023-07-08T01:02:15.000004Z"},
+             {"zeroDopplerTimeFirstLine", "2023-07-08T01:02:06.000000Z"},
+             {"zeroDopplerTimeLastLine", "2023-07-08T01:02:12.000000Z"},
+             {"sarProcessingInformation.totalProcessedRangeBandwidth", "4.5e7"},
+             {"totalProcessedAzimuthBandwidth", "900"},
+             {"azimuthWindow.windowName", "Hamming"},
+             {"azimuthWindow.windowCoefficient", "0.7"},
+             {"rangeWindow.windowCoefficient", "2.4"},
+             {"incidenceAngleNearRange", "28"},
+             {"incidenceAngleFarRange", "30.25"},
+             {"slantRangeNearEdge", "900000"},
+             {"slantRangeToGroundRange[0].groundToSlantRangeCoefficients", "899000.5 0.5 1e-7"},
+             {"numberOfSamplesPerLine", "200"},
+             {"numberOfLines", "301"},
+             {"sampledPixelSpacing", "10"},
+             {"sampledLineSpacing", "132"},
+             {"semiMajorAxis", "6378137"},
+             {"semiMinorAxis", "6356752.25"},
+             {"geodeticTerrainHeight", "45"}});
         setVector(document, "stateVector[0]", 0);
         setVector(document, "stateVector[1]", 12);
         setEstimate(document, "dopplerCentroid[0]", "2023-07-08T01:02:07.500000Z", "50 1");
@@ -102,8 +102,7 @@ struct Rs2Readnodes : testing::Test {
     std::string reported() const { return kerr_Text(slot.get()); }
 
     sarm::MetadataPtr read(std::int32_t type = rs2Slc) {
-        return sarm::MetadataPtr(
-            rs2_sarNodeRead(ktxt::widen(document.write(folder)), type, slot));
+        return sarm::MetadataPtr(rs2_sarNodeRead(ktxt::widen(document.write(folder)), type, slot));
     }
     /// The record of a product that nothing is wrong with.
     sarm::MetadataPtr readWhole(std::int32_t type = rs2Slc) {
@@ -142,10 +141,10 @@ TEST_F(Rs2Readnodes, FillsEveryField) {
         ElementsAre(6378137, 6356752.25, 45, 90, 29.125, 0.1, 3e7, 1000, 4.5e7, 900, 2.4, 0.7, 10,
                     132, 900000));
     EXPECT_THAT(record->groundToSlantRangeCoefficients, testing::Each(0));
-    EXPECT_THAT((std::array{record->stateVectorXPosition.values[0],
-                            record->stateVectorYPosition.values[1],
-                            record->stateVectorZVelocity.values[0]}),
-                ElementsAre(orbitRadiusM, 0, speedMPerS));
+    EXPECT_THAT(
+        (std::array{record->stateVectorXPosition.values[0], record->stateVectorYPosition.values[1],
+                    record->stateVectorZVelocity.values[0]}),
+        ElementsAre(orbitRadiusM, 0, speedMPerS));
     EXPECT_THAT((std::array{record->imageWindowValid, record->lastSample, record->sampleCount,
                             record->lastLine, record->lineCount}),
                 ElementsAre(1, 199, 200, 300, 301));
@@ -235,10 +234,9 @@ TEST_F(Rs2Readnodes, SamplingRatesOfTwoPulsesAreSummed) {
         double expectedHz;
     };
     const Case cases[] = {
-        {"Fine", "30 50", 3e7},       {"Fine", "17.28 50", 5e7}, {"Fine", "50 30", 0},
-        {"Ultrafine", "30 50", 8e7},  {"Ultrafine", "30 30", 3e7},
-        {"SpotlightA", "30 50", 8e7}, {"SpotlightB", "30 50", 8e7},
-        {"Extra Fine", "30 50", 3e7},
+        {"Fine", "30 50", 3e7},       {"Fine", "17.28 50", 5e7},    {"Fine", "50 30", 0},
+        {"Ultrafine", "30 50", 8e7},  {"Ultrafine", "30 30", 3e7},  {"SpotlightA", "30 50", 8e7},
+        {"SpotlightB", "30 50", 8e7}, {"Extra Fine", "30 50", 3e7},
     };
     for (const Case& c : cases) {
         document.set({{"acquisitionType", c.acquisition}, {"pulses", c.pulses}});
@@ -327,10 +325,10 @@ TEST_F(Rs2Readnodes, OneSpotlightEstimateBecomesTwo) {
     const double slopeHzPerS = 2 * 2000 * speedMPerS / (900000 + 100 * 10);
     EXPECT_DOUBLE_EQ(record->dopplerCentroid[0].coefficients[0], 60 + 3.5 * slopeHzPerS);
     EXPECT_DOUBLE_EQ(record->dopplerCentroid[1].coefficients[0], 60 - 2.5 * slopeHzPerS);
-    EXPECT_THAT((std::array{record->dopplerCentroid[0].azimuthTime,
-                            record->dopplerCentroid[1].azimuthTime,
-                            record->dopplerCentroid[1].coefficients[1]}),
-                ElementsAre(3726, 3732, 2));
+    EXPECT_THAT(
+        (std::array{record->dopplerCentroid[0].azimuthTime, record->dopplerCentroid[1].azimuthTime,
+                    record->dopplerCentroid[1].coefficients[1]}),
+        ElementsAre(3726, 3732, 2));
 }
 
 TEST_F(Rs2Readnodes, WithoutAModelTheRecordIsPartial) {
@@ -369,8 +367,8 @@ TEST_F(Rs2Readnodes, BadProductsAreReported) {
     readWhole(); // what stood in the slot before is gone
 
     std::string printed;
-    const auto old = kerr::setPrintSink(
-        [&](const KERR_REPORT& report) { printed += kerr_Text(&report); });
+    const auto old =
+        kerr::setPrintSink([&](const KERR_REPORT& report) { printed += kerr_Text(&report); });
     EXPECT_EQ(rs2_sarNodeRead(u"/no/such/product.xml", rs2Slc, nullptr), nullptr);
     kerr::setPrintSink(old);
     EXPECT_THAT(printed, HasSubstr("XML does not match RS2 schema: "));
