@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     addNode(app);
     addRead(app);
     addExport(app);
+    addGeocode(app);
     addQuicklook(app);
     addLocate(app);
     addCheck(app, status);

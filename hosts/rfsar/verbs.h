@@ -11,6 +11,7 @@ void addIdentify(CLI::App& app, int& status);
 void addInfo(CLI::App& app);
 void addNode(CLI::App& app);
 void addExport(CLI::App& app);
+void addGeocode(CLI::App& app);
 void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);

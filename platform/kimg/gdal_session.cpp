@@ -22,6 +22,8 @@ void registerDrivers() {
     static std::once_flag once;
     std::call_once(once, [] {
         GDALRegister_GTiff();
+        GDALRegister_COG();
+        GDALRegister_VRT();
         GDALRegister_NITF();
         GDALRegister_MEM();
         GDALRegister_PNG();

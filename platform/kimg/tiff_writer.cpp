@@ -1,40 +1,16 @@
 #include "kimg/tiff_writer.h"
 
+#include "kimg/dataset_session.h"
 #include "kimg/gdal_session.h"
 #include "kimg/new_file.h"
 
-#include <cpl_conv.h>
-#include <cpl_string.h>
 #include <gdal.h>
-#include <ogr_srs_api.h>
 
 #include <algorithm>
 #include <limits>
 
 namespace kimg {
 namespace {
-
-/// GDAL's list of "NAME=value" texts.
-class Options {
-public:
-    Options() = default;
-    ~Options() { CSLDestroy(list_); }
-    Options(const Options&) = delete;
-    Options& operator=(const Options&) = delete;
-
-    void set(const char* name, const std::string& value) {
-        list_ = CSLSetNameValue(list_, name, value.c_str());
-    }
-    char** list() const { return list_; }
-
-private:
-    char** list_ = nullptr;
-};
-
-struct SystemRelease {
-    void operator()(void* system) const { OSRRelease(static_cast<OGRSpatialReferenceH>(system)); }
-};
-using System = std::unique_ptr<void, SystemRelease>;
 
 const char* nameOf(TiffCompression compression) {
     switch (compression) {
@@ -64,46 +40,6 @@ void setCreation(Options& options, const TiffLayout& layout) {
     options.set("NUM_THREADS", "ALL_CPUS");
 }
 
-System systemOf(const std::string& wkt) {
-    System system(OSRNewSpatialReference(nullptr));
-    std::string text = wkt;
-    char* read = text.data();
-    if (wkt.empty() || OSRImportFromWkt(system.get(), &read) != OGRERR_NONE)
-        return nullptr;
-    OSRSetAxisMappingStrategy(system.get(), OAMS_TRADITIONAL_GIS_ORDER);
-    return system;
-}
-
-void setGcps(GDALDatasetH dataset, const Georeferencing& place, OGRSpatialReferenceH system) {
-    std::vector<GDAL_GCP> gcps(place.gcps.size());
-    std::vector<std::string> ids(place.gcps.size());
-    std::string noInfo;
-    for (std::size_t i = 0; i < gcps.size(); ++i) {
-        const GroundControlPoint& point = place.gcps[i];
-        ids[i] = std::to_string(i + 1);
-        gcps[i] = {ids[i].data(), noInfo.data(), point.pixel, point.line,
-                   point.x,       point.y,       point.z};
-    }
-    GDALSetGCPs2(dataset, static_cast<int>(gcps.size()), gcps.data(), system);
-}
-
-void setPlace(GDALDatasetH dataset, const Georeferencing& place) {
-    const System system = systemOf(place.wkt);
-    if (place.geoTransform) {
-        auto transform = *place.geoTransform;
-        GDALSetGeoTransform(dataset, transform.data());
-        if (system)
-            GDALSetSpatialRef(dataset, system.get());
-    } else if (!place.gcps.empty()) {
-        setGcps(dataset, place, system.get());
-    }
-    Options rpc;
-    for (const auto& [name, text] : place.rpc)
-        rpc.set(name.c_str(), text);
-    if (rpc.list())
-        GDALSetMetadata(dataset, rpc.list(), "RPC");
-}
-
 std::vector<int> overviewLevels(std::uint32_t width, std::uint32_t height) {
     std::vector<int> levels;
     for (int level = 2; (std::max(width, height) - 1) / static_cast<std::uint32_t>(level / 2) >=
@@ -111,10 +47,6 @@ std::vector<int> overviewLevels(std::uint32_t width, std::uint32_t height) {
          level *= 2)
         levels.push_back(level);
     return levels;
-}
-
-int CPL_STDCALL askToKeepGoing(double done, const char*, void* keepGoing) {
-    return (*static_cast<const KeepGoing*>(keepGoing))(done) ? TRUE : FALSE;
 }
 
 } // namespace

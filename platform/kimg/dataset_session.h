@@ -1,0 +1,41 @@
+#pragma once
+
+#include "kimg/tiff_writer.h"
+
+#include <cpl_port.h>
+#include <cpl_string.h>
+#include <gdal.h>
+
+#include <initializer_list>
+
+namespace kimg {
+
+/// GDAL's list of "NAME=value" texts.
+class Options {
+public:
+    Options() = default;
+    ~Options() { CSLDestroy(list_); }
+    Options(const Options&) = delete;
+    Options& operator=(const Options&) = delete;
+
+    void set(const char* name, const std::string& value) {
+        list_ = CSLSetNameValue(list_, name, value.c_str());
+    }
+    /// Words of a command line.
+    void add(std::initializer_list<std::string> words) {
+        for (const std::string& word : words)
+            list_ = CSLAddString(list_, word.c_str());
+    }
+    char** list() const { return list_; }
+
+private:
+    char** list_ = nullptr;
+};
+
+/// States where a dataset lies.
+void setPlace(GDALDatasetH dataset, const Georeferencing& place);
+
+/// GDAL's progress function over a KeepGoing.
+int CPL_STDCALL askToKeepGoing(double done, const char* message, void* keepGoing);
+
+} // namespace kimg
