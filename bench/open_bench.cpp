@@ -1,11 +1,16 @@
-// Opening a product and reading its SAR metadata, beside libxml2's DOM parse of the same document
-// in the same run. Needs the metadata of a real RCM product, which RF_SAR_PRODUCTS leads to.
+// Opening a product and reading its SAR metadata: an RCM product beside libxml2's DOM parse of the
+// same document, a RADARSAT-2 product beside GDAL's own open of it, in the same run. Needs real
+// products, which RF_SAR_PRODUCTS leads to.
+
+#include "unpacked_product.h"
 
 #include "loader/product.h"
 
 #include "kmif/kmif_node.h"
 
 #include <benchmark/benchmark.h>
+#include <gdal.h>
+#include <gdal_frmts.h>
 #include <libxml/parser.h>
 
 #include <cstdlib>
@@ -46,8 +51,8 @@ void libxml2Dom(benchmark::State& state) {
     }
 }
 
-void openAndRecord(benchmark::State& state) {
-    const std::string name = productXml();
+/// Identifies and opens a product, and builds its record.
+void openAndRecord(benchmark::State& state, const std::string& name) {
     if (name.empty())
         return skip(state);
     const loader::Plugin& plugin = loader::Plugin::instance();
@@ -61,8 +66,37 @@ void openAndRecord(benchmark::State& state) {
     }
 }
 
+void openAndRecordRcm(benchmark::State& state) {
+    openAndRecord(state, productXml());
+}
+
+const UnpackedProduct& radarsat2() {
+    static const UnpackedProduct unpacked;
+    return unpacked;
+}
+
+void openAndRecordRadarsat2(benchmark::State& state) {
+    openAndRecord(state, radarsat2().product());
+}
+
+void gdalOpenRadarsat2(benchmark::State& state) {
+    const std::string name = radarsat2().product();
+    if (name.empty())
+        return skip(state);
+    GDALRegister_GTiff();
+    GDALRegister_RS2();
+    for ([[maybe_unused]] auto _ : state) {
+        GDALDatasetH dataset = GDALOpen(name.c_str(), GA_ReadOnly);
+        if (!dataset)
+            return state.SkipWithError("GDAL could not open the product");
+        GDALClose(dataset);
+    }
+}
+
 BENCHMARK(libxml2Dom)->Unit(benchmark::kMillisecond);
-BENCHMARK(openAndRecord)->Unit(benchmark::kMillisecond);
+BENCHMARK(openAndRecordRcm)->Unit(benchmark::kMillisecond);
+BENCHMARK(gdalOpenRadarsat2)->Unit(benchmark::kMillisecond);
+BENCHMARK(openAndRecordRadarsat2)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -32,7 +32,11 @@ constexpr char noImageFile[] = "Could not find appropriate tif file";
 constexpr char dictionaryFailed[] = "dictionary create failed";
 constexpr char nodeFailed[] = "Creating MIF Node failed.";
 
-// rcmImageMetadata
-constexpr char noRadarsat2Model[] = "the SAR model of RADARSAT-2 products is not read yet";
+// rs2_sarNodeRead, rs2_getCalibration, getDopplerRates
+constexpr char schemaMismatch[] = "XML does not match RS2 schema: "; // and the binding's sentence
+constexpr char ephemerisFailed[] = "sarm_sarModelEphemeris failed";
+constexpr char wrongBetaTable[] = "Wrong lutBeta XML schema file detected";
+constexpr char wrongSigmaTable[] = "Wrong lutSigma XML schema file detected";
+constexpr char wrongGammaTable[] = "Wrong lutGamma XML schema file detected";
 
 } // namespace messages

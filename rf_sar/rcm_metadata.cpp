@@ -5,6 +5,9 @@
 #include "messages.h"
 #include "rcm_readnodes.h"
 #include "referenced_file.h"
+#include "rs2_calibration.h"
+#include "rs2_doppler.h"
+#include "rs2_readnodes.h"
 #include "text_match.h"
 
 #include <array>
@@ -14,6 +17,7 @@ namespace {
 
 constexpr char module[] = "rcm_metadata";
 constexpr char slot0Name[] = "openImageMetadata"; // what its reports have always said
+constexpr char dopplerName[] = "getDopplerRates";
 
 /// Where each satellite's product keeps its image files, and what the elements are called.
 struct ImageElements {
@@ -61,15 +65,15 @@ void mapType(const std::array<TypeName, n>& names, const std::string& type, std:
 
 bool rcmImageMetadata::isRadarsat2() const { return equalsIgnoringCase(satellite, "RADARSAT-2"); }
 
-bool rcmImageMetadata::isRadarsat2Map() const {
-    return isRadarsat2() && (productTypeIndex == rs2Ssg || productTypeIndex == rs2Spg);
+bool rcmImageMetadata::hasRadarsat2Data() const {
+    return isRadarsat2() && productTypeIndex != rs2Ssg && productTypeIndex != rs2Spg;
 }
 
 std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
     document->state = kfio::fileState(name); // of before the parse, so that no change slips by
-    kfio::readXmlTree(name).swap(document->tree); // trees do not move, they would be copied
+    kfio::readXmlTree(name, "geolocationGrid").swap(document->tree); // trees do not move, they would be copied
     return document;
 }
 
@@ -165,20 +169,60 @@ SarMetadataRecord* rcmImageMetadata::readRcmNode() {
     return rcm_sarNodeRead(document->tree, fileName, productTypeIndex);
 }
 
+SarMetadataRecord* rcmImageMetadata::readRadarsat2Node() {
+    document_.reset();
+    if (!hasRadarsat2Data())
+        return nullptr;
+    kerr::Slot slot;
+    SarMetadataRecord* record = rs2_sarNodeRead(fileName, productTypeIndex, slot);
+    if (slot) // a record may come with one
+        TolvanLog::Write(*slot.get());
+    return record;
+}
+
 SarMetadataRecord* rcmImageMetadata::readSARnode() {
     KerrException report(module, "readSARnode");
     try {
-        if (isRadarsat2Map())
-            return nullptr;
-        if (isRadarsat2())
-            report.Throw(messages::noRadarsat2Model);
-        return readRcmNode();
+        return isRadarsat2() ? readRadarsat2Node() : readRcmNode();
     } catch (const std::exception& error) {
         report.Log(error.what());
     } catch (...) {
         report.Log("unknown exception");
     }
     return nullptr;
+}
+
+void* rcmImageMetadata::getDopplerRates() {
+    KerrException report(module, dopplerName);
+    try {
+        if (!hasRadarsat2Data())
+            return nullptr;
+        DopplerRatesPtr rates = rs2_getDopplerRates(fileName, report.slot());
+        report.ThrowIfReported();
+        return rates.release();
+    } catch (const std::exception& error) {
+        report.Log(error.what());
+    } catch (...) {
+        report.Log("unknown exception");
+    }
+    return nullptr;
+}
+
+void rcmImageMetadata::readNonStandardData(const char16_t* name, const HostNodeArguments& host) {
+    // Kept: reports of the calibration carry the name of the Doppler operation.
+    // (Rs2Calibration.APartialNodeComesWithTheReason)
+    KerrException report(module, dopplerName);
+    try {
+        constexpr std::u16string_view served = u":Rs2_Calibration";
+        if (hasRadarsat2Data() && kstr_Eqnic(name, served, served.size())) {
+            rs2_createCalibrationNode(fileName, host, report.slot());
+            report.ThrowIfReported();
+        }
+    } catch (const std::exception& error) {
+        report.Log(error.what());
+    } catch (...) {
+        report.Log("unknown exception");
+    }
 }
 
 std::uint32_t rcmImageMetadata::getNonStandardDataNamesGet(std::uint32_t* count,

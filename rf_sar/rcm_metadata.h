@@ -33,6 +33,10 @@ struct rcmImageMetadata final : imageMetadata {
     std::vector<std::u16string> getReferencedFiles(std::uint32_t* index,
                                                    KERR_REPORT** slot) override;
     SarMetadataRecord* readSARnode() override;
+    /// @return a DopplerRateRecord (doppler_rates.h), null for all but RADARSAT-2.
+    void* getDopplerRates() override;
+    /// Fills ":Rs2_Calibration" of RADARSAT-2 products.
+    void readNonStandardData(const char16_t* name, const HostNodeArguments& host) override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;
 
 private:
@@ -41,8 +45,10 @@ private:
     void readPolarizations(const kfio::ProductTree& product);
     void readProductType(const kfio::ProductTree& product);
     bool isRadarsat2() const;
-    bool isRadarsat2Map() const;
+    /// Whether Doppler rates and calibration are there to be read.
+    bool hasRadarsat2Data() const;
     SarMetadataRecord* readRcmNode();
+    SarMetadataRecord* readRadarsat2Node();
 
     /// A parsed `product.xml` and the state of the file that it was read from.
     struct Document {

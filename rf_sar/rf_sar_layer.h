@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kerr/kerr.h"
 #include "rf_sar_layer_cache.h"
 
 #include <cstdint>

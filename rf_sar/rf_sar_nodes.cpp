@@ -3,6 +3,7 @@
 #include "doppler_rates.h"
 #include "entry_point.h"
 #include "host_list.h"
+#include "kmif/kmif.h"
 #include "messages.h"
 #include "rf_sar_file.h"
 #include "sarm/sarm_nodes.h"
@@ -38,9 +39,6 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
 
 constexpr char dataReadName[] = "rf_sarFileDataRead";
 
-using kmif::DesignPtr;
-using kmif::DictionaryPtr;
-
 std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     kerr::raise(slot, dataReadName, message);
     kerr_PrintErrorReport(slot.get());
@@ -62,10 +60,10 @@ std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeAr
     kerr::Slot slot;
     // Deviation: dictionary and designs are freed on every path, failures included.
     // (FileDataRead.ShortMemoryLeavesNothingOnTheHeap)
-    const DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
+    const kmif::DictionaryPtr dictionary(kmif_DictionaryCreate(slot));
     if (!dictionary)
         return printFailure(messages::dictionaryFailed, slot);
-    const auto create = [&](const void* data, const DesignPtr& design) {
+    const auto create = [&](const void* data, const kmif::DesignPtr& design) {
         sarm_CreateMIFNode(data, design.get(), dictionary.get(), host.a, host.b, host.c, host.d,
                            slot);
     };
@@ -73,10 +71,10 @@ std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeAr
     // a record that it does not have leaves the node to the reader.
     // (FileDataRead.StepsComeInOrder)
     if (asksFor(name, u"Doppler"))
-        create(dopplerRates(file).get(), DesignPtr(sarm_GetDopplerRateKmifDesign()));
+        create(dopplerRates(file).get(), kmif::DesignPtr(sarm_GetDopplerRateKmifDesign()));
     if (!slot && asksFor(name, u"SAR_Metadata"))
         if (const SarMetadataRecord* record = sarMetadataOf(file))
-            create(record, DesignPtr(sarm_GetSarMetadataKmifDesign()));
+            create(record, kmif::DesignPtr(sarm_GetSarMetadataKmifDesign()));
     if (slot)
         return printFailure(messages::nodeFailed, slot);
     const boost::lock_guard<boost::mutex> guard(file.lock);

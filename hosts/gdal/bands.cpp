@@ -113,8 +113,8 @@ class CalibratedBand final : public SarBand {
 public:
     CalibratedBand(std::shared_ptr<const OpenedProduct> opened, const Entry& entry)
         : SarBand(std::move(opened), entry, GDT_Float32), samples_(*entry.image->samples),
-          calibration_(product::readCalibration(opened_->document, entry.table, samples_.width(),
-                                                samples_.isComplex())) {
+          calibration_(product::readCalibration(opened_->product, opened_->document, entry.table,
+                                                samples_.width(), samples_.isComplex())) {
         setSize(samples_);
         GDALMajorObject::SetMetadataItem("CALIBRATION", nameOf(entry.table.kind).c_str());
     }

@@ -139,7 +139,7 @@ void SarDataset::provideNode(const std::string& name) {
         return;
     std::string remarks;
     CPLStringList json;
-    json.AddString(opened_->product.nodeJson(":" + name, remarks).c_str());
+    json.AddString(kmif_NodeToJson(opened_->product.node(":" + name, remarks)).c_str());
     GDALMajorObject::SetMetadata(json.List(), (jsonPrefix + name).c_str());
     if (!remarks.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->product.name().c_str(),
@@ -182,11 +182,9 @@ char** SarDataset::GetFileList() {
     add(opened_->document.extendedFile);
     for (const ProductImage& image : opened_->images)
         add(image.file);
-    for (const auto& table : product::calibrationTables(opened_->document))
-        add(table.file);
-    for (const auto& table : product::noiseTables(opened_->document))
-        add(table.file);
-    add(product::incidenceFile(opened_->document));
+    for (const auto* names : {&opened_->facts.tables, &opened_->facts.furtherFiles})
+        for (const std::string& name : *names)
+            add(opened_->document.folder() + name);
     return files.StealList();
 }
 

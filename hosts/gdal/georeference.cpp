@@ -60,8 +60,8 @@ void addModelTies(Georeference& reference, const SensorModel& model, const Produ
         setTies(reference, model.ties(image->samples->width(), image->samples->height()));
 }
 
-RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
-    RpcItems rpc = product::ownRpc(opened.document);
+product::RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
+    product::RpcItems rpc = product::ownRpc(opened.document);
     return rpc.empty() ? file.rpc : rpc;
 }
 
@@ -108,14 +108,14 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
     return reference;
 }
 
-RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
+product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
                            GeorefChoice choice) {
     using enum GeorefChoice;
     const kimg::Georeferencing file = ofImageFile(image);
     if (choice == gcp || (file.geoTransform && (choice == automatic || choice == product)))
         return {};
     const SensorModel sensor = choice == product ? SensorModel{} : sensorModel(opened);
-    RpcItems items = sensor.rpc();
+    product::RpcItems items = sensor.rpc();
     if (items.empty() && choice != model)
         items = ownRpc(opened, file);
     if (items.empty() && (choice == model || choice == rpc))

@@ -38,7 +38,7 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
 /// @return rational functions: the model's, or the product's own; empty where there are none, or
 ///         none is asked for.
 /// @throws loader::Error as georeference.
-RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
+product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
                            GeorefChoice choice);
 
 } // namespace rf_sar_gdal

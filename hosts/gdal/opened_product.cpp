@@ -6,7 +6,8 @@ namespace rf_sar_gdal {
 
 OpenedProduct::OpenedProduct(const std::string& file)
     : product(loader::Plugin::instance(), file), document(product::readDocument(file)),
-      facts(product::readFacts(document)), layerNames(product.layerNames()), nodeNames(product.nodeNames()),
+      facts(product::readFacts(document)), layerNames(product.layerNames()),
+      nodeNames(product.nodeNames()),
       layersInPairs(layerNames.size() > 1 && product::parseLayerName(layerNames[1]).isPhase()) {
     const std::vector<std::string> files = product::imageFiles(document, facts);
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -2,17 +2,13 @@
 
 #include "gcps.h"
 #include "opened_product.h"
-#include "sarm/model.h"
+#include "product/rpc_items.h"
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace rf_sar_gdal {
-
-/// Rational polynomials under the names of RPC00B ("LINE_OFF", ...), as texts.
-using RpcItems = std::vector<std::pair<std::string, std::string>>;
 
 /// The sensor model of a product's images, which share one grid.
 struct SensorModel {
@@ -20,7 +16,7 @@ struct SensorModel {
     std::string why;                  ///< there is none, as far as the plug-in tells
 
     /// @return the model's rational polynomials; empty when they cannot be fitted.
-    RpcItems rpc() const;
+    product::RpcItems rpc() const;
     /// @return a grid of ties over the image at the height of the scene, in longitude and latitude.
     std::vector<GroundTie> ties(std::uint32_t width, std::uint32_t height) const;
 };

@@ -98,16 +98,16 @@ std::vector<std::string> Product::nodeNames() const {
     return takeTexts(list, count);
 }
 
-std::string Product::nodeJson(const std::string& node, std::string& remarks) const {
+KmifNode Product::node(const std::string& name, std::string& remarks) const {
     const Heard heard;
     KmifNode filled;
     const std::uint32_t status = plugin_->entry().dataRead(
-        file_.get(), ktxt::widen(node).c_str(), &filled, nullptr, nullptr, nullptr);
+        file_.get(), ktxt::widen(name).c_str(), &filled, nullptr, nullptr, nullptr);
     if (status != 0 || filled.empty())
-        throw Error(name_ + ": has no node \"" + node +
+        throw Error(name_ + ": has no node \"" + name +
                     (heard.empty() ? "\"" : "\": " + heard.reason("")));
     remarks = heard.reason("");
-    return kmif_NodeToJson(filled);
+    return filled;
 }
 
 } // namespace loader

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kmif/kmif_node.h"
 #include "loader/georeferencing.h"
 #include "loader/plugin.h"
 
@@ -67,10 +68,10 @@ public:
     /// @throws Error when the plug-in cannot tell.
     std::vector<std::string> layerNames() const;
     std::vector<std::string> nodeNames() const;
-    /// @return the node as JSON (kmif/kmif_node.h).
+    /// @return the node of that name, filled.
     /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
     /// @throws Error saying why, when the product does not have the node.
-    std::string nodeJson(const std::string& node, std::string& remarks) const;
+    KmifNode node(const std::string& name, std::string& remarks) const;
     Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }
 

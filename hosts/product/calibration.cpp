@@ -1,10 +1,11 @@
 #include "product/calibration.h"
 
 #include "kfnp/kfnp.h"
-#include "loader/plugin.h"
+#include "kmif/kmif_node.h"
+#include "records/calibration_lut_record.h"
 
 #include <algorithm>
-#include <charconv>
+#include <tuple>
 
 namespace product {
 namespace {
@@ -34,14 +35,16 @@ std::vector<CalibrationTable> tablesOfXml(const ProductDocument& document) {
     const char* kindPath =
         rcm ? "<xmlattr>.sarCalibrationType" : "<xmlattr>.incidenceAngleCorrection";
     std::vector<CalibrationTable> tables;
+    std::size_t place = 0;
     if (const auto elements = document.root.get_child_optional(parent))
         for (const auto& [name, element] : *elements) {
             if (name != key)
                 continue;
+            ++place;
             if (const auto kind = radiometryOf(element.get<std::string>(kindPath, "")))
-                tables.push_back(
-                    {*kind, element.get<std::string>("<xmlattr>.pole", ""),
-                     document.folder() + (rcm ? "calibration/" : "") + element.data()});
+                tables.push_back({*kind, element.get<std::string>("<xmlattr>.pole", ""),
+                                  document.folder() + (rcm ? "calibration/" : "") + element.data(),
+                                  place - 1});
         }
     return tables;
 }
@@ -51,7 +54,7 @@ std::vector<CalibrationTable> tablesOfCapella(const ProductDocument& document) {
     const auto kind = radiometryOf(textAt(document.extended, "collect/image/radiometry"));
     if (!kind || textAt(document.extended, "collect/image/scale_factor").empty())
         return {};
-    return {{*kind, "", ""}};
+    return {{*kind, "", "", 0}};
 }
 
 Calibration capellaScale(const ProductDocument& document, std::uint32_t width) {
@@ -67,16 +70,40 @@ struct Lut {
     ColumnProfile gains;
 };
 
-/// A list without places starts at the first column.
-Lut readLut(const std::string& file) {
+/// RADARSAT-2: one gain a column. The plug-in calls the tables beta, sigma and gamma by their
+/// place in the product, whatever they are; the product tells what they are.
+Lut readNode(const loader::Product& opened, const CalibrationTable& table) {
+    std::string remarks;
+    KmifNode node;
+    try {
+        node = opened.node(":Rs2_Calibration", remarks);
+    } catch (const loader::Error& error) {
+        throw loader::Error(table.file + ": cannot be read: " + error.what());
+    }
+    const auto& record = *static_cast<const CalibrationLutRecord*>(node.data());
+    const std::tuple<double, std::int32_t, const double*> tables[] = {
+        {record.betaOffset, record.betaCount, record.betaGains},
+        {record.sigmaOffset, record.sigmaCount, record.sigmaGains},
+        {record.gammaOffset, record.gammaCount, record.gammaGains}};
+    if (table.place >= std::size(tables) || !std::get<2>(tables[table.place]))
+        throw loader::Error(table.file + ": cannot be read: " + remarks);
+    const auto& [offset, count, gains] = tables[table.place];
+    return {offset, {0, 1, {gains, gains + count}}};
+}
+
+/// RCM: gains from a column on, in steps.
+Lut readFile(const ProductDocument& product, const CalibrationTable& table) {
+    const std::string& file = table.file;
+    if (kfnp::classifyReference(file.substr(product.folder().size())) != kfnp::Reference::inside)
+        throw loader::Error(file + ": leaves the product's folder and is refused");
     try {
         const ProductTree document = kfio::readXmlTree(file);
         const ProductTree& lut = document.get_child("lut");
         Lut read;
         const auto offsets = parseNumbers(lut.get<std::string>("offset", "0"), file);
         read.offset = offsets.empty() ? 0 : offsets.front();
-        read.gains = {parseInteger(lut.get<std::string>("pixelFirstLutValue", "0"), file),
-                      parseInteger(lut.get<std::string>("stepSize", "1"), file),
+        read.gains = {parseInteger(lut.get<std::string>("pixelFirstLutValue"), file),
+                      parseInteger(lut.get<std::string>("stepSize"), file),
                       parseNumbers(lut.get<std::string>("gains"), file)};
         const auto count = lut.get_optional<std::string>("numberOfValues");
         if (count &&
@@ -96,14 +123,13 @@ std::vector<CalibrationTable> calibrationTables(const ProductDocument& document)
                                                            : tablesOfXml(document);
 }
 
-Calibration readCalibration(const ProductDocument& document, const CalibrationTable& table,
-                            std::uint32_t width, bool complexSamples) {
-    if (table.file.empty())
+Calibration readCalibration(const loader::Product& opened, const ProductDocument& document,
+                            const CalibrationTable& table, std::uint32_t width,
+                            bool complexSamples) {
+    if (document.kind == ProductDocument::Kind::capella)
         return capellaScale(document, width);
-    if (kfnp::classifyReference(table.file.substr(document.folder().size())) !=
-        kfnp::Reference::inside)
-        throw loader::Error(table.file + ": leaves the product's folder and is refused");
-    const Lut lut = readLut(table.file);
+    const Lut lut = document.kind == ProductDocument::Kind::radarsat2 ? readNode(opened, table)
+                                                                      : readFile(document, table);
     if (lut.gains.step == 0 || !lut.gains.covers(width))
         throw loader::Error(table.file + ": its gains do not cover the " + std::to_string(width) +
                             " columns of the image");

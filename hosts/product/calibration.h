@@ -1,5 +1,6 @@
 #pragma once
 
+#include "loader/product.h"
 #include "product/column_profile.h"
 #include "product/product_document.h"
 
@@ -14,8 +15,9 @@ enum class Radiometry { sigmaNought, betaNought, gamma };
 /// Which table serves a polarization for one kind of radiometry.
 struct CalibrationTable {
     Radiometry kind = Radiometry::sigmaNought;
-    std::string pole; ///< "" where one table serves all polarizations
-    std::string file; ///< "" where the document itself states the scale
+    std::string pole;      ///< "" where one table serves all polarizations
+    std::string file;      ///< "" where the document itself states the scale
+    std::size_t place = 0; ///< among the product's tables
 };
 
 /// Turns squared samples into linear power: (square + offset) / divisor of the column.
@@ -27,10 +29,12 @@ struct Calibration {
 /// @return what the product can be calibrated to; nothing for products without tables.
 std::vector<CalibrationTable> calibrationTables(const ProductDocument& document);
 
-/// Reads a table. Complex samples have gains of amplitude, detected ones gains of power.
+/// Reads a table: RADARSAT-2's through the plug-in, the others from the product. Complex samples
+/// have gains of amplitude, detected ones gains of power.
 /// @throws loader::Error naming the file when it is missing or damaged, or does not cover the
 ///         columns of the image.
-Calibration readCalibration(const ProductDocument& document, const CalibrationTable& table,
-                            std::uint32_t width, bool complexSamples);
+Calibration readCalibration(const loader::Product& opened, const ProductDocument& document,
+                            const CalibrationTable& table, std::uint32_t width,
+                            bool complexSamples);
 
 } // namespace product

@@ -19,7 +19,7 @@ bool hasExtension(const std::string& file, std::u16string_view extension) {
 
 void readXml(ProductDocument& document) {
     ProductTree whole = kfio::readXmlTree(document.file);
-    document.root = std::move(whole.get_child("product"));
+    whole.get_child("product").swap(document.root); // trees do not move, they would be copied
     const bool radarsat2 = kstr_Eqic(
         ktxt::widenLossy(textAt(document.root, "sourceAttributes/satellite")), u"RADARSAT-2");
     document.kind = radarsat2 ? ProductDocument::Kind::radarsat2 : ProductDocument::Kind::rcm;
@@ -42,13 +42,13 @@ void readJson(ProductDocument& document) {
     document.kind = ProductDocument::Kind::capella;
     ProductTree named = kfio::readJsonTree(document.file);
     if (named.count("properties") != 0) {
-        document.root = std::move(named);
+        document.root.swap(named);
         document.extendedFile = document.file;
         document.extendedFile.insert(document.file.rfind('.'), mark);
         readExtendedBeside(document);
         return;
     }
-    document.extended = std::move(named);
+    document.extended.swap(named);
     document.extendedFile = document.file;
     std::string item = document.file;
     if (const auto at = item.find(mark, item.rfind('/') + 1); at != std::string::npos)

@@ -19,6 +19,30 @@ ImageFact imageFact(const ProductTree& element) {
     return {element.data(), element.get<std::string>("<xmlattr>.pole", "")};
 }
 
+/// Adds the texts of the children of that name.
+void collect(const ProductTree& parent, std::string_view name, const std::string& folder,
+             std::vector<std::string>& files) {
+    for (const auto& [key, element] : parent)
+        if (key == name)
+            files.push_back(folder + element.data());
+}
+
+/// RADARSAT-2 keeps its tables beside product.xml, RCM in a folder of their own.
+void listFiles(const ProductTree& product, ProductFacts& facts) {
+    if (const auto image = product.get_child_optional("imageAttributes")) {
+        collect(*image, "lookupTable", "", facts.tables);
+        facts.samplesPerLine =
+            image->get<std::int64_t>("rasterAttributes.numberOfSamplesPerLine", 0);
+    }
+    if (const auto reference = product.get_child_optional("imageReferenceAttributes")) {
+        collect(*reference, "lookupTableFileName", "calibration/", facts.tables);
+        for (const char* name : {"incidenceAngleFileName", "noiseLevelFileName"})
+            collect(*reference, name, "calibration/", facts.furtherFiles);
+        facts.samplesPerLine =
+            product.get<std::int64_t>("sceneAttributes.imageAttributes.samplesPerLine", 0);
+    }
+}
+
 /// RADARSAT-2 and RCM: one element a file, whose `pole` attribute is the truth.
 ProductFacts factsOfXml(const ProductTree& product) {
     ProductFacts facts;
@@ -32,6 +56,7 @@ ProductFacts factsOfXml(const ProductTree& product) {
             for (const auto& [key, element] : *images)
                 if (key == "fullResolutionImageData" || key == "ipdf")
                     facts.images.push_back(imageFact(element));
+    listFiles(product, facts);
     return facts;
 }
 
@@ -62,8 +87,8 @@ ProductFacts factsOfExtended(const ProductTree& extended) {
 }
 
 bool hasSarModelType(const ProductFacts& facts) {
-    static constexpr const char* known[] = {"SLC", "SGF", "SGX", "SGC", "GRD",
-                                            "GRC", "SCD", "GEO", "GEC"};
+    static constexpr const char* known[] = {"SLC", "SGF", "SGX", "SGC", "SCF", "SCS",
+                                            "SCX", "GRD", "GRC", "SCD", "GEO", "GEC"};
     return facts.productType.empty() ||
            std::find(std::begin(known), std::end(known), facts.productType) != std::end(known);
 }

@@ -2,6 +2,7 @@
 
 #include "product/product_document.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ struct ProductFacts {
     std::string productType;
     std::vector<std::string> polarizations; ///< the list as the product writes it
     std::vector<ImageFact> images;
+    /// Calibration tables, and the other files beside images that it names; relative to the folder
+    /// of the product file.
+    std::vector<std::string> tables;
+    std::vector<std::string> furtherFiles;
+    std::int64_t samplesPerLine = 0; ///< as stated, 0 when it is not
 };
 
 ProductFacts readFacts(const ProductDocument& document);

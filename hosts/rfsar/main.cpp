@@ -1,4 +1,5 @@
 #include "console.h"
+#include "interruption.h"
 #include "loader/plugin.h"
 #include "verbs.h"
 
@@ -35,14 +36,18 @@ int main(int argc, char** argv) {
     addInfo(app);
     addNode(app);
     addRead(app);
+    addExport(app);
     addQuicklook(app);
     addLocate(app);
+    addCheck(app, status);
     addStac(app);
     try {
         app.parse(argc, argv);
         return status;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : usage;
+    } catch (const interruption::Interrupted& interrupted) {
+        interruption::endBy(interrupted.signal);
     } catch (const std::exception& error) {
         console::error(error.what());
         return failed;

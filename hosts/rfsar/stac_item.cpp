@@ -128,7 +128,8 @@ std::optional<double> incidenceDeg(const loader::Product& opened, const Facts& f
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") != nodes.end())
         try {
             std::string remarks;
-            const auto record = ordered_json::parse(opened.nodeJson(":SAR_Metadata", remarks));
+            const auto record =
+                ordered_json::parse(kmif_NodeToJson(opened.node(":SAR_Metadata", remarks)));
             const auto& angle = record.at("incidenceAngleCentre");
             if (angle.is_number() && angle.get<double>() > 0)
                 return angle.get<double>();

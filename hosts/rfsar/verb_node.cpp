@@ -15,7 +15,7 @@ void addNode(CLI::App& app) {
     verb->callback([file, name] {
         const loader::Product product(loader::Plugin::instance(), product::findProduct(*file));
         std::string remarks;
-        std::cout << product.nodeJson(*name, remarks) << '\n';
+        std::cout << kmif_NodeToJson(product.node(*name, remarks)) << '\n';
         if (!remarks.empty())
             console::warning(remarks);
     });

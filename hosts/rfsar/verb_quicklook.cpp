@@ -2,6 +2,7 @@
 #include "image_averager.h"
 #include "kimg/png_writer.h"
 #include "loader/product.h"
+#include "ordered_work.h"
 #include "output_file.h"
 #include "product/find_product.h"
 #include "product/product_facts.h"
@@ -19,31 +20,36 @@ struct QuicklookOptions {
     bool force = false;
 };
 
-/// Block by block, so that memory holds the picture and one block.
+/// Rows of blocks on all cores, so that memory holds the picture and a block a core.
 void average(const loader::Layer& layer, ImageAverager& averager) {
-    const std::uint32_t rows = (layer.height() + layer.blockHeight() - 1) / layer.blockHeight();
-    const std::uint32_t columns = (layer.width() + layer.blockWidth() - 1) / layer.blockWidth();
-    console::Progress progress("averaging " + layer.name(), rows);
-    std::vector<std::uint16_t> block(layer.blockBytes() / 2);
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        for (std::uint32_t column = 0; column < columns; ++column) {
-            layer.readBlock(row, column, block.data());
-            const std::uint32_t x = column * layer.blockWidth();
-            const std::uint32_t y = row * layer.blockHeight();
-            const std::uint32_t width = std::min(layer.blockWidth(), layer.width() - x);
-            const std::uint32_t lines = std::min(layer.blockHeight(), layer.height() - y);
-            for (std::uint32_t line = 0; line < lines; ++line)
-                averager.add(x, y + line,
-                             {block.data() + std::size_t{line} * layer.blockWidth(), width});
-        }
-        progress.advanceTo(row + 1);
-    }
+    constexpr std::uint32_t linesTogether = 256; // about
+    const std::uint32_t lines =
+        std::max(1U, linesTogether / layer.blockHeight()) * layer.blockHeight();
+    OrderedWork work;
+    work.items = (layer.height() + lines - 1) / lines;
+    work.slots = 2 * machineThreads();
+    std::vector<std::vector<std::uint16_t>> blocks(work.slots);
+    work.prepare = [&](std::size_t item, std::size_t slot) {
+        auto& block = blocks[slot];
+        block.resize(layer.blockBytes() / sizeof block[0]);
+        const auto top = static_cast<std::uint32_t>(item) * lines;
+        for (std::uint32_t y = top; y < std::min(top + lines, layer.height());
+             y += layer.blockHeight())
+            for (std::uint32_t x = 0; x < layer.width(); x += layer.blockWidth()) {
+                layer.readBlock(y / layer.blockHeight(), x / layer.blockWidth(), block.data());
+                averager.add(x, y, std::min(layer.blockWidth(), layer.width() - x),
+                             std::min(layer.blockHeight(), layer.height() - y), block.data(),
+                             layer.blockWidth());
+            }
+    };
+    console::Progress progress("averaging " + layer.name(), work.items);
+    work.take = [&](std::size_t item, std::size_t) { progress.advanceTo(item + 1); };
+    run(work);
 }
 
 void quicklook(const QuicklookOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const loader::Product opened(loader::Plugin::instance(),
-                                 product::findProduct(options.file));
+    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
     const auto names = opened.layerNames();
     if (names.empty())
         throw loader::Error(opened.name() + ": the product has no layers");
@@ -54,8 +60,8 @@ void quicklook(const QuicklookOptions& options) {
                            layer.width(), layer.height(), options.size);
     average(layer, averager);
     std::string reason;
-    if (!kimg::writePng(options.output, averager.grey().data(), averager.width(),
-                        averager.height(), 1, reason))
+    if (!kimg::writePng(options.output, averager.grey().data(), averager.width(), averager.height(),
+                        1, reason))
         throw loader::Error(reason);
 }
 

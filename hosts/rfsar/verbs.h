@@ -4,11 +4,13 @@
 
 /// One function a verb: declares its arguments on the app; the verb runs as the callback, throws
 /// loader::Error for the user, and returns the exit status through `status`.
+void addCheck(CLI::App& app, int& status);
 void addFormats(CLI::App& app);
 void addDoctor(CLI::App& app, int& status);
 void addIdentify(CLI::App& app, int& status);
 void addInfo(CLI::App& app);
 void addNode(CLI::App& app);
+void addExport(CLI::App& app);
 void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);

@@ -36,18 +36,19 @@ std::size_t xmlDepth(std::string_view text) {
     std::size_t deepest = 0;
     for (auto at = text.find('<'); at != std::string_view::npos; at = text.find('<')) {
         text.remove_prefix(at);
-        if (startsWith(text, "<!--")) {
-            text = behind(text, "-->");
-        } else if (startsWith(text, "<![CDATA[")) {
-            text = behind(text, "]]>");
-        } else if (startsWith(text, "<?")) {
+        const char mark = text.size() > 1 ? text[1] : '\0';
+        if (mark == '/') {
+            depth -= depth > 0 ? 1 : 0;
+            text = behind(text, ">");
+        } else if (mark == '?') {
             text = behind(text, "?>");
+        } else if (mark == '!' && startsWith(text, "<!--")) {
+            text = behind(text, "-->");
+        } else if (mark == '!' && startsWith(text, "<![CDATA[")) {
+            text = behind(text, "]]>");
         } else {
             const std::size_t end = tagEnd(text);
-            const bool empty = text[end - 1] == '/';
-            if (startsWith(text, "</"))
-                depth -= depth > 0 ? 1 : 0;
-            else if (!startsWith(text, "<!") && !empty)
+            if (mark != '!' && text[end - 1] != '/')
                 deepest = std::max(deepest, ++depth);
             text.remove_prefix(std::min(end + 1, text.size()));
         }

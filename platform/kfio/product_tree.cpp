@@ -47,8 +47,10 @@ ProductTree buildJsonTree(const std::string& text) {
 
 } // namespace
 
-ProductTree readXmlTree(const std::string& name) {
-    return parse<pt::xml_parser_error>(name, xmlDepth, buildXmlTree);
+ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
+    return parse<pt::xml_parser_error>(name, xmlDepth, [leaveOut](std::string text) {
+        return buildXmlTree(std::move(text), leaveOut);
+    });
 }
 
 ProductTree readJsonTree(const std::string& name) {

@@ -14,9 +14,12 @@ namespace kfio {
 using ProductTree = boost::property_tree::ptree;
 
 /// @param name  UTF-8, local or virtual.
+/// @param leaveOut  elements of this name are checked like all others but left out of the tree,
+///        with all below: tie points make up most of a product and take most of the time.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
 ///         deep, or is malformed.
-RF_PLATFORM_API ProductTree readXmlTree(const std::string& name);
+RF_PLATFORM_API ProductTree readXmlTree(const std::string& name,
+                                        std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
 

@@ -29,13 +29,15 @@ void addAttributes(const Node& element, ProductTree& tree) {
             .assign(each->value(), each->value_size());
 }
 
-void addChildren(const Node& parent, ProductTree& tree) {
+void addChildren(const Node& parent, std::string_view leaveOut, ProductTree& tree) {
     for (const Node* child = parent.first_node(); child; child = child->next_sibling())
         switch (child->type()) {
         case rapidxml::node_element: {
+            if (std::string_view(child->name(), child->name_size()) == leaveOut)
+                break;
             ProductTree& element = append(tree, {child->name(), child->name_size()});
             addAttributes(*child, element);
-            addChildren(*child, element);
+            addChildren(*child, leaveOut, element);
             break;
         }
         case rapidxml::node_data:
@@ -52,7 +54,7 @@ void addChildren(const Node& parent, ProductTree& tree) {
 
 } // namespace
 
-ProductTree buildXmlTree(std::string text) {
+ProductTree buildXmlTree(std::string text, std::string_view leaveOut) {
     const auto document = std::make_unique<rapidxml::xml_document<char>>(); // holds 64 KiB
     try {
         document->parse<rapidxml::parse_comment_nodes>(text.data());
@@ -61,7 +63,7 @@ ProductTree buildXmlTree(std::string text) {
         throw pt::xml_parser_error(error.what(), "", static_cast<unsigned long>(line));
     }
     ProductTree tree;
-    addChildren(*document, tree);
+    addChildren(*document, leaveOut, tree);
     return tree;
 }
 

@@ -88,7 +88,7 @@ std::string clean(std::string_view name) {
             result += '/';
         result += kept[i];
     }
-    return result;
+    return result.empty() && !name.empty() ? "." : result;
 }
 
 std::string absolute(std::string_view name) {

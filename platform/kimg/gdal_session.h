@@ -35,6 +35,8 @@ public:
     std::string describe(const std::string& path, const char* otherwise) const;
     /// @return the first failure as GDAL tells it; empty when there was none.
     const std::string& firstFailure() const { return firstFailure_; }
+    /// @return whether a failure was heard.
+    bool failed() const { return !firstFailure_.empty(); }
     /// Forgets the failures heard so far.
     void clear() { firstFailure_.clear(); }
     /// Called by the handler.

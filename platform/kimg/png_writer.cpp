@@ -1,16 +1,11 @@
 #include "kimg/png_writer.h"
 
 #include "kimg/gdal_session.h"
+#include "kimg/new_file.h"
 
-#include <cpl_conv.h>
-#include <cpl_vsi.h>
 #include <gdal.h>
 
-#include <atomic>
 #include <memory>
-#include <optional>
-
-#include <unistd.h>
 
 namespace kimg {
 namespace {
@@ -19,28 +14,6 @@ struct DatasetCloser {
     void operator()(void* dataset) const { GDALClose(dataset); }
 };
 using Dataset = std::unique_ptr<void, DatasetCloser>;
-
-/// Keeps GDAL from writing metadata files beside the picture, on this thread.
-class NoSideCars {
-public:
-    NoSideCars() {
-        if (const char* before = CPLGetThreadLocalConfigOption(option, nullptr))
-            before_ = before;
-        CPLSetThreadLocalConfigOption(option, "NO");
-    }
-    ~NoSideCars() { CPLSetThreadLocalConfigOption(option, before_ ? before_->c_str() : nullptr); }
-    NoSideCars(const NoSideCars&) = delete;
-    NoSideCars& operator=(const NoSideCars&) = delete;
-
-private:
-    static constexpr const char* option = "GDAL_PAM_ENABLED";
-    std::optional<std::string> before_;
-};
-
-std::string temporaryNameBeside(const std::string& path) {
-    static std::atomic<unsigned> count{0};
-    return path + ".part-" + std::to_string(getpid()) + "-" + std::to_string(++count);
-}
 
 Dataset pictureInMemory(const std::uint8_t* samples, int width, int height, int bands) {
     Dataset picture(
@@ -71,14 +44,12 @@ bool writePng(const std::string& path, const std::uint8_t* samples, std::uint32_
     registerDrivers();
     const ErrorCapture errors;
     const NoSideCars quiet;
-    const std::string temporary = temporaryNameBeside(path);
+    NewFile file(path);
     const Dataset picture = pictureInMemory(samples, static_cast<int>(width),
                                             static_cast<int>(height), static_cast<int>(bands));
-    if (picture && writeAs(temporary, picture.get()) &&
-        VSIRename(temporary.c_str(), path.c_str()) == 0)
+    if (picture && writeAs(file.temporaryPath(), picture.get()) && file.putInPlace())
         return true;
     reason = errors.describe(path, "cannot be written");
-    VSIUnlink(temporary.c_str());
     return false;
 }
 

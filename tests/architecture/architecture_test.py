@@ -29,6 +29,7 @@ DOORS = {
     r"nlohmann/.*": ("hosts",),
     r"CLI/.*": ("hosts/rfsar",),
     r"Eigen/.*": ("platform/sarm", "platform/kxfr"),
+    r"hwy/.*": ("rf_sar/pixel_kernels",),
 }
 
 

@@ -34,6 +34,7 @@ TEST(FileNames, CleaningKeepsWhatStandsBeforeThePathProper) {
         {"/a//b/./c.tif", "/a/b/c.tif"},
         {"/a/link/../b", "/a/link/../b"}, // only the system knows where a link leads
         {"a//b", "a/b"},
+        {"./", "."},
         {"/vsizip//home/x.zip/P/metadata//../imagery/a.tif", "/vsizip//home/x.zip/P/imagery/a.tif"},
         {"/vsizip/x.zip//a.tif", "/vsizip/x.zip/a.tif"},
         {"/vsicurl/https://host/a//b/../c.xml", "/vsicurl/https://host/a/c.xml"},

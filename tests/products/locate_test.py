@@ -27,8 +27,6 @@ SENSOR = {
     "rcm grd near the pole": ("rcm", {"centre": "60,89.5", "pass_direction": "ascending"}),
     "rcm slc": ("rcm", {"product_type": "SLC", **LEFT_DOWN}),
     "rcm midnight": ("rcm", {"start": "2024-02-28T23:59:59.95Z"}),
-}
-RADARSAT2 = {
     "radarsat2 slc": ("radarsat2", {"pixel_order": "decreasing", **LEFT_DOWN}),
     "radarsat2 sgf at the antimeridian": ("radarsat2", {"product_type": "SGF", "centre": "180,10"}),
     "radarsat2 slc at the pole": ("radarsat2", {"centre": "60,89.9"}),
@@ -107,12 +105,6 @@ class Truth(ProductCase):
                 points = product.truth["targets"] + product.truth["tiePoints"]
                 self.assertEqual(self.check_places(product, points, 1e-3), "")
                 self.check_pixels(product)
-
-    def test_radarsat2_points_at_the_height_of_the_scene(self):
-        for name, (family, fields) in RADARSAT2.items():
-            with self.subTest(name):
-                product = self.make(family, name=name, **SMALL, **fields)
-                self.check_places(product, product.truth["tiePoints"], 0.05)
 
     def test_without_sensor_model_the_image_s_own_georeferencing_answers(self):
         for name, (family, fields) in (OWN | NO_MODEL).items():

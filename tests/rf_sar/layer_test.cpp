@@ -122,19 +122,30 @@ TEST(LayerRead, OneBandAndTwoBandProductsOfTheSameSamplesAreEqual) {
     }
 }
 
-TEST(LayerRead, FloatComplexBandFollowsTheRule) {
+TEST(LayerRead, FloatSamplesFollowTheRule) {
     const TemporaryFolder folder;
+    const auto sample = [](int x, int y) { return std::pair{x - 0.25, 3.5 * y}; };
     support::writeImage((folder.path() / "C.tif").string(),
                         {33, 21, 1, SampleType::complexFloat32},
-                        [](int, int x, int y) { return std::pair{x - 0.25, 3.5 * y}; });
-    const OpenProduct product(capellaSlc(folder));
-    const auto layer = openLayer(product.get(), u"X_VV_MAGNITUDE_1");
-    const auto samples = readAll(layer);
-    for (int y = 0; y < 21; ++y)
-        for (int x = 0; x < 33; ++x)
-            ASSERT_EQ(samples[static_cast<std::size_t>(y * 33 + x)],
-                      pixel_conversion::convert(x - 0.25, 3.5 * y, Quantity::magnitude, 1));
-    rf_sarLayerClose(layer.layer);
+                        [&](int, int x, int y) { return sample(x, y); });
+    support::writeImage((folder.path() / "hh.tif").string(), {33, 21, 2, SampleType::float32},
+                        [&](int band, int x, int y) {
+                            const auto [re, im] = sample(x, y);
+                            return std::pair{band == 1 ? re : im, 0.0};
+                        });
+    const OpenProduct oneBand(capellaSlc(folder)), twoBands(rs2(folder, "SLC"));
+    const OpenedLayer layers[] = {openLayer(oneBand.get(), u"X_VV_MAGNITUDE_1"),
+                                  openLayer(twoBands.get(), u"C_HH_MAGNITUDE_1")};
+    for (const OpenedLayer& layer : layers) {
+        const auto samples = readAll(layer);
+        for (int y = 0; y < 21; ++y)
+            for (int x = 0; x < 33; ++x) {
+                const auto [re, im] = sample(x, y);
+                ASSERT_EQ(samples[static_cast<std::size_t>(y * 33 + x)],
+                          pixel_conversion::convert(re, im, Quantity::magnitude, 1));
+            }
+        rf_sarLayerClose(layer.layer);
+    }
 }
 
 TEST(LayerRead, DetectedLayersComeAsTheyAreStored) {

@@ -17,7 +17,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::uint32_t strata = 1U << 9; // a side of the plane of 16-bit pairs
+constexpr std::uint32_t strata = 1U << 11; // a side of the plane of 16-bit pairs
 #else
 constexpr std::uint32_t strata = 1U << 12;
 #endif

@@ -1,0 +1,21 @@
+#pragma once
+
+/// SIGINT, SIGTERM and SIGHUP end long work in an orderly way, so that nothing half done is left.
+namespace interruption {
+
+/// Thrown by `check`; not an error to tell.
+struct Interrupted {
+    int signal;
+};
+
+/// From now on these signals are kept for `check`; files that grow too large fail to write.
+void watch();
+
+bool requested();
+/// @throws Interrupted when one of the signals came.
+void check();
+
+/// Ends the process as the signal would have.
+[[noreturn]] void endBy(int signal);
+
+} // namespace interruption

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kimg {
+
+/// A file under a temporary name beside its later place; removed unless it is put there.
+class NewFile {
+public:
+    explicit NewFile(std::string path);
+    ~NewFile();
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    const std::string& temporaryPath() const { return temporaryPath_; }
+    /// Gives the file its name; an existing one is replaced. @return whether that went well.
+    bool putInPlace();
+
+private:
+    std::string path_;
+    std::string temporaryPath_;
+    bool inPlace_ = false;
+};
+
+/// Keeps GDAL from writing metadata files beside what it writes, on this thread.
+class NoSideCars {
+public:
+    NoSideCars();
+    ~NoSideCars();
+    NoSideCars(const NoSideCars&) = delete;
+    NoSideCars& operator=(const NoSideCars&) = delete;
+
+private:
+    std::optional<std::string> before_;
+};
+
+} // namespace kimg

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "kimg/georeferencing.h"
+#include "rf_platform_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kimg {
+
+enum class TiffCompression { none, deflate, lzw, zstd };
+
+/// A GeoTIFF of 16-bit samples, one plane a band.
+struct TiffLayout {
+    std::uint32_t width = 0, height = 0;
+    bool isSigned = false;
+    TiffCompression compression = TiffCompression::none;
+    std::vector<std::string> bandNames; ///< one a band
+    Georeferencing place;
+};
+
+/// How overviews are made of what lies under them.
+enum class TiffOverviews {
+    meanPower, ///< the square root of the mean square, for magnitudes
+    nearest,   ///< for phases, which have no mean
+};
+
+/// Asked now and then during long work, with the part that is done (0..1); false ends the work.
+using KeepGoing = std::function<bool(double)>;
+
+/// Writes a tiled GeoTIFF tile by tile. The file appears whole or not at all: it is written under
+/// another name in the same folder and renamed by `finish`; until then the destructor removes it.
+/// An existing file is replaced; nothing is written beside it. A file that may grow beyond 4 GB
+/// is a BigTIFF. One thread uses a writer from beginning to end; no printing.
+class RF_PLATFORM_API TiffWriter {
+public:
+    static constexpr std::uint32_t tileSize = 512;
+    static constexpr std::size_t tileSamples = std::size_t{tileSize} * tileSize;
+
+    /// @throws std::runtime_error naming the file and the reason, here and below.
+    TiffWriter(const std::string& path, const TiffLayout& layout);
+    ~TiffWriter();
+    TiffWriter(const TiffWriter&) = delete;
+    TiffWriter& operator=(const TiffWriter&) = delete;
+
+    /// @param samples  tileSamples of them, line by line; those beyond the image do not count.
+    ///        They may be changed.
+    void writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
+                   std::uint16_t* samples);
+    /// Adds overviews, each half of the one before, until one fits a tile.
+    /// @return false when keepGoing ended it.
+    bool addOverviews(TiffOverviews kind, const KeepGoing& keepGoing);
+    void finish();
+
+private:
+    struct Session;
+    std::unique_ptr<Session> session_;
+};
+
+/// Bounds the memory of GDAL's block cache in this process.
+RF_PLATFORM_API void limitBlockCache(std::size_t bytes);
+
+} // namespace kimg

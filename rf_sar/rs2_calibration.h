@@ -1,0 +1,38 @@
+#pragma once
+
+#include "image_metadata.h"
+#include "kerr/kerr.h"
+#include "kmsc/kmsc.h"
+#include "records/calibration_lut_record.h"
+
+#include <memory>
+#include <string_view>
+
+/// Frees a calibration record with its gains.
+struct CalibrationDeleter {
+    void operator()(CalibrationLutRecord* record) const {
+        for (double* gains : {record->betaGains, record->sigmaGains, record->gammaGains})
+            kmsc_HeapFree(gains);
+        kmsc_HeapFree(record);
+    }
+};
+using CalibrationPtr = std::unique_ptr<CalibrationLutRecord, CalibrationDeleter>;
+
+/// Reads the calibration tables that a RADARSAT-2 product.xml names.
+/// Kept: the first file named is the beta table, the second sigma, the third gamma, whatever their
+/// names or attributes say. (Rs2Calibration.TablesGoByTheirPlace)
+/// @param productFile  product.xml, local or virtual; table names are relative to it.
+/// @param slot  receives a report when product.xml or a table does not match its schema; after a
+///        bad table no further one is read.
+/// @return the tables read, all others with offset and count 0 and null gains; null when not one
+///         could be read.
+/// @throws std::bad_alloc
+/// Any thread.
+CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT** slot);
+
+/// Fills the host's node with those tables; without any it stays as it was.
+/// @param slot  receives what rs2_getCalibration reports, even beside a filled node, and why a node
+///        could not be made.
+/// @throws std::bad_alloc
+void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeArguments& host,
+                               KERR_REPORT** slot);

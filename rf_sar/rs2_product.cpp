@@ -1,0 +1,52 @@
+#include "rs2_product.h"
+
+#include "kmsc/kmsc.h"
+#include "messages.h"
+#include "rs2_lmx/source/rs2prod.h"
+
+#include <algorithm>
+#include <new>
+
+namespace rs2 {
+
+lmx::error_handler FirstError::handler() {
+    return [this](const lmx::s_error& error) {
+        error_ = error;
+        return error.code;
+    };
+}
+
+void FirstError::raise(KERR_REPORT** slot, std::string_view function,
+                       std::string_view message) const {
+    if (error_.code != lmx::elmx_error::ok) // short memory comes without details
+        kerr::raise(slot, function, error_.message());
+    kerr::raise(slot, function, message);
+}
+
+std::unique_ptr<const rs2prod::c_product>
+bindProduct(std::string_view productFile, std::string_view function, KERR_REPORT** slot) {
+    FirstError first;
+    lmx::elmx_error error;
+    auto product = std::make_unique<const rs2prod::c_product>(std::string(productFile).c_str(),
+                                                              error, first.handler());
+    if (error == lmx::elmx_error::ok)
+        return product;
+    first.raise(slot, function,
+                std::string(messages::schemaMismatch) + lmx::get_error_description(error));
+    return nullptr;
+}
+
+TimeStamp timeStamp(const lmx::c_datetime& time) {
+    return {time.get_year(), time.get_month(),  time.get_day(),
+            time.get_hour(), time.get_minute(), time.get_second()};
+}
+
+double* heapCopy(const std::vector<double>& values) {
+    auto copy = kmsc::makeArray<double>(values.size());
+    if (!copy)
+        throw std::bad_alloc();
+    std::copy(values.begin(), values.end(), copy.get());
+    return copy.release();
+}
+
+} // namespace rs2
