@@ -6,6 +6,8 @@
 #include "product/image_files.h"
 #include "product/metadata_items.h"
 
+#include "records/sar_metadata_record.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -128,11 +130,10 @@ std::optional<double> incidenceDeg(const loader::Product& opened, const Facts& f
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") != nodes.end())
         try {
             std::string remarks;
-            const auto record =
-                ordered_json::parse(kmif_NodeToJson(opened.node(":SAR_Metadata", remarks)));
-            const auto& angle = record.at("incidenceAngleCentre");
-            if (angle.is_number() && angle.get<double>() > 0)
-                return angle.get<double>();
+            const KmifNode node = opened.node(":SAR_Metadata", remarks);
+            const auto* record = static_cast<const SarMetadataRecord*>(node.data());
+            if (record->incidenceAngleCentre > 0)
+                return record->incidenceAngleCentre;
         } catch (const loader::Error&) {
             // a product without a record may still state the angle
         }

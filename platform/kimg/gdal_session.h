@@ -33,10 +33,10 @@ public:
     /// @return the first failure as "path: reason" (the path once, if GDAL names it itself); with
     ///         the other reason when GDAL gave none.
     std::string describe(const std::string& path, const char* otherwise) const;
-    /// @return the first failure as GDAL tells it; empty when there was none.
-    const std::string& firstFailure() const { return firstFailure_; }
     /// @return whether a failure was heard.
     bool failed() const { return !firstFailure_.empty(); }
+    /// @return the first failure as GDAL tells it; empty when there was none.
+    const std::string& firstFailure() const { return firstFailure_; }
     /// Forgets the failures heard so far.
     void clear() { firstFailure_.clear(); }
     /// Called by the handler.
