@@ -1,0 +1,69 @@
+"""rfsar check: what the product says in two places must agree, and the user learns where not."""
+
+import json
+import pathlib
+import re
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from products import ProductCase, rfsar  # noqa: E402
+
+# The places of RPC00B's terms in RPC00A, the order in which some early products list them.
+EARLIER = (0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 7, 11, 14, 17, 12, 15, 18, 13, 16, 19)
+
+
+class Checks(ProductCase):
+    def check(self, product):
+        done = rfsar("check", product.opened, "--json")
+        found = json.loads(done.stdout)["checks"]
+        self.assertEqual(done.returncode, int(any(c["status"] == "fail" for c in found)))
+        return {c["status"] + " " + c["check"]: c["message"] for c in found if c["status"] != "ok"}
+
+    def edit(self, product, pattern, replacement):
+        text = product.opened.read_text(encoding="utf-8")
+        changed, count = re.subn(pattern, replacement, text)
+        self.assertGreater(count, 0)
+        product.opened.write_text(changed, encoding="utf-8")
+
+    def shift_tie_points(self, product, lines):
+        self.edit(product, r"<line>([^<]*)</line>",
+                  lambda m: f"<line>{float(m[1]) + lines}</line>")
+
+    def test_tie_points_that_disagree_with_the_model_are_told_by_how_much(self):
+        product = self.make("rcm", lines=100, samples=90)
+        self.assertEqual(self.check(product), {})
+        self.shift_tie_points(product, 3)
+        found = self.check(product)
+        self.assertIn("line rms 3.000 (max 3.000), sample rms 0.000", found["warn ground"])
+        self.shift_tie_points(product, 30)
+        self.assertIn("line rms 33.000", self.check(product)["fail ground"])
+
+    def test_rational_functions_in_the_earlier_order_are_recognised(self):
+        # Only a scene whose third-order terms matter tells the orders apart.
+        product = self.make("radarsat2", lines=400, samples=400, line_spacing=250.0,
+                            pixel_spacing=250.0)
+        self.assertEqual({k for k in self.check(product) if "rpc" in k}, set())
+
+        def reorder(match):
+            terms = match[2].split()
+            earlier = [""] * 20
+            for place, term in zip(EARLIER, terms):
+                earlier[place] = term
+            return match[1] + " ".join(earlier) + match[3]
+
+        self.edit(product, r"(<(?:line|pixel)(?:Numerator|Denominator)Coefficients>)([^<]*)(<)",
+                  reorder)
+        done = rfsar("check", product.opened)
+        self.assertIn("coefficients stand in the earlier order (RPC00A)", done.stdout)
+
+    def test_sizes_and_poles(self):
+        product = self.make("rcm", lines=64, samples=64, polarizations="HH HV VH VV")
+        self.assertIn("shows polarization", self.check(product)["warn poles"])
+        self.edit(product, r"<samplesPerLine>64<", "<samplesPerLine>65<")
+        self.assertIn("have 64 samples, the product states 65",
+                      self.check(product)["fail sizes"])
+
+
+if __name__ == "__main__":
+    unittest.main()
