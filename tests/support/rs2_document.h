@@ -71,7 +71,7 @@ private:
     }
 
     Place locate(const std::string& path) {
-        Place place{nullptr, {}};
+        Place place{nullptr, tree_.end()};
         kfio::ProductTree* tree = &tree_;
         std::istringstream names(path);
         for (std::string name; std::getline(names, name, '.');) {
