@@ -62,7 +62,7 @@ void modelGroundToImage(benchmark::State& state) {
             state.SkipWithError("a point has no answer");
     countPoints(state, pointCount);
 }
-BENCHMARK(modelGroundToImage);
+BENCHMARK(modelGroundToImage)->ThreadRange(1, 2)->UseRealTime();
 
 void modelImageToGround(benchmark::State& state) {
     const World& w = world();
@@ -72,7 +72,7 @@ void modelImageToGround(benchmark::State& state) {
             state.SkipWithError("a point has no answer");
     countPoints(state, pointCount);
 }
-BENCHMARK(modelImageToGround);
+BENCHMARK(modelImageToGround)->ThreadRange(1, 2)->UseRealTime();
 
 /// The solvers for each width of vector register, widest (Arg 0) first.
 void kernelGroundToImage(benchmark::State& state) {
