@@ -93,7 +93,7 @@ KIMG_MAP_INFO* mapInfo(const KIMG_LAYER& layer) {
 } // namespace
 
 KIMG_MAP_INFO* kimg_MapInfoRead(KIMG_LAYER* layer, KERR_REPORT** slot) {
-    return kimg::hostCall("kimg_MapInfoRead", slot, static_cast<KIMG_MAP_INFO*>(nullptr), [&] {
+    return kerr::reported("kimg_MapInfoRead", slot, [&] {
         if (!layer)
             throw ImageError("there is no layer to read");
         return mapInfo(*layer);
@@ -111,7 +111,7 @@ void kimg_MapInfoFree(KIMG_MAP_INFO* info) {
 namespace kimg {
 
 std::optional<Georeferencing> georeferencing(const KIMG_LAYER* layer, KERR_REPORT** slot) {
-    return hostCall("kimg::georeferencing", slot, std::optional<Georeferencing>(), [&] {
+    return kerr::reported("kimg::georeferencing", slot, [&] {
         if (!layer)
             throw ImageError("there is no layer to read");
         const DatasetLease lease(layer->file);

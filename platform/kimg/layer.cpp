@@ -227,15 +227,14 @@ KstrStringList layerNames(std::u16string_view fileName) {
 } // namespace
 
 KstrStringList kimg_LayerGetNames(std::u16string_view fileName, const void*, KERR_REPORT** slot) {
-    return kimg::hostCall("kimg_LayerGetNames", slot, KstrStringList(),
-                          [&] { return layerNames(fileName); });
+    return kerr::reported("kimg_LayerGetNames", slot, [&] { return layerNames(fileName); });
 }
 
 KIMG_LAYER* kimg_LayerOpen(std::u16string_view name, const void*, KERR_REPORT** slot,
                            std::uint32_t access, std::uint32_t edge, const KPXM_RECT* fillRectangle,
                            std::uint32_t layout, std::uint32_t readMode, std::uint32_t reduction,
                            std::uint32_t overview) {
-    return kimg::hostCall("kimg_LayerOpen", slot, static_cast<KIMG_LAYER*>(nullptr), [&] {
+    return kerr::reported("kimg_LayerOpen", slot, [&] {
         requireKnownArguments(access, edge, fillRectangle, layout, readMode, reduction, overview);
         return openLayer(name, kpxm_PixelRectPixelGet(fillRectangle, 0, 0).real());
     });

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "kerr/kerr.h"
+#include "kerr/reported.h"
 #include "kimg/dataset_pool.h"
 
 #include <cstdint>
-#include <exception>
-#include <new>
 #include <string>
 
 /// Everything but `users` is fixed when the layer is opened, so that reads need no lock.
@@ -25,21 +23,3 @@ struct KIMG_LAYER {
     int width = 0, height = 0;           ///< pixels
     int blockWidth = 0, blockHeight = 0; ///< pixels
 };
-
-namespace kimg {
-
-/// Runs the body of a host call; what it throws becomes the report.
-/// @return the body's result, or `failed`.
-template <class Result, class Body>
-Result hostCall(const char* function, KERR_REPORT** slot, Result failed, Body&& body) {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        kerr::raise(slot, function, "No memory");
-    } catch (const std::exception& error) {
-        kerr::raise(slot, function, error.what());
-    }
-    return failed;
-}
-
-} // namespace kimg

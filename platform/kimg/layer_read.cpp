@@ -240,7 +240,7 @@ void zero(const KGDA_DATA& data) {
 
 bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int64_t y, std::uint32_t w,
                     std::uint32_t h, const KGDA_DATA* data, KERR_REPORT** slot) {
-    const bool done = kimg::hostCall("kimg_LayerRead", slot, false, [&] {
+    const bool done = kerr::reported("kimg_LayerRead", slot, [&] {
         requireReadable(layer, x, y, w, h, data);
         WindowRead(*layer, x, y, *data).run();
         return true;

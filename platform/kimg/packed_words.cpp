@@ -116,7 +116,7 @@ namespace kimg {
 
 bool readPackedWords(KIMG_LAYER* real, KIMG_LAYER* imaginary, std::int64_t x, std::int64_t y,
                      std::uint32_t w, std::uint32_t h, std::uint32_t* words, KERR_REPORT** slot) {
-    const bool done = hostCall("kimg::readPackedWords", slot, false, [&] {
+    const bool done = kerr::reported("kimg::readPackedWords", slot, [&] {
         requireParts(real, imaginary, words);
         if (tryFromFile(*real, *imaginary, {x, y, w, h, words}))
             return true;

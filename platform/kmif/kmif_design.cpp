@@ -164,7 +164,7 @@ void KmifDictionary::add(const KmifDesign& design) {
 }
 
 KmifDictionary* kmif_DictionaryCreate(KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [] { return new KmifDictionary; });
+    return kerr::reported(__func__, slot, [] { return new KmifDictionary; });
 }
 
 void kmif_DictionaryDestroy(KmifDictionary* dictionary) {
@@ -173,7 +173,7 @@ void kmif_DictionaryDestroy(KmifDictionary* dictionary) {
 
 KmifDesign* kmif_DesignCreate(KmifDictionary* dictionary, std::string_view name,
                               std::initializer_list<KmifField> fields, KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         auto design = kmif::makeDesign(name, fields);
         if (dictionary)
             dictionary->add(*design);
@@ -195,7 +195,7 @@ std::size_t kmif_DesignSize(const KmifDesign* design) {
 
 bool kmif_DictionaryAddDesign(KmifDictionary* dictionary, const KmifDesign* design,
                               KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         if (!dictionary || !design)
             throw TolvanLog::Exception("no dictionary or no design");
         dictionary->add(*design);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "jsonlib/jsonlib.h"
+#include "kerr/reported.h"
 #include "kmif/kmif.h"
 
 #include <cstdint>
@@ -72,18 +73,5 @@ tolvan::jsonlib::Value parse(std::string_view text);
 
 /// Throws unless the object has exactly the members.
 void requireMembers(const tolvan::jsonlib::Value& object, std::span<const std::string> names);
-
-/// Runs a body that throws; a failure becomes a report in the slot and a default result.
-template <class Body>
-auto reported(KERR_REPORT** slot, std::string_view function, const Body& body) -> decltype(body()) {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        kerr::raise(slot, function, "No memory");
-    } catch (const std::exception& error) {
-        kerr::raise(slot, function, error.what());
-    }
-    return {};
-}
 
 } // namespace kmif

@@ -54,7 +54,7 @@ void copyArrays(const KmifDesign& design, std::byte* copy) {
 
 bool kmif_NodeCreate(const void* data, const KmifDesign* design, KmifNode* node,
                      KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         if (!data || !design || !node)
             throw TolvanLog::Exception("no data, no design or no node to fill");
         const auto* source = static_cast<const std::byte*>(data);

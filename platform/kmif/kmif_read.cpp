@@ -131,7 +131,7 @@ void Decoder::readElement(const PlacedField& field, const Value& value, std::byt
 
 bool kmif_NodeFromJson(const KmifDesign* design, std::string_view json, KmifNode* node,
                        KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         if (!design)
             throw TolvanLog::Exception("no design");
         const Decoder decoder(*design, kmif::parse(json));
@@ -140,7 +140,7 @@ bool kmif_NodeFromJson(const KmifDesign* design, std::string_view json, KmifNode
 }
 
 bool kmif_NodeFromText(std::string_view text, KmifNode* node, KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         const Value document = kmif::parseKmif(text);
         kmif::requireMembers(document, std::vector<std::string>{"kmif", "design", "data"});
         const auto design = kmif::designFrom(document["design"]);

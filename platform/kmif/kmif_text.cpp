@@ -117,7 +117,7 @@ void requireMembers(const Value& object, std::span<const std::string> names) {
 } // namespace kmif
 
 char16_t* kmif_DictionaryEncodeToString(const KmifDictionary* dictionary, KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         if (!dictionary)
             throw TolvanLog::Exception("no dictionary");
         std::vector<std::string> designs;
@@ -132,7 +132,7 @@ char16_t* kmif_DictionaryEncodeToString(const KmifDictionary* dictionary, KERR_R
 }
 
 KmifDictionary* kmif_DictionaryDecodeFromString(std::u16string_view text, KERR_REPORT** slot) {
-    return kmif::reported(slot, __func__, [&] {
+    return kerr::reported(__func__, slot, [&] {
         const Value document = kmif::parseKmif(ktxt::narrow(text));
         kmif::requireMembers(document, std::vector<std::string>{"kmif", "designs"});
         if (!document["designs"].isArray())
