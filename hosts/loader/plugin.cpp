@@ -1,5 +1,7 @@
 #include "loader/plugin.h"
 
+#include "kfnp/kfnp.h"
+#include "kstr/kstr.h"
 #include "loader/heard.h"
 #include "loader/host_texts.h"
 #include "loader/loaded_library.h"
@@ -114,7 +116,18 @@ std::string Plugin::pixelTypeName(std::uint32_t type) const {
     return type < pixelTypes_.size() ? pixelTypes_[type] : "unknown";
 }
 
+std::string refusalByExtension(const Plugin& plugin, const std::string& name) {
+    const std::u16string extension = kfnp_FileNameGetExtPart(ktxt::widen(name));
+    for (const Format& format : plugin.formats())
+        if (kstr_Eqic(extension, ktxt::widen(format.extension)))
+            return {};
+    return "its extension \"" + ktxt::narrow(extension) + "\" is none that products have";
+}
+
 int identify(const Plugin& plugin, const std::string& name, std::string& reason) {
+    reason = refusalByExtension(plugin, name);
+    if (!reason.empty())
+        return -1;
     const Heard heard;
     const auto index = static_cast<int>(plugin.entry().titleIdentify(ktxt::widen(name).c_str()));
     if (index < 0)

@@ -70,6 +70,9 @@ private:
     std::vector<std::string> pixelTypes_;
 };
 
+/// @return why a name cannot be a product's, told by the format table; empty when it can.
+std::string refusalByExtension(const Plugin& plugin, const std::string& name);
+
 /// @param name  of the product file, UTF-8.
 /// @param reason  receives why the file is none of the products, as the readers tell it.
 /// @return the format's row, or -1.

@@ -72,6 +72,8 @@ void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width,
 
 Product::Product(const Plugin& plugin, const std::string& name)
     : plugin_(&plugin), name_(name), file_(nullptr, Closer{&plugin}) {
+    if (const std::string refusal = refusalByExtension(plugin, name); !refusal.empty())
+        throw Error(name + ": " + refusal);
     const Heard heard;
     std::uint32_t index = RF_SAR_FAILURE;
     file_.reset(plugin.entry().titleIdentifyAndOpen(ktxt::widen(name).c_str(), &index, u"rb"));
