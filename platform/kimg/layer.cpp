@@ -57,6 +57,7 @@ public:
         if (--layer->users > 0)
             return nullptr;
         removeLocked(layer);
+        // cppcheck-suppress returnStdMoveLocal ; a member of a temporary is no local variable
         return std::move(owned_.extract(layer).mapped());
     }
 
