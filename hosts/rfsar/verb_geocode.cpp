@@ -1,18 +1,20 @@
 #include "console.h"
 #include "interruption.h"
 #include "kimg/geocoder.h"
-#include "layer_tiles.h"
 #include "output_file.h"
 #include "product/find_product.h"
-#include "product/product_facts.h"
+#include "raster_tiles.h"
 #include "verbs.h"
+
+#include <limits>
 
 namespace {
 
 constexpr char description[] = "write a layer as a map in any coordinate system (GeoTIFF)";
 constexpr char footer[] =
     "Heights are metres above the WGS 84 ellipsoid: those of --dem as they are, else the height\n"
-    "that the product states for its scene. Phases cannot be averaged: they take the nearest.";
+    "that the product states for its scene. Phases cannot be averaged: they take the nearest.\n"
+    "Outside the image stands 0, in phases -32768, in calibrated layers not-a-number.";
 
 struct GeocodeVerb {
     std::string file;
@@ -24,52 +26,54 @@ struct GeocodeVerb {
     bool force = false;
 };
 
-void chooseResampling(GeocodeVerb& verb, const loader::Layer& layer) {
-    const bool phase = product::parseLayerName(layer.name()).isPhase();
+void chooseResampling(GeocodeVerb& verb, const product::Raster& raster) {
+    const bool phase = raster.type() == kimg::SampleType::int16;
     if (phase && !verb.resampling.empty() && verb.resampling != "nearest")
-        throw loader::Error("layer " + layer.name() +
+        throw loader::Error("layer " + raster.name() +
                             ": phases cannot be interpolated; use "
                             "--resampling nearest");
     verb.options.resampling = !verb.resampling.empty() ? verb.resampling
                               : phase                  ? "nearest"
                                                        : "bilinear";
-    verb.options.noData = phase ? -32768 : 0;
+    verb.options.noData = phase ? -32768
+                          : raster.type() == kimg::SampleType::float32
+                              ? std::numeric_limits<double>::quiet_NaN()
+                              : 0;
 }
 
 void geocode(GeocodeVerb verb) {
     refuseOverwriting(verb.output, verb.force);
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(verb.file));
-    const auto names = opened.layerNames();
-    if (names.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
-    const loader::Layer layer = opened.openLayer(verb.layer.empty() ? names.front() : verb.layer);
-    chooseResampling(verb, layer);
-    const product::Window whole{0, 0, layer.width(), layer.height()};
-    const auto placement = product::placementOf(layer, whole);
+    const auto rasters = product::openRasters(
+        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)),
+        verb.layer.empty() ? std::vector<std::string>() : std::vector{verb.layer});
+    const product::Raster& raster = *rasters.front();
+    chooseResampling(verb, raster);
+    const product::Window whole{0, 0, raster.width(), raster.height()};
+    const auto placement = product::placementOf(raster.openGridLayer(), whole);
     if (!placement.remarks.empty())
         console::warning(placement.remarks);
     const auto& place = placement.place;
     if (place.wkt.empty() || (!place.geoTransform && place.gcps.empty()))
-        throw loader::Error("layer " + layer.name() + ": nothing says where on the earth it lies");
+        throw loader::Error("layer " + raster.name() + ": nothing says where on the earth it lies");
     if (!verb.options.elevation.empty() && place.rpc.empty())
         console::warning("heights are ignored: the image's own georeferencing has none");
     verb.options.heightM = placement.sceneHeightM;
     verb.options.maxMemory = (verb.maxMemoryMiB << 20) / 2;
     kimg::limitBlockCache(verb.options.maxMemory / 2);
 
-    const LayerTiles tiles(layer, whole, kimg::TiffWriter::tileSize);
-    LayerTiles::Scratch scratch;
-    const kimg::TileSource source{
-        layer.width(),
-        layer.height(),
-        product::parseLayerName(layer.name()).isPhase(),
-        layer.name(),
-        place,
-        [&](std::uint32_t row, std::uint32_t column, std::uint16_t* samples) {
-            tiles.read(row, column, 1, samples, scratch);
-        }};
+    const RasterTiles tiles(raster, whole, kimg::TiffWriter::tileSize);
+    RasterTiles::Scratch scratch;
+    const kimg::TileSource source{raster.width(),
+                                  raster.height(),
+                                  raster.type(),
+                                  raster.name(),
+                                  place,
+                                  [&](std::uint32_t row, std::uint32_t column, void* samples) {
+                                      tiles.read(row, column, 1, static_cast<std::byte*>(samples),
+                                                 scratch);
+                                  }};
     interruption::watch();
-    console::Progress progress("geocoding " + layer.name(), 100);
+    console::Progress progress("geocoding " + raster.name(), 100);
     kimg::geocode(source, verb.output, verb.options, [&](double done) {
         progress.advanceTo(static_cast<std::uint64_t>(100 * done));
         return !interruption::requested();
@@ -84,7 +88,8 @@ void addGeocode(CLI::App& app) {
     command->footer(footer);
     auto verb = std::make_shared<GeocodeVerb>();
     command->add_option("FILE", verb->file, "product")->required();
-    command->add_option("--layer", verb->layer, "layer name (default: the product's first)");
+    command->add_option("--layer", verb->layer,
+                        "layer name, or another that export takes (default: the first layer)");
     command->add_option("-o,--output", verb->output, "GeoTIFF to write")->required();
     command->add_option("--crs", verb->options.system, "coordinate system, such as EPSG:32633")
         ->required();

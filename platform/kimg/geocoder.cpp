@@ -19,7 +19,7 @@ public:
     SourceBand(GDALDataset* dataset, const TileSource& source) : source_(source) {
         poDS = dataset;
         nBand = 1;
-        eDataType = source.isSigned ? GDT_Int16 : GDT_UInt16;
+        eDataType = static_cast<GDALDataType>(gdalTypeOf(source.type));
         nBlockXSize = nBlockYSize = static_cast<int>(TiffWriter::tileSize);
         SetDescription(source.name.c_str());
     }
@@ -29,7 +29,7 @@ protected:
     CPLErr IReadBlock(int column, int row, void* samples) override {
         try {
             source_.read(static_cast<std::uint32_t>(row), static_cast<std::uint32_t>(column),
-                         static_cast<std::uint16_t*>(samples));
+                         samples);
             return CE_None;
         } catch (...) {
             if (!failure)
@@ -112,7 +112,8 @@ void addArguments(Options& arguments, const TileSource& source, const GeocodeOpt
     }
     addTransformer(arguments, source, options);
     if (options.cloudOptimized)
-        arguments.add({"-of", "COG", "-co", "COMPRESS=DEFLATE", "-co", "PREDICTOR=YES"});
+        arguments.add({"-of", "COG", "-co", "COMPRESS=DEFLATE", "-co",
+                       isComplex(source.type) ? "PREDICTOR=NO" : "PREDICTOR=YES"});
     else
         arguments.add(
             {"-of", "GTiff", "-co", "TILED=YES", "-co", "BLOCKXSIZE=512", "-co", "BLOCKYSIZE=512"});

@@ -6,15 +6,14 @@
 
 namespace kimg {
 
-/// An image of 16-bit samples that is read tile by tile.
+/// An image that is read tile by tile.
 struct TileSource {
     std::uint32_t width = 0, height = 0;
-    bool isSigned = false;
+    SampleType type = SampleType::uint16;
     std::string name; ///< of the band
     Georeferencing place;
-    /// Fills TiffWriter::tileSamples; one thread at a time. What it throws ends the work.
-    std::function<void(std::uint32_t tileRow, std::uint32_t tileColumn, std::uint16_t* samples)>
-        read;
+    /// Fills TiffWriter::tileSamples samples; one thread at a time. What it throws ends the work.
+    std::function<void(std::uint32_t tileRow, std::uint32_t tileColumn, void* samples)> read;
 };
 
 struct GeocodeOptions {
@@ -23,7 +22,7 @@ struct GeocodeOptions {
     std::string resampling; ///< nearest, bilinear or cubic
     std::string elevation;  ///< file; empty for heightM everywhere
     double heightM = 0;     ///< above the ellipsoid
-    int noData = 0;         ///< the value of pixels that the image does not show
+    double noData = 0;      ///< the value of pixels that the image does not show
     bool cloudOptimized = false;
     std::size_t maxMemory = 0; ///< bytes
 };

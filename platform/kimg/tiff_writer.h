@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kimg/georeferencing.h"
+#include "kimg/sample_type.h"
 #include "rf_platform_api.h"
 
 #include <cstddef>
@@ -14,19 +15,25 @@ namespace kimg {
 
 enum class TiffCompression { none, deflate, lzw, zstd };
 
-/// A GeoTIFF of 16-bit samples, one plane a band.
+struct TiffBand {
+    std::string name;
+    std::string unit; ///< "" for none
+};
+
+/// A GeoTIFF, one plane a band.
 struct TiffLayout {
     std::uint32_t width = 0, height = 0;
-    bool isSigned = false;
+    SampleType type = SampleType::uint16;
     TiffCompression compression = TiffCompression::none;
-    std::vector<std::string> bandNames; ///< one a band
+    std::vector<TiffBand> bands;
     Georeferencing place;
 };
 
 /// How overviews are made of what lies under them.
 enum class TiffOverviews {
     meanPower, ///< the square root of the mean square, for magnitudes
-    nearest,   ///< for phases, which have no mean
+    mean,      ///< for values
+    nearest,   ///< for phases and complex samples, which have no mean
 };
 
 /// Asked now and then during long work, with the part that is done (0..1); false ends the work.
@@ -50,7 +57,7 @@ public:
     /// @param samples  tileSamples of them, line by line; those beyond the image do not count.
     ///        They may be changed.
     void writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
-                   std::uint16_t* samples);
+                   void* samples);
     /// Adds overviews, each half of the one before, until one fits a tile.
     /// @return false when keepGoing ended it.
     bool addOverviews(TiffOverviews kind, const KeepGoing& keepGoing);
