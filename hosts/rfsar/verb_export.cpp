@@ -3,6 +3,7 @@
 #include "kimg/tiff_writer.h"
 #include "ordered_work.h"
 #include "output_file.h"
+#include "overviews.h"
 #include "product/find_product.h"
 #include "raster_tiles.h"
 #include "verbs.h"
@@ -18,7 +19,8 @@ constexpr char description[] = "write layers as a GeoTIFF, with their place on t
 constexpr char footer[] =
     "Beside the layers, --layer takes what info lists as \"export also\": calibrated power\n"
     "(SIGMA_NOUGHT_HH, ...), complex samples, noise levels, incidence angles. Several layers\n"
-    "become bands of one file; they must be of one size and type. Images in the radar's grid carry\n"
+    "become bands of one file; they must be of one size and type. Images in the radar's grid "
+    "carry\n"
     "tie points (GCPs) and, where there is a sensor model, its rational polynomials (RPC); maps\n"
     "carry their geotransform.";
 
@@ -76,7 +78,8 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
         console::warning("layer " + first.name() + ": nothing says where it lies");
     kimg::TiffLayout layout{window.width, window.height,
                             first.type(), options.compression,
-                            {},           std::move(placement.place)};
+                            {},           std::move(placement.place),
+                            std::nullopt};
     for (const auto& raster : rasters)
         layout.bands.push_back({raster->name(), raster->unit()});
     return layout;
@@ -114,13 +117,9 @@ void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t b
     run(work);
 }
 
-void addOverviews(TiffWriter& writer, product::Raster::Mean mean) {
-    using Mean = product::Raster::Mean;
+void addOverviews(TiffWriter& writer, const product::Raster& raster) {
     console::Progress progress("making overviews", 100);
-    const auto kind = mean == Mean::ofPower    ? kimg::TiffOverviews::meanPower
-                      : mean == Mean::ofValues ? kimg::TiffOverviews::mean
-                                               : kimg::TiffOverviews::nearest;
-    writer.addOverviews(kind, [&](double done) {
+    writer.addOverviews(overviewsOf(raster), [&](double done) {
         progress.advanceTo(static_cast<std::uint64_t>(100 * done));
         return !interruption::requested();
     });
@@ -144,7 +143,7 @@ void exportLayers(const ExportOptions& options) {
         copyBand(RasterTiles(*rasters[band], window, TiffWriter::tileSize), rasters[band]->name(),
                  band, memory / 2, writer);
     if (options.overviews)
-        addOverviews(writer, rasters.front()->mean());
+        addOverviews(writer, *rasters.front());
     writer.finish();
 }
 
@@ -171,8 +170,9 @@ void addExport(CLI::App& app) {
     verb->add_option("--compress", options->compression, "none, deflate, lzw or zstd")
         ->transform(CLI::CheckedTransformer(compressions))
         ->default_str("none");
-    verb->add_flag("--overviews", options->overviews,
-                   "add reduced images: magnitudes averaged in power, phases and complex samples picked");
+    verb->add_flag(
+        "--overviews", options->overviews,
+        "add reduced images: magnitudes averaged in power, phases and complex samples picked");
     verb->add_option("--max-memory", options->maxMemoryMiB, "MiB for pixels under way")
         ->check(CLI::Range(16U, 1U << 20))
         ->capture_default_str();

@@ -108,6 +108,8 @@ TiffWriter::TiffWriter(const std::string& path, const TiffLayout& layout) {
         const int number = static_cast<int>(session_->bands.size()) + 1;
         const GDALRasterBandH band = GDALGetRasterBand(session_->dataset, number);
         GDALSetDescription(band, about.name.c_str());
+        if (layout.noData)
+            GDALSetRasterNoDataValue(band, *layout.noData);
         if (!about.unit.empty())
             GDALSetRasterUnitType(band, about.unit.c_str());
         session_->bands.push_back(band);
@@ -144,6 +146,35 @@ void TiffWriter::finish() {
     session_->close();
     if (session_->errors.failed() || !session_->file.putInPlace())
         session_->fail();
+}
+
+bool writeCloudOptimized(const std::string& tiff, const std::string& path, TiffOverviews kind,
+                         const KeepGoing& keepGoing) {
+    const ErrorCapture errors;
+    const NoSideCars noSideCars;
+    NewFile file(path);
+    const std::unique_ptr<void, decltype(&GDALClose)> from(GDALOpen(tiff.c_str(), GA_ReadOnly),
+                                                           GDALClose);
+    if (!from)
+        throw ImageError(errors.describe(path, "cannot be made"));
+    Options options;
+    options.set("COMPRESS", "DEFLATE");
+    if (!GDALDataTypeIsComplex(GDALGetRasterDataType(GDALGetRasterBand(from.get(), 1))))
+        options.set("PREDICTOR", "YES");
+    options.set("OVERVIEW_RESAMPLING", resamplingOf(kind));
+    options.set("NUM_THREADS", "ALL_CPUS");
+    options.set("BIGTIFF", "IF_SAFER");
+    bool going = true;
+    KeepGoing watched = [&](double done) { return going = keepGoing(done); };
+    GDALDatasetH made = GDALCreateCopy(GDALGetDriverByName("COG"), file.temporaryPath().c_str(),
+                                       from.get(), FALSE, options.list(), askToKeepGoing, &watched);
+    if (made)
+        GDALClose(made);
+    if (!going)
+        return false;
+    if (!made || errors.failed() || !file.putInPlace())
+        throw ImageError(errors.describe(path, "cannot be made"));
+    return true;
 }
 
 void limitBlockCache(std::size_t bytes) {

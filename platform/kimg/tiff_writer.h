@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ struct TiffLayout {
     TiffCompression compression = TiffCompression::none;
     std::vector<TiffBand> bands;
     Georeferencing place;
+    std::optional<double> noData; ///< the value that stands for no sample
 };
 
 /// How overviews are made of what lies under them.
@@ -67,6 +69,13 @@ private:
     struct Session;
     std::unique_ptr<Session> session_;
 };
+
+/// Writes a tiled GeoTIFF again as a cloud optimized one, DEFLATE-compressed with overviews. The
+/// file appears whole or not at all.
+/// @throws std::runtime_error naming the file and the reason.
+/// @return false when keepGoing ended it.
+RF_PLATFORM_API bool writeCloudOptimized(const std::string& tiff, const std::string& path,
+                                         TiffOverviews kind, const KeepGoing& keepGoing);
 
 /// Bounds the memory of GDAL's block cache in this process.
 RF_PLATFORM_API void limitBlockCache(std::size_t bytes);
