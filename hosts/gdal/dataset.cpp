@@ -20,7 +20,9 @@ bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<OpenedProduct>(request.file)), georef_(request.georef) {
+    : opened_(std::make_shared<OpenedProduct>(
+          loader::Product(loader::Plugin::instance(), request.file))),
+      georef_(request.georef) {
     SetDescription(request.description.c_str());
     if (!opened_->document.fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",

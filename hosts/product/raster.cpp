@@ -1,0 +1,223 @@
+#include "product/raster.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+namespace product {
+namespace {
+
+using kimg::SampleType;
+
+/// A layer of the plug-in, block by block as it is.
+class LayerRaster final : public Raster {
+public:
+    LayerRaster(std::shared_ptr<const loader::Product> product, const std::string& name)
+        : LayerRaster(product, product->openLayer(name)) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const override {
+        try {
+            layer_.readBlock(row, column, samples);
+        } catch (const loader::Error& error) {
+            throw loader::Error(product_->name() + ": " + error.what());
+        }
+    }
+
+private:
+    LayerRaster(std::shared_ptr<const loader::Product> product, loader::Layer layer)
+        : Raster(aboutOf(layer)), product_(std::move(product)), layer_(std::move(layer)) {}
+
+    static About aboutOf(const loader::Layer& layer) {
+        const bool phase = parseLayerName(layer.name()).isPhase();
+        return {layer.name(),
+                "",
+                layer.name(),
+                phase ? Mean::none : Mean::ofPower,
+                phase ? SampleType::int16 : SampleType::uint16,
+                layer.width(),
+                layer.height(),
+                layer.blockWidth(),
+                layer.blockHeight()};
+    }
+
+    std::shared_ptr<const loader::Product> product_;
+    loader::Layer layer_;
+};
+
+/// What is made of an image file of the product.
+class ImageRaster : public Raster {
+protected:
+    ImageRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry, About about)
+        : Raster(filledIn(*opened, entry, std::move(about))), opened_(std::move(opened)),
+          samples_(*entry.image->samples) {}
+
+    ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
+        return {column * blockWidth(), row * blockHeight(), blockWidth(), blockHeight()};
+    }
+    const ImageSamples& samples() const { return samples_; }
+
+private:
+    static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
+        about.name = entry.name;
+        about.gridLayer = opened.layerOf(*entry.image);
+        const ImageSamples& samples = *entry.image->samples;
+        about.width = samples.width();
+        about.height = samples.height();
+        if (about.blockWidth == 0) {
+            about.blockWidth = samples.blockWidth();
+            about.blockHeight = samples.blockHeight();
+        }
+        return about;
+    }
+
+    std::shared_ptr<const OpenedProduct> opened_;
+    const ImageSamples& samples_;
+};
+
+class ComplexRaster final : public ImageRaster {
+public:
+    ComplexRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry)
+        : ImageRaster(std::move(opened), entry, aboutOf(entry.image->samples->type())) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        samples().readComplex(blockWindow(row, column), block);
+    }
+
+private:
+    static About aboutOf(ImageSamples::Type type) {
+        About about;
+        about.mean = Mean::none;
+        about.type = type == ImageSamples::Type::complexInt16     ? SampleType::complexInt16
+                     : type == ImageSamples::Type::complexFloat32 ? SampleType::complexFloat32
+                                                                  : SampleType::complexFloat64;
+        return about;
+    }
+};
+
+class CalibratedRaster final : public ImageRaster {
+public:
+    CalibratedRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, {}),
+          calibration_(readCalibration(opened->product, opened->document, entry.table,
+                                       samples().width(), samples().isComplex())) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        thread_local std::vector<double> power; // of one block; as large as the largest so far
+        const ImageSamples::Window window = blockWindow(row, column);
+        power.resize(std::max(power.size(), std::size_t{window.width} * window.height));
+        samples().readPower(window, {power.data(), std::size_t{window.width} * window.height});
+        const std::size_t inside = std::min(window.width, width() - window.x);
+        const double* divisors = calibration_.divisors.data() + window.x;
+        auto* values = static_cast<float*>(block);
+        for (std::size_t line = 0; line < window.height; ++line) {
+            const std::size_t start = line * window.width;
+            const double* squares = power.data() + start;
+            for (std::size_t i = 0; i < inside; ++i)
+                values[start + i] =
+                    static_cast<float>((squares[i] + calibration_.offset) / divisors[i]);
+            std::fill(values + start + inside, values + start + window.width, 0.0F);
+        }
+    }
+
+private:
+    Calibration calibration_;
+};
+
+/// Values that depend on the column alone.
+class ColumnRaster final : public ImageRaster {
+public:
+    ColumnRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry, const char* unit,
+                 const ColumnProfile& profile)
+        : ImageRaster(std::move(opened), entry, aboutOf(entry, unit)) {
+        for (const double value : profile.expand(width()))
+            values_.push_back(static_cast<float>(value));
+    }
+
+    void readBlock(std::uint32_t, std::uint32_t, void* block) const override {
+        std::copy(values_.begin(), values_.end(), static_cast<float*>(block));
+    }
+
+private:
+    static About aboutOf(const Entry& entry, const char* unit) {
+        About about;
+        about.unit = unit;
+        about.blockWidth = entry.image->samples->width();
+        about.blockHeight = 1;
+        return about;
+    }
+
+    std::vector<float> values_;
+};
+
+void requireImage(const OpenedProduct& opened, const Entry& entry) {
+    if (!entry.image)
+        throw loader::Error(opened.product.name() + ": has no image for " + entry.name);
+    if (!entry.image->samples)
+        throw loader::Error(entry.image->fault);
+}
+
+bool sameName(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+} // namespace
+
+void Raster::requireInside(const Window& window) const {
+    loader::requireInside("layer " + name(), width(), height(), window.x, window.y, window.width,
+                          window.height);
+}
+
+std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
+                                   const Entry& entry) {
+    requireImage(*opened, entry);
+    switch (entry.kind) {
+    case Entry::Kind::layer:
+        return std::make_unique<LayerRaster>(
+            std::shared_ptr<const loader::Product>(opened, &opened->product), entry.name);
+    case Entry::Kind::complexSamples:
+        return std::make_unique<ComplexRaster>(opened, entry);
+    case Entry::Kind::noise:
+        return std::make_unique<ColumnRaster>(opened, entry, "dB",
+                                              readNoise(opened->document, entry.noise));
+    case Entry::Kind::incidence:
+        return std::make_unique<ColumnRaster>(opened, entry, "degree",
+                                              readIncidence(incidenceFile(opened->document)));
+    case Entry::Kind::calibrated:
+        break;
+    }
+    return std::make_unique<CalibratedRaster>(opened, entry);
+}
+
+std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
+                                                 std::vector<std::string> names) {
+    const std::vector<std::string> layers = product.layerNames();
+    if (names.empty()) {
+        if (layers.empty())
+            throw loader::Error(product.name() + ": the product has no layers");
+        names = {layers.front()};
+    }
+    std::vector<std::unique_ptr<Raster>> rasters;
+    const auto isLayer = [&](const std::string& name) {
+        return std::find(layers.begin(), layers.end(), name) != layers.end();
+    };
+    if (std::all_of(names.begin(), names.end(), isLayer)) {
+        const auto shared = std::make_shared<const loader::Product>(std::move(product));
+        for (const std::string& name : names)
+            rasters.push_back(std::make_unique<LayerRaster>(shared, name));
+        return rasters;
+    }
+    const auto opened = std::make_shared<const OpenedProduct>(std::move(product));
+    const std::vector<Entry> entries = catalogue(*opened);
+    for (const std::string& name : names) {
+        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& each) {
+            return sameName(each.name, name);
+        });
+        if (entry == entries.end())
+            throw loader::Error(opened->product.name() + ": the product has no layer \"" + name +
+                                "\"");
+        rasters.push_back(openRaster(opened, *entry));
+    }
+    return rasters;
+}
+
+} // namespace product
