@@ -1,5 +1,7 @@
 #include "product/catalogue.h"
 
+#include "product/incidence_model.h"
+
 #include <algorithm>
 
 namespace product {
@@ -99,7 +101,7 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
                            first,
                            {},
                            table});
-    if (!incidenceFile(opened.document).empty())
+    if (!incidenceFile(opened.document).empty() || statesRadarGrid(opened.document))
         entries.push_back({Entry::Kind::incidence,
                            "INCIDENCE_ANGLE",
                            "incidence angle, degrees, Float32",
