@@ -182,13 +182,14 @@ std::unique_ptr<GDALRasterBand> makeBand(const std::shared_ptr<const OpenedProdu
     case Entry::Kind::calibrated:
         return std::make_unique<CalibratedBand>(opened, entry);
     case Entry::Kind::noise:
-        return std::make_unique<ColumnBand>(opened, entry,
-                                            product::readNoise(opened->document, entry.noise));
+        return std::make_unique<ColumnBand>(
+            opened, entry,
+            product::readNoise(opened->document, entry.noise, entry.image->samples->width()));
     case Entry::Kind::incidence:
         break;
     }
     return std::make_unique<ColumnBand>(
-        opened, entry, product::readIncidence(product::incidenceFile(opened->document)));
+        opened, entry, product::readIncidence(opened->document, entry.image->samples->width()));
 }
 
 } // namespace rf_sar_gdal

@@ -1,8 +1,8 @@
 #include "console.h"
 #include "geojson.h"
 #include "loader/product.h"
+#include "product/checks.h"
 #include "product/find_product.h"
-#include "product/product_facts.h"
 #include "verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -69,7 +69,8 @@ struct Description {
 
 Description describe(const std::string& entry) {
     const loader::Product opened(loader::Plugin::instance(), product::findProduct(entry));
-    const auto facts = product::readFacts(opened.name());
+    const auto document = product::readDocument(opened.name());
+    const auto facts = product::readFacts(document);
     const auto names = opened.layerNames();
     const auto parsed = [&](std::size_t i) { return product::parseLayerName(names[i]); };
     const bool complexProduct = names.size() > 1 && parsed(1).isPhase();
@@ -81,7 +82,9 @@ Description describe(const std::string& entry) {
     for (const auto& image : facts.images)
         images.push_back({{"file", image.file}, {"pole", image.pole}});
 
-    auto warnings = product::contradictions(facts, names);
+    auto warnings = product::warnings(opened, document, facts);
+    if (const std::string remark = product::modelRemark(facts); !remark.empty())
+        warnings.push_back(remark);
     auto layers = ordered_json::array();
     for (const std::string& name : names)
         layers.push_back(describeLayer(opened, name, facts, complexProduct, warnings));
