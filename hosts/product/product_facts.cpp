@@ -105,10 +105,6 @@ ProductFacts readFacts(const ProductDocument& document) {
     return facts;
 }
 
-ProductFacts readFacts(const std::string& productFile) {
-    return readFacts(readDocument(productFile));
-}
-
 LayerName parseLayerName(const std::string& name) {
     LayerName parsed;
     const auto number = name.rfind('_');
@@ -144,10 +140,13 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
                         ", although its name says " + name.pole +
                         ": the product lists its images in another order than its polarizations");
     }
-    if (!hasSarModelType(facts))
-        found.push_back("product type " + facts.productType +
-                        " has no SAR model; georeferencing is the image's own");
     return found;
+}
+
+std::string modelRemark(const ProductFacts& facts) {
+    return hasSarModelType(facts) ? ""
+                                  : "product type " + facts.productType +
+                                        " has no SAR model; georeferencing is the image's own";
 }
 
 } // namespace product

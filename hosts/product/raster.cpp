@@ -143,7 +143,7 @@ class IncidenceRaster final : public ImageRaster {
 public:
     IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, aboutLines(entry, "degree")),
-          model_(opened->product, gridLayer()) {}
+          model_(opened->product, opened->layerOf(*entry.image)) {}
 
     void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
         const std::vector<double> angles = model_.along(row, width()).expand(width());
@@ -207,12 +207,14 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
         return std::make_unique<ComplexRaster>(opened, entry);
     case Entry::Kind::noise:
         return std::make_unique<ColumnRaster>(opened, entry, "dB",
-                                              readNoise(opened->document, entry.noise));
+                                              readNoise(opened->document, entry.noise,
+                                                        entry.image->samples->width()));
     case Entry::Kind::incidence:
         if (incidenceFile(opened->document).empty())
             return std::make_unique<IncidenceRaster>(opened, entry);
-        return std::make_unique<ColumnRaster>(opened, entry, "degree",
-                                              readIncidence(incidenceFile(opened->document)));
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "degree",
+            readIncidence(opened->document, entry.image->samples->width()));
     case Entry::Kind::calibrated:
         break;
     }
