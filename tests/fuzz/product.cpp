@@ -39,9 +39,7 @@ void readBlocks(const loader::Layer& layer) {
             attempt([&] { layer.readBlock(row, column, block.data()); });
 }
 
-void readLayer(const loader::Product& opened, const std::string& name) {
-    const loader::Layer layer = opened.openLayer(name);
-    attempt([&] { readBlocks(layer); });
+void locate(const loader::Layer& layer) {
     attempt([&] {
         const product::Locator locator(layer);
         for (const auto& ring :
@@ -51,6 +49,14 @@ void readLayer(const loader::Product& opened, const std::string& name) {
                               "a footprint lies on the earth");
     });
     attempt([&] { product::placementOf(layer, {0, 0, layer.width(), layer.height()}); });
+}
+
+/// All layers lie on the same ground; one is located.
+void readLayer(const loader::Product& opened, const std::string& name, bool isFirst) {
+    const loader::Layer layer = opened.openLayer(name);
+    attempt([&] { readBlocks(layer); });
+    if (isFirst)
+        locate(layer);
 }
 
 void readNode(const loader::Product& opened, const std::string& name) {
@@ -77,7 +83,7 @@ void readProduct(const std::string& entry) {
     names.resize(std::min(names.size(), mostLayers));
     names.push_back("C_HH_MAGNITUDE_OneLineAsBlock_1");
     for (const std::string& name : names)
-        attempt([&] { readLayer(opened, name); });
+        attempt([&] { readLayer(opened, name, name == names.front()); });
     for (const std::string& name : opened.nodeNames())
         attempt([&] { readNode(opened, name); });
     attempt([&] { readDocument(opened.name()); });
