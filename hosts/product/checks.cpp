@@ -11,6 +11,7 @@
 #include "records/calibration_lut_record.h"
 
 
+#include <limits>
 #include <set>
 
 namespace product {
@@ -106,11 +107,14 @@ std::uint32_t statedWidth(const ProductDocument& document) {
     const bool rcm = document.kind == ProductDocument::Kind::rcm;
     const char* path = rcm ? "sceneAttributes/imageAttributes/samplesPerLine"
                            : "imageAttributes/rasterAttributes/numberOfSamplesPerLine";
-    return static_cast<std::uint32_t>(parseInteger(
-        document.kind == ProductDocument::Kind::capella
-            ? textAt(document.extended, "collect/image/columns")
-            : textAt(document.root, path),
-        document.file));
+    const std::int64_t stated = parseInteger(document.kind == ProductDocument::Kind::capella
+                                                 ? textAt(document.extended, "collect/image/columns")
+                                                 : textAt(document.root, path),
+                                             document.file);
+    if (stated < 1 || stated > std::numeric_limits<std::int32_t>::max())
+        throw loader::Error(document.file + ": states lines of " + std::to_string(stated) +
+                            " samples");
+    return static_cast<std::uint32_t>(stated);
 }
 
 /// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.
@@ -156,16 +160,19 @@ void checkPolarizations(const Subject& subject, Findings& findings) {
 }
 
 void checkSizes(const Subject& subject, Findings& findings) {
-    const auto names = subject.opened.layerNames();
+    const ProductDocument& document = subject.document;
+    if (document.kind == ProductDocument::Kind::capella && document.extended.empty())
+        return; // the item alone states no size
+    std::uint32_t found = 0;
     try {
-        const std::uint32_t stated = statedWidth(subject.document);
-        const loader::Layer layer = subject.opened.openLayer(names.at(0));
-        findings.add(layer.width() == stated ? Verdict::ok : Verdict::fail,
-                     "lines of the image have " + std::to_string(layer.width()) +
-                         " samples, the product states " + std::to_string(stated));
+        found = subject.opened.openLayer(subject.opened.layerNames().at(0)).width();
     } catch (const std::exception&) {
-        // no layer, or one that does not open, is the layers' check's to tell
+        return; // no layer, or one that does not open, is the layers' check's to tell
     }
+    const std::uint32_t stated = statedWidth(document);
+    findings.add(found == stated ? Verdict::ok : Verdict::fail,
+                 "lines of the image have " + std::to_string(found) +
+                     " samples, the product states " + std::to_string(stated));
 }
 
 constexpr double warnPixels = 1; ///< above, what places the image disagrees with the product
@@ -217,7 +224,7 @@ struct Check {
     const char* name;
     void (*run)(const Subject& subject, Findings& findings);
 };
-/// Each adds one finding or more.
+/// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
     {"files", checkFiles},
     {"layers", checkLayers},

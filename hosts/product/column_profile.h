@@ -16,6 +16,7 @@ struct ColumnProfile {
     /// @return whether each column of an image lies between two of the values, or on one.
     bool covers(std::uint32_t width) const;
     /// @return one value a column: linear between the given ones, the end ones beyond.
+    /// @throws loader::Error for lines longer than any image's, whose values would take all memory.
     std::vector<double> expand(std::uint32_t width) const;
 };
 

@@ -7,6 +7,10 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
 
+std::size_t countOf(std::string_view text, char what) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), what));
+}
+
 /// @return the rest behind the first `what` from an offset on, empty when it does not come.
 std::string_view behind(std::string_view text, std::string_view what, std::size_t offset) {
     const auto at = text.find(what, offset);
@@ -99,6 +103,15 @@ std::size_t jsonDepth(std::string_view text) {
         }
     }
     return deepest;
+}
+
+// Marks that are part of a text count too: no document has as many of them.
+std::size_t xmlItems(std::string_view text) {
+    return countOf(text, '<') + countOf(text, '=');
+}
+
+std::size_t jsonItems(std::string_view text) {
+    return countOf(text, '[') + countOf(text, '{') + countOf(text, ',');
 }
 
 } // namespace kfio

@@ -12,12 +12,12 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 import sarsim  # noqa: E402
 
-SMALL = {"lines": 8, "samples": 8, "tie_points": 3}
+SMALL = {"lines": 8, "samples": 8, "tie_points": 2, "state_vectors": 5}
 PRODUCTS = {
     "rs2": [("radarsat2", kind, poles) for kind, poles in
             (("SLC", "HH"), ("SGF", "HH HV"), ("SSG", "VV"))],
     "rcm": [("rcm", kind, poles) for kind, poles in
-            (("SLC", "HH"), ("GRD", "HH HV"), ("GCD", "RH RV"), ("GRC", "CH"))],
+            (("SLC", "HH"), ("GRD", "HV VV"), ("GCD", "RH"), ("GRC", "CH"))],
     "capella": [(family, None, "HH") for family in ("capella-geo", "capella-slc", "capella-grd")],
 }
 TEXTS = [b"", b"2024-05-06T07:08:09.123456Z", b"-1.25e-3", b"123456789012345678901", b"true",
