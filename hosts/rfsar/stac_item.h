@@ -13,7 +13,7 @@
 /// is not declared.
 /// @param folder  that the assets' references are relative to, absolute.
 /// @param warnings  receives what the item could not carry.
-/// @throws loader::Error when the product's metadata or its first layer cannot be read, or it has
-///         no time.
+/// @throws loader::Error when the product's metadata cannot be read, or it has no layers or no
+/// time.
 nlohmann::ordered_json stacItem(const loader::Product& opened, const std::filesystem::path& folder,
                                 std::vector<std::string>& warnings);
