@@ -1,6 +1,7 @@
 #include "stac_item.h"
 
 #include "geojson.h"
+#include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 #include "product/image_files.h"
 #include "product/metadata_items.h"
@@ -185,12 +186,12 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
 }
 
 /// The angle at the scene's centre: of the product's record, else as the document states it.
-std::optional<double> incidenceDeg(const loader::Product& opened, const Facts& facts) {
-    const auto nodes = opened.nodeNames();
+std::optional<double> incidenceDeg(const loader::Product* opened, const Facts& facts) {
+    const auto nodes = opened ? opened->nodeNames() : std::vector<std::string>();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") != nodes.end())
         try {
             std::string remarks;
-            const KmifNode node = opened.node(":SAR_Metadata", remarks);
+            const KmifNode node = opened->node(":SAR_Metadata", remarks);
             const auto* record = static_cast<const SarMetadataRecord*>(node.data());
             if (record->incidenceAngleCentre > 0)
                 return record->incidenceAngleCentre;
@@ -277,17 +278,54 @@ ordered_json assets(const ProductDocument& document, const product::ProductFacts
     return found;
 }
 
+/// @return the image of a Capella item that is not there; "" when nothing of the kind is amiss.
+std::string missingImage(const std::string& file) {
+    try {
+        const ProductDocument document = product::readDocument(file);
+        const auto stated = product::readFacts(document);
+        const auto images = product::imageFiles(document, stated);
+        const bool missing = document.kind == ProductDocument::Kind::capella &&
+                             !stated.productType.empty() && !images.empty() &&
+                             !kfio::fileState(images.front()).exists;
+        return missing ? images.front() : "";
+    } catch (const loader::Error&) {
+        return "";
+    }
+}
+
+/// The plug-in opens no Capella item without its image; the documents still tell.
+std::optional<loader::Product> openUnlessImageless(const std::string& file,
+                                                   std::vector<std::string>& warnings) {
+    try {
+        return loader::Product(loader::Plugin::instance(), file);
+    } catch (const loader::Error&) {
+        const std::string image = missingImage(file);
+        if (image.empty())
+            throw;
+        warnings.push_back(image + ": is not there");
+        return std::nullopt;
+    }
+}
+
+std::string sensorOf(const loader::Product* opened, const ProductDocument& document) {
+    if (!opened)
+        return firstText({textAt(document.root, "properties/sar:frequency_band"), "X"});
+    const auto names = opened->layerNames();
+    if (names.empty())
+        throw loader::Error(opened->name() + ": the product has no layers");
+    return product::parseLayerName(names.front()).sensor;
+}
+
 } // namespace
 
-ordered_json stacItem(const loader::Product& opened, const std::filesystem::path& folder,
+ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                       std::vector<std::string>& warnings) {
-    const ProductDocument document = product::readDocument(opened.name());
+    const auto whole = openUnlessImageless(file, warnings);
+    const loader::Product* opened = whole ? &*whole : nullptr;
+    const ProductDocument document = product::readDocument(file);
     const product::ProductFacts stated = product::readFacts(document);
     const auto items = product::metadataItems(document);
     const Facts facts(items.begin(), items.end());
-    const auto names = opened.layerNames();
-    if (names.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
     const StacPlace place = stacPlace(opened, document, warnings);
 
     ordered_json properties;
@@ -295,13 +333,12 @@ ordered_json stacItem(const loader::Product& opened, const std::filesystem::path
     addTimes(properties, document, facts);
     properties["platform"] = lower(stated.satellite);
     properties["instruments"] = {"sar"};
-    if (addSar(properties, document, facts, stated, product::parseLayerName(names.front()).sensor,
-               place))
+    if (addSar(properties, document, facts, stated, sensorOf(opened, document), place))
         extensions.push_back(sarSchema);
     else
-        warnings.push_back(opened.name() + ": the SAR extension of STAC has no words for these "
-                                           "polarizations, or a field that it requires is missing; "
-                                           "the item does not declare it");
+        warnings.push_back(file + ": the SAR extension of STAC has no words for these "
+                                  "polarizations, or a field that it requires is missing; "
+                                  "the item does not declare it");
     addChoice(properties, "sat:orbit_state", lower(factOf(facts, "ORBIT_DIRECTION")),
               {"ascending", "descending"});
     if (properties.contains("sat:orbit_state"))

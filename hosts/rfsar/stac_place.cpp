@@ -11,13 +11,13 @@ namespace {
 using product::ProductDocument;
 using product::textAt;
 
-std::optional<loader::Layer> firstLayer(const loader::Product& opened,
+std::optional<loader::Layer> firstLayer(const loader::Product* opened,
                                         std::vector<std::string>& warnings) {
-    for (const std::string& name : opened.layerNames())
+    for (const std::string& name : opened ? opened->layerNames() : std::vector<std::string>())
         try {
-            return opened.openLayer(name);
+            return opened->openLayer(name);
         } catch (const loader::Error& error) {
-            warnings.push_back(opened.name() + ": " + error.what());
+            warnings.push_back(opened->name() + ": " + error.what());
         }
     return std::nullopt;
 }
@@ -108,7 +108,7 @@ std::optional<int> epsgOf(const loader::Georeferencing& found) {
 
 } // namespace
 
-StacPlace stacPlace(const loader::Product& opened, const ProductDocument& document,
+StacPlace stacPlace(const loader::Product* opened, const ProductDocument& document,
                     std::vector<std::string>& warnings) {
     StacPlace place;
     const auto layer = firstLayer(opened, warnings);

@@ -16,6 +16,7 @@ struct StacPlace {
 };
 
 /// From the first layer that can be opened; where there is none, from what the document states.
+/// @param opened  null when the plug-in cannot open the product.
 /// @param warnings  receives why something is missing.
-StacPlace stacPlace(const loader::Product& opened, const product::ProductDocument& document,
+StacPlace stacPlace(const loader::Product* opened, const product::ProductDocument& document,
                     std::vector<std::string>& warnings);
