@@ -174,9 +174,9 @@ void addGeocode(CLI::App& app) {
     static const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
                                                               {"bilinear", Resampling::bilinear},
                                                               {"cubic", Resampling::cubic}};
-    command->add_option("--resampling", verb->resampling, "nearest, bilinear or cubic")
-        ->transform(CLI::CheckedTransformer(methods))
-        ->default_str("bilinear");
+    command->add_option("--resampling", verb->resampling, "nearest, bilinear or cubic (default: bilinear)")
+        ->transform(CLI::CheckedTransformer(methods).description(""))
+        ->type_name("METHOD");
     command->add_flag("--cog", verb->cloudOptimized,
                       "write a cloud optimized GeoTIFF, with overviews");
     command->add_option("--max-memory", verb->maxMemoryMiB, "MiB for pixels under way")
