@@ -8,7 +8,7 @@ import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import REAL_PRODUCTS, RFSAR, ROOT, ProductCase  # noqa: E402
+from products import REAL_PRODUCTS, RFSAR, ROOT, ProductCase, rfsar_json  # noqa: E402
 
 BUILD = pathlib.Path(os.environ.get("RF_SAR_BUILD", ROOT / "build"))
 DOCUMENTS = sorted([ROOT / "README.md", *(ROOT / "docs").rglob("*.md"),
@@ -53,7 +53,8 @@ def commands_of(document):
     text = re.sub(r"^```.*?^```\n", "", text, flags=re.S | re.M)
     found += re.findall(r"^    (\S.*)$", text, re.M)
     text = re.sub(r"^    \S.*$", "", text, flags=re.M)
-    found += [re.sub(r"\s+", " ", span) for span in re.findall(r"`([^`]+)`", text)]
+    found += [re.sub(r"\s+", " ", span) for span in re.findall(r"`([^`]+)`", text)
+              if not re.fullmatch(r"rfsar \w+", span)]  # the name of a verb
     commands = [re.sub(r"\s+# .*", "", line).strip() for line in found]
     return [command for command in commands if is_command(command)]
 
@@ -134,6 +135,11 @@ class Commands(ProductCase):
             if file:
                 self.assertIn(INSTEAD[begin], (ROOT / file).read_text("utf-8"), begin)
 
+    def test_the_example_of_a_reader_is_the_one_that_is_tested(self):
+        document = (ROOT / "docs/adding-a-product.md").read_text("utf-8")
+        self.assertEqual(re.findall(r"```cpp\n(.*?)```", document, re.S),
+                         [(ROOT / "tests/rf_sar/example_reader.h").read_text("utf-8")])
+
     def test_the_example_of_the_simulator_in_python(self):
         text = (ROOT / "tools/sarsim/README.md").read_text("utf-8")
         example = re.search(r"^    import sarsim\n(?:    .*\n)+", text, re.M)[0]
@@ -143,6 +149,29 @@ class Commands(ProductCase):
                               capture_output=True, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertTrue((self.work / done.stdout.strip()).is_file())
+
+
+class Table(ProductCase):
+    def test_each_type_of_the_readme_opens_with_the_layers_it_promises(self):
+        text = (ROOT / "README.md").read_text("utf-8").split("## What opens")[1]
+        rows = re.findall(r"^\| (.*?) ?\|.*?\| ([A-Z, ]+) \| (.*?) \|$", text, re.M)
+        families = {"RADARSAT-2": "radarsat2", "RADARSAT Constellation": "rcm",
+                    "Capella": "capella-{}"}
+        count, family = 0, None
+        for name, types, promised in rows:
+            family = families.get(name, family)
+            for product_type in types.split(", "):
+                with self.subTest(family=family, product_type=product_type):
+                    made_as = {"GEC": "GEO"}.get(product_type, product_type).lower()
+                    product = self.make(family.format(made_as), lines=16, samples=16,
+                                        product_type=product_type, name=f"{family} {product_type}")
+                    layers = [layer["name"].split("_")[2].lower()
+                              for layer in rfsar_json("info", product.opened)["layers"]]
+                    kinds = re.sub(r" of .*", "", promised).split(", ")
+                    poles = len(layers) // len(kinds)
+                    self.assertEqual(layers, kinds * poles)
+                    count += 1
+        self.assertGreater(count, 15)
 
 
 class Links(unittest.TestCase):
