@@ -198,7 +198,10 @@ class Georeferencing(ProductCase):
             self.assertEqual(band.GetNoDataValue(), 0)
         self.assertEqual(drawn.ReadAsArray()[0, 0, 0], 0)  # beside the image
         sigma = open_product(named(product.opened, "SIGMA_NOUGHT_HH"), GEOREF="MAP")
+        self.assertEqual(sigma.GetRasterBand(1).DataType, gdal.GDT_Float32)
+        self.assertTrue(np.isnan(sigma.GetRasterBand(1).GetNoDataValue()))
         self.assertTrue(np.isnan(sigma.ReadAsArray()[0, 0]))
+        self.assertFalse(np.isnan(sigma.ReadAsArray()[20:40, 30:60]).any())
         drawn = own = sigma = None
         self.assertEqual(product.opened.read_bytes(), before)
         far = self.make("radarsat2", lines=64, samples=64, centre="179.9999,10")
