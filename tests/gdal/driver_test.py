@@ -183,6 +183,15 @@ class Georeferencing(ProductCase):
             # A pixel is 6.25 m; the product and what is drawn each take the nearest.
             self.assertAlmostEqual(np.hypot(east, north), expected, delta=10)
 
+    def test_a_place_of_an_image_that_is_no_map_is_looked_up_too(self):
+        product = self.make("radarsat2", lines=200, samples=200)
+        name = named(product.opened, "C_HH_MAGNITUDE_1")
+        clutter = np.percentile(gdal.Open(name).ReadAsArray(), 99)
+        for target in product.truth["targets"][:4]:
+            found = tool("gdallocationinfo", "-valonly", "-wgs84", "-oo", "GEOREF=MAP", name,
+                         target["lon"], target["lat"])
+            self.assertGreater(int(found.stdout), 5 * clutter)
+
     def test_a_drawing_on_the_map_is_a_dataset_of_its_own(self):
         product = self.make("rcm", lines=64, samples=64)
         before = product.opened.read_bytes()
