@@ -2,6 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
+#include "product/checks.h"
 #include "product/metadata_items.h"
 
 #include <algorithm>
@@ -27,6 +28,10 @@ SarDataset::SarDataset(const OpenRequest& request)
     if (!opened_->document.fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
                  opened_->document.fault.c_str());
+    for (const std::string& warning :
+         product::warnings(opened_->product, opened_->document, opened_->facts))
+        CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->product.name().c_str(),
+                 warning.c_str());
     const std::vector<Entry> entries = catalogue(*opened_);
     addBands(request, entries);
     if (request.layer.empty())

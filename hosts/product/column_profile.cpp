@@ -24,11 +24,12 @@ Number parseOne(std::string_view text, const std::string& file) {
 
 } // namespace
 
-bool ColumnProfile::covers(std::uint32_t width) const {
+bool ColumnProfile::covers(std::uint32_t width, std::int64_t reach) const {
     if (values.empty())
         return false;
     const std::int64_t last = first + step * (static_cast<std::int64_t>(values.size()) - 1);
-    return std::min(first, last) <= 0 && std::max(first, last) >= std::int64_t{width} - 1;
+    return std::min(first, last) <= reach &&
+           std::max(first, last) >= std::int64_t{width} - 1 - reach;
 }
 
 std::vector<double> ColumnProfile::expand(std::uint32_t width) const {

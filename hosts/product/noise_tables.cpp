@@ -1,8 +1,10 @@
 #include "product/noise_tables.h"
 
 #include "loader/plugin.h"
+#include "product/image_claims.h"
 #include "product/product_facts.h"
 
+#include <cstdlib>
 #include <numeric>
 
 namespace product {
@@ -13,25 +15,21 @@ using kfio::ProductTree;
 constexpr char sigmaNought[] = "Sigma Nought";
 constexpr double maxColumns = 1e7; // more than any image has
 
-ColumnProfile checked(ColumnProfile profile, const std::string& file) {
+ColumnProfile checked(ColumnProfile profile, const ProductDocument& document, std::uint32_t width,
+                      const std::string& file) {
     if (profile.values.empty() || profile.step == 0)
         throw loader::Error(file + ": holds no values, or none a column");
+    requireStatedWidth(document, width, file);
+    if (!profile.covers(width, std::abs(profile.step) - 1))
+        throw loader::Error(file + ": its values do not cover the " + std::to_string(width) +
+                            " columns of the image");
     return profile;
 }
 
-ProductTree readXml(const std::string& file) {
-    try {
-        return kfio::readXmlTree(file);
-    } catch (const boost::property_tree::ptree_error& error) {
-        throw loader::Error(file + ": " + error.what());
-    }
-}
-
 ColumnProfile levels(const ProductTree& element, const std::string& file) {
-    return checked({parseInteger(textAt(element, "pixelFirstNoiseValue"), file),
-                    parseInteger(textAt(element, "stepSize"), file),
-                    parseNumbers(textAt(element, "noiseLevelValues"), file)},
-                   file);
+    return {parseInteger(textAt(element, "pixelFirstNoiseValue"), file),
+            parseInteger(textAt(element, "stepSize"), file),
+            parseNumbers(textAt(element, "noiseLevelValues"), file)};
 }
 
 /// RADARSAT-2 names the kind in an attribute, RCM in an element.
@@ -116,15 +114,17 @@ std::vector<NoiseTable> noiseTables(const ProductDocument& document) {
     return tables;
 }
 
-ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table) {
+ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table,
+                        std::uint32_t width) {
     if (document.kind == ProductDocument::Kind::capella)
-        return noiseOfPolynomial(document);
+        return checked(noiseOfPolynomial(document), document, width, document.extendedFile);
     if (table.file.empty())
-        return levels(*sigmaLevels(*radarParameters(document)), document.file);
-    const ProductTree whole = readXml(table.file);
+        return checked(levels(*sigmaLevels(*radarParameters(document)), document.file), document,
+                       width, document.file);
+    const ProductTree whole = readTable(document, table.file);
     if (const auto parent = whole.get_child_optional("noiseLevels"))
         if (const ProductTree* element = sigmaLevels(*parent))
-            return levels(*element, table.file);
+            return checked(levels(*element, table.file), document, width, table.file);
     throw loader::Error(table.file + ": has no noise levels for sigma nought");
 }
 
@@ -134,8 +134,9 @@ std::string incidenceFile(const ProductDocument& document) {
     return name.empty() ? name : document.folder() + "calibration/" + name;
 }
 
-ColumnProfile readIncidence(const std::string& file) {
-    const ProductTree whole = readXml(file);
+ColumnProfile readIncidence(const ProductDocument& document, std::uint32_t width) {
+    const std::string file = incidenceFile(document);
+    const ProductTree whole = readTable(document, file);
     ColumnProfile profile{
         parseInteger(textAt(whole, "incidenceAngles/pixelFirstAnglesValue"), file),
         parseInteger(textAt(whole, "incidenceAngles/stepSize"), file),
@@ -145,7 +146,7 @@ ColumnProfile readIncidence(const std::string& file) {
             if (key == "angles")
                 for (const double angle : parseNumbers(element.data(), file))
                     profile.values.push_back(angle);
-    return checked(profile, file);
+    return checked(std::move(profile), document, width, file);
 }
 
 } // namespace product

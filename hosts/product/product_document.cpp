@@ -79,6 +79,16 @@ ProductDocument readDocument(const std::string& productFile) {
     return document;
 }
 
+kfio::ProductTree readTable(const ProductDocument& document, const std::string& file) {
+    if (kfnp::classifyReference(file.substr(document.folder().size())) != kfnp::Reference::inside)
+        throw loader::Error(file + ": leaves the product's folder and is refused");
+    try {
+        return kfio::readXmlTree(file);
+    } catch (const boost::property_tree::ptree_error& error) {
+        throw loader::Error(file + ": " + error.what());
+    }
+}
+
 std::string textAt(const ProductTree& tree, const std::string& path) {
     return tree.get<std::string>(ProductTree::path_type(path, '/'), "");
 }

@@ -110,10 +110,6 @@ ProductFacts readFacts(const ProductDocument& document) {
     return facts;
 }
 
-ProductFacts readFacts(const std::string& productFile) {
-    return readFacts(readDocument(productFile));
-}
-
 LayerName parseLayerName(const std::string& name) {
     LayerName parsed;
     const auto number = name.rfind('_');
@@ -153,10 +149,13 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
         found.push_back("product type " + facts.productType +
                         " has complex samples, of which its layers show the real part alone, with "
                         "0 for what is below; COMPLEX_HH and the like are whole");
-    if (!hasSarModelType(facts))
-        found.push_back("product type " + facts.productType +
-                        " has no SAR model; georeferencing is the image's own");
     return found;
+}
+
+std::string modelRemark(const ProductFacts& facts) {
+    return hasSarModelType(facts) ? ""
+                                  : "product type " + facts.productType +
+                                        " has no SAR model; georeferencing is the image's own";
 }
 
 } // namespace product

@@ -11,6 +11,12 @@ namespace {
 
 using kimg::SampleType;
 
+/// The product, keeping all that was opened with it.
+std::shared_ptr<const loader::Product>
+productOf(const std::shared_ptr<const OpenedProduct>& opened) {
+    return {opened, &opened->product};
+}
+
 /// A layer of the plug-in, block by block as it is.
 class LayerRaster final : public Raster {
 public:
@@ -21,13 +27,13 @@ public:
         try {
             layer_.readBlock(row, column, samples);
         } catch (const loader::Error& error) {
-            throw loader::Error(product_->name() + ": " + error.what());
+            throw loader::Error(product().name() + ": " + error.what());
         }
     }
 
 private:
     LayerRaster(std::shared_ptr<const loader::Product> product, loader::Layer layer)
-        : Raster(aboutOf(layer)), product_(std::move(product)), layer_(std::move(layer)) {}
+        : Raster(std::move(product), aboutOf(layer)), layer_(std::move(layer)) {}
 
     static About aboutOf(const loader::Layer& layer) {
         const bool phase = parseLayerName(layer.name()).isPhase();
@@ -42,15 +48,14 @@ private:
                 layer.blockHeight()};
     }
 
-    std::shared_ptr<const loader::Product> product_;
     loader::Layer layer_;
 };
 
 /// What is made of an image file of the product.
 class ImageRaster : public Raster {
 protected:
-    ImageRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry, About about)
-        : Raster(filledIn(*opened, entry, std::move(about))), opened_(std::move(opened)),
+    ImageRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry, About about)
+        : Raster(productOf(opened), filledIn(*opened, entry, std::move(about))),
           samples_(*entry.image->samples) {}
 
     ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
@@ -81,14 +86,13 @@ private:
         return about;
     }
 
-    std::shared_ptr<const OpenedProduct> opened_;
     const ImageSamples& samples_;
 };
 
 class ComplexRaster final : public ImageRaster {
 public:
-    ComplexRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry)
-        : ImageRaster(std::move(opened), entry, aboutOf(entry.image->samples->type())) {}
+    ComplexRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutOf(entry.image->samples->type())) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
         samples().readComplex(blockWindow(row, column), block);
@@ -139,7 +143,7 @@ class IncidenceRaster final : public ImageRaster {
 public:
     IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, aboutLines(entry, "degree")),
-          model_(opened->product, gridLayer()) {}
+          model_(opened->product, opened->layerOf(*entry.image)) {}
 
     void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
         const std::vector<double> angles = model_.along(row, width()).expand(width());
@@ -154,9 +158,9 @@ private:
 /// Values that depend on the column alone.
 class ColumnRaster final : public ImageRaster {
 public:
-    ColumnRaster(std::shared_ptr<const OpenedProduct> opened, const Entry& entry, const char* unit,
-                 const ColumnProfile& profile)
-        : ImageRaster(std::move(opened), entry, aboutLines(entry, unit)) {
+    ColumnRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
+                 const char* unit, const ColumnProfile& profile)
+        : ImageRaster(opened, entry, aboutLines(entry, unit)) {
         for (const double value : profile.expand(width()))
             values_.push_back(static_cast<float>(value));
     }
@@ -187,23 +191,30 @@ void Raster::requireInside(const Window& window) const {
                           window.height);
 }
 
+loader::Layer Raster::openGridLayer() const {
+    if (about_.gridLayer.empty())
+        throw loader::Error("layer " + name() + ": nothing says where it lies");
+    return product_->openLayer(about_.gridLayer);
+}
+
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry) {
     requireImage(*opened, entry);
     switch (entry.kind) {
     case Entry::Kind::layer:
-        return std::make_unique<LayerRaster>(
-            std::shared_ptr<const loader::Product>(opened, &opened->product), entry.name);
+        return std::make_unique<LayerRaster>(productOf(opened), entry.name);
     case Entry::Kind::complexSamples:
         return std::make_unique<ComplexRaster>(opened, entry);
     case Entry::Kind::noise:
         return std::make_unique<ColumnRaster>(opened, entry, "dB",
-                                              readNoise(opened->document, entry.noise));
+                                              readNoise(opened->document, entry.noise,
+                                                        entry.image->samples->width()));
     case Entry::Kind::incidence:
         if (incidenceFile(opened->document).empty())
             return std::make_unique<IncidenceRaster>(opened, entry);
-        return std::make_unique<ColumnRaster>(opened, entry, "degree",
-                                              readIncidence(incidenceFile(opened->document)));
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "degree",
+            readIncidence(opened->document, entry.image->samples->width()));
     case Entry::Kind::calibrated:
         break;
     }

@@ -34,8 +34,10 @@ public:
     std::size_t blockBytes() const {
         return sampleBytes() * about_.blockWidth * about_.blockHeight;
     }
-    /// The layer of the plug-in that tells where the image lies: itself, or one on the same grid.
-    const std::string& gridLayer() const { return about_.gridLayer; }
+    /// @return the layer of the plug-in that tells where the image lies: itself, or one on the same
+    ///         grid.
+    /// @throws loader::Error when there is none.
+    loader::Layer openGridLayer() const;
 
     /// Reads one block: blockWidth * blockHeight samples, line by line, 0 beyond the image.
     /// @throws loader::Error naming the file or layer and the reason.
@@ -52,9 +54,12 @@ protected:
         kimg::SampleType type = kimg::SampleType::float32;
         std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
     };
-    explicit Raster(About about) : about_(std::move(about)) {}
+    Raster(std::shared_ptr<const loader::Product> product, About about)
+        : product_(std::move(product)), about_(std::move(about)) {}
+    const loader::Product& product() const { return *product_; }
 
 private:
+    std::shared_ptr<const loader::Product> product_;
     About about_;
 };
 

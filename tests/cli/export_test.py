@@ -1,5 +1,6 @@
 """rfsar export: what GDAL reads back from the GeoTIFF, and what is left when export fails."""
 
+import os
 import pathlib
 import resource
 import signal
@@ -15,6 +16,9 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from products import RFSAR, ProductCase, rfsar, rfsar_json  # noqa: E402
 
 gdal.UseExceptions()
+
+UNITS = {"NESZ_HH": "dB", "INCIDENCE_ANGLE": "degree"}
+DRIVERS = str(pathlib.Path(RFSAR).parents[1] / "lib")  # where the build puts the driver
 
 
 class ExportCase(ProductCase):
@@ -86,6 +90,40 @@ class Pixels(ExportCase):
         self.assertFails(rfsar("export", mixed.opened, "--layer", "X_VV_MAGNITUDE_1", "--layer",
                                "X_VV_PHASE_2", "-o", out), "X_VV_PHASE_2 (64 x 64, phase)",
                          "--layer")
+        self.assertFalse(out.exists())
+
+    def test_what_the_driver_calibrates_is_exported_with_the_same_bits(self):
+        cases = (("capella-slc", ["BETA_NOUGHT_VV"]), ("capella-slc", ["COMPLEX_VV"]),
+                 ("rcm", ["SIGMA_NOUGHT_HV", "gamma_hh", "NESZ_HH", "INCIDENCE_ANGLE"]),
+                 ("radarsat2", ["SIGMA_NOUGHT_HH", "BETA_NOUGHT_HH"]))
+        for family, names in cases:
+            product = self.make(family, lines=700, samples=600, name=f"{family} {names[0]}")
+            listed = rfsar_json("info", product.opened)["exports"]
+            for window in ((0, 0, 600, 700), (37, 520, 540, 100)):
+                with self.subTest(names=names, window=window):
+                    chosen = [word for name in names for word in ("--layer", name)]
+                    image = self.export(product, *chosen, "--force", "--max-memory", "16",
+                                        "--window", ",".join(map(str, window)))
+                    for band, name in enumerate(names, 1):
+                        self.assertIn(name.upper(), listed)
+                        other = self.folder / "driver.tif"
+                        subprocess.run(
+                            ["gdal_translate", "-q", "-srcwin", *map(str, window),
+                             f"RF_SAR:{product.opened}:{name}", other], check=True,
+                            env={**os.environ, "GDAL_DRIVER_PATH": DRIVERS})
+                        driver = gdal.Open(str(other))
+                        mine = image.GetRasterBand(band)
+                        self.assertEqual(mine.DataType, driver.GetRasterBand(1).DataType)
+                        self.assertEqual(mine.GetUnitType(), UNITS.get(name, ""))
+                        self.assertEqual(mine.ReadAsArray().tobytes(),
+                                         driver.ReadAsArray().tobytes())
+                        self.assertEqual(mine.GetDescription(), name.upper())
+        out = self.folder / "none.tif"
+        self.assertFails(rfsar("export", product.opened, "--layer", "SIGMA_NOUGHT_XX", "-o", out),
+                         str(product.opened), "SIGMA_NOUGHT_XX")
+        (product.folder / "lutSigma.xml").unlink()
+        self.assertFails(rfsar("export", product.opened, "--layer", "SIGMA_NOUGHT_HH", "-o", out),
+                         "lutSigma.xml")
         self.assertFalse(out.exists())
 
 
@@ -185,7 +223,7 @@ class Geocode(ExportCase):
         out = self.folder / "map.tif"
         phase = ("geocode", product.opened, "--layer", "X_VV_PHASE_2", "-o", out)
         self.assertFails(rfsar(*phase, "--crs", "EPSG:32632", "--resampling", "cubic"), "nearest")
-        self.assertFails(rfsar(*phase, "--crs", "EPSG:99999999"), str(out))
+        self.assertFails(rfsar(*phase, "--crs", "EPSG:99999999"), "EPSG:99999999")
         self.assertFalse(out.exists())
 
 

@@ -247,7 +247,7 @@ class RealProducts(ProductCase):
     def test_rcm(self):
         copy = self.beside_copy(
             "rcm/16M5_20220605_HHHV_GRD/RCM2_OK2116806_PK2116811_1_16M5_20220605_070317_HH_HV_GRD",
-            [(f"imagery/2116811_1_{p}.tif", 1, gdal.GDT_UInt16, 4845, 4895) for p in
+            [(f"imagery/2116811_1_{p}.tif", 1, gdal.GDT_UInt16, 4845, 9193) for p in
              ("HH", "HV")])
         info = rfsar_json("info", copy)
         self.assertEqual(info["format"]["index"], 2)

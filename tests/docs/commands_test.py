@@ -167,7 +167,7 @@ class Table(ProductCase):
                                         product_type=product_type, name=f"{family} {product_type}")
                     layers = [layer["name"].split("_")[2].lower()
                               for layer in rfsar_json("info", product.opened)["layers"]]
-                    kinds = re.sub(r" of .*", "", promised).split(", ")
+                    kinds = re.sub(r" by name.*", "", promised).split(", ")
                     poles = len(layers) // len(kinds)
                     self.assertEqual(layers, kinds * poles)
                     count += 1
