@@ -4,6 +4,7 @@
 #include <gdalwarper.h>
 
 #include <array>
+#include <cmath>
 #include <limits>
 
 namespace rf_sar_gdal {
@@ -16,16 +17,10 @@ struct DatasetRelease {
 };
 using SharedDataset = std::unique_ptr<GDALDataset, DatasetRelease>;
 
-/// What no sample holds: phases end above -32768, and powers are numbers.
-double noDataOf(GDALDataType type) {
-    switch (type) {
-    case GDT_Int16:
-        return std::numeric_limits<std::int16_t>::min();
-    case GDT_Float32:
-        return std::numeric_limits<double>::quiet_NaN();
-    default:
-        return 0;
-    }
+/// What stands beside the image: 0, which magnitudes and complex samples hardly ever are, and for
+/// powers what they never are. Phases use every number; for them 0 stands there unmarked.
+double besideImage(GDALDataType type) {
+    return type == GDT_Float32 ? std::numeric_limits<double>::quiet_NaN() : 0;
 }
 
 /// Pixels of the warped band; all else is said by the band it shows.
@@ -48,8 +43,8 @@ public:
     GDALColorInterp GetColorInterpretation() override { return shown_.GetColorInterpretation(); }
     double GetNoDataValue(int* has) override {
         if (has)
-            *has = TRUE;
-        return noDataOf(eDataType);
+            *has = eDataType == GDT_Int16 ? FALSE : TRUE;
+        return besideImage(eDataType);
     }
 
 private:
@@ -129,9 +124,9 @@ std::unique_ptr<GDALDataset> onTheMap(std::unique_ptr<SarDataset> opened,
     const std::unique_ptr<GDALWarpOptions, decltype(&GDALDestroyWarpOptions)> warp(
         GDALCreateWarpOptions(), GDALDestroyWarpOptions);
     GDALWarpInitDefaultBandMapping(warp.get(), opened->GetRasterCount());
-    const double noData = noDataOf(opened->GetRasterBand(1)->GetRasterDataType());
-    GDALWarpInitDstNoDataReal(warp.get(), noData);
-    warp->papszWarpOptions = CSLSetNameValue(warp->papszWarpOptions, "INIT_DEST", "NO_DATA");
+    warp->eWorkingDataType = opened->GetRasterBand(1)->GetRasterDataType();
+    const char* beside = std::isnan(besideImage(warp->eWorkingDataType)) ? "nan" : "0";
+    warp->papszWarpOptions = CSLSetNameValue(warp->papszWarpOptions, "INIT_DEST", beside);
     SharedDataset warped(GDALDataset::FromHandle(GDALAutoCreateWarpedVRTEx(
         opened.get(), nullptr, wkt.empty() ? nullptr : wkt.c_str(), GRA_NearestNeighbour,
         maxApproximationPixels, warp.get(), options.List())));

@@ -47,7 +47,11 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
         const LayerName parsed = parseLayerName(name);
         const ProductImage* image = opened.imageOf(parsed);
         const std::string pole = image && !image->pole.empty() ? image->pole : parsed.pole;
-        const std::string what = parsed.isPhase() ? "phase, Int16" : "magnitude, UInt16";
+        const bool halved =
+            image && image->samples && image->samples->isComplex() && !opened.layersInPairs;
+        const std::string what = parsed.isPhase() ? "phase, Int16"
+                                 : halved         ? "real part, UInt16"
+                                                  : "magnitude, UInt16";
         entries.push_back({Entry::Kind::layer, name, described(pole, what), pole, image, {}, {}});
     }
 }

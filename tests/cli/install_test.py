@@ -111,13 +111,5 @@ class HostInC(ProductCase):
         self.assertEqual(re.findall(r"```c\n(.*?)```", document, re.S), [self.SOURCE.read_text()])
 
 
-class Documents(unittest.TestCase):
-    def test_the_commands_of_the_install_section_exist(self):
-        section = (ROOT / "README.md").read_text("utf-8").split("## Install")[1].split("\n## ")[0]
-        for tool in re.findall(r"(tools/\S+\.\w+)", section):
-            self.assertTrue(os.access(ROOT / tool, os.X_OK), tool)
-        self.assertIn("cpack -G DEB", section)
-
-
 if __name__ == "__main__":
     unittest.main()

@@ -52,11 +52,11 @@ def picture(layers, system, centre, resolution):
 
 class Qgis(ProductCase):
     def layer(self, product, kind="MAGNITUDE", **options):
-        """What a user gets who drags the product in and picks from the list that QGIS shows."""
-        listed = QgsProviderRegistry.instance().querySublayers(str(product.opened))
-        details = next(each for each in listed if kind in each.name())
+        """What a user gets who opens the product, with options, and picks from QGIS's list."""
         text = "".join(f"|option:{key}={value}" for key, value in options.items())
-        return QgsRasterLayer(details.uri() + text, details.name(), "gdal")
+        listed = QgsProviderRegistry.instance().querySublayers(str(product.opened) + text)
+        details = next(each for each in listed if kind in each.name())
+        return QgsRasterLayer(details.uri(), details.name(), "gdal")
 
     def offsets(self, product, layer, system):
         """How far targets are drawn from where the truth has them, in pixels of the product."""
