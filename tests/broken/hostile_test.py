@@ -93,8 +93,8 @@ class Hostile(ProductCase):
             said.seek(0)
             return process.returncode, said.read().decode("utf-8", "replace"), ended[2].ru_maxrss
 
-    def check(self, product):
-        for verb in VERBS:
+    def check(self, product, verbs=VERBS):
+        for verb in verbs:
             status, said, kilobytes = self.run_verb(verb, product)
             with self.subTest(verb=verb[0], said=said[:500]):
                 self.assertIn(status, (0, 1))
@@ -121,7 +121,7 @@ class Hostile(ProductCase):
                     for path, text in originals.items():
                         path.write_text(replaced(text, field, value))
                     with self.subTest(family=family, field=field, value=value):
-                        self.check(product.opened)
+                        self.check(product.opened, VERBS[2:])
 
     def test_images(self):
         product = self.make("rcm", lines=16, samples=16, polarizations="HH")
