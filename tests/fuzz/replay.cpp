@@ -12,12 +12,11 @@ namespace fs = std::filesystem;
 
 int main(int count, char** arguments) {
     std::vector<fs::path> files;
-    for (const std::string argument : std::vector<std::string>(arguments + 1, arguments + count)) {
-        if (fs::is_directory(argument))
-            for (const auto& entry : fs::directory_iterator(argument))
-                files.push_back(entry);
+    for (int i = 1; i < count; ++i) {
+        if (fs::is_directory(arguments[i]))
+            files.insert(files.end(), fs::directory_iterator(arguments[i]), {});
         else
-            files.emplace_back(argument);
+            files.emplace_back(arguments[i]);
     }
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) {
