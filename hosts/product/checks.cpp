@@ -232,6 +232,8 @@ void checkGround(const Subject& subject, Findings& findings) {
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, subject.document), findings);
         for (const std::string& file : imageFiles(subject.document, subject.facts)) {
+            if (!kfio::fileState(file).exists)
+                continue; // told by the files' check
             const std::string name = kfnp::lastComponent(file);
             if (locator.usesHeight())
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),

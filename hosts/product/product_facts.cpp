@@ -147,8 +147,8 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
     }
     if (showsRealParts(facts))
         found.push_back("product type " + facts.productType +
-                        " has complex samples, of which its layers show the real part alone, with "
-                        "0 for what is below; COMPLEX_HH and the like are whole");
+                        " has complex samples, which its layers refuse to show; COMPLEX_HH and "
+                        "the like hold them");
     return found;
 }
 

@@ -27,6 +27,7 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
     "rfsar doctor": ("is for what has been installed", PACKAGE),
     "sudo tools/test_package.sh": ("needs root, a mirror of Debian and minutes", None),
     "cmake --install": ("installs the build that is tested", INSTALL),
+    "tools/fuzz.sh": ("runs for hours", None),
     "build/bin/pixel_kernel_check": ("every pair of 16-bit parts takes ten minutes", None),
 }
 INSTEAD = {"cmake --preset release": "cmake --preset release && cmake --build --preset release",

@@ -68,13 +68,15 @@ void readNode(const loader::Product& opened, const std::string& name) {
                   "a node reads back to the same");
 }
 
+constexpr std::uint32_t someWidth = 64; // columns; the seeds' images have as many or fewer
+
 void readDocument(const std::string& file) {
     const product::ProductDocument document = product::readDocument(file);
     static_cast<void>(product::metadataItems(document));
     for (const product::NoiseTable& table : product::noiseTables(document))
-        attempt([&] { product::readNoise(document, table); });
-    if (const std::string angles = product::incidenceFile(document); !angles.empty())
-        attempt([&] { product::readIncidence(angles); });
+        attempt([&] { product::readNoise(document, table, someWidth); });
+    if (!product::incidenceFile(document).empty())
+        attempt([&] { product::readIncidence(document, someWidth); });
 }
 
 void readProduct(const std::string& entry) {
