@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and runs every test; then every fuzzer for some seconds.
+# Installs what is needed, builds, and runs every test.
 set -euo pipefail
 cd "$(dirname "$0")"
 tools/install_packages.sh
 cmake --workflow --preset dev
-cmake --workflow --preset fuzz
