@@ -19,14 +19,16 @@ MEGABYTES = 1000
 # What a library says when nobody catches what it throws, and numbers that were never computed.
 FOREIGN = re.compile(r"std::|basic_string|vector::|bad_alloc|terminate|\s(nan|inf)\b")
 MANY = 1_000_000
+LEVELS = 400_000  # more than a stack holds, less than the guard of numbers refuses
 ODD = ("-1", "0", "2147483648", "1e300", "NaN", "", "x")
 HEAD = b"<product><sourceAttributes><satellite>RADARSAT-2</satellite>"
 
 XML = {
     "deep": b"<product>" + b"<a>" * MANY + b"</a>" * MANY + b"</product>",
-    "deep behind a quote": b"<product><a'>" + b"<a>" * MANY + b"</a>" * MANY + b"</a></product>",
-    "deep behind a declaration": b"<product><!a '>" + b"<a>" * MANY,
-    "deep beside comments": b"<product>" + b"<a><!--></a>-->" * MANY,
+    "deep behind a quote": b"<product><a'>" + b"<a>" * LEVELS + b"</a>" * LEVELS +
+                           b"</a></product>",
+    "deep behind a declaration": b"<product><!a '>" + b"<a>" * LEVELS,
+    "deep beside comments": b"<product>" + b"<a><!--></a>-->" * LEVELS,
     "many elements": b"<product>" + b"<a/>" * 4 * MANY + b"</product>",
     "giant attribute": b'<product a="' + b"x" * 50 * MANY + b'"/>',
     "giant text": HEAD + b"9" * 50 * MANY + b"</sourceAttributes></product>",
@@ -43,8 +45,8 @@ XML = {
     "empty": b"",
 }
 JSON = {
-    "deep": b'{"properties":' + b"[" * MANY + b"]" * MANY + b"}",
-    "deep objects": b'{"properties":' + b'{"a":' * MANY + b"0" + b"}" * (MANY + 1),
+    "deep": b'{"properties":' + b"[" * LEVELS + b"]" * LEVELS + b"}",
+    "deep objects": b'{"properties":' + b'{"a":' * LEVELS + b"0" + b"}" * (LEVELS + 1),
     "many values": b'{"properties":[' + b"0," * 4 * MANY + b"0]}",
     "giant text": b'{"properties":{"sar:product_type":"' + b"x" * 50 * MANY + b'"}}',
     "UTF-16": '{"properties":{}}'.encode("utf-16"),
