@@ -73,6 +73,9 @@ struct Lut {
 /// RADARSAT-2: one gain a column. The plug-in calls the tables beta, sigma and gamma by their
 /// place in the product, whatever they are; the product tells what they are.
 Lut readNode(const loader::Product& opened, const CalibrationTable& table) {
+    constexpr std::size_t places = 3;
+    if (table.place >= places) // before the product is bound again for it
+        throw loader::Error(table.file + ": is not read: the record holds three tables");
     std::string remarks;
     KmifNode node;
     try {
@@ -81,11 +84,11 @@ Lut readNode(const loader::Product& opened, const CalibrationTable& table) {
         throw loader::Error(table.file + ": cannot be read: " + error.what());
     }
     const auto& record = *static_cast<const CalibrationLutRecord*>(node.data());
-    const std::tuple<double, std::int32_t, const double*> tables[] = {
+    const std::tuple<double, std::int32_t, const double*> tables[places] = {
         {record.betaOffset, record.betaCount, record.betaGains},
         {record.sigmaOffset, record.sigmaCount, record.sigmaGains},
         {record.gammaOffset, record.gammaCount, record.gammaGains}};
-    if (table.place >= std::size(tables) || !std::get<2>(tables[table.place]))
+    if (!std::get<2>(tables[table.place]))
         throw loader::Error(table.file + ": cannot be read: " + remarks);
     const auto& [offset, count, gains] = tables[table.place];
     return {offset, {0, 1, {gains, gains + count}}};

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <iostream>
 #include <optional>
@@ -130,9 +131,14 @@ void printCorners(const std::vector<product::LonLat>& corners) {
     if (corners.empty())
         return;
     std::cout << "corners        longitude, latitude\n";
-    for (std::size_t i = 0; i < corners.size(); ++i)
-        std::cout << "  " << names[i] << "  " << std::fixed << std::setprecision(6)
-                  << corners[i].lonDeg << "  " << corners[i].latDeg << '\n';
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        std::cout << "  " << names[i] << "  ";
+        if (std::isnan(corners[i].lonDeg))
+            std::cout << "has no place on the ground\n";
+        else
+            std::cout << std::fixed << std::setprecision(6) << corners[i].lonDeg << "  "
+                      << corners[i].latDeg << '\n';
+    }
 }
 
 void printText(const Description& description) {

@@ -26,13 +26,13 @@ std::string readGuarded(const std::string& name, const Measures& measures) {
     auto text = readDocument(name, reason);
     if (!text)
         throw Error("cannot open file (" + reason + ")", name, 0);
+    if (measures.depth(*text) > maximumDocumentDepth)
+        throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels", name,
+                    0);
     if (measures.items(*text) > maximumDocumentItems)
         throw Error("holds more than " + std::to_string(maximumDocumentItems) +
                         " elements and attributes, or values",
                     name, 0);
-    if (measures.depth(*text) > maximumDocumentDepth)
-        throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels", name,
-                    0);
     return *std::move(text);
 }
 

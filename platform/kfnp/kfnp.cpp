@@ -88,6 +88,8 @@ std::string clean(std::string_view name) {
             result += '/';
         result += kept[i];
     }
+    if (!foldParents && isVirtual(result)) // "//vsizip/x" is a local name, and stays one
+        result.insert(0, "/.");
     return result.empty() && !name.empty() ? "." : result;
 }
 

@@ -25,7 +25,8 @@ namespace kfnp {
 /// @return whether a virtual file system of the raster library serves the name.
 RF_PLATFORM_API bool isVirtual(std::string_view name);
 
-/// Makes a name fit for opening: doubled separators and "." fall away, and in virtual paths, where
+/// Makes a name fit for opening: doubled separators and "." fall away (but for the one that keeps
+/// a local "//vsizip/x" from becoming virtual), and in virtual paths, where
 /// no file system does it, ".." as well. What stands before the path proper ("/vsizip/",
 /// "https://host") is left alone. Local ".." stays: only the system knows the links it crosses.
 RF_PLATFORM_API std::string clean(std::string_view name);
