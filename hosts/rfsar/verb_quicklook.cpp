@@ -1,5 +1,6 @@
 #include "console.h"
 #include "image_averager.h"
+#include "interruption.h"
 #include "kimg/png_writer.h"
 #include "loader/product.h"
 #include "ordered_work.h"
@@ -60,6 +61,7 @@ void quicklook(const QuicklookOptions& options) {
                            layer.width(), layer.height(), options.size);
     average(layer, averager);
     std::string reason;
+    interruption::watch();
     if (!kimg::writePng(options.output, averager.grey().data(), averager.width(), averager.height(),
                         1, reason))
         throw loader::Error(reason);
