@@ -1,12 +1,15 @@
 #pragma once
 
-#include "catalogue.h"
+#include "product/catalogue.h"
 
 #include <memory>
 
 class GDALRasterBand;
 
 namespace rf_sar_gdal {
+
+using product::Entry;
+using product::OpenedProduct;
 
 /// @param opened  the product that the entry is of; the band keeps it open.
 /// @return a band that knows its size, type and blocks, to be handed to a dataset.

@@ -38,7 +38,9 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<OpenedProduct>(request.file)), georef_(request.georef) {
+    : opened_(std::make_shared<OpenedProduct>(
+          loader::Product(loader::Plugin::instance(), request.file))),
+      georef_(request.georef) {
     SetDescription(request.description.c_str());
     if (!opened_->document.fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "gcps.h"
-#include "opened_product.h"
+#include "product/opened_product.h"
 #include "product/rpc_items.h"
 
 #include <optional>
@@ -9,6 +9,9 @@
 #include <vector>
 
 namespace rf_sar_gdal {
+
+using product::OpenedProduct;
+using product::ProductImage;
 
 /// The sensor model of a product's images, which share one grid.
 struct SensorModel {

@@ -9,6 +9,17 @@
 
 namespace loader {
 
+void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint32_t imageHeight,
+                   std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) {
+    if (width != 0 && height != 0 && x < imageWidth && y < imageHeight && width <= imageWidth - x &&
+        height <= imageHeight - y)
+        return;
+    throw Error(what + ": the window " + std::to_string(x) + "," + std::to_string(y) + "," +
+                std::to_string(width) + "," + std::to_string(height) +
+                " does not lie inside the image of " + std::to_string(imageWidth) + " x " +
+                std::to_string(imageHeight) + " pixels");
+}
+
 Layer::Layer(const Plugin& plugin, RF_SARFile* file, const std::string& name)
     : plugin_(&plugin), name_(name), layer_(nullptr, Closer{&plugin}) {
     const Heard heard;
@@ -35,17 +46,6 @@ void Layer::readBlock(std::uint32_t row, std::uint32_t column, void* samples) co
     // Complex layers answer success even where the image could not be read; the log tells.
     if (status != 0 || !heard.empty())
         throw Error("layer " + name_ + ": " + heard.reason("cannot be read"));
-}
-
-void Layer::requireInside(std::uint32_t x, std::uint32_t y, std::uint32_t width,
-                          std::uint32_t height) const {
-    if (width != 0 && height != 0 && x < width_ && y < height_ && width <= width_ - x &&
-        height <= height_ - y)
-        return;
-    throw Error("layer " + name_ + ": the window " + std::to_string(x) + "," + std::to_string(y) +
-                "," + std::to_string(width) + "," + std::to_string(height) +
-                " does not lie inside the image of " + std::to_string(width_) + " x " +
-                std::to_string(height_) + " pixels");
 }
 
 void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width,

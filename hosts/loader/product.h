@@ -8,6 +8,11 @@
 
 namespace loader {
 
+/// @param what  for the text, such as "layer C_HH_MAGNITUDE_1".
+/// @throws Error telling window and size for a window that is empty or leaves the image.
+void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint32_t imageHeight,
+                   std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height);
+
 /// An open layer. Move-only; must not outlive its product. Reads may run on many threads.
 class Layer {
 public:
@@ -25,9 +30,11 @@ public:
     /// @throws Error naming the layer and the reason when any of it could not be read.
     void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const;
 
-    /// @throws Error telling window and size for a window that is empty or leaves the image.
+    /// @throws Error as loader::requireInside.
     void requireInside(std::uint32_t x, std::uint32_t y, std::uint32_t width,
-                       std::uint32_t height) const;
+                       std::uint32_t height) const {
+        loader::requireInside("layer " + name_, width_, height_, x, y, width, height);
+    }
 
     /// Reads a window that lies inside the image into width * height samples.
     /// @throws Error as readBlock and requireInside.

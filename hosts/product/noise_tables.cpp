@@ -2,8 +2,10 @@
 
 #include "loader/plugin.h"
 #include "product/image_claims.h"
+#include "product/product_facts.h"
 
-#include <cstdlib>
+#include <cmath>
+#include <numeric>
 
 namespace product {
 namespace {
@@ -11,13 +13,14 @@ namespace {
 using kfio::ProductTree;
 
 constexpr char sigmaNought[] = "Sigma Nought";
+constexpr double maxColumns = 1e7; // more than any image has
 
 ColumnProfile checked(ColumnProfile profile, const ProductDocument& document, std::uint32_t width,
                       const std::string& file) {
     if (profile.values.empty() || profile.step == 0)
         throw loader::Error(file + ": holds no values, or none a column");
     requireStatedWidth(document, width, file);
-    if (!profile.covers(width, std::abs(profile.step) - 1))
+    if (!profile.covers(width, std::abs(static_cast<double>(profile.step)) - 1))
         throw loader::Error(file + ": its values do not cover the " + std::to_string(width) +
                             " columns of the image");
     return profile;
@@ -30,6 +33,49 @@ ColumnProfile levels(const ProductTree& element, const std::string& file) {
 }
 
 /// RADARSAT-2 names the kind in an attribute, RCM in an element.
+/// Capella: noise-equivalent sigma nought in dB as a polynomial of the slant range in m, constant
+/// first. Columns of other images than those in the slant plane have no range of their own.
+constexpr char polynomialPath[] = "collect/image/nesz_polynomial/coefficients";
+constexpr char geometryPath[] = "collect/image/image_geometry/";
+constexpr int polynomialStep = 16; // columns; the levels bend by less than 1e-4 dB between
+
+bool statesNoisePolynomial(const ProductDocument& document) {
+    const auto found =
+        document.extended.get_child_optional(ProductTree::path_type(polynomialPath, '/'));
+    return found && !found->empty() &&
+           textAt(document.extended, std::string(geometryPath) + "type") == "slant_plane";
+}
+
+double numberAt(const ProductDocument& document, const std::string& path) {
+    const std::string text = textAt(document.extended, path);
+    const auto numbers = parseNumbers(text, document.extendedFile);
+    if (numbers.size() != 1)
+        throw loader::Error(document.extendedFile + ": \"" + text + "\" is no number, in " + path);
+    return numbers.front();
+}
+
+ColumnProfile noiseOfPolynomial(const ProductDocument& document) {
+    std::vector<double> coefficients;
+    for (const auto& [key, element] :
+         document.extended.get_child(ProductTree::path_type(polynomialPath, '/')))
+        for (const double number : parseNumbers(element.data(), document.extendedFile))
+            coefficients.push_back(number);
+    const double nearM = numberAt(document, std::string(geometryPath) + "range_to_first_sample");
+    const double stepM = numberAt(document, std::string(geometryPath) + "delta_range_sample");
+    const double columns = numberAt(document, "collect/image/columns");
+    if (!(columns >= 1 && columns <= maxColumns))
+        throw loader::Error(document.extendedFile + ": an image cannot have " +
+                            textAt(document.extended, "collect/image/columns") + " columns");
+    ColumnProfile profile{0, polynomialStep, {}};
+    for (double column = 0; column < columns - 1 + polynomialStep; column += polynomialStep) {
+        const double rangeM = nearM + column * stepM;
+        profile.values.push_back(
+            std::accumulate(coefficients.rbegin(), coefficients.rend(), 0.0,
+                            [&](double sum, double next) { return sum * rangeM + next; }));
+    }
+    return profile;
+}
+
 bool isSigmaNought(const ProductTree& element) {
     return textAt(element, "<xmlattr>/incidenceAngleCorrection") == sigmaNought ||
            textAt(element, "sarCalibrationType") == sigmaNought;
@@ -57,6 +103,10 @@ std::vector<NoiseTable> noiseTables(const ProductDocument& document) {
                 if (key == "noiseLevelFileName")
                     tables.push_back({textAt(element, "<xmlattr>/pole"),
                                       document.folder() + "calibration/" + element.data()});
+    } else if (document.kind == ProductDocument::Kind::capella) {
+        const auto images = readFacts(document).images;
+        if (statesNoisePolynomial(document) && !images.empty())
+            tables.push_back({images.front().pole, ""});
     } else if (const ProductTree* radar = radarParameters(document)) {
         if (sigmaLevels(*radar))
             tables.push_back({"", ""});
@@ -66,6 +116,8 @@ std::vector<NoiseTable> noiseTables(const ProductDocument& document) {
 
 ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table,
                         std::uint32_t width) {
+    if (document.kind == ProductDocument::Kind::capella)
+        return checked(noiseOfPolynomial(document), document, width, document.extendedFile);
     if (table.file.empty())
         return checked(levels(*sigmaLevels(*radarParameters(document)), document.file), document,
                        width, document.file);

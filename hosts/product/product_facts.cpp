@@ -93,6 +93,11 @@ bool hasSarModelType(const ProductFacts& facts) {
            std::find(std::begin(known), std::end(known), facts.productType) != std::end(known);
 }
 
+/// Complex images whose layers are named, and read, as detected ones.
+bool showsRealParts(const ProductFacts& facts) {
+    return facts.productType == "GRC" || facts.productType == "GCC";
+}
+
 } // namespace
 
 ProductFacts readFacts(const ProductDocument& document) {
@@ -140,6 +145,10 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
                         ", although its name says " + name.pole +
                         ": the product lists its images in another order than its polarizations");
     }
+    if (showsRealParts(facts))
+        found.push_back("product type " + facts.productType +
+                        " has complex samples, of which its layers show the real part alone, with "
+                        "0 for what is below; COMPLEX_HH and the like are whole");
     return found;
 }
 

@@ -1,6 +1,7 @@
 #include "console.h"
 #include "geojson.h"
 #include "loader/product.h"
+#include "product/catalogue.h"
 #include "product/checks.h"
 #include "product/find_product.h"
 #include "verbs.h"
@@ -67,11 +68,21 @@ struct Description {
     std::vector<product::LonLat> corners;
 };
 
+/// What export and geocode take beside layers.
+std::vector<std::string> exportNames(const product::OpenedProduct& whole) {
+    std::vector<std::string> names;
+    for (const product::Entry& each : product::catalogue(whole))
+        if (each.kind != product::Entry::Kind::layer)
+            names.push_back(each.name);
+    return names;
+}
+
 Description describe(const std::string& entry) {
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(entry));
-    const auto document = product::readDocument(opened.name());
-    const auto facts = product::readFacts(document);
-    const auto names = opened.layerNames();
+    const product::OpenedProduct whole(
+        loader::Product(loader::Plugin::instance(), product::findProduct(entry)));
+    const loader::Product& opened = whole.product;
+    const auto& facts = whole.facts;
+    const auto& names = whole.layerNames;
     const auto parsed = [&](std::size_t i) { return product::parseLayerName(names[i]); };
     const bool complexProduct = names.size() > 1 && parsed(1).isPhase();
 
@@ -82,7 +93,7 @@ Description describe(const std::string& entry) {
     for (const auto& image : facts.images)
         images.push_back({{"file", image.file}, {"pole", image.pole}});
 
-    auto warnings = product::warnings(opened, document, facts);
+    auto warnings = product::warnings(opened, whole.document, facts);
     if (const std::string remark = product::modelRemark(facts); !remark.empty())
         warnings.push_back(remark);
     auto layers = ordered_json::array();
@@ -99,7 +110,8 @@ Description describe(const std::string& entry) {
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
-        {"nodes", opened.nodeNames()},
+        {"exports", exportNames(whole)},
+        {"nodes", whole.nodeNames},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
     return {std::move(json), footprint.corners};
@@ -142,6 +154,7 @@ void printText(const Description& description) {
                       << layer["blockWidth"] << " x " << layer["blockHeight"];
         std::cout << '\n';
     }
+    std::cout << "export also    " << joined(info["exports"]) << '\n';
     printCorners(description.corners);
     for (const auto& warning : info["warnings"])
         console::warning(warning.get<std::string>());

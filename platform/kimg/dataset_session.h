@@ -6,8 +6,6 @@
 #include <cpl_string.h>
 #include <gdal.h>
 
-#include <initializer_list>
-
 namespace kimg {
 
 /// GDAL's list of "NAME=value" texts.
@@ -20,11 +18,6 @@ public:
 
     void set(const char* name, const std::string& value) {
         list_ = CSLSetNameValue(list_, name, value.c_str());
-    }
-    /// Words of a command line.
-    void add(std::initializer_list<std::string> words) {
-        for (const std::string& word : words)
-            list_ = CSLAddString(list_, word.c_str());
     }
     char** list() const { return list_; }
 

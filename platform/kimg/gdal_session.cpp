@@ -43,6 +43,24 @@ const char* const* elevationDrivers() {
     return names;
 }
 
+int gdalTypeOf(SampleType type) {
+    switch (type) {
+    case SampleType::uint16:
+        return GDT_UInt16;
+    case SampleType::int16:
+        return GDT_Int16;
+    case SampleType::float32:
+        return GDT_Float32;
+    case SampleType::complexInt16:
+        return GDT_CInt16;
+    case SampleType::complexFloat32:
+        return GDT_CFloat32;
+    case SampleType::complexFloat64:
+        break;
+    }
+    return GDT_CFloat64;
+}
+
 std::string wktOf(void* system) {
     const char* const options[] = {"FORMAT=WKT2_2019", nullptr};
     char* text = nullptr;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kimg/sample_type.h"
+
 #include <stdexcept>
 #include <string>
 
@@ -16,6 +18,9 @@ const char* const* imageDrivers();
 
 /// The names of the drivers that may open an elevation model, ended by null.
 const char* const* elevationDrivers();
+
+/// @return the GDALDataType of samples.
+int gdalTypeOf(SampleType type);
 
 /// @param system  an OGRSpatialReferenceH, may be null.
 /// @return WKT2:2019; empty when there is none.

@@ -36,7 +36,8 @@ void setCreation(Options& options, const TiffLayout& layout) {
     options.set("COMPRESS", nameOf(layout.compression));
     if (layout.compression == TiffCompression::none)
         return;
-    options.set("PREDICTOR", "2");
+    if (!isComplex(layout.type))
+        options.set("PREDICTOR", layout.type == SampleType::float32 ? "3" : "2");
     options.set("NUM_THREADS", "ALL_CPUS");
 }
 
@@ -47,6 +48,18 @@ std::vector<int> overviewLevels(std::uint32_t width, std::uint32_t height) {
          level *= 2)
         levels.push_back(level);
     return levels;
+}
+
+const char* resamplingOf(TiffOverviews kind) {
+    switch (kind) {
+    case TiffOverviews::meanPower:
+        return "RMS";
+    case TiffOverviews::mean:
+        return "AVERAGE";
+    case TiffOverviews::nearest:
+        break;
+    }
+    return "NEAREST";
 }
 
 } // namespace
@@ -77,24 +90,29 @@ TiffWriter::TiffWriter(const std::string& path, const TiffLayout& layout) {
     session_ = std::make_unique<Session>(path);
     constexpr std::uint32_t longestSide = std::numeric_limits<int>::max();
     if (layout.width == 0 || layout.height == 0 || layout.width > longestSide ||
-        layout.height > longestSide || layout.bandNames.empty())
+        layout.height > longestSide || layout.bands.empty())
         throw ImageError(path + ": no TIFF has this size");
     Options options;
     setCreation(options, layout);
     session_->width = layout.width;
     session_->height = layout.height;
-    const int bands = static_cast<int>(layout.bandNames.size());
+    const int bands = static_cast<int>(layout.bands.size());
     session_->dataset =
         GDALCreate(GDALGetDriverByName("GTiff"), session_->file.temporaryPath().c_str(),
                    static_cast<int>(layout.width), static_cast<int>(layout.height), bands,
-                   layout.isSigned ? GDT_Int16 : GDT_UInt16, options.list());
+                   static_cast<GDALDataType>(gdalTypeOf(layout.type)), options.list());
     if (!session_->dataset)
         session_->fail();
     setPlace(session_->dataset, layout.place);
-    for (int band = 1; band <= bands; ++band) {
-        session_->bands.push_back(GDALGetRasterBand(session_->dataset, band));
-        GDALSetDescription(session_->bands.back(),
-                           layout.bandNames[static_cast<std::size_t>(band - 1)].c_str());
+    for (const TiffBand& about : layout.bands) {
+        const int number = static_cast<int>(session_->bands.size()) + 1;
+        const GDALRasterBandH band = GDALGetRasterBand(session_->dataset, number);
+        GDALSetDescription(band, about.name.c_str());
+        if (layout.noData)
+            GDALSetRasterNoDataValue(band, *layout.noData);
+        if (!about.unit.empty())
+            GDALSetRasterUnitType(band, about.unit.c_str());
+        session_->bands.push_back(band);
     }
     if (session_->errors.failed())
         session_->fail();
@@ -103,7 +121,7 @@ TiffWriter::TiffWriter(const std::string& path, const TiffLayout& layout) {
 TiffWriter::~TiffWriter() = default;
 
 void TiffWriter::writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
-                           std::uint16_t* samples) {
+                           void* samples) {
     if (GDALWriteBlock(session_->bands.at(band), static_cast<int>(tileColumn),
                        static_cast<int>(tileRow), samples) != CE_None ||
         session_->errors.failed())
@@ -116,9 +134,9 @@ bool TiffWriter::addOverviews(TiffOverviews kind, const KeepGoing& keepGoing) {
         return true;
     bool going = true;
     KeepGoing watched = [&](double done) { return going = keepGoing(done); };
-    const auto built = GDALBuildOverviews(
-        session_->dataset, kind == TiffOverviews::meanPower ? "RMS" : "NEAREST",
-        static_cast<int>(levels.size()), levels.data(), 0, nullptr, askToKeepGoing, &watched);
+    const auto built =
+        GDALBuildOverviews(session_->dataset, resamplingOf(kind), static_cast<int>(levels.size()),
+                           levels.data(), 0, nullptr, askToKeepGoing, &watched);
     if (going && (built != CE_None || session_->errors.failed()))
         session_->fail();
     return going;
@@ -128,6 +146,35 @@ void TiffWriter::finish() {
     session_->close();
     if (session_->errors.failed() || !session_->file.putInPlace())
         session_->fail();
+}
+
+bool writeCloudOptimized(const std::string& tiff, const std::string& path, TiffOverviews kind,
+                         const KeepGoing& keepGoing) {
+    const ErrorCapture errors;
+    const NoSideCars noSideCars;
+    NewFile file(path);
+    const std::unique_ptr<void, decltype(&GDALClose)> from(GDALOpen(tiff.c_str(), GA_ReadOnly),
+                                                           GDALClose);
+    if (!from)
+        throw ImageError(errors.describe(path, "cannot be made"));
+    Options options;
+    options.set("COMPRESS", "DEFLATE");
+    if (!GDALDataTypeIsComplex(GDALGetRasterDataType(GDALGetRasterBand(from.get(), 1))))
+        options.set("PREDICTOR", "YES");
+    options.set("OVERVIEW_RESAMPLING", resamplingOf(kind));
+    options.set("NUM_THREADS", "ALL_CPUS");
+    options.set("BIGTIFF", "IF_SAFER");
+    bool going = true;
+    KeepGoing watched = [&](double done) { return going = keepGoing(done); };
+    GDALDatasetH made = GDALCreateCopy(GDALGetDriverByName("COG"), file.temporaryPath().c_str(),
+                                       from.get(), FALSE, options.list(), askToKeepGoing, &watched);
+    if (made)
+        GDALClose(made);
+    if (!going)
+        return false;
+    if (!made || errors.failed() || !file.putInPlace())
+        throw ImageError(errors.describe(path, "cannot be made"));
+    return true;
 }
 
 void limitBlockCache(std::size_t bytes) {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "kimg/georeferencing.h"
+#include "kimg/sample_type.h"
 #include "rf_platform_api.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,19 +16,26 @@ namespace kimg {
 
 enum class TiffCompression { none, deflate, lzw, zstd };
 
-/// A GeoTIFF of 16-bit samples, one plane a band.
+struct TiffBand {
+    std::string name;
+    std::string unit; ///< "" for none
+};
+
+/// A GeoTIFF, one plane a band.
 struct TiffLayout {
     std::uint32_t width = 0, height = 0;
-    bool isSigned = false;
+    SampleType type = SampleType::uint16;
     TiffCompression compression = TiffCompression::none;
-    std::vector<std::string> bandNames; ///< one a band
+    std::vector<TiffBand> bands;
     Georeferencing place;
+    std::optional<double> noData; ///< the value that stands for no sample
 };
 
 /// How overviews are made of what lies under them.
 enum class TiffOverviews {
     meanPower, ///< the square root of the mean square, for magnitudes
-    nearest,   ///< for phases, which have no mean
+    mean,      ///< for values
+    nearest,   ///< for phases and complex samples, which have no mean
 };
 
 /// Asked now and then during long work, with the part that is done (0..1); false ends the work.
@@ -50,7 +59,7 @@ public:
     /// @param samples  tileSamples of them, line by line; those beyond the image do not count.
     ///        They may be changed.
     void writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
-                   std::uint16_t* samples);
+                   void* samples);
     /// Adds overviews, each half of the one before, until one fits a tile.
     /// @return false when keepGoing ended it.
     bool addOverviews(TiffOverviews kind, const KeepGoing& keepGoing);
@@ -60,6 +69,13 @@ private:
     struct Session;
     std::unique_ptr<Session> session_;
 };
+
+/// Writes a tiled GeoTIFF again as a cloud optimized one, DEFLATE-compressed with overviews. The
+/// file appears whole or not at all.
+/// @throws std::runtime_error naming the file and the reason.
+/// @return false when keepGoing ended it.
+RF_PLATFORM_API bool writeCloudOptimized(const std::string& tiff, const std::string& path,
+                                         TiffOverviews kind, const KeepGoing& keepGoing);
 
 /// Bounds the memory of GDAL's block cache in this process.
 RF_PLATFORM_API void limitBlockCache(std::size_t bytes);

@@ -1,5 +1,6 @@
 """rfsar export: what GDAL reads back from the GeoTIFF, and what is left when export fails."""
 
+import os
 import pathlib
 import resource
 import signal
@@ -15,6 +16,9 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from products import RFSAR, ProductCase, rfsar, rfsar_json  # noqa: E402
 
 gdal.UseExceptions()
+
+UNITS = {"NESZ_HH": "dB", "INCIDENCE_ANGLE": "degree"}
+DRIVERS = str(pathlib.Path(RFSAR).parents[1] / "lib")  # where the build puts the driver
 
 
 class ExportCase(ProductCase):
@@ -88,6 +92,40 @@ class Pixels(ExportCase):
                          "--layer")
         self.assertFalse(out.exists())
 
+    def test_what_the_driver_calibrates_is_exported_with_the_same_bits(self):
+        cases = (("capella-slc", ["BETA_NOUGHT_VV"]), ("capella-slc", ["COMPLEX_VV"]),
+                 ("rcm", ["SIGMA_NOUGHT_HV", "gamma_hh", "NESZ_HH", "INCIDENCE_ANGLE"]),
+                 ("radarsat2", ["SIGMA_NOUGHT_HH", "BETA_NOUGHT_HH"]))
+        for family, names in cases:
+            product = self.make(family, lines=700, samples=600, name=f"{family} {names[0]}")
+            listed = rfsar_json("info", product.opened)["exports"]
+            for window in ((0, 0, 600, 700), (37, 520, 540, 100)):
+                with self.subTest(names=names, window=window):
+                    chosen = [word for name in names for word in ("--layer", name)]
+                    image = self.export(product, *chosen, "--force", "--max-memory", "16",
+                                        "--window", ",".join(map(str, window)))
+                    for band, name in enumerate(names, 1):
+                        self.assertIn(name.upper(), listed)
+                        other = self.folder / "driver.tif"
+                        subprocess.run(
+                            ["gdal_translate", "-q", "-srcwin", *map(str, window),
+                             f"RF_SAR:{product.opened}:{name}", other], check=True,
+                            env={**os.environ, "GDAL_DRIVER_PATH": DRIVERS})
+                        driver = gdal.Open(str(other))
+                        mine = image.GetRasterBand(band)
+                        self.assertEqual(mine.DataType, driver.GetRasterBand(1).DataType)
+                        self.assertEqual(mine.GetUnitType(), UNITS.get(name, ""))
+                        self.assertEqual(mine.ReadAsArray().tobytes(),
+                                         driver.ReadAsArray().tobytes())
+                        self.assertEqual(mine.GetDescription(), name.upper())
+        out = self.folder / "none.tif"
+        self.assertFails(rfsar("export", product.opened, "--layer", "SIGMA_NOUGHT_XX", "-o", out),
+                         str(product.opened), "SIGMA_NOUGHT_XX")
+        (product.folder / "lutSigma.xml").unlink()
+        self.assertFails(rfsar("export", product.opened, "--layer", "SIGMA_NOUGHT_HH", "-o", out),
+                         "lutSigma.xml")
+        self.assertFalse(out.exists())
+
 
 class Place(ExportCase):
     SIZE = {"lines": 400, "samples": 300}
@@ -151,42 +189,6 @@ class Place(ExportCase):
                 (x0 + dx * x + xy * y, dx, xy, y0 + yx * x + dy * y, yx, dy), rtol=1e-12)
             self.assertTrue(image.GetSpatialRef().IsSame(own.GetSpatialRef()))
             self.assertEqual((image.GetGCPCount(), image.GetMetadata("RPC")), (0, {}))
-
-
-class Geocode(ExportCase):
-    def test_targets_stand_at_their_place_on_the_map(self):
-        product = self.make("capella-slc", lines=700, samples=600)
-        recipe = product.truth["recipe"]
-        for options in ((), ("--cog", "--resampling", "cubic")):
-            out = self.folder / "map.tif"
-            done = rfsar("geocode", product.opened, "--crs", "EPSG:32632", "-o", out, "--force",
-                         "--resolution", "0.4", *options)
-            self.assertEqual(done.returncode, 0, done.stderr)
-            self.assertEqual(list(self.folder.glob("map.tif?*")), [])
-            image = gdal.Open(str(out))
-            x0, dx, _, y0, _, dy = image.GetGeoTransform()
-            power = image.ReadAsArray().astype(float) ** 2
-            to_map = gdal.Transformer(image, None, ["DST_SRS=EPSG:4326"])
-            for target in product.truth["targets"]:
-                if target["height"] != recipe["height"]:
-                    continue
-                _, (column, line, _) = to_map.TransformPoint(1, target["lon"], target["lat"])
-                left, top = int(column) - 4, int(line) - 4
-                spot = power[top:top + 9, left:left + 9]
-                spot = np.where(spot > 0.1 * spot.max(), spot, 0)
-                rows, columns = np.mgrid[0:9, 0:9] + 0.5
-                found = np.array([left + (spot * columns).sum() / spot.sum(),
-                                  top + (spot * rows).sum() / spot.sum()])
-                off = np.abs(found - (column, line)) * 0.4
-                self.assertLess(off.max(), 0.1 * recipe["pixel_spacing"], options)
-
-    def test_phases_are_not_averaged_and_unknown_systems_are_named(self):
-        product = self.make("capella-slc", lines=64, samples=64)
-        out = self.folder / "map.tif"
-        phase = ("geocode", product.opened, "--layer", "X_VV_PHASE_2", "-o", out)
-        self.assertFails(rfsar(*phase, "--crs", "EPSG:32632", "--resampling", "cubic"), "nearest")
-        self.assertFails(rfsar(*phase, "--crs", "EPSG:99999999"), str(out))
-        self.assertFalse(out.exists())
 
 
 class Failure(ExportCase):

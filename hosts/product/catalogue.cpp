@@ -1,12 +1,11 @@
-#include "catalogue.h"
+#include "product/catalogue.h"
+
+#include "product/incidence_model.h"
 
 #include <algorithm>
 
-namespace rf_sar_gdal {
+namespace product {
 namespace {
-
-using product::ImageSamples;
-using product::Radiometry;
 
 const char* typeName(ImageSamples::Type type) {
     switch (type) {
@@ -45,10 +44,14 @@ bool isComplex(const OpenedProduct& opened, const ProductImage& image) {
 
 void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
     for (const std::string& name : opened.layerNames) {
-        const product::LayerName parsed = product::parseLayerName(name);
+        const LayerName parsed = parseLayerName(name);
         const ProductImage* image = opened.imageOf(parsed);
         const std::string pole = image && !image->pole.empty() ? image->pole : parsed.pole;
-        const std::string what = parsed.isPhase() ? "phase, Int16" : "magnitude, UInt16";
+        const bool halved =
+            image && image->samples && image->samples->isComplex() && !opened.layersInPairs;
+        const std::string what = parsed.isPhase() ? "phase, Int16"
+                                 : halved         ? "real part, UInt16"
+                                                  : "magnitude, UInt16";
         entries.push_back({Entry::Kind::layer, name, described(pole, what), pole, image, {}, {}});
     }
 }
@@ -70,7 +73,7 @@ void addComplexSamples(const OpenedProduct& opened, std::vector<Entry>& entries)
 }
 
 void addCalibrated(const OpenedProduct& opened, std::vector<Entry>& entries) {
-    const auto tables = product::calibrationTables(opened.document);
+    const auto tables = calibrationTables(opened.document);
     for (const Radiometry kind :
          {Radiometry::sigmaNought, Radiometry::betaNought, Radiometry::gamma})
         for (const ProductImage& image : opened.images) {
@@ -94,7 +97,7 @@ void addCalibrated(const OpenedProduct& opened, std::vector<Entry>& entries) {
 
 void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const ProductImage* first = opened.firstImage();
-    for (const product::NoiseTable& table : product::noiseTables(opened.document))
+    for (const NoiseTable& table : noiseTables(opened.document))
         entries.push_back({Entry::Kind::noise,
                            withPole("NESZ", table.pole),
                            described(table.pole, "noise-equivalent sigma nought, dB, Float32"),
@@ -102,7 +105,7 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
                            first,
                            {},
                            table});
-    if (!product::incidenceFile(opened.document).empty())
+    if (!incidenceFile(opened.document).empty() || statesRadarGrid(opened.document))
         entries.push_back({Entry::Kind::incidence,
                            "INCIDENCE_ANGLE",
                            "incidence angle, degrees, Float32",
@@ -119,7 +122,7 @@ bool Entry::isMagnitude() const {
 }
 
 bool Entry::isPhase() const {
-    return kind == Kind::layer && product::parseLayerName(name).isPhase();
+    return kind == Kind::layer && parseLayerName(name).isPhase();
 }
 
 std::string nameOf(Radiometry kind) {
@@ -153,4 +156,4 @@ std::vector<Entry> wholeProduct(const std::vector<Entry>& entries) {
     return samples.empty() ? of(Entry::Kind::layer) : samples;
 }
 
-} // namespace rf_sar_gdal
+} // namespace product

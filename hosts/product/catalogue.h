@@ -1,10 +1,10 @@
 #pragma once
 
-#include "opened_product.h"
 #include "product/calibration.h"
 #include "product/noise_tables.h"
+#include "product/opened_product.h"
 
-namespace rf_sar_gdal {
+namespace product {
 
 /// One thing that a product can be opened as, with one band.
 struct Entry {
@@ -21,8 +21,8 @@ struct Entry {
     std::string description; ///< "HH magnitude, UInt16"
     std::string pole;        ///< what the image holds, whatever the layer is called; "" for all
     const ProductImage* image = nullptr; ///< of the opened product
-    product::CalibrationTable table;     ///< of calibrated entries
-    product::NoiseTable noise;           ///< of noise entries
+    CalibrationTable table;              ///< of calibrated entries
+    NoiseTable noise;                    ///< of noise entries
 
     /// @return whether neighbours are averaged by their power.
     bool isMagnitude() const;
@@ -34,10 +34,10 @@ struct Entry {
 std::vector<Entry> catalogue(const OpenedProduct& opened);
 
 /// @return the first part of the names of calibrated entries: "SIGMA_NOUGHT", ...
-std::string nameOf(product::Radiometry kind);
+std::string nameOf(Radiometry kind);
 
 /// The entries that make up the bands of the product as a whole: complex samples where the images
 /// are complex, else all layers.
 std::vector<Entry> wholeProduct(const std::vector<Entry>& entries);
 
-} // namespace rf_sar_gdal
+} // namespace product
