@@ -1,11 +1,11 @@
 #include "output_file.h"
 
+#include "interruption.h"
 #include "loader/plugin.h"
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <unistd.h>
 #include <utility>
 
 void refuseOverwriting(const std::string& name, bool force) {
@@ -26,8 +26,9 @@ OutputFile::OutputFile(std::string name, bool force) : name_(std::move(name)) {
         file_ = stdout;
         return;
     }
-    partName_ = name_ + ".part" + std::to_string(getpid());
-    file_ = std::fopen(partName_.c_str(), "wb");
+    interruption::watch();
+    newFile_.emplace(name_);
+    file_ = std::fopen(newFile_->temporaryPath().c_str(), "wb");
     if (!file_)
         fail();
 }
@@ -36,10 +37,10 @@ OutputFile::~OutputFile() {
     if (!file_ || file_ == stdout)
         return;
     std::fclose(file_);
-    std::remove(partName_.c_str());
 }
 
 void OutputFile::write(const void* bytes, std::size_t count) {
+    interruption::check();
     if (std::fwrite(bytes, 1, count, file_) != count)
         fail();
 }
@@ -49,13 +50,8 @@ void OutputFile::commit() {
         fail();
     if (file_ == stdout)
         return;
-    if (std::fclose(std::exchange(file_, nullptr)) != 0 ||
-        std::rename(partName_.c_str(), name_.c_str()) != 0) {
-        const int reason = errno;
-        std::remove(partName_.c_str());
-        errno = reason;
+    if (std::fclose(std::exchange(file_, nullptr)) != 0 || !newFile_->putInPlace())
         fail();
-    }
 }
 
 void OutputFile::fail() const {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "kimg/new_file.h"
+
 #include <cstdio>
-#include <memory>
+#include <optional>
 #include <string>
 
-/// A file that appears whole or not at all: written under another name in the same folder and
-/// renamed by `commit`. The name "-" is stdout.
+/// A file that appears whole or not at all, also when a signal ends the work (interruption.h):
+/// written under another name in the same folder and renamed by `commit`. The name "-" is stdout.
 class OutputFile {
 public:
     /// @throws loader::Error when the file exists and `force` is not given, or cannot be made.
@@ -22,7 +24,7 @@ private:
     [[noreturn]] void fail() const;
 
     std::string name_;
-    std::string partName_;
+    std::optional<kimg::NewFile> newFile_; ///< none for stdout
     std::FILE* file_ = nullptr;
 };
 

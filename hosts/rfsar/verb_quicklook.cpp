@@ -1,6 +1,7 @@
 #include "console.h"
 #include "graticule.h"
 #include "image_averager.h"
+#include "interruption.h"
 #include "kimg/png_writer.h"
 #include "loader/product.h"
 #include "ordered_work.h"
@@ -88,6 +89,7 @@ void quicklook(const QuicklookOptions& options) {
     const auto grey = averager.grey();
     const auto picture = overlay ? overlay->over(grey) : grey;
     std::string reason;
+    interruption::watch();
     if (!kimg::writePng(options.output, picture.data(), averager.width(), averager.height(),
                         overlay ? 3 : 1, reason))
         throw loader::Error(reason);

@@ -148,7 +148,8 @@ OpenImage::~OpenImage() {
 void* OpenImage::bytes() {
     if (!bytesTried_) {
         bytesTried_ = true;
-        bytes_ = VSIFOpenL(file.path.c_str(), "rb");
+        if (imageFileNow(file.path) == file) // the handle may still have what the name lost
+            bytes_ = VSIFOpenL(file.path.c_str(), "rb");
     }
     return bytes_;
 }

@@ -34,7 +34,7 @@ struct OpenImage {
     OpenImage& operator=(const OpenImage&) = delete;
 
     /// @return the file's own bytes (a VSILFILE*), opened at the first call; null when the name is
-    ///         not that of a file.
+    ///         no longer, or never was, that of the file.
     void* bytes();
 
     void* const dataset; ///< a GDALDatasetH, never null

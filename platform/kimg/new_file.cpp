@@ -4,6 +4,10 @@
 #include <cpl_vsi.h>
 
 #include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include <unistd.h>
@@ -13,15 +17,34 @@ namespace {
 
 constexpr char sideCars[] = "GDAL_PAM_ENABLED";
 
+constexpr char mark[] = ".part-";
+
 std::string temporaryNameBeside(const std::string& path) {
     static std::atomic<unsigned> count{0};
-    return path + ".part-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+    return path + mark + std::to_string(getpid()) + "-" + std::to_string(++count);
+}
+
+/// Temporary files of processes that live no more.
+void removeLeftovers(const std::string& path) {
+    namespace fs = std::filesystem;
+    const fs::path whole(path);
+    const std::string start = whole.filename().string() + mark;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(whole.parent_path() / ".", ignored)) {
+        const std::string name = entry.path().filename().string();
+        const pid_t process =
+            name.starts_with(start) ? std::atoi(name.c_str() + start.size()) : pid_t{0};
+        if (process > 0 && kill(process, 0) != 0 && errno == ESRCH)
+            fs::remove(entry.path(), ignored);
+    }
 }
 
 } // namespace
 
 NewFile::NewFile(std::string path)
-    : path_(std::move(path)), temporaryPath_(temporaryNameBeside(path_)) {}
+    : path_(std::move(path)), temporaryPath_(temporaryNameBeside(path_)) {
+    removeLeftovers(path_);
+}
 
 NewFile::~NewFile() {
     if (!inPlace_)

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "rf_platform_api.h"
+
 #include <optional>
 #include <string>
 
 namespace kimg {
 
-/// A file under a temporary name beside its later place; removed unless it is put there.
-class NewFile {
+/// A file under a temporary name beside its later place, "<name>.part-<process>-<count>"; removed
+/// unless it is put there. What processes that were killed have left beside that place goes too.
+class RF_PLATFORM_API NewFile {
 public:
     explicit NewFile(std::string path);
     ~NewFile();

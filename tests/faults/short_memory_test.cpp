@@ -113,7 +113,8 @@ std::u16string firstLayer(RF_SARFile* file) {
     return first;
 }
 
-template <class ListGet> Step listStep(const char* name, ListGet get) {
+template <class ListGet>
+Step listStep(const char* name, ListGet get) {
     return {name, [get] {
                 std::uint32_t count = 0;
                 char16_t** list = nullptr;
@@ -136,8 +137,7 @@ std::vector<Step> instanceSteps() {
             listStep("MagicListGet", rows(rf_sarInstanceMagicListGet)),
             listStep("LayerTypesGet", rf_sarInstanceLayerTypesGet),
             listStep("PixelTypesGet", rf_sarInstancePixelTypesGet),
-            listStep("TemplateListGet",
-                     rows([](char16_t*** list) {
+            listStep("TemplateListGet", rows([](char16_t*** list) {
                          std::uint8_t* flags = nullptr;
                          const auto status = rf_sarInstanceTemplateListGet(list, &flags);
                          kmsc_HeapFree(flags);
@@ -178,9 +178,10 @@ Step nodeStep(Product& product, const char16_t* node) {
     return {"FileDataRead", [&product, node] {
                 KmifNode filled;
                 RF_SARFile* file = rf_sarFileOpen(product.name(), u"rb");
-                const bool done = file && rf_sarFileDataRead(file, node, &filled, nullptr, nullptr,
-                                                             nullptr) == 0 &&
-                                  !filled.empty();
+                const bool done =
+                    file &&
+                    rf_sarFileDataRead(file, node, &filled, nullptr, nullptr, nullptr) == 0 &&
+                    !filled.empty();
                 rf_sarFileClose(file);
                 return done;
             }};
@@ -196,9 +197,8 @@ std::vector<Step> layerSteps(RF_SARLayer* layer, std::vector<std::uint16_t>& blo
              [layer] {
                  char16_t *name = nullptr, *units = nullptr;
                  double numbers[4];
-                 const bool done =
-                     rf_sarLayerMapInfoRead(layer, &name, &numbers[0], &numbers[1], &numbers[2],
-                                            &numbers[3], &units) == 0;
+                 const bool done = rf_sarLayerMapInfoRead(layer, &name, &numbers[0], &numbers[1],
+                                                          &numbers[2], &numbers[3], &units) == 0;
                  kmsc_HeapFree(name);
                  kmsc_HeapFree(units);
                  return done;
@@ -231,7 +231,9 @@ std::vector<Step> layerSteps(RF_SARLayer* layer, std::vector<std::uint16_t>& blo
 
 class ShortMemory : public testing::TestWithParam<const char*> {
 protected:
-    void SetUp() override { old_ = kerr::setPrintSink([](const KERR_REPORT&) {}); }
+    void SetUp() override {
+        old_ = kerr::setPrintSink([](const KERR_REPORT&) {});
+    }
     void TearDown() override { kerr::setPrintSink(old_); }
 
 private:

@@ -24,8 +24,8 @@ int addSegments(dl_phdr_info* info, std::size_t, void* list) {
     const std::string_view name = info->dlpi_name;
     const auto has = [&](std::string_view part) { return name.find(part) != name.npos; };
     const Owner owner = name.empty() || has("librf_platform") || has("rf_sar.so") ? Owner::ours
-                        : has("libstdc++")                 ? Owner::standardLibrary
-                                                           : Owner::other;
+                        : has("libstdc++") ? Owner::standardLibrary
+                                           : Owner::other;
     for (int i = 0; i < info->dlpi_phnum; ++i)
         if (info->dlpi_phdr[i].p_type == PT_LOAD) {
             const std::uintptr_t begin = info->dlpi_addr + info->dlpi_phdr[i].p_vaddr;
