@@ -25,8 +25,9 @@ double meanSpeed(const SarMetadataRecord& record) {
 double slantRangeAtCentre(const SarMetadataRecord& record) {
     double sample = 0;
     double line = 0;
-    sarm_File2Model(record.numberOfSamplesPerLine / 2, record.numberOfLines / 2, &record, &sample,
-                    &line);
+    const auto centreSample = record.numberOfSamplesPerLine / 2; // a whole pixel
+    const auto centreLine = record.numberOfLines / 2;
+    sarm_File2Model(centreSample, centreLine, &record, &sample, &line);
     return sample * record.sampledPixelSpacing + record.slantRangeNearEdge;
 }
 

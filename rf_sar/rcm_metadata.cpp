@@ -101,6 +101,7 @@ void rcmImageMetadata::listImages(const kfio::ProductTree& product) {
         referencedFiles.push_back(
             kstr::format(u"%s/%s", {std::u16string_view(directory),
                                     std::u16string_view(ktxt::widen(child.data()))}));
+        refuseLinksOutsideProduct(fileName, referencedFiles.back());
     }
 }
 
@@ -119,6 +120,8 @@ void rcmImageMetadata::readPolarizations(const kfio::ProductTree& product) {
 void rcmImageMetadata::readProductType(const kfio::ProductTree& product) {
     const auto type = product.get<std::string>(
         "imageGenerationParameters.generalProcessingInformation.productType");
+    // Kept: the complex images of GRC and GCC products have layers like detected ones, which show
+    // the real part. (rfsar_test: complex images on the ground)
     isComplex = equalsIgnoringCase(type, "SLC");
     if (isRadarsat2()) {
         mapType(rs2Types, type, productTypeIndex);

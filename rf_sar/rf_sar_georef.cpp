@@ -85,6 +85,7 @@ bool findTransform(RF_SARLayer& layer, KxfrXFormPtr& transform, TextPtr& project
     char16_t *name = nullptr, *unit = nullptr;
     transform = sensorTransform(*layer.file, transformName);
     if (transform) {
+        // cppcheck-suppress unreadVariable ; only the texts are asked for
         const KprjProjectionPtr unused(
             sarm_CalibrateGetMapProjection(transform.get(), &name, &unit, failure.slot()));
     } else if (layer.first) {

@@ -92,6 +92,23 @@ const std::u16string& imageOf(const RF_SARLayer& layer) {
                                                : static_cast<std::size_t>(index));
 }
 
+/// @return why the samples of an image cannot be the layer's; empty when they can. They would be
+///         read without their other part, or as one.
+std::string wrongKind(const RF_SARLayer& layer, const KstrStringList& names) {
+    const imageMetadata& reader = *layer.file->reader;
+    const std::uint32_t type = kimg_LayerPixelTypeGet(layer.first.get());
+    const bool inOneBand =
+        names.count() == 2 && (type == kpxmU32 || type == kpxmC64 || type == kpxmC128);
+    const bool asStated = names.count() == (reader.isComplex ? 2 : 1) &&
+                          (!reader.isComplex || reader.complexInOneBand != 1 || inOneBand);
+    if (asStated)
+        return "";
+    return ktxt::narrow(imageOf(layer)) + ": holds " +
+           (inOneBand ? "complex samples in one band"
+                      : std::to_string(names.count()) + " real bands") +
+           ", but the layer's samples are " + (reader.isComplex ? "complex" : "detected");
+}
+
 void openSources(RF_SARLayer& layer, KerrException& failure) {
     const imageMetadata& reader = *layer.file->reader;
     const RectPtr fill(kimg_PixelRectCreate(1, 1, kpxmF64));
@@ -101,6 +118,14 @@ void openSources(RF_SARLayer& layer, KerrException& failure) {
     if (*failure.slot())
         failure.Throw(messages::layerOpenFailed);
     layer.first.reset(openSource(names, 0, fill.get(), failure));
+    // Deviation: a detected layer over such an image, as RCM's complex ground-range products have
+    // it, opens for its place on the ground, and refuses to be read.
+    // (LayerOpen.ImagesOfAnotherKindYieldNoSamples)
+    layer.wrongKind = wrongKind(layer, names);
+    if (reader.isComplex && !layer.wrongKind.empty()) {
+        kerr::raise(failure.slot(), openName, layer.wrongKind);
+        failure.Throw(messages::layerOpenFailed);
+    }
     if (reader.isComplex && reader.complexInOneBand != 1)
         layer.second.reset(openSource(names, 1, fill.get(), failure));
 }
@@ -135,16 +160,20 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
                          uint32_t* width, uint32_t* height, uint32_t* reserved,
                          uint32_t* blockWidth, uint32_t* blockHeight, RF_SARLayer** layer) {
     const OpenOutputs out{pixelType, width, height, reserved, blockWidth, blockHeight};
-    KerrException failure("rf_sar", openName);
     try {
-        return openLayer(file, name, out, layer, failure);
-    } catch (const std::out_of_range&) {
-        throw; // Kept: the one error that hosts catch themselves.
-               // (LayerOpen.NumbersBeyondTheProductAreOutOfRange)
-    } catch (const KerrException& error) {
-        kerr_PrintErrorReport(error.report());
-    } catch (const std::exception& error) {
-        printFailure(openName, error.what(), nullptr);
+        KerrException failure("rf_sar", openName);
+        try {
+            return openLayer(file, name, out, layer, failure);
+        } catch (const std::out_of_range&) {
+            throw; // Kept: the one error that hosts catch themselves.
+                   // (LayerOpen.NumbersBeyondTheProductAreOutOfRange)
+        } catch (const KerrException& error) {
+            kerr_PrintErrorReport(error.report());
+        } catch (const std::exception& error) {
+            printFailure(openName, error.what(), nullptr);
+        }
+    } catch (const std::bad_alloc&) {
+        // no memory is left to tell it
     }
     return RF_SAR_FAILURE;
 }

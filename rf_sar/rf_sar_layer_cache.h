@@ -7,6 +7,7 @@
 #include <boost/thread/mutex.hpp>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,6 +22,7 @@ struct RF_SARLayer {
     KtxtTextU name;                 ///< as the host gave it
     std::uint32_t number = 0;       ///< parsed from the name
     std::uint8_t oneLineAsBlock = 0;
+    std::string wrongKind;          ///< why its samples cannot be read; empty when they can
 };
 
 RF_SARLayer* createLayer();

@@ -37,8 +37,11 @@ uint32_t readDetected(RF_SARLayer& layer, const Window& window, void** block) {
     const char* failed = nullptr;
     if (!data || slot)
         failed = messages::baseDataCreateFailed;
-    else if (!kimg_LayerRead(layer.first.get(), window.x, window.y, window.width, window.height,
-                             data.get(), slot))
+    else if (!layer.wrongKind.empty()) {
+        kerr::raise(slot, readName, layer.wrongKind);
+        failed = messages::rasterReadFailed;
+    } else if (!kimg_LayerRead(layer.first.get(), window.x, window.y, window.width, window.height,
+                               data.get(), slot))
         failed = messages::rasterReadFailed;
     if (!failed)
         return 0;

@@ -39,6 +39,7 @@ std::vector<std::u16string> layerNames(const imageMetadata& reader) {
 
 constexpr char dataReadName[] = "rf_sarFileDataRead";
 
+// cppcheck-suppress constParameter ; raise fills the slot
 std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     kerr::raise(slot, dataReadName, message);
     kerr_PrintErrorReport(slot.get());

@@ -17,6 +17,8 @@ struct OpenRequest {
     std::string layer;       ///< an entry's name; "" for the product as a whole
     std::string calibration; ///< SIGMA_NOUGHT, ...; "" for the samples as they are
     GeorefChoice georef = GeorefChoice::automatic;
+    bool onTheMap = false; ///< drawn on the map while it is read (map_view.h)
+    std::string elevation; ///< the elevation model to draw by; "" for the height of the scene
 };
 
 /// A product as a whole, or one entry of it. One thread at a time, as GDAL has it; any number of

@@ -1,6 +1,7 @@
 #include "dataset.h"
 #include "dataset_name.h"
 #include "identify.h"
+#include "map_view.h"
 #include "product/find_product.h"
 
 #include <gdal_priv.h>
@@ -16,7 +17,9 @@ constexpr char openOptions[] =
     "<Value>GAMMA</Value></Option>"
     "<Option name='GEOREF' type='string-select' default='AUTO' description='georeferencing'>"
     "<Value>AUTO</Value><Value>MODEL</Value><Value>RPC</Value><Value>GCP</Value>"
-    "<Value>PRODUCT</Value></Option>"
+    "<Value>PRODUCT</Value><Value>MAP</Value></Option>"
+    "<Option name='DEM' type='string' description='with GEOREF=MAP: an elevation model, in m above "
+    "the ellipsoid'/>"
     "</OpenOptionList>";
 
 OpenRequest requestOf(const GDALOpenInfo& info) {
@@ -30,9 +33,14 @@ OpenRequest requestOf(const GDALOpenInfo& info) {
     const char* calibration = CSLFetchNameValueDef(info.papszOpenOptions, "CALIBRATION", "NONE");
     if (!EQUAL(calibration, "NONE"))
         request.calibration = CPLString(calibration).toupper();
-    request.georef = parseGeorefChoice(CSLFetchNameValueDef(info.papszOpenOptions, "GEOREF", ""));
+    const char* georef = CSLFetchNameValueDef(info.papszOpenOptions, "GEOREF", "");
+    request.onTheMap = EQUAL(georef, "MAP");
+    request.georef = parseGeorefChoice(request.onTheMap ? "AUTO" : georef);
+    request.elevation = CSLFetchNameValueDef(info.papszOpenOptions, "DEM", "");
     if (!request.layer.empty() && !request.calibration.empty())
         throw loader::Error(request.file + ": LAYER and CALIBRATION exclude each other");
+    if (!request.elevation.empty() && !request.onTheMap)
+        throw loader::Error(request.file + ": DEM is for GEOREF=MAP");
     return request;
 }
 
@@ -49,7 +57,11 @@ GDALDataset* open(GDALOpenInfo* info) {
         return nullptr;
     }
     try {
-        return new SarDataset(requestOf(*info));
+        const OpenRequest request = requestOf(*info);
+        auto opened = std::make_unique<SarDataset>(request);
+        if (!request.onTheMap)
+            return opened.release();
+        return onTheMap(std::move(opened), request.elevation).release();
     } catch (const std::exception& error) {
         CPLError(CE_Failure, CPLE_OpenFailed, "%s", error.what());
         return nullptr;

@@ -83,7 +83,7 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
                                        {"PRODUCT", GeorefChoice::product}})
         if (EQUAL(text.c_str(), name))
             return choice;
-    throw loader::Error("GEOREF=" + text + ": is none of AUTO, MODEL, RPC, GCP, PRODUCT");
+    throw loader::Error("GEOREF=" + text + ": is none of AUTO, MODEL, RPC, GCP, PRODUCT, MAP");
 }
 
 Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
@@ -110,7 +110,7 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
 }
 
 product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
-                           GeorefChoice choice) {
+                                    GeorefChoice choice) {
     using enum GeorefChoice;
     const kimg::Georeferencing file = ofImageFile(image);
     if (choice == gcp || (file.geoTransform && (choice == automatic || choice == product)))

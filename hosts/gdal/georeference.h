@@ -9,7 +9,7 @@
 
 namespace rf_sar_gdal {
 
-/// What the open option GEOREF asks for.
+/// What the open option GEOREF asks for; MAP is map_view.h's and takes what is automatic.
 enum class GeorefChoice {
     automatic, ///< geotransform, or else tie points and rational functions, each from the best
     model,     ///< tie points and rational functions computed from the sensor model
@@ -39,6 +39,6 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
 ///         none is asked for.
 /// @throws loader::Error as georeference.
 product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
-                           GeorefChoice choice);
+                                    GeorefChoice choice);
 
 } // namespace rf_sar_gdal

@@ -1,5 +1,7 @@
 #include "identify.h"
 
+#include "product/find_product.h"
+
 #include <gdal_priv.h>
 
 #include <algorithm>
@@ -74,6 +76,18 @@ bool identifyJson(GDALOpenInfo& info) {
            (info.TryToIngest(moreJsonBytes) && looksLikeCapellaJson(headOf(info)));
 }
 
+/// An archive or a manifest, which lead to a product file: that file decides.
+bool identifyContainer(const GDALOpenInfo& info) {
+    const CPLErrorHandlerPusher quiet(CPLQuietErrorHandler);
+    try {
+        const std::string file = product::findProduct(info.pszFilename);
+        GDALOpenInfo inner(file.c_str(), GA_ReadOnly);
+        return file != info.pszFilename && identify(inner);
+    } catch (const std::exception&) {
+        return false; // no product in it, or several
+    }
+}
+
 bool identifyFolder(const GDALOpenInfo& info) {
     for (const char* name : {"product.xml", "metadata/product.xml"}) {
         const std::string file = CPLFormFilename(info.pszFilename, name, nullptr);
@@ -123,6 +137,10 @@ bool identify(GDALOpenInfo& info) {
     if (info.nHeaderBytes == 0)
         return false;
     const char* extension = CPLGetExtension(info.pszFilename);
+    constexpr std::string_view archiveMark = "PK\3\4";
+    if (EQUAL(CPLGetFilename(info.pszFilename), "manifest.safe") ||
+        (EQUAL(extension, "zip") && headOf(info).starts_with(archiveMark)))
+        return identifyContainer(info);
     if (EQUAL(extension, "xml"))
         return identifyXml(info);
     return EQUAL(extension, "json") && identifyJson(info);

@@ -2,9 +2,11 @@
 
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
+#include "kxfr/part.h"
 #include "loader/heard.h"
 
 #include <array>
+#include <utility>
 
 namespace loader {
 namespace {
@@ -83,14 +85,29 @@ KxfrXFormPtr readTransform(const Plugin& plugin, RF_SARLayer* layer, const std::
     return transform;
 }
 
+/// A model counts lines and samples of the image that the product states.
+void requireSize(const KxfrXForm& transform, const PlacedLayer& layer) {
+    const kxfr::Part& part = *transform.parts().back();
+    if (part.designName() != "RangeDoppler")
+        return;
+    const auto& grid = static_cast<const sarm::ModelParameters*>(part.data())->grid;
+    if (std::cmp_not_equal(grid.numberOfSamples, layer.width) ||
+        std::cmp_not_equal(grid.numberOfLines, layer.height))
+        throw Error("layer " + layer.name + ": the image has " + std::to_string(layer.width) +
+                    " x " + std::to_string(layer.height) + " pixels, its sensor model is one of " +
+                    std::to_string(grid.numberOfSamples) + " x " +
+                    std::to_string(grid.numberOfLines));
+}
+
 } // namespace
 
-Georeferencing readGeoreferencing(const Plugin& plugin, RF_SARLayer* layer,
-                                  const std::string& layerName) {
+Georeferencing readGeoreferencing(const Plugin& plugin, const PlacedLayer& layer) {
     Georeferencing found;
-    found.projection = readProjection(plugin, layer, layerName);
+    found.projection = readProjection(plugin, layer.handle, layer.name);
     std::string mapName;
-    found.transform = readTransform(plugin, layer, layerName, mapName, found.remarks);
+    found.transform = readTransform(plugin, layer.handle, layer.name, mapName, found.remarks);
+    if (found.transform)
+        requireSize(*found.transform, layer);
     // An image that does not say in which system its coordinates are gets a projection all the
     // same, by default; it is not the transform's.
     if (found.transform && found.projection && found.projection->name != mapName)

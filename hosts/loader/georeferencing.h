@@ -13,8 +13,15 @@ struct Georeferencing {
     std::string remarks;          ///< what the plug-in said on the way, empty if nothing
 };
 
-/// @throws Error naming the layer when the plug-in fails or its texts cannot be decoded.
-Georeferencing readGeoreferencing(const Plugin& plugin, RF_SARLayer* layer,
-                                  const std::string& layerName);
+/// What is asked about a layer.
+struct PlacedLayer {
+    RF_SARLayer* handle;
+    const std::string& name;
+    std::uint32_t width, height;
+};
+
+/// @throws Error naming the layer when the plug-in fails, its texts cannot be decoded, or the
+///         sensor model is one of an image of another size.
+Georeferencing readGeoreferencing(const Plugin& plugin, const PlacedLayer& layer);
 
 } // namespace loader

@@ -43,7 +43,7 @@ public:
 
     /// @throws Error as loader::readGeoreferencing.
     Georeferencing georeferencing() const {
-        return readGeoreferencing(*plugin_, layer_.get(), name_);
+        return readGeoreferencing(*plugin_, {layer_.get(), name_, width_, height_});
     }
 
 private:

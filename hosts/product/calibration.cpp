@@ -1,7 +1,7 @@
 #include "product/calibration.h"
 
-#include "kfnp/kfnp.h"
 #include "kmif/kmif_node.h"
+#include "product/image_claims.h"
 #include "records/calibration_lut_record.h"
 
 #include <algorithm>
@@ -62,7 +62,7 @@ Calibration capellaScale(const ProductDocument& document, std::uint32_t width) {
     const auto scale = parseNumbers(text, document.extendedFile);
     if (scale.size() != 1 || !(scale[0] > 0))
         throw loader::Error(document.extendedFile + ": \"" + text + "\" is no scale factor");
-    return {0, std::vector<double>(width, 1 / (scale[0] * scale[0]))};
+    return {0, ColumnProfile{0, 1, {1 / (scale[0] * scale[0])}}.expand(width)};
 }
 
 struct Lut {
@@ -94,10 +94,8 @@ Lut readNode(const loader::Product& opened, const CalibrationTable& table) {
 /// RCM: gains from a column on, in steps.
 Lut readFile(const ProductDocument& product, const CalibrationTable& table) {
     const std::string& file = table.file;
-    if (kfnp::classifyReference(file.substr(product.folder().size())) != kfnp::Reference::inside)
-        throw loader::Error(file + ": leaves the product's folder and is refused");
+    const ProductTree document = readTable(product, file);
     try {
-        const ProductTree document = kfio::readXmlTree(file);
         const ProductTree& lut = document.get_child("lut");
         Lut read;
         const auto offsets = parseNumbers(lut.get<std::string>("offset", "0"), file);
@@ -128,6 +126,7 @@ Calibration readCalibration(const loader::Product& opened, const ProductDocument
                             bool complexSamples) {
     if (document.kind == ProductDocument::Kind::capella)
         return capellaScale(document, width);
+    requireStatedWidth(document, width, table.file);
     const Lut lut = document.kind == ProductDocument::Kind::radarsat2 ? readNode(opened, table)
                                                                       : readFile(document, table);
     if (lut.gains.step == 0 || !lut.gains.covers(width))

@@ -1,5 +1,7 @@
 #include "product/catalogue.h"
 
+#include "product/incidence_model.h"
+
 #include <algorithm>
 
 namespace product {
@@ -45,7 +47,11 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
         const LayerName parsed = parseLayerName(name);
         const ProductImage* image = opened.imageOf(parsed);
         const std::string pole = image && !image->pole.empty() ? image->pole : parsed.pole;
-        const std::string what = parsed.isPhase() ? "phase, Int16" : "magnitude, UInt16";
+        const bool halved =
+            image && image->samples && image->samples->isComplex() && !opened.layersInPairs;
+        const std::string what = parsed.isPhase() ? "phase, Int16"
+                                 : halved         ? "real part, UInt16"
+                                                  : "magnitude, UInt16";
         entries.push_back({Entry::Kind::layer, name, described(pole, what), pole, image, {}, {}});
     }
 }
@@ -99,7 +105,7 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
                            first,
                            {},
                            table});
-    if (!incidenceFile(opened.document).empty())
+    if (!incidenceFile(opened.document).empty() || statesRadarGrid(opened.document))
         entries.push_back({Entry::Kind::incidence,
                            "INCIDENCE_ANGLE",
                            "incidence angle, degrees, Float32",

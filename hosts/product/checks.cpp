@@ -2,15 +2,16 @@
 
 #include "product/calibration.h"
 #include "product/ground_checks.h"
+#include "product/image_claims.h"
 #include "product/image_files.h"
 #include "product/noise_tables.h"
-#include "product/product_facts.h"
+#include "product/time_checks.h"
 
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 #include "records/calibration_lut_record.h"
 
-
+#include <algorithm>
 #include <set>
 
 namespace product {
@@ -19,8 +20,8 @@ namespace {
 /// What checks look at.
 struct Subject {
     const loader::Product& opened;
-    ProductDocument document;
-    ProductFacts facts;
+    const ProductDocument& document;
+    const ProductFacts& facts;
 };
 
 /// Where a check puts what it finds.
@@ -90,6 +91,8 @@ void checkLayers(const Subject& subject, Findings& findings) {
 }
 
 void checkModel(const Subject& subject, Findings& findings) {
+    if (const std::string remark = modelRemark(subject.facts); !remark.empty())
+        return findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
         static_cast<void>(subject.opened.node(":SAR_Metadata", remarks));
@@ -100,17 +103,6 @@ void checkModel(const Subject& subject, Findings& findings) {
         findings.add(Verdict::ok, "the product has a SAR model");
     else
         findings.add(Verdict::warn, remarks);
-}
-
-std::uint32_t statedWidth(const ProductDocument& document) {
-    const bool rcm = document.kind == ProductDocument::Kind::rcm;
-    const char* path = rcm ? "sceneAttributes/imageAttributes/samplesPerLine"
-                           : "imageAttributes/rasterAttributes/numberOfSamplesPerLine";
-    return static_cast<std::uint32_t>(parseInteger(
-        document.kind == ProductDocument::Kind::capella
-            ? textAt(document.extended, "collect/image/columns")
-            : textAt(document.root, path),
-        document.file));
 }
 
 /// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.
@@ -128,44 +120,93 @@ void checkNodeLengths(const Subject& subject, std::uint32_t width, Findings& fin
                                             " samples");
 }
 
+/// Reads everything that goes by the image's columns, which the product states.
 void checkTables(const Subject& subject, Findings& findings) {
-    const auto tables = calibrationTables(subject.document);
-    if (tables.empty())
-        return findings.add(Verdict::ok, "the product names no calibration tables");
-    const std::uint32_t width = statedWidth(subject.document);
-    std::size_t good = 0;
-    for (const CalibrationTable& table : tables)
+    const ProductDocument& document = subject.document;
+    const auto calibrated = calibrationTables(document);
+    const auto noise = noiseTables(document);
+    const std::uint32_t width = imageClaims(document).width;
+    std::size_t good = 0, total = 0;
+    const auto attempt = [&](const auto& read) {
+        ++total;
         try {
-            static_cast<void>(readCalibration(subject.opened, subject.document, table, width, true));
+            static_cast<void>(read());
             ++good;
         } catch (const loader::Error& error) {
             findings.add(Verdict::fail, error.what());
         }
-    findings.addWhenAll(good, tables.size(), "calibration tables cover the image's lines");
-    if (good == tables.size() && subject.document.kind == ProductDocument::Kind::radarsat2)
+    };
+    for (const CalibrationTable& table : calibrated)
+        attempt([&] { return readCalibration(subject.opened, document, table, width, true); });
+    const bool longerTold = good == total;
+    for (const NoiseTable& table : noise)
+        attempt([&] { return readNoise(document, table, width); });
+    if (!incidenceFile(document).empty())
+        attempt([&] { return readIncidence(document, width); });
+    findings.addWhenAll(good, total, "tables cover the image's lines");
+    if (longerTold && !calibrated.empty() && document.kind == ProductDocument::Kind::radarsat2)
         checkNodeLengths(subject, width, findings);
 }
 
 /// Layer names follow the list of polarizations, the images their own order.
 void checkPolarizations(const Subject& subject, Findings& findings) {
-    const auto found = contradictions(subject.facts, subject.opened.layerNames());
+    auto found = contradictions(subject.facts, subject.opened.layerNames());
+    const ProductDocument& document = subject.document;
+    const std::string sent = textAt(document.extended, "collect/radar/transmit_polarization"),
+                      heard = textAt(document.extended, "collect/radar/receive_polarization");
+    if (!sent.empty() &&
+        std::find(subject.facts.polarizations.begin(), subject.facts.polarizations.end(),
+                  sent + heard) == subject.facts.polarizations.end())
+        found.push_back(document.extendedFile + " states polarization " + sent + heard +
+                        ", which the item does not list");
     for (const std::string& sentence : found)
         findings.add(Verdict::warn, sentence);
     if (found.empty())
         findings.add(Verdict::ok, "layer names and images agree");
 }
 
+/// Looks at the images that open; the others are the layers' check's to tell.
+template <class Contradiction>
+void checkImages(const Subject& subject, const std::string& areRight, const Contradiction& what,
+                 Findings& findings) {
+    const auto files = imageFiles(subject.document, subject.facts);
+    std::size_t good = 0;
+    for (const std::string& file : files)
+        try {
+            const std::string wrong = what(ImageSamples(file));
+            if (wrong.empty())
+                ++good;
+            else
+                findings.add(Verdict::fail, file + " " + wrong);
+        } catch (const loader::Error&) {
+        }
+    findings.addWhenAll(good, files.size(), areRight);
+}
+
 void checkSizes(const Subject& subject, Findings& findings) {
-    const auto names = subject.opened.layerNames();
-    try {
-        const std::uint32_t stated = statedWidth(subject.document);
-        const loader::Layer layer = subject.opened.openLayer(names.at(0));
-        findings.add(layer.width() == stated ? Verdict::ok : Verdict::fail,
-                     "lines of the image have " + std::to_string(layer.width()) +
-                         " samples, the product states " + std::to_string(stated));
-    } catch (const std::exception&) {
-        // no layer, or one that does not open, is the layers' check's to tell
-    }
+    const ImageClaims stated = imageClaims(subject.document);
+    checkImages(
+        subject, "images have the size that the product states",
+        [&](const ImageSamples& image) {
+            return sizeContradiction(stated, image.width(), image.height());
+        },
+        findings);
+}
+
+void checkTypes(const Subject& subject, Findings& findings) {
+    const ImageClaims stated = imageClaims(subject.document);
+    checkImages(
+        subject, "images hold samples of the type that the product states",
+        [&](const ImageSamples& image) { return typeContradiction(stated, image.form()); },
+        findings);
+}
+
+void checkTimes(const Subject& subject, Findings& findings) {
+    const auto found = timeContradictions(subject.document);
+    for (const std::string& sentence : found)
+        findings.add(Verdict::warn, sentence);
+    if (found.empty())
+        findings.add(Verdict::ok, "times are in order");
 }
 
 constexpr double warnPixels = 1; ///< above, what places the image disagrees with the product
@@ -190,11 +231,14 @@ void checkGround(const Subject& subject, Findings& findings) {
         const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, subject.document), findings);
-        if (locator.usesHeight())
-            for (const std::string& file : imageFiles(subject.document, subject.facts))
-                addResiduals((who + " against the tie points in " + kfnp::lastComponent(file) +
-                              ", ").c_str(),
+        for (const std::string& file : imageFiles(subject.document, subject.facts)) {
+            const std::string name = kfnp::lastComponent(file);
+            if (locator.usesHeight())
+                addResiduals((who + " against the tie points in " + name + ", ").c_str(),
                              againstImageTies(locator, file), findings);
+            addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),
+                         againstStatedMap(subject.document, file), findings);
+        }
     } catch (const std::exception& error) {
         findings.add(Verdict::warn, error.what());
     }
@@ -216,27 +260,22 @@ void checkRpc(const Subject& subject, Findings& findings) {
 struct Check {
     const char* name;
     void (*run)(const Subject& subject, Findings& findings);
+    bool cheap; ///< reads headers and tables at most
 };
-/// Each adds one finding or more.
+/// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles},
-    {"layers", checkLayers},
-    {"model", checkModel},
-    {"sizes", checkSizes},
-    {"poles", checkPolarizations},
-    {"ground", checkGround},
-    {"rpc", checkRpc},
-    {"calibration", checkTables},
+    {"files", checkFiles, false}, {"layers", checkLayers, false},
+    {"model", checkModel, false}, {"sizes", checkSizes, true},
+    {"types", checkTypes, true},  {"poles", checkPolarizations, true},
+    {"times", checkTimes, true},  {"ground", checkGround, false},
+    {"rpc", checkRpc, false},     {"calibration", checkTables, true},
 };
 
-} // namespace
-
-std::vector<Finding> runChecks(const loader::Product& opened) {
-    ProductDocument document = readDocument(opened.name());
-    ProductFacts facts = readFacts(document);
-    const Subject subject{opened, std::move(document), std::move(facts)};
+std::vector<Finding> runOn(const Subject& subject, bool cheapOnly) {
     std::vector<Finding> all;
     for (const Check& check : checks) {
+        if (cheapOnly && !check.cheap)
+            continue;
         Findings findings{check.name, all};
         try {
             check.run(subject, findings);
@@ -245,6 +284,23 @@ std::vector<Finding> runChecks(const loader::Product& opened) {
         }
     }
     return all;
+}
+
+} // namespace
+
+std::vector<std::string> warnings(const loader::Product& opened, const ProductDocument& document,
+                                  const ProductFacts& facts) {
+    std::vector<std::string> sentences;
+    for (Finding& finding : runOn({opened, document, facts}, true))
+        if (finding.verdict != Verdict::ok)
+            sentences.push_back(std::move(finding.sentence));
+    return sentences;
+}
+
+std::vector<Finding> runChecks(const loader::Product& opened) {
+    const ProductDocument document = readDocument(opened.name());
+    const ProductFacts facts = readFacts(document);
+    return runOn({opened, document, facts}, false);
 }
 
 } // namespace product

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -67,6 +68,14 @@ Residuals compare(const Locator& locator, const std::vector<TiePoint>& ties) {
     return collector.result();
 }
 
+kimg::Georeferencing placeOf(const ImageSamples& image) {
+    kerr::Slot slot;
+    auto found = kimg::georeferencing(image.layer(), slot);
+    if (!found)
+        throw loader::Error(slot ? slot.get()->message : image.file() + ": cannot be read");
+    return *std::move(found);
+}
+
 Terms numbers(const std::string& text) {
     Terms values{};
     std::istringstream words(text);
@@ -78,8 +87,8 @@ Terms numbers(const std::string& text) {
 
 /// The terms of RPC00B, each at its place in RPC00A: 1 L P H LP LH PH LPH L2 P2 H2 L3 L2P L2H LP2
 /// P3 P2H LH2 PH2 H3. Source: STDI-0002, App. E.
-constexpr std::array<std::size_t, 20> placeInEarlierOrder = {
-    0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 7, 11, 14, 17, 12, 15, 18, 13, 16, 19};
+constexpr std::array<std::size_t, 20> placeInEarlierOrder = {0, 1,  2,  3,  4,  5,  6,  8,  9,  10,
+                                                             7, 11, 14, 17, 12, 15, 18, 13, 16, 19};
 
 Terms fromEarlierOrder(const Terms& terms) {
     Terms ordered{};
@@ -139,15 +148,37 @@ Residuals againstTiePoints(const Locator& locator, const ProductDocument& docume
     return compare(locator, tiePoints(document));
 }
 
+Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile) {
+    std::vector<double> stated;
+    if (const auto list =
+            document.extended.get_child_optional("collect.image.image_geometry.geotransform"))
+        for (const auto& [key, element] : *list)
+            stated.push_back(element.get_value<double>(std::numeric_limits<double>::quiet_NaN()));
+    const ImageSamples image(imageFile);
+    const auto own = placeOf(image).geoTransform;
+    if (stated.size() != 6 || !own)
+        return {};
+    const auto& g = *own;
+    const double area = g[1] * g[5] - g[2] * g[4];
+    Collector collector;
+    for (const double pixel : {0.0, 1.0 * image.width()})
+        for (const double line : {0.0, 1.0 * image.height()}) {
+            const double x =
+                stated[0] - g[0] + (stated[1] - g[1]) * pixel + (stated[2] - g[2]) * line;
+            const double y =
+                stated[3] - g[3] + (stated[4] - g[4]) * pixel + (stated[5] - g[5]) * line;
+            collector.add((g[1] * y - g[4] * x) / area, (g[5] * x - g[2] * y) / area,
+                          std::hypot(x, y));
+        }
+    return collector.result();
+}
+
 Residuals againstImageTies(const Locator& locator, const std::string& imageFile) {
     const ImageSamples image(imageFile);
-    kerr::Slot slot;
-    const auto found = kimg::georeferencing(image.layer(), slot);
-    if (!found)
-        throw loader::Error(slot ? slot.get()->message : imageFile + ": cannot be read");
+    const kimg::Georeferencing found = placeOf(image);
     std::vector<TiePoint> ties;
-    if (found->wkt.substr(0, 3) == "GEO") // longitudes and latitudes
-        for (const auto& gcp : found->gcps)
+    if (found.wkt.substr(0, 3) == "GEO") // longitudes and latitudes
+        for (const auto& gcp : found.gcps)
             ties.push_back({gcp.line - 0.5, gcp.pixel - 0.5, gcp.y, gcp.x, gcp.z});
     return compare(locator, ties);
 }
@@ -159,8 +190,8 @@ RpcResiduals ownRpcAgainstTiePoints(const ProductDocument& document) {
         return {};
     const sarm::Rpc rpc = rpcOf({items.begin(), items.end()});
     sarm::Rpc earlier = rpc;
-    for (Terms* terms : {&earlier.lineNumerator, &earlier.lineDenominator,
-                         &earlier.sampleNumerator, &earlier.sampleDenominator})
+    for (Terms* terms : {&earlier.lineNumerator, &earlier.lineDenominator, &earlier.sampleNumerator,
+                         &earlier.sampleDenominator})
         *terms = fromEarlierOrder(*terms);
     const Residuals standard = compare(rpc, ties);
     const Residuals reordered = compare(earlier, ties);

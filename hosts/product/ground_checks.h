@@ -10,8 +10,8 @@ namespace product {
 
 /// How far positions in the image lie from where they are stated, over many points.
 struct Residuals {
-    std::size_t points = 0;     ///< that have an answer
-    std::size_t unanswered = 0; ///< that have none
+    std::size_t points = 0;              ///< that have an answer
+    std::size_t unanswered = 0;          ///< that have none
     double lineRms = 0, lineMax = 0;     ///< lines
     double sampleRms = 0, sampleMax = 0; ///< samples
     double groundRmsM = 0; ///< m, from the stated point to where its image position leads
@@ -29,9 +29,14 @@ Residuals againstTiePoints(const Locator& locator, const ProductDocument& docume
 /// @throws loader::Error naming the file when it cannot be read.
 Residuals againstImageTies(const Locator& locator, const std::string& imageFile);
 
+/// The map coordinates of an image's corners against those that a Capella product states; no
+/// points when it states none, or the image carries none.
+/// @throws loader::Error naming the file when it cannot be read.
+Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile);
+
 /// The product's own rational functions against its geolocation grid.
 struct RpcResiduals {
-    Residuals residuals;      ///< in the order that fits
+    Residuals residuals;       ///< in the order that fits
     bool earlierOrder = false; ///< the coefficients stand in the order of RPC00A
 };
 /// @return no points when the product lacks one of the two.

@@ -44,8 +44,8 @@ ImageSamples::ImageSamples(const std::string& file) : file_(file) {
     if (slot)
         fail(file, slot);
     if (names.count() < 1 || names.count() > 2)
-        throw loader::Error(file + ": has " + std::to_string(names.count()) +
-                            " bands instead of one, or two of a complex image");
+        throw loader::Error(file + ": holds " + std::to_string(names.count()) +
+                            " real bands instead of one, or two of a complex image");
     first_ = openLayer(names[0]);
     if (names.count() == 1)
         return;
@@ -64,6 +64,13 @@ ImageSamples::LayerPtr ImageSamples::openLayer(std::u16string_view name) const {
     if (!layer)
         fail(file_, slot);
     return layer;
+}
+
+SampleForm ImageSamples::form() const {
+    const KIMG_LAYER* part = second_ ? second_.get() : first_.get(); // never a packed word
+    const std::uint32_t type = kimg_LayerPixelTypeGet(part);
+    return {isComplex(), type == kpxmF32 || type == kpxmF64,
+            static_cast<unsigned>(8 * kpxm::pixelSize(type))};
 }
 
 void ImageSamples::readInto(KIMG_LAYER* layer, const Window& window, std::uint32_t type,

@@ -10,6 +10,13 @@
 
 namespace product {
 
+/// How samples are stored: each of them, or the parts of complex ones.
+struct SampleForm {
+    bool isComplex = false;
+    bool isFloating = false;
+    unsigned bits = 0;
+};
+
 /// The samples of an image file as they are stored: real, or complex in one band or two. Move-only;
 /// reads may run on many threads.
 class ImageSamples {
@@ -27,6 +34,7 @@ public:
     const std::string& file() const { return file_; }
     Type type() const { return type_; }
     bool isComplex() const { return type_ != Type::real; }
+    SampleForm form() const;
     std::uint32_t width() const { return kimg_LayerWidthGet(first_.get()); }
     std::uint32_t height() const { return kimg_LayerHeightGet(first_.get()); }
     std::uint32_t blockWidth() const { return kimg_LayerBlockWidthGet(first_.get()); }

@@ -15,15 +15,18 @@ struct NoiseTable {
 };
 std::vector<NoiseTable> noiseTables(const ProductDocument& document);
 
-/// @return noise-equivalent sigma nought in dB.
-/// @throws loader::Error naming the file.
-ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table);
+/// @param width  of the image.
+/// @return noise-equivalent sigma nought in dB, for every column.
+/// @throws loader::Error naming the file when it is missing or damaged, or leaves columns of the
+///         image out; lists may end less than a step before the image does.
+ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table,
+                        std::uint32_t width);
 
 /// @return the file of incidence angles; "" when the product has none.
 std::string incidenceFile(const ProductDocument& document);
 
 /// @return incidence angles in degrees.
-/// @throws loader::Error naming the file.
-ColumnProfile readIncidence(const std::string& file);
+/// @throws loader::Error as readNoise.
+ColumnProfile readIncidence(const ProductDocument& document, std::uint32_t width);
 
 } // namespace product

@@ -93,6 +93,11 @@ bool hasSarModelType(const ProductFacts& facts) {
            std::find(std::begin(known), std::end(known), facts.productType) != std::end(known);
 }
 
+/// Complex images whose layers are named, and read, as detected ones.
+bool showsRealParts(const ProductFacts& facts) {
+    return facts.productType == "GRC" || facts.productType == "GCC";
+}
+
 } // namespace
 
 ProductFacts readFacts(const ProductDocument& document) {
@@ -103,10 +108,6 @@ ProductFacts readFacts(const ProductDocument& document) {
     for (ImageFact& image : facts.images)
         image.file = kfnp::lastComponent(image.file);
     return facts;
-}
-
-ProductFacts readFacts(const std::string& productFile) {
-    return readFacts(readDocument(productFile));
 }
 
 LayerName parseLayerName(const std::string& name) {
@@ -144,10 +145,17 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
                         ", although its name says " + name.pole +
                         ": the product lists its images in another order than its polarizations");
     }
-    if (!hasSarModelType(facts))
+    if (showsRealParts(facts))
         found.push_back("product type " + facts.productType +
-                        " has no SAR model; georeferencing is the image's own");
+                        " has complex samples, of which its layers show the real part alone, with "
+                        "0 for what is below; COMPLEX_HH and the like are whole");
     return found;
+}
+
+std::string modelRemark(const ProductFacts& facts) {
+    return hasSarModelType(facts) ? ""
+                                  : "product type " + facts.productType +
+                                        " has no SAR model; georeferencing is the image's own";
 }
 
 } // namespace product

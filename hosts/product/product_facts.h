@@ -31,14 +31,12 @@ struct ProductFacts {
 
 ProductFacts readFacts(const ProductDocument& document);
 
-/// Reads the facts of a product file that the plug-in has opened (.xml or .json).
-/// @throws loader::Error naming the file when it cannot be read.
-ProductFacts readFacts(const std::string& productFile);
-
-/// @return sentences on what the plug-in's layer names or georeferencing cannot tell: a name that
-///         carries another pole than its image, a product type without a SAR model.
+/// @return sentences on layer names that carry another pole than their image.
 std::vector<std::string> contradictions(const ProductFacts& facts,
                                         const std::vector<std::string>& layerNames);
+
+/// @return a sentence when products of this type have no SAR model, else "".
+std::string modelRemark(const ProductFacts& facts);
 
 /// The parts of a layer name "<sensor>_<polarization>_<kind>_<number>".
 struct LayerName {

@@ -1,5 +1,7 @@
 #include "product/raster.h"
 
+#include "product/incidence_model.h"
+
 #include <strings.h>
 
 #include <algorithm>
@@ -60,6 +62,15 @@ protected:
         return {column * blockWidth(), row * blockHeight(), blockWidth(), blockHeight()};
     }
     const ImageSamples& samples() const { return samples_; }
+
+    /// Of images of real numbers that are computed line by line.
+    static About aboutLines(const Entry& entry, const char* unit) {
+        About about;
+        about.unit = unit;
+        about.blockWidth = entry.image->samples->width();
+        about.blockHeight = 1;
+        return about;
+    }
 
 private:
     static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
@@ -127,12 +138,29 @@ private:
     Calibration calibration_;
 };
 
+/// Incidence angles of a product that has no table of them.
+class IncidenceRaster final : public ImageRaster {
+public:
+    IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutLines(entry, "degree")),
+          model_(opened->product, opened->layerOf(*entry.image)) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
+        const std::vector<double> angles = model_.along(row, width()).expand(width());
+        std::transform(angles.begin(), angles.end(), static_cast<float*>(block),
+                       [](double angle) { return static_cast<float>(angle); });
+    }
+
+private:
+    IncidenceModel model_;
+};
+
 /// Values that depend on the column alone.
 class ColumnRaster final : public ImageRaster {
 public:
     ColumnRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
                  const char* unit, const ColumnProfile& profile)
-        : ImageRaster(opened, entry, aboutOf(entry, unit)) {
+        : ImageRaster(opened, entry, aboutLines(entry, unit)) {
         for (const double value : profile.expand(width()))
             values_.push_back(static_cast<float>(value));
     }
@@ -142,14 +170,6 @@ public:
     }
 
 private:
-    static About aboutOf(const Entry& entry, const char* unit) {
-        About about;
-        about.unit = unit;
-        about.blockWidth = entry.image->samples->width();
-        about.blockHeight = 1;
-        return about;
-    }
-
     std::vector<float> values_;
 };
 
@@ -187,10 +207,14 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
         return std::make_unique<ComplexRaster>(opened, entry);
     case Entry::Kind::noise:
         return std::make_unique<ColumnRaster>(opened, entry, "dB",
-                                              readNoise(opened->document, entry.noise));
+                                              readNoise(opened->document, entry.noise,
+                                                        entry.image->samples->width()));
     case Entry::Kind::incidence:
-        return std::make_unique<ColumnRaster>(opened, entry, "degree",
-                                              readIncidence(incidenceFile(opened->document)));
+        if (incidenceFile(opened->document).empty())
+            return std::make_unique<IncidenceRaster>(opened, entry);
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "degree",
+            readIncidence(opened->document, entry.image->samples->width()));
     case Entry::Kind::calibrated:
         break;
     }

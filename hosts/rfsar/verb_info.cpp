@@ -2,6 +2,7 @@
 #include "geojson.h"
 #include "loader/product.h"
 #include "product/catalogue.h"
+#include "product/checks.h"
 #include "product/find_product.h"
 #include "verbs.h"
 
@@ -92,7 +93,9 @@ Description describe(const std::string& entry) {
     for (const auto& image : facts.images)
         images.push_back({{"file", image.file}, {"pole", image.pole}});
 
-    auto warnings = product::contradictions(facts, names);
+    auto warnings = product::warnings(opened, whole.document, facts);
+    if (const std::string remark = product::modelRemark(facts); !remark.empty())
+        warnings.push_back(remark);
     auto layers = ordered_json::array();
     for (const std::string& name : names)
         layers.push_back(describeLayer(opened, name, facts, complexProduct, warnings));

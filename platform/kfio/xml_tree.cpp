@@ -54,6 +54,7 @@ void addChildren(const Node& parent, std::string_view leaveOut, ProductTree& tre
 
 } // namespace
 
+// cppcheck-suppress passedByValue ; it is parsed in place
 ProductTree buildXmlTree(std::string text, std::string_view leaveOut) {
     const auto document = std::make_unique<rapidxml::xml_document<char>>(); // holds 64 KiB
     try {

@@ -156,7 +156,8 @@ ElevationModel::ElevationModel(std::unique_ptr<State> state) : state_(std::move(
 ElevationModel::~ElevationModel() = default;
 
 std::unique_ptr<ElevationModel> ElevationModel::open(const std::string& path, KERR_REPORT** slot) {
-    return kerr::reported(__func__, slot, [&]() -> std::unique_ptr<ElevationModel> {
+    const char* const routine = __func__;
+    return kerr::reported(routine, slot, [&]() -> std::unique_ptr<ElevationModel> {
         registerDrivers();
         const ErrorCapture errors;
         auto state = std::make_unique<State>();
@@ -167,7 +168,7 @@ std::unique_ptr<ElevationModel> ElevationModel::open(const std::string& path, KE
             throw ImageError(errors.describe(path, "cannot be opened"));
         state->readBand();
         if (!state->locate(slot)) {
-            kerr::raise(slot, __func__, path + ": its place cannot be understood");
+            kerr::raise(slot, routine, path + ": its place cannot be understood");
             return nullptr;
         }
         return std::unique_ptr<ElevationModel>(new ElevationModel(std::move(state)));

@@ -57,6 +57,7 @@ public:
         if (--layer->users > 0)
             return nullptr;
         removeLocked(layer);
+        // cppcheck-suppress returnStdMoveLocal ; a member of a temporary is no local variable
         return std::move(owned_.extract(layer).mapped());
     }
 
@@ -83,7 +84,7 @@ private:
 std::string utf8FileName(std::u16string_view name) {
     if (name.empty())
         throw ImageError("the file name is empty");
-    const std::string path = kfnp::clean(ktxt::narrow(name));
+    std::string path = kfnp::clean(ktxt::narrow(name));
     if (path.find('\0') != std::string::npos)
         throw ImageError(path + ": the file name holds a null character");
     return path;

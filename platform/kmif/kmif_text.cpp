@@ -78,6 +78,7 @@ std::unique_ptr<KmifDesign> designFrom(const Value& object) {
     for (const Value& field : object["fields"].elements())
         read.push_back(fieldFrom(field));
     std::vector<KmifField> fields;
+    fields.reserve(read.size());
     for (const ReadField& field : read)
         fields.push_back({field.code, field.name, field.count, field.nested.get()});
     return makeDesign(object["name"].asString(), fields);

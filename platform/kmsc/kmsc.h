@@ -37,6 +37,7 @@ using HeapPtr = std::unique_ptr<T, HeapDeleter>;
 /// @return a zero-filled array of `count` T, empty owner when memory is short.
 template <class T>
 HeapPtr<T> makeArray(std::size_t count) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer
     return HeapPtr<T>(static_cast<T*>(kmsc_HeapCalloc(count, sizeof(T))));
 }
 

@@ -40,7 +40,10 @@ void KprjGeographicConverter::run(int direction, double* x, double* y, std::size
                        strideBytes, count, y, strideBytes, count, nullptr, 0, 0, nullptr, 0, 0);
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
     for (std::size_t i = 0; i < count; ++i) {
+        // The caller counts its strides in bytes.
+        // cppcheck-suppress invalidPointerCast
         auto& px = *reinterpret_cast<double*>(reinterpret_cast<char*>(x) + i * strideBytes);
+        // cppcheck-suppress invalidPointerCast
         auto& py = *reinterpret_cast<double*>(reinterpret_cast<char*>(y) + i * strideBytes);
         if (!std::isfinite(px) || !std::isfinite(py))
             px = py = none; // PROJ's infinite mark

@@ -23,8 +23,12 @@ RF_PLATFORM_API std::u16string widenLossy(std::string_view text);
 class KtxtTextU {
 public:
     KtxtTextU() = default;
+    // Implicit: a text is what its characters are.
+    // cppcheck-suppress noExplicitConstructor
     KtxtTextU(const char16_t* text) : text_(text ? text : u"") {}
+    // cppcheck-suppress noExplicitConstructor
     KtxtTextU(std::u16string text) : text_(std::move(text)) {}
+    // cppcheck-suppress noExplicitConstructor
     KtxtTextU(std::u16string_view text) : text_(text) {}
 
     const char16_t* c_str() const { return text_.c_str(); }

@@ -39,8 +39,10 @@ std::optional<Fit> fitOrder(const MatrixXd& m, const MatrixXd& targets) {
     for (Eigen::Index i = 0; i < m.rows(); ++i) {
         // A tie that the others do not determine cannot be predicted from them.
         const double freedom = 1 - q.row(i).squaredNorm();
-        fit.predictionError += freedom > 1e-9 ? (residual.row(i) / freedom).squaredNorm()
-                                              : std::numeric_limits<double>::infinity();
+        if (freedom > 1e-9)
+            fit.predictionError += (residual.row(i) / freedom).squaredNorm();
+        else
+            fit.predictionError = std::numeric_limits<double>::infinity();
     }
     return fit;
 }

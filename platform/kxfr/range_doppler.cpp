@@ -90,7 +90,7 @@ void check(const ModelParameters& p) {
 
 using kmif::DesignPtr;
 
-constexpr std::size_t orbitNumbers = 3 * (sarm::maxOrbitDegree + 1);
+constexpr auto orbitNumbers = std::size_t{3} * (sarm::maxOrbitDegree + 1);
 
 DesignPtr ellipsoidDesign(KERR_REPORT** slot) {
     return DesignPtr(

@@ -80,7 +80,7 @@ PartPtr decodePart(const KxfrPartTexts& texts) {
         !kmif_NodeFromJson(design.get(), ktxt::narrow(texts.data), &node, slot))
         throw std::runtime_error(slot ? kerr_Text(slot.get())
                                       : "the dictionary does not hold its design");
-    return kind->make(node.data());
+    return kind->make(node.data()); // cppcheck-suppress returnDanglingLifetime ; it makes its own copy
 }
 
 } // namespace

@@ -18,7 +18,7 @@ public:
     static constexpr std::size_t maxDigits = 4096;
 
     c_big_int(); ///< 0
-    c_big_int(std::int64_t value);
+    c_big_int(std::int64_t value); // cppcheck-suppress noExplicitConstructor ; it is a number
     c_big_int(const c_big_int& other);
     c_big_int(c_big_int&& other) noexcept;
     c_big_int& operator=(const c_big_int& other);

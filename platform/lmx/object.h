@@ -83,6 +83,7 @@ public:
 protected:
     c_object() = default;
     c_object(const c_object&) {} // a class copies its members with copy_members
+    // cppcheck-suppress operatorEqVarError ; so does an assignment
     c_object& operator=(const c_object&) { return *this; }
 
     void copy_members(const c_object& other);
@@ -109,10 +110,10 @@ protected:
 
     /// Stores a value that fits the member's type and marks it present.
     template <class T>
-    elmx_error set_value(std::size_t member, T value);
-    /// Puts an item that fits in place of the index-th, or before it; behind the last at the end.
+    elmx_error set_value(std::size_t index, T value);
+    /// Puts an item that fits in place of the at-th, or before it; behind the last at the end.
     template <class T>
-    elmx_error put_item(std::size_t member, std::size_t index, T value, bool insert);
+    elmx_error put_item(std::size_t index, std::size_t at, T value, bool insert);
 
     /// The code of the member's value in its set, 0 when it has none.
     int enum_code(std::size_t member) const;

@@ -74,11 +74,10 @@ void sarm_File2Model(double fileX, double fileY, const SarMetadataRecord* record
 void sarm_ReleaseMetadata(SarMetadataRecord* record) {
     if (!record)
         return;
-    StateVectorComponent* components[] = {
-        &record->stateVectorXPosition, &record->stateVectorYPosition,
-        &record->stateVectorZPosition, &record->stateVectorXVelocity,
-        &record->stateVectorYVelocity, &record->stateVectorZVelocity};
-    for (StateVectorComponent* component : components)
+    for (const StateVectorComponent* component :
+         {&record->stateVectorXPosition, &record->stateVectorYPosition,
+          &record->stateVectorZPosition, &record->stateVectorXVelocity,
+          &record->stateVectorYVelocity, &record->stateVectorZVelocity})
         kmsc_HeapFree(component->values);
     kmsc_HeapFree(record);
 }

@@ -197,6 +197,18 @@ class Products(ProductCase):
         self.assertEqual(len(info["warnings"]), 3)
         self.assertIn("C_HV_MAGNITUDE_2 shows polarization VV", info["warnings"][0])
 
+    def test_complex_images_on_the_ground_are_told_of(self):
+        for product_type in ("GRC", "GCC"):
+            product = self.make("rcm", lines=16, samples=16, product_type=product_type)
+            said = rfsar("info", product.opened).stderr
+            self.assertIn(f"{product_type} has complex samples, of which its layers show the real "
+                          "part", said)
+            raw = self.folder / f"{product_type}.raw"
+            rfsar("read", product.opened, "C_HH_MAGNITUDE_1", "-o", raw)
+            real = gdal.Open(str(product.folder / product.truth["images"][0]["file"])).ReadAsArray()[0]
+            np.testing.assert_array_equal(np.fromfile(raw, np.uint16).reshape(16, 16),
+                                          np.maximum(real, 0))
+
 
 class BadInput(ProductCase):
     def test_each_kind_of_wrong_file_gets_one_clear_sentence(self):
@@ -290,7 +302,7 @@ class RealProducts(ProductCase):
     def test_rcm(self):
         copy = self.beside_copy(
             "rcm/16M5_20220605_HHHV_GRD/RCM2_OK2116806_PK2116811_1_16M5_20220605_070317_HH_HV_GRD",
-            [(f"imagery/2116811_1_{p}.tif", 1, gdal.GDT_UInt16, 4845, 4895) for p in
+            [(f"imagery/2116811_1_{p}.tif", 1, gdal.GDT_UInt16, 4845, 9193) for p in
              ("HH", "HV")])
         info = rfsar_json("info", copy)
         self.assertEqual(info["format"]["index"], 2)

@@ -30,7 +30,7 @@ class Names(ProductCase):
         shutil.copytree(rcm.folder, odd)
         inside = f"/vsizip/{archive}/{rcm.folder.name}/metadata/product.xml"
         for name in (rcm.folder, inside, f"RF_SAR:{archive}", f'RF_SAR:"{rcm.folder}"',
-                     f"RF_SAR:{rcm.folder}/manifest.safe", odd / "metadata/product.xml",
+                     rcm.folder / "manifest.safe", archive, odd / "metadata/product.xml",
                      f"RF_SAR:{odd}/metadata/product.xml"):
             with self.subTest(name=name):
                 dataset = gdal.Open(str(name))
@@ -69,7 +69,19 @@ class Names(ProductCase):
                 file.write_text(text, encoding="utf-8")
                 found = gdal.IdentifyDriverEx(str(file), allowed_drivers=["RF_SAR"])
                 self.assertEqual(found is not None, expected)
-        self.assertIsNone(gdal.IdentifyDriverEx(str(self.folder), allowed_drivers=["RF_SAR"]))
+        other = self.folder / "other"
+        other.mkdir()
+        (other / "manifest.safe").write_text("<a/>")
+        (other / "product.xml").write_text("<product/>")
+        (other / "no archive.zip").write_text("PK\3\4")
+        archives = {"other.zip": [rcm.folder / "manifest.safe"],
+                    "several.zip": [capella.opened, self.folder / "yes.json"]}
+        for name, files in archives.items():
+            with zipfile.ZipFile(other / name, "w") as packed:
+                for file in files:
+                    packed.write(file, file.name)
+        for folder in (self.folder, *other.iterdir()):
+            self.assertIsNone(gdal.IdentifyDriverEx(str(folder), allowed_drivers=["RF_SAR"]))
 
 
 class Georeferencing(ProductCase):
@@ -141,6 +153,82 @@ class Georeferencing(ProductCase):
         self.assertLessEqual(max(abs(peak[0] - 12), abs(peak[1] - 12)), 1)
 
         self.check_targets(product)
+
+    def test_a_hill_is_drawn_where_it_stands(self):
+        lon, lat, hill = 11.5, 48.1, 300.0
+        product = self.make("rcm", lines=300, samples=300, targets=[
+            {"lon": lon, "lat": lat, "height": hill}])
+        columns = self.folder / "elevations.tif"
+        dem = gdal.GetDriverByName("GTiff").Create(str(columns), 100, 100, 1, gdal.GDT_Float32)
+        dem.SetGeoTransform([lon - 0.1, 2e-3, 0, lat + 0.1, 0, -2e-3])
+        dem.SetProjection(osr.GetUserInputAsWKT("EPSG:4326"))
+        heights = np.full((100, 100), 120.0)
+        heights[45:55, 45:55] = hill  # a mesa, 1 km to each side
+        dem.WriteArray(heights)
+        dem = None
+        by_tool = self.folder / "by tool.tif"
+        done = tool("gdalwarp", "-q", "-rpc", "-to", f"RPC_DEM={columns}", "-et", 0,
+                    product.opened, by_tool)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        incidence = product.truth["geometry"]["incidenceCentreDeg"]
+        away = (hill - 120.0) / np.tan(np.radians(incidence))  # towards the antenna
+        for dataset, expected in ((gdal.Open(str(by_tool)), 0.0),
+                                  (open_product(product.opened, GEOREF="MAP", DEM=columns), 0.0),
+                                  (open_product(product.opened, GEOREF="MAP"), away)):
+            pixels = dataset.GetRasterBand(1).ReadAsArray().astype(float)
+            row, column = np.unravel_index(pixels.argmax(), pixels.shape)
+            x0, dx, _, y0, _, dy = dataset.GetGeoTransform()
+            east = (x0 + (column + 0.5) * dx - lon) * 111320 * np.cos(np.radians(lat))
+            north = (y0 + (row + 0.5) * dy - lat) * 111200
+            # A pixel is 6.25 m; the product and what is drawn each take the nearest.
+            self.assertAlmostEqual(np.hypot(east, north), expected, delta=10)
+
+    def test_a_place_of_an_image_that_is_no_map_is_looked_up_too(self):
+        product = self.make("radarsat2", lines=200, samples=200)
+        name = named(product.opened, "C_HH_MAGNITUDE_1")
+        clutter = np.percentile(gdal.Open(name).ReadAsArray(), 99)
+        for target in product.truth["targets"][:4]:
+            found = tool("gdallocationinfo", "-valonly", "-wgs84", "-oo", "GEOREF=MAP", name,
+                         target["lon"], target["lat"])
+            self.assertGreater(int(found.stdout), 5 * clutter)
+
+    def test_a_drawing_on_the_map_is_a_dataset_of_its_own(self):
+        product = self.make("rcm", lines=64, samples=64)
+        before = product.opened.read_bytes()
+        drawn = open_product(product.opened, GEOREF="MAP")
+        own = open_product(product.opened)
+        self.assertEqual((drawn.GetGCPCount(), drawn.GetMetadata("RPC")), (0, {}))
+        self.assertEqual(drawn.GetMetadata(), own.GetMetadata())
+        self.assertEqual(drawn.GetFileList(), own.GetFileList())
+        for i in (1, 2):
+            band, its = drawn.GetRasterBand(i), own.GetRasterBand(i)
+            self.assertEqual(band.GetDescription(), its.GetDescription())
+            self.assertEqual(band.GetMetadata(), its.GetMetadata())
+            self.assertEqual(band.GetNoDataValue(), 0)
+        self.assertEqual(drawn.ReadAsArray()[0, 0, 0], 0)  # beside the image
+        sigma = open_product(named(product.opened, "SIGMA_NOUGHT_HH"), GEOREF="MAP")
+        self.assertEqual(sigma.GetRasterBand(1).DataType, gdal.GDT_Float32)
+        self.assertTrue(np.isnan(sigma.GetRasterBand(1).GetNoDataValue()))
+        self.assertTrue(np.isnan(sigma.ReadAsArray()[0, 0]))
+        self.assertFalse(np.isnan(sigma.ReadAsArray()[20:40, 30:60]).any())
+        drawn = own = sigma = None
+        self.assertEqual(product.opened.read_bytes(), before)
+        far = self.make("radarsat2", lines=64, samples=64, centre="179.9999,10")
+        drawn = open_product(far.opened, GEOREF="MAP")
+        self.assertIn("UTM zone", drawn.GetSpatialRef().GetName())
+        self.assertLess(drawn.RasterXSize, 200)
+        by_ties = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa")
+        self.assertEqual(open_product(by_ties.opened, GEOREF="MAP").GetGCPCount(), 0)
+        nowhere = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa", gcps=False,
+                            name="nowhere")
+        with self.assertRaisesRegex(RuntimeError, "nowhere.json: its place .* is not known"):
+            open_product(nowhere.opened, GEOREF="MAP")
+        with self.assertRaisesRegex(RuntimeError, "product.xml: .*none.tif"):
+            open_product(product.opened, GEOREF="MAP", DEM="none.tif")
+        with self.assertRaisesRegex(RuntimeError, "DEM is for GEOREF=MAP"):
+            open_product(product.opened, DEM="none.tif")
+        projected = self.make("capella-geo", lines=64, samples=64)
+        self.assertEqual(open_product(projected.opened, GEOREF="MAP").RasterXSize, 64)
 
     def test_rational_functions_hold_in_odd_places(self):
         for family in ("rcm", "radarsat2", "capella-slc"):

@@ -50,7 +50,9 @@ class Layers(ProductCase):
             self.assertEqual(band.DataType, TYPES[description.rsplit(", ", 1)[1]], description)
             pole = band.GetMetadataItem("POLARIMETRIC_INTERP")
             kind = re.search("MAGNITUDE|PHASE|COMPLEX", layer)
-            if kind and product.truth["recipe"]["product_type"] != "GRC":
+            halved = product.truth["recipe"]["product_type"] == "GRC" and "MAGNITUDE" in layer
+            self.assertEqual("real part" in description, halved)
+            if kind and not halved:
                 image = next(i["file"] for i in product.truth["images"] if i["pole"] == pole)
                 samples = complex_samples(product.folder / image)
                 expected = (samples if kind[0] == "COMPLEX" or not product.truth["complex"]
@@ -198,6 +200,41 @@ class Calibration(ProductCase):
         self.assertAlmostEqual(float(levels[0].min()), -29.0, places=2)
         rs2 = self.make("radarsat2", lines=64, samples=131)
         self.assertLess(float(gdal.Open(named(rs2.opened, "NESZ")).ReadAsArray().max()), -20)
+
+    def test_capella_states_its_noise_over_slant_range(self):
+        product = self.make("capella-slc", lines=8, samples=1001)
+        image = json.loads(next(product.folder.glob("*_extended.json")).read_text())
+        image = image["collect"]["image"]
+        ranges = (image["image_geometry"]["range_to_first_sample"] + np.arange(1001)
+                  * image["image_geometry"]["delta_range_sample"])
+        expected = np.polyval(image["nesz_polynomial"]["coefficients"][::-1], ranges)
+        self.assertGreater(np.ptp(expected), 0.05)
+        levels = gdal.Open(named(product.opened, "NESZ_VV")).ReadAsArray()
+        np.testing.assert_allclose(levels, np.tile(expected, (8, 1)), atol=1e-4)
+        for family in ("capella-geo", "capella-grd"):
+            self.assertNotIn("NESZ_HH", subdatasets(open_product(
+                self.make(family, lines=8, samples=8).opened)))
+
+    def test_incidence_angles_without_a_table_come_from_the_sensor_model(self):
+        for family, fields in (("radarsat2", {}), ("radarsat2", {"product_type": "SGF",
+                                                                 "pixel_order": "decreasing"}),
+                               ("capella-slc", {}), ("capella-grd", {"height": 0.0})):
+            with self.subTest(family=family, **fields):
+                product = self.make(family, lines=65, samples=2001, name=f"{family}{len(fields)}",
+                                    **fields)
+                geometry = product.truth["geometry"]
+                ends = [geometry["incidenceNearDeg"], geometry["incidenceFarDeg"]]
+                if "pixel_order" in fields:
+                    ends.reverse()
+                angles = gdal.Open(named(product.opened, "INCIDENCE_ANGLE")).ReadAsArray()
+                np.testing.assert_allclose(angles[32, [0, -1]], ends, atol=1e-4)
+                # Between columns that are computed, and along the image, it bends smoothly.
+                self.assertLess(np.abs(np.diff(angles, 2, axis=1)).max(), 1e-5)
+                self.assertLess(np.ptp(angles, axis=0).max(), 0.01)
+        for family, fields in (("capella-geo", {}), ("radarsat2", {"product_type": "SSG"}),
+                               ("capella-slc", {"image_geometry": "pfa"})):
+            product = self.make(family, lines=8, samples=8, name=f"none {family}", **fields)
+            self.assertNotIn("INCIDENCE_ANGLE", subdatasets(open_product(product.opened)))
 
 
 class Overviews(ProductCase):

@@ -61,7 +61,7 @@ class Checks(ProductCase):
         product = self.make("rcm", lines=64, samples=64, polarizations="HH HV VH VV")
         self.assertIn("shows polarization", self.check(product)["warn poles"])
         self.edit(product, r"<samplesPerLine>64<", "<samplesPerLine>65<")
-        self.assertIn("have 64 samples, the product states 65",
+        self.assertIn("has 64 x 64 pixels, the product states 65 x 64",
                       self.check(product)["fail sizes"])
 
 

@@ -236,13 +236,41 @@ TEST(LayerOpen, MissingBandsAndFilesFailWithTheReason) {
     EXPECT_EQ(openLayer(missing.get(), u"C_HH_MAGNITUDE_1").status, RF_SAR_FAILURE);
     EXPECT_THAT(printed.text, testing::AllOf(testing::HasSubstr("kimg_LayerOpen failed"),
                                              testing::HasSubstr("hh.tif")));
-    support::writeImage((folder.path() / "hh.tif").string(), {},
-                        [](int, int, int) { return std::pair{1, 0}; });
-    const OpenProduct complexOne(rs2(folder, "SLC")); // one real band: the imaginary is missing
-    printed.text.clear();
-    EXPECT_EQ(openLayer(complexOne.get(), u"C_HH_MAGNITUDE_1").status, RF_SAR_FAILURE);
-    EXPECT_THAT(printed.text, testing::HasSubstr("kimg_LayerOpen failed"));
     EXPECT_EQ(kmsc_BlocksInUse(), blocks);
+}
+
+TEST(LayerOpen, ImagesOfAnotherKindYieldNoSamples) {
+    const TemporaryFolder folder;
+    const struct {
+        const char* product;
+        ImageShape image;
+        const char* found;
+    } cases[] = {{"SLC", {}, "hh.tif: holds 1 real bands, but the layer's samples are complex"},
+                 {"SLC", {64, 48, 3, SampleType::int16}, "holds 3 real bands"},
+                 {"SGF", {64, 48, 2, SampleType::int16}, "holds 2 real bands"},
+                 {"SGF", {64, 48, 1, SampleType::complexInt16}, "holds complex samples in one"},
+                 {"Capella", {}, "C.tif: holds 1 real bands"},
+                 {"Capella", {64, 48, 2, SampleType::int16}, "C.tif: holds 2 real bands"}};
+    for (const auto& each : cases) {
+        const bool capella = std::string_view(each.product) == "Capella";
+        support::writeImage(folder / (capella ? "C.tif" : "hh.tif"), each.image, [](int, int, int) {
+            return std::pair{1, 0};
+        });
+        const OpenProduct product(capella ? capellaSlc(folder) : rs2(folder, each.product));
+        Printed printed;
+        const auto opened =
+            openLayer(product.get(), capella ? u"X_VV_MAGNITUDE_1" : u"C_HH_MAGNITUDE_1");
+        const bool detected = std::string_view(each.product) == "SGF";
+        EXPECT_EQ(opened.status, detected ? 0 : RF_SAR_FAILURE) << each.found;
+        if (detected) {
+            std::vector<std::uint16_t> block(64 * 48);
+            void* buffer = block.data();
+            EXPECT_EQ(rf_sarLayerRasterRead(opened.layer, 0, 0, &buffer), RF_SAR_FAILURE);
+            EXPECT_EQ(buffer, nullptr);
+            rf_sarLayerClose(opened.layer);
+        }
+        EXPECT_THAT(printed.text, testing::HasSubstr(each.found));
+    }
 }
 
 TEST(LayerRead, FailedComplexReadIsLoggedAndAnswersZero) {

@@ -106,8 +106,9 @@ class _Writer:
         middle = self.instant(s.centre_s)
         prf = [{"start_timestamps": [self.instant(0)], "prf": PRF_HZ[0]},
                {"start_timestamps": [middle], "prf": PRF_HZ[1]}]
+        range_m, bend = s.centre_range_m, 1e-6  # dB of the slant range in m, lowest mid-image
         polynomial = {"type": "standard", "dimension": 1, "degree": 3,
-                      "coefficients": [529189.5, -1.44, 1.3e-6, -4e-13]}
+                      "coefficients": [bend * range_m ** 2 - 14.0, -2 * bend * range_m, bend, 0.0]}
         return {
             "software_version": "sarsim", "processing_time": self.instant(86400),
             "processing_deployment": "simulation", "copyright": "Simulated data.",

@@ -111,7 +111,7 @@ class _Writer:
 
     def noise(self, kind, level):
         count = min(99, self.r.samples)
-        step = max((self.r.samples - 1) // max(count - 1, 1), 1)
+        step = max(-(-(self.r.samples - 1) // max(count - 1, 1)), 1)
         values = level - 1.5 * np.sin(np.linspace(0, np.pi, count))
         return element(
             "referenceNoiseLevel", element("pixelFirstNoiseValue", 0), element("stepSize", step),

@@ -241,7 +241,7 @@ def _calibration(scene):
         xmlns=NAMESPACE)}
     tables = gains(scene)
     count = min(100, r.samples)
-    step = max((r.samples - 1) // max(count - 1, 1), 1)
+    step = max(-(-(r.samples - 1) // max(count - 1, 1)), 1)
     for pole in r.image_poles:
         for _, stem in TABLES:
             roots[f"{stem}_{pole}.xml"] = element(

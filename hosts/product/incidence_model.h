@@ -1,0 +1,34 @@
+#pragma once
+
+#include "loader/product.h"
+#include "product/column_profile.h"
+#include "product/product_document.h"
+#include "sarm/model.h"
+
+#include <string>
+
+namespace product {
+
+/// @return whether the product states a grid of range and time, from which the plug-in makes a
+///         sensor model; maps and spotlight images in polar format have none.
+bool statesRadarGrid(const ProductDocument& document);
+
+/// Incidence angles computed from the sensor model, for products without a table of them: between
+/// the line of sight and the ellipsoid's normal, where the pixel meets the height of the scene.
+/// Constant after construction.
+class IncidenceModel {
+public:
+    /// @throws loader::Error naming the product when the plug-in has no model of that layer.
+    IncidenceModel(const loader::Product& product, const std::string& layer);
+
+    /// @return degrees along a line of an image of this width; linear between columns that lie
+    ///         so close that the error stays below 1e-5 degrees.
+    /// @throws loader::Error where a pixel does not meet the ground.
+    ColumnProfile along(std::uint32_t line, std::uint32_t width) const;
+
+private:
+    std::string name_;
+    sarm::Model model_;
+};
+
+} // namespace product
