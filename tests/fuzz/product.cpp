@@ -71,10 +71,11 @@ void readNode(const loader::Product& opened, const std::string& name) {
 void readDocument(const std::string& file) {
     const product::ProductDocument document = product::readDocument(file);
     static_cast<void>(product::metadataItems(document));
+    constexpr std::uint32_t width = 100; // of an image that such tables might be of
     for (const product::NoiseTable& table : product::noiseTables(document))
-        attempt([&] { product::readNoise(document, table); });
-    if (const std::string angles = product::incidenceFile(document); !angles.empty())
-        attempt([&] { product::readIncidence(angles); });
+        attempt([&] { product::readNoise(document, table, width); });
+    if (!product::incidenceFile(document).empty())
+        attempt([&] { product::readIncidence(document, width); });
 }
 
 void readProduct(const std::string& entry) {
