@@ -20,7 +20,7 @@ productOf(const std::shared_ptr<const OpenedProduct>& opened) {
 /// A layer of the plug-in, block by block as it is.
 class LayerRaster final : public Raster {
 public:
-    LayerRaster(std::shared_ptr<const loader::Product> product, const std::string& name)
+    LayerRaster(const std::shared_ptr<const loader::Product>& product, const std::string& name)
         : LayerRaster(product, product->openLayer(name)) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const override {
@@ -206,9 +206,9 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     case Entry::Kind::complexSamples:
         return std::make_unique<ComplexRaster>(opened, entry);
     case Entry::Kind::noise:
-        return std::make_unique<ColumnRaster>(opened, entry, "dB",
-                                              readNoise(opened->document, entry.noise,
-                                                        entry.image->samples->width()));
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "dB",
+            readNoise(opened->document, entry.noise, entry.image->samples->width()));
     case Entry::Kind::incidence:
         if (incidenceFile(opened->document).empty())
             return std::make_unique<IncidenceRaster>(opened, entry);

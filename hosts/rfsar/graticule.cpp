@@ -92,6 +92,7 @@ private:
 
     std::vector<Overlay::Spot> spotsOf(const Place& from, const Place& to) const {
         std::vector<KxfrMapPoint> ground;
+        ground.reserve(pointsOfLine + 1);
         for (int i = 0; i <= pointsOfLine; ++i) {
             const double part = static_cast<double>(i) / pointsOfLine;
             const double lon = from.lonDeg + part * (to.lonDeg - from.lonDeg);
@@ -102,6 +103,7 @@ private:
         std::vector<KxfrPixel> pixels(ground.size());
         picture_.locator.toImage(ground, pixels);
         std::vector<Overlay::Spot> spots;
+        spots.reserve(pixels.size());
         for (const KxfrPixel& pixel : pixels)
             spots.push_back({(pixel.sample + 0.5) * overlay_.width() / picture_.imageWidth - 0.5,
                              (pixel.line + 0.5) * overlay_.height() / picture_.imageHeight - 0.5});

@@ -54,8 +54,8 @@ double cubic(double distance) {
 template <class T>
 struct Nearest {
     T operator()(const T* samples, const Source& source, double x, double y) const {
-        const auto column = static_cast<std::size_t>(x + 0.5),
-                   line = static_cast<std::size_t>(y + 0.5);
+        const auto column = static_cast<std::size_t>(std::floor(x + 0.5)),
+                   line = static_cast<std::size_t>(std::floor(y + 0.5));
         return samples[line * source.stride + column];
     }
 };
@@ -97,11 +97,12 @@ public:
 private:
     /// @return where the weights begin.
     std::size_t weigh(double at, std::vector<double>& weights) const {
-        const double first = std::ceil(at - radius_), last = std::floor(at + radius_);
+        const auto first = static_cast<std::ptrdiff_t>(std::ceil(at - radius_));
+        const auto last = static_cast<std::ptrdiff_t>(std::floor(at + radius_));
         weights.clear();
         double sum = 0;
-        for (double place = first; place <= last; ++place) {
-            weights.push_back(filter_((place - at) / reduction_));
+        for (std::ptrdiff_t place = first; place <= last; ++place) {
+            weights.push_back(filter_((static_cast<double>(place) - at) / reduction_));
             sum += weights.back();
         }
         for (double& weight : weights)

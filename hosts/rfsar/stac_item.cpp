@@ -185,19 +185,27 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
            !factOf(facts, "BEAM_MODE").empty();
 }
 
+/// As the product's record has it; a product without one may still state the angle.
+std::optional<double> recordedIncidenceDeg(const loader::Product& opened) {
+    const auto nodes = opened.nodeNames();
+    if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
+        return std::nullopt;
+    try {
+        std::string remarks;
+        const KmifNode node = opened.node(":SAR_Metadata", remarks);
+        const double angle =
+            static_cast<const SarMetadataRecord*>(node.data())->incidenceAngleCentre;
+        return angle > 0 ? std::optional(angle) : std::nullopt;
+    } catch (const loader::Error&) {
+        return std::nullopt;
+    }
+}
+
 /// The angle at the scene's centre: of the product's record, else as the document states it.
 std::optional<double> incidenceDeg(const loader::Product* opened, const Facts& facts) {
-    const auto nodes = opened ? opened->nodeNames() : std::vector<std::string>();
-    if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") != nodes.end())
-        try {
-            std::string remarks;
-            const KmifNode node = opened->node(":SAR_Metadata", remarks);
-            const auto* record = static_cast<const SarMetadataRecord*>(node.data());
-            if (record->incidenceAngleCentre > 0)
-                return record->incidenceAngleCentre;
-        } catch (const loader::Error&) {
-            // a product without a record may still state the angle
-        }
+    if (opened)
+        if (const auto angle = recordedIncidenceDeg(*opened))
+            return angle;
     if (const auto centre = number(factOf(facts, "CENTER_INCIDENCE_ANGLE")))
         return centre;
     const auto nearAngle = number(factOf(facts, "NEAR_RANGE_INCIDENCE_ANGLE"));
@@ -216,7 +224,7 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
 }
 
 std::string idOf(const ProductDocument& document) {
-    if (const std::string id =
+    if (std::string id =
             firstText({textAt(document.root, "productId"), textAt(document.root, "id")});
         !id.empty())
         return id;

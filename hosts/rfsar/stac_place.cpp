@@ -13,7 +13,9 @@ using product::textAt;
 
 std::optional<loader::Layer> firstLayer(const loader::Product* opened,
                                         std::vector<std::string>& warnings) {
-    for (const std::string& name : opened ? opened->layerNames() : std::vector<std::string>())
+    if (!opened)
+        return std::nullopt;
+    for (const std::string& name : opened->layerNames())
         try {
             return opened->openLayer(name);
         } catch (const loader::Error& error) {
