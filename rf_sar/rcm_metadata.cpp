@@ -119,8 +119,6 @@ void rcmImageMetadata::readPolarizations(const kfio::ProductTree& product) {
 void rcmImageMetadata::readProductType(const kfio::ProductTree& product) {
     const auto type = product.get<std::string>(
         "imageGenerationParameters.generalProcessingInformation.productType");
-    // Kept: the complex images of GRC and GCC products have layers like detected ones, which show
-    // the real part. (rfsar_test: complex images on the ground)
     isComplex = equalsIgnoringCase(type, "SLC");
     if (isRadarsat2()) {
         mapType(rs2Types, type, productTypeIndex);

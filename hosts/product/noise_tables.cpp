@@ -67,8 +67,9 @@ ColumnProfile noiseOfPolynomial(const ProductDocument& document) {
         throw loader::Error(document.extendedFile + ": an image cannot have " +
                             textAt(document.extended, "collect/image/columns") + " columns");
     ColumnProfile profile{0, polynomialStep, {}};
-    for (double column = 0; column < columns - 1 + polynomialStep; column += polynomialStep) {
-        const double rangeM = nearM + column * stepM;
+    const auto last = static_cast<std::int64_t>(columns) - 1;
+    for (std::int64_t column = 0; column < last + polynomialStep; column += polynomialStep) {
+        const double rangeM = nearM + static_cast<double>(column) * stepM;
         profile.values.push_back(
             std::accumulate(coefficients.rbegin(), coefficients.rend(), 0.0,
                             [&](double sum, double next) { return sum * rangeM + next; }));

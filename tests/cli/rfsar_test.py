@@ -146,13 +146,9 @@ class Products(ProductCase):
         for product_type in ("GRC", "GCC"):
             product = self.make("rcm", lines=16, samples=16, product_type=product_type)
             said = rfsar("info", product.opened).stderr
-            self.assertIn(f"{product_type} has complex samples, of which its layers show the real "
-                          "part", said)
-            raw = self.folder / f"{product_type}.raw"
-            rfsar("read", product.opened, "C_HH_MAGNITUDE_1", "-o", raw)
-            real = gdal.Open(str(product.folder / product.truth["images"][0]["file"])).ReadAsArray()[0]
-            np.testing.assert_array_equal(np.fromfile(raw, np.uint16).reshape(16, 16),
-                                          np.maximum(real, 0))
+            self.assertIn(f"{product_type} has complex samples, which its layers", said)
+            self.assertFails(rfsar("read", product.opened, "C_HH_MAGNITUDE_1", "-o",
+                                   self.folder / "out.raw"), "HH.tif: holds 2 real bands")
 
 
 class BadInput(ProductCase):
