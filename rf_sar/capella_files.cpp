@@ -27,8 +27,10 @@ std::optional<std::u16string> fileOfAsset(std::u16string_view itemName, const st
             continue;
         auto candidate = kstr::format(u"%s/%s", {std::u16string_view(directory),
                                                  std::u16string_view(ktxt::widen(name))});
-        if (kfio_FileExists(candidate))
+        if (kfio_FileExists(candidate)) {
+            refuseLinksOutsideProduct(itemName, candidate);
             return candidate;
+        }
     }
     return std::nullopt;
 }

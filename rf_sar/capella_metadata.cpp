@@ -4,9 +4,10 @@
 #include "capella_readnodes.h"
 #include "host_list.h"
 #include "kfio/kfio.h"
+#include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"
 #include "messages.h"
-#include "kfio/product_tree.h"
+#include "referenced_file.h"
 #include "text_match.h"
 
 #include <memory>
@@ -112,6 +113,7 @@ capellaImageMetadata::Product capellaImageMetadata::readExtended(KerrException& 
     const auto extended = capella_files::besideItem(fileName, u"_extended.json");
     if (!kfio_FileExists(extended))
         report.Throw(messages::noExtendedMetadata);
+    refuseLinksOutsideProduct(fileName, extended);
     const kfio::ProductTree tree = kfio::readJsonTree(ktxt::narrow(extended));
     const auto transmit = tree.get<std::string>("collect.radar.transmit_polarization");
     const auto receive = tree.get<std::string>("collect.radar.receive_polarization");
@@ -142,6 +144,7 @@ std::vector<std::u16string> capellaImageMetadata::getReferencedFiles(std::uint32
         const Product product = item ? readItem(report) : readExtended(report);
         if (product.image.empty())
             report.Throw("the item has no assets");
+        refuseLinksOutsideProduct(fileName, product.image);
         classify(product.type);
         *index = static_cast<std::uint32_t>(formatIndex);
         referencedFiles.push_back(product.image);

@@ -8,6 +8,7 @@
 #include "messages.h"
 #include "metadata_element.h"
 #include "record_parts.h"
+#include "referenced_file.h"
 #include "text_match.h"
 
 #include <algorithm>
@@ -24,6 +25,7 @@ std::u16string extendedBeside(std::u16string_view productFile, KerrException& re
         TolvanLog::Write(operation, kerrError, ktxt::narrow(name) + " does not exist");
         report.Throw(messages::noExtendedMetadata);
     }
+    refuseLinksOutsideProduct(productFile, name);
     return name;
 }
 

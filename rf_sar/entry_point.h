@@ -3,6 +3,7 @@
 #include "kerr/kerr.h"
 
 #include <exception>
+#include <new>
 #include <string_view>
 
 /// Prints a report under a fixed message.
@@ -17,13 +18,17 @@ inline void printFailure(const char* function, const char* message, KERR_REPORT*
 /// under the entry point's name, and `failure` is the answer.
 template <class Result, class Body>
 Result entryPoint(std::string_view name, Result failure, Body body) {
-    KerrException report("rf_sar", name);
     try {
-        return body(report);
-    } catch (const std::exception& error) { // host errors, TolvanLog's, and standard ones
-        report.Log(error.what());
-    } catch (...) {
-        report.Log("unknown exception");
+        KerrException report("rf_sar", name);
+        try {
+            return body(report);
+        } catch (const std::exception& error) { // host errors, TolvanLog's, and standard ones
+            report.Log(error.what());
+        } catch (...) {
+            report.Log("unknown exception");
+        }
+    } catch (const std::bad_alloc&) {
+        // no memory is left to tell it
     }
     return failure;
 }

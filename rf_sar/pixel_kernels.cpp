@@ -180,7 +180,7 @@ private:
 
     /// Gives the rounded size the sample's sign, as the rule does: +0.5 and truncation toward zero
     /// take the nearest number, less 1 below zero. Only the low 16 bits of the result count.
-    static HWY_INLINE auto cut(Vec rounded, Vec imaginary) {
+    static HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> cut(Vec rounded, Vec imaginary) {
         const auto below = hn::BroadcastSignBit(hn::BitCast(di, imaginary));
         const auto size =
             hn::Max(hn::Add(hn::BitCast(di, rounded), below), hn::Set(di, roundingBits));

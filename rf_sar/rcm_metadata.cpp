@@ -101,6 +101,7 @@ void rcmImageMetadata::listImages(const kfio::ProductTree& product) {
         referencedFiles.push_back(
             kstr::format(u"%s/%s", {std::u16string_view(directory),
                                     std::u16string_view(ktxt::widen(child.data()))}));
+        refuseLinksOutsideProduct(fileName, referencedFiles.back());
     }
 }
 

@@ -69,6 +69,7 @@ double readCentreIncidence(const std::string& productFile, const std::string& na
     refuseNamesOutsideProduct(name);
     const std::string folder = ktxt::narrow(kfnp_FileNameGetPathPart(ktxt::widen(productFile)));
     const std::string file = kfnp::clean(folder + "/calibration/" + name);
+    refuseLinksOutsideProduct(ktxt::widen(productFile), ktxt::widen(file));
     const kfio::ProductTree document = kfio::readXmlTree(file);
     const MetadataElement angles = MetadataElement(document, file).child("incidenceAngles");
     angles.number("angles");

@@ -1,7 +1,9 @@
 #include "referenced_file.h"
 
 #include "kerr/kerr.h"
+#include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
+#include "ktxt/ktxt.h"
 
 void refuseNamesOutsideProduct(std::string_view name) {
     const char* why = nullptr;
@@ -23,4 +25,10 @@ void refuseNamesOutsideProduct(std::string_view name) {
     }
     throw TolvanLog::Exception("referenced file name \"" + std::string(name) + "\" " + why +
                                " and is refused");
+}
+
+void refuseLinksOutsideProduct(std::u16string_view productFile, std::u16string_view file) {
+    if (kfio::linkLeavesProduct(ktxt::narrow(productFile), ktxt::narrow(file)))
+        throw TolvanLog::Exception(kfnp::clean(ktxt::narrow(file)) +
+                                   " is a link that leaves the product's folder and is refused");
 }

@@ -160,16 +160,20 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
                          uint32_t* width, uint32_t* height, uint32_t* reserved,
                          uint32_t* blockWidth, uint32_t* blockHeight, RF_SARLayer** layer) {
     const OpenOutputs out{pixelType, width, height, reserved, blockWidth, blockHeight};
-    KerrException failure("rf_sar", openName);
     try {
-        return openLayer(file, name, out, layer, failure);
-    } catch (const std::out_of_range&) {
-        throw; // Kept: the one error that hosts catch themselves.
-               // (LayerOpen.NumbersBeyondTheProductAreOutOfRange)
-    } catch (const KerrException& error) {
-        kerr_PrintErrorReport(error.report());
-    } catch (const std::exception& error) {
-        printFailure(openName, error.what(), nullptr);
+        KerrException failure("rf_sar", openName);
+        try {
+            return openLayer(file, name, out, layer, failure);
+        } catch (const std::out_of_range&) {
+            throw; // Kept: the one error that hosts catch themselves.
+                   // (LayerOpen.NumbersBeyondTheProductAreOutOfRange)
+        } catch (const KerrException& error) {
+            kerr_PrintErrorReport(error.report());
+        } catch (const std::exception& error) {
+            printFailure(openName, error.what(), nullptr);
+        }
+    } catch (const std::bad_alloc&) {
+        // no memory is left to tell it
     }
     return RF_SAR_FAILURE;
 }

@@ -48,16 +48,20 @@ bool readTable(const std::string& file, const Entry& entry, Record& record, KERR
 }
 
 /// The same for a file as product.xml names it.
-bool readNamedTable(const std::string& folder, const std::string& name, const Entry& entry,
+bool readNamedTable(std::u16string_view productFile, const std::string& name, const Entry& entry,
                     Record& record, KERR_REPORT** slot) {
+    const std::string folder =
+        ktxt::narrow(kfnp_FileNameGetPathPart(kfnp_FileNameExternalToInternal(productFile)));
+    const std::string file = kfnp::clean(folder + name);
     try {
         refuseNamesOutsideProduct(name);
+        refuseLinksOutsideProduct(productFile, ktxt::widen(file));
     } catch (const TolvanLog::Exception& refusal) {
         kerr::raise(slot, function, refusal.what());
         kerr::raise(slot, function, entry.message);
         return false;
     }
-    return readTable(kfnp::clean(folder + name), entry, record, slot);
+    return readTable(file, entry, record, slot);
 }
 
 } // namespace
@@ -66,8 +70,6 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     const auto product = rs2::bindProduct(ktxt::narrow(productFile), function, slot);
     if (!product)
         return nullptr;
-    const std::string folder =
-        ktxt::narrow(kfnp_FileNameGetPathPart(kfnp_FileNameExternalToInternal(productFile)));
     const auto& image = product->get_imageAttributes();
 
     CalibrationPtr record(kmsc::makeArray<Record>(1).release());
@@ -75,7 +77,7 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
         throw std::bad_alloc();
     std::size_t read = 0;
     while (read < std::min(image.size_lookupTable(), std::size(entries)) &&
-           readNamedTable(folder, image.get_lookupTable(read).get_lookupTable(), entries[read],
+           readNamedTable(productFile, image.get_lookupTable(read).get_lookupTable(), entries[read],
                           *record, slot))
         ++read;
     if (read == 0)

@@ -81,7 +81,8 @@ def man_page(version, main, verbs):
         page.append(f".SS {roff(name)}\n{roff(text.description)}\n{entries_roff(own)}")
         if text.footer:
             page.append(f".PP\n.nf\n{roff(text.footer)}\n.fi\n")
-    page.append(".SH EXIT STATUS\n0: done. 1: failed. 2: wrong usage.\n"
+    page.append(".SH EXIT STATUS\n0: done. 1: failed. 2: wrong usage. Interrupted, by the signal (130 or 143 in a "
+                "shell). A file is written whole or not at all.\n"
                 ".SH SEE ALSO\n.BR gdalinfo (1)\n")
     return "".join(page)
 

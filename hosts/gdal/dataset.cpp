@@ -6,9 +6,13 @@
 #include "product/metadata_items.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace rf_sar_gdal {
 namespace {
+
+using namespace std::string_view_literals;
 
 /// Domains of the plug-in's nodes: "json:SAR_Metadata" holds the node ":SAR_Metadata".
 constexpr char jsonPrefix[] = "json:";
@@ -16,6 +20,19 @@ constexpr char jsonPrefix[] = "json:";
 bool sameShape(GDALRasterBand& a, GDALRasterBand& b) {
     return a.GetXSize() == b.GetXSize() && a.GetYSize() == b.GetYSize() &&
            a.GetRasterDataType() == b.GetRasterDataType();
+}
+
+bool isTiff(const std::string& file) {
+    if (!kfio::fileState(file).isRegularFile)
+        return false;
+    constexpr std::string_view starts[] = {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv};
+    std::array<char, 4> head{};
+    VSILFILE* opened = VSIFOpenL(file.c_str(), "rb");
+    const bool read = opened && VSIFReadL(head.data(), 1, head.size(), opened) == head.size();
+    if (opened)
+        VSIFCloseL(opened);
+    return read && std::find(std::begin(starts), std::end(starts),
+                             std::string_view(head.data(), head.size())) != std::end(starts);
 }
 
 } // namespace
@@ -103,7 +120,8 @@ void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
 }
 
 /// Statistics go into <product file>.aux.xml under the entry's name, overviews into
-/// <product file>.<entry>.ovr, both only when the user asks for them.
+/// <product file>.<entry>.ovr, both only when the user asks for them. Who made the product may have
+/// put such files there: they are not followed to other files.
 void SarDataset::nameSidecars(const OpenRequest& request) {
     const std::string& shown = request.layer.empty() ? request.calibration : request.layer;
     std::string stem = opened_->product.name();
@@ -113,7 +131,12 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
         stem += "." + shown;
     }
     TryLoadXML();
-    oOvManager.Initialize(this, stem.c_str());
+    oMDMD.SetMetadata(nullptr, "OVERVIEWS"); // may name overviews anywhere
+    CPLStringList beside;
+    beside.AddString(CPLGetFilename(stem.c_str()));
+    if (const std::string overviews = stem + ".ovr"; isTiff(overviews))
+        beside.AddString(CPLGetFilename(overviews.c_str()));
+    oOvManager.Initialize(this, stem.c_str(), beside.List());
 }
 
 const ProductImage* SarDataset::image() const {
@@ -191,7 +214,9 @@ char** SarDataset::GetFileList() {
         add(image.file);
     for (const auto* names : {&opened_->facts.tables, &opened_->facts.furtherFiles})
         for (const std::string& name : *names)
-            add(opened_->document.folder() + name);
+            if (const std::string file = opened_->document.folder() + name;
+                product::isOwnFile(opened_->document, file))
+                add(file); // tools copy and delete what is listed
     return files.StealList();
 }
 

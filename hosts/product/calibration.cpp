@@ -62,7 +62,7 @@ Calibration capellaScale(const ProductDocument& document, std::uint32_t width) {
     const auto scale = parseNumbers(text, document.extendedFile);
     if (scale.size() != 1 || !(scale[0] > 0))
         throw loader::Error(document.extendedFile + ": \"" + text + "\" is no scale factor");
-    return {0, std::vector<double>(width, 1 / (scale[0] * scale[0]))};
+    return {0, ColumnProfile{0, 1, {1 / (scale[0] * scale[0])}}.expand(width)};
 }
 
 struct Lut {

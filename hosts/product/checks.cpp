@@ -262,7 +262,7 @@ struct Check {
     void (*run)(const Subject& subject, Findings& findings);
     bool cheap; ///< reads headers and tables at most
 };
-/// Each adds one finding or more, unless what it looks at does not open.
+/// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
     {"files", checkFiles, false}, {"layers", checkLayers, false},
     {"model", checkModel, false}, {"sizes", checkSizes, true},

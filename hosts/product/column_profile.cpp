@@ -10,6 +10,7 @@ namespace product {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
+constexpr std::uint32_t longestLine = 1 << 24;
 
 template <class Number>
 Number parseOne(std::string_view text, const std::string& file) {
@@ -24,20 +25,23 @@ Number parseOne(std::string_view text, const std::string& file) {
 
 } // namespace
 
-bool ColumnProfile::covers(std::uint32_t width, std::int64_t reach) const {
+bool ColumnProfile::covers(std::uint32_t width, double reach) const {
     if (values.empty())
         return false;
-    const std::int64_t last = first + step * (static_cast<std::int64_t>(values.size()) - 1);
-    return std::min(first, last) <= reach &&
-           std::max(first, last) >= std::int64_t{width} - 1 - reach;
+    const double begin = static_cast<double>(first);
+    const double last = begin + static_cast<double>(step) * static_cast<double>(values.size() - 1);
+    return std::min(begin, last) <= reach && std::max(begin, last) >= width - 1.0 - reach;
 }
 
 std::vector<double> ColumnProfile::expand(std::uint32_t width) const {
+    if (width > longestLine)
+        throw loader::Error("lines of " + std::to_string(width) +
+                            " samples are too long for values a column");
     std::vector<double> columns(width);
     const double end = static_cast<double>(values.size()) - 1;
     for (std::uint32_t column = 0; column < width; ++column) {
         const double place =
-            std::clamp(static_cast<double>(column - first) / static_cast<double>(step), 0.0, end);
+            std::clamp((column - static_cast<double>(first)) / static_cast<double>(step), 0.0, end);
         const auto before = static_cast<std::size_t>(place);
         const double part = place - std::floor(place);
         columns[column] =

@@ -17,9 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 
 bool endsWith(const std::string& text, std::string_view ending) {
-    return text.size() >= ending.size() &&
-           kstr_Eqic(ktxt::widenLossy(text).substr(ktxt::widenLossy(text).size() - ending.size()),
-                     ktxt::widen(ending));
+    const std::u16string wide = ktxt::widenLossy(text);
+    return wide.size() >= ending.size() &&
+           kstr_Eqic(wide.substr(wide.size() - ending.size()), ktxt::widen(ending));
 }
 
 std::vector<std::string> listFolder(const std::string& folder) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 namespace product {
@@ -29,6 +30,119 @@ Object required(Object made, const std::string& what, const kerr::Slot& slot) {
     if (!made)
         throw loader::Error(what + loader::Heard::text(*slot.get()));
     return made;
+}
+
+using Point = MapPoint;
+using Points = std::vector<Point>;
+/// What is to be known of pixels of a map.
+using Exact = std::function<Points(const Points& mapPixels)>;
+
+Points allOf(const Window& part) {
+    Points all;
+    all.reserve(std::size_t{part.width} * part.height);
+    for (std::uint32_t y = 0; y < part.height; ++y)
+        for (std::uint32_t x = 0; x < part.width; ++x)
+            all.push_back({double(part.x) + x, double(part.y) + y});
+    return all;
+}
+
+/// Bilinear between the corners of square cells, which are exact.
+class Cells {
+public:
+    Cells(const Window& part, std::uint32_t side, const Exact& exact)
+        : part_(part), side_(side), columns_((part.width + side - 1) / side),
+          rows_((part.height + side - 1) / side), exact_(exact) {
+        Points nodes;
+        for (std::uint32_t row = 0; row <= rows_; ++row)
+            for (std::uint32_t column = 0; column <= columns_; ++column)
+                nodes.push_back({double(part.x) + column * side, double(part.y) + row * side});
+        for (std::uint32_t row = 0; row < rows_; ++row)
+            for (std::uint32_t column = 0; column < columns_; ++column)
+                nodes.push_back({part.x + (column + 0.5) * side, part.y + (row + 0.5) * side});
+        known_ = exact(nodes);
+    }
+
+    /// @return whether the cells' centres are where their corners have them.
+    bool good(double tolerance) const {
+        const Point* centre = known_.data() + std::size_t{columns_ + 1} * (rows_ + 1);
+        for (std::uint32_t row = 0; row < rows_; ++row)
+            for (std::uint32_t column = 0; column < columns_; ++column, ++centre) {
+                const Point mean = between(corners(row, column), 0.5, 0.5);
+                if (std::abs(mean.x - centre->x) > tolerance ||
+                    std::abs(mean.y - centre->y) > tolerance)
+                    return false;
+            }
+        return true;
+    }
+
+    /// Cells with an unknown corner are exact throughout.
+    void fill(Points& found) const {
+        for (std::uint32_t row = 0; row < rows_; ++row)
+            for (std::uint32_t column = 0; column < columns_; ++column) {
+                const std::uint32_t x = column * side_, y = row * side_;
+                const Window cell{x, y, std::min(side_, part_.width - x),
+                                  std::min(side_, part_.height - y)};
+                const Corners of = corners(row, column);
+                if (std::isnan(between(of, 0.5, 0.5).x))
+                    fillExactly(cell, found);
+                else
+                    fillBetween(of, cell, found);
+            }
+    }
+
+private:
+    struct Corners {
+        const Point *above, *below; ///< two each
+    };
+    Corners corners(std::uint32_t row, std::uint32_t column) const {
+        const Point* above = &known_[row * std::size_t{columns_ + 1} + column];
+        return {above, above + columns_ + 1};
+    }
+
+    static Point between(const Point& a, const Point& b, double part) {
+        return {a.x + part * (b.x - a.x), a.y + part * (b.y - a.y)};
+    }
+    static Point between(const Corners& of, double across, double down) {
+        return between(between(of.above[0], of.below[0], down),
+                       between(of.above[1], of.below[1], down), across);
+    }
+
+    void fillBetween(const Corners& of, const Window& cell, Points& found) const {
+        for (std::uint32_t y = 0; y < cell.height; ++y) {
+            const Point first = between(of, 0, double(y) / side_);
+            const Point last = between(of, 1, double(y) / side_);
+            const Point step{(last.x - first.x) / side_, (last.y - first.y) / side_};
+            Point* to = &found[std::size_t{cell.y + y} * part_.width + cell.x];
+            for (std::uint32_t x = 0; x < cell.width; ++x)
+                to[x] = {first.x + x * step.x, first.y + x * step.y};
+        }
+    }
+
+    void fillExactly(const Window& cell, Points& found) const {
+        const Points values =
+            exact_(allOf({part_.x + cell.x, part_.y + cell.y, cell.width, cell.height}));
+        for (std::uint32_t y = 0; y < cell.height; ++y)
+            std::copy_n(values.begin() + std::ptrdiff_t{y} * cell.width, cell.width,
+                        found.begin() + std::ptrdiff_t{cell.y + y} * part_.width + cell.x);
+    }
+
+    Window part_;
+    std::uint32_t side_, columns_, rows_;
+    const Exact& exact_;
+    Points known_;
+};
+
+/// Exact values of a part of a map, or such as are as near as asked.
+Points interpolated(const Window& part, double tolerance, const Exact& exact) {
+    for (std::uint32_t side = 32; side > 1; side /= 2) {
+        const Cells cells(part, side, exact);
+        if (!cells.good(tolerance))
+            continue;
+        Points found(std::size_t{part.width} * part.height);
+        cells.fill(found);
+        return found;
+    }
+    return exact(allOf(part));
 }
 
 std::string sizeText(double width, double height) {
@@ -68,7 +182,7 @@ void MapPositions::toMap(std::vector<KxfrMapPoint>& ground, Points& map) const {
 }
 
 /// A grid over the whole image, so that a pole inside is seen.
-MapPositions::Points MapPositions::outline(double heightM) const {
+std::vector<MapPoint> MapPositions::outline(double heightM) const {
     std::vector<KxfrPixel> pixels;
     for (int row = 0; row <= outlineSteps; ++row)
         for (int column = 0; column <= outlineSteps; ++column)
@@ -154,94 +268,57 @@ MapFrame MapPositions::frameOf() const {
     return frame;
 }
 
+/// WGS 84 longitudes and latitudes; longitudes within half a turn of the first.
 /// @param mapPixels  from 0 at the centre of the first pixel.
-std::vector<KxfrPixel> MapPositions::exact(const MapFrame& frame, const Points& mapPixels) const {
-    std::vector<KxfrMapPoint> ground;
+std::vector<MapPoint> MapPositions::groundAt(const MapFrame& frame, const Points& mapPixels) const {
+    Points ground;
     ground.reserve(mapPixels.size());
     for (const Point& pixel : mapPixels)
-        ground.push_back({frame.left + (pixel.x + 0.5) * frame.step,
-                          frame.top - (pixel.y + 0.5) * frame.step, locator_.sceneHeightM()});
+        ground.push_back(
+            {frame.left + (pixel.x + 0.5) * frame.step, frame.top - (pixel.y + 0.5) * frame.step});
     converter_->toGeographic(&ground[0].x, &ground[0].y, sizeof ground[0], ground.size());
-    for (KxfrMapPoint& point : ground)
-        point.x = std::remainder(point.x, 360.0);
-    if (elevation_)
-        setHeights(ground, *elevation_);
-    std::vector<KxfrPixel> pixels(ground.size());
-    locator_.toImage(ground, pixels);
-    return pixels;
+    for (Point& point : ground)
+        point.x = ground[0].x + std::remainder(point.x - ground[0].x, 360.0);
+    return ground;
 }
 
-/// Exact at every stride-th line and column, between them bilinear; cells with an unknown corner
-/// are exact throughout.
-/// @return whether the cells' centres are as near to the truth as asked.
-bool MapPositions::interpolate(const MapFrame& frame, const Window& part, std::uint32_t stride,
-                               std::vector<KxfrPixel>& pixels) const {
-    const std::uint32_t columns = (part.width + stride - 1) / stride;
-    const std::uint32_t rows = (part.height + stride - 1) / stride;
-    Points nodes;
-    for (std::uint32_t row = 0; row <= rows; ++row)
-        for (std::uint32_t column = 0; column <= columns; ++column)
-            nodes.push_back({double(part.x) + column * stride, double(part.y) + row * stride});
-    const std::size_t centresFrom = nodes.size();
-    for (std::uint32_t row = 0; row < rows; ++row)
-        for (std::uint32_t column = 0; column < columns; ++column)
-            nodes.push_back({part.x + (column + 0.5) * stride, part.y + (row + 0.5) * stride});
-    const std::vector<KxfrPixel> known = exact(frame, nodes);
-    const double tolerance = (elevation_ ? 0.1 : 0.01) * frame.reduction;
-    for (std::uint32_t row = 0; row < rows; ++row)
-        for (std::uint32_t column = 0; column < columns; ++column) {
-            const KxfrPixel* above = &known[row * std::size_t{columns + 1} + column];
-            const KxfrPixel* below = above + columns + 1;
-            const KxfrPixel& centre = known[centresFrom + row * std::size_t{columns} + column];
-            const auto mean = [&](double KxfrPixel::*of) {
-                return (above[0].*of + above[1].*of + below[0].*of + below[1].*of) / 4;
-            };
-            if (std::abs(mean(&KxfrPixel::sample) - centre.sample) > tolerance ||
-                std::abs(mean(&KxfrPixel::line) - centre.line) > tolerance)
-                return false;
-            const std::uint32_t left = column * stride, top = row * stride;
-            const std::uint32_t right = std::min(left + stride, part.width);
-            const std::uint32_t bottom = std::min(top + stride, part.height);
-            if (std::isnan(mean(&KxfrPixel::sample))) {
-                Points inside;
-                for (std::uint32_t y = top; y < bottom; ++y)
-                    for (std::uint32_t x = left; x < right; ++x)
-                        inside.push_back({double(part.x) + x, double(part.y) + y});
-                const auto found = exact(frame, inside);
-                for (std::uint32_t y = top; y < bottom; ++y)
-                    std::copy_n(found.begin() + std::ptrdiff_t{y - top} * (right - left),
-                                right - left,
-                                pixels.begin() + std::ptrdiff_t{y} * part.width + left);
-                continue;
-            }
-            for (std::uint32_t y = top; y < bottom; ++y) {
-                const double v = double(y - top) / stride;
-                const double sample = above[0].sample + v * (below[0].sample - above[0].sample);
-                const double line = above[0].line + v * (below[0].line - above[0].line);
-                const double samples =
-                    (above[1].sample + v * (below[1].sample - above[1].sample) - sample) / stride;
-                const double lines =
-                    (above[1].line + v * (below[1].line - above[1].line) - line) / stride;
-                KxfrPixel* to = &pixels[std::size_t{y} * part.width];
-                for (std::uint32_t x = left; x < right; ++x)
-                    to[x] = {sample + (x - left) * samples, line + (x - left) * lines};
-            }
-        }
-    return true;
+std::vector<MapPoint> MapPositions::imageAt(const Points& ground) const {
+    std::vector<KxfrMapPoint> points;
+    points.reserve(ground.size());
+    for (const Point& point : ground) {
+        const double turns = std::round(point.x / 360);
+        points.push_back({point.x - 360 * turns, point.y, locator_.sceneHeightM()});
+    }
+    if (elevation_)
+        setHeights(points, *elevation_);
+    std::vector<KxfrPixel> pixels(points.size());
+    locator_.toImage(points, pixels);
+    Points found;
+    found.reserve(pixels.size());
+    for (const KxfrPixel& pixel : pixels)
+        found.push_back({pixel.sample, pixel.line});
+    return found;
 }
 
 void MapPositions::find(const MapFrame& frame, const Window& part,
                         std::vector<KxfrPixel>& pixels) const {
-    pixels.resize(std::size_t{part.width} * part.height);
-    for (std::uint32_t stride = elevation_ ? 8 : 32; stride > 1; stride /= 2)
-        if (interpolate(frame, part, stride, pixels))
-            return;
-    Points all;
-    all.reserve(pixels.size());
-    for (std::uint32_t y = 0; y < part.height; ++y)
-        for (std::uint32_t x = 0; x < part.width; ++x)
-            all.push_back({double(part.x) + x, double(part.y) + y});
-    pixels = exact(frame, all);
+    constexpr double closePixels = 0.01;
+    Points found;
+    if (elevation_) {
+        const double metre =
+            projection_->unitSize * (projection_->isGeographic ? projection_->semiMajorAxis : 1);
+        constexpr double metresInDegree = 111e3;
+        found = imageAt(
+            interpolated(part, closePixels * frame.step * metre / metresInDegree,
+                         [&](const Points& mapPixels) { return groundAt(frame, mapPixels); }));
+    } else {
+        found = interpolated(part, closePixels * frame.reduction, [&](const Points& mapPixels) {
+            return imageAt(groundAt(frame, mapPixels));
+        });
+    }
+    pixels.clear();
+    for (const Point& point : found)
+        pixels.push_back({point.x, point.y});
 }
 
 } // namespace product

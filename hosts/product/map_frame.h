@@ -21,6 +21,11 @@ struct MapFrame {
     std::array<double, 6> geoTransform() const { return {left, step, 0, top, 0, -step}; }
 };
 
+/// A place on a map, in its units or its pixels.
+struct MapPoint {
+    double x, y;
+};
+
 /// What a map is asked to be.
 struct MapRequest {
     std::string system;    ///< "EPSG:32633", WKT or a PROJ string
@@ -43,24 +48,20 @@ public:
     /// @param part  of the frame.
     /// @param pixels  receives, line by line, image positions from 0 at the centre of the first
     ///        pixel; NaN where the map's pixel has none. Exact, or interpolated between exact ones
-    ///        to 0.01 pixel, with an elevation model to 0.1 pixel.
+    ///        to 0.01 pixel.
     void find(const MapFrame& frame, const Window& part, std::vector<KxfrPixel>& pixels) const;
 
     const Locator& locator() const { return locator_; }
 
 private:
-    struct Point {
-        double x, y;
-    };
-    using Points = std::vector<Point>;
+    using Points = std::vector<MapPoint>;
 
     Points outline(double heightM) const;
     std::vector<double> outlineHeights() const;
     double ownStep() const;
     void toMap(std::vector<KxfrMapPoint>& ground, Points& map) const;
-    std::vector<KxfrPixel> exact(const MapFrame& frame, const Points& mapPixels) const;
-    bool interpolate(const MapFrame& frame, const Window& part, std::uint32_t stride,
-                     std::vector<KxfrPixel>& pixels) const;
+    Points groundAt(const MapFrame& frame, const Points& mapPixels) const;
+    Points imageAt(const Points& ground) const;
 
     std::string layerName_, system_;
     double width_, height_, resolution_;

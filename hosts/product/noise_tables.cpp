@@ -4,7 +4,7 @@
 #include "product/image_claims.h"
 #include "product/product_facts.h"
 
-#include <cstdlib>
+#include <cmath>
 #include <numeric>
 
 namespace product {
@@ -20,7 +20,7 @@ ColumnProfile checked(ColumnProfile profile, const ProductDocument& document, st
     if (profile.values.empty() || profile.step == 0)
         throw loader::Error(file + ": holds no values, or none a column");
     requireStatedWidth(document, width, file);
-    if (!profile.covers(width, std::abs(profile.step) - 1))
+    if (!profile.covers(width, std::abs(static_cast<double>(profile.step)) - 1))
         throw loader::Error(file + ": its values do not cover the " + std::to_string(width) +
                             " columns of the image");
     return profile;

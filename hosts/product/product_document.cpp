@@ -29,6 +29,11 @@ void readXml(ProductDocument& document) {
 void readExtendedBeside(ProductDocument& document) {
     if (!kfio::fileState(document.extendedFile).isRegularFile)
         return;
+    if (kfio::linkLeavesProduct(document.file, document.extendedFile)) {
+        document.fault =
+            document.extendedFile + ": is a link that leaves the product's folder and is refused";
+        return;
+    }
     try {
         document.extended = kfio::readJsonTree(document.extendedFile);
     } catch (const boost::property_tree::ptree_error& error) {
@@ -79,8 +84,14 @@ ProductDocument readDocument(const std::string& productFile) {
     return document;
 }
 
+bool isOwnFile(const ProductDocument& document, const std::string& file) {
+    return kfnp::classifyReference(file.substr(document.folder().size())) ==
+               kfnp::Reference::inside &&
+           !kfio::linkLeavesProduct(document.file, file);
+}
+
 kfio::ProductTree readTable(const ProductDocument& document, const std::string& file) {
-    if (kfnp::classifyReference(file.substr(document.folder().size())) != kfnp::Reference::inside)
+    if (!isOwnFile(document, file))
         throw loader::Error(file + ": leaves the product's folder and is refused");
     try {
         return kfio::readXmlTree(file);

@@ -26,6 +26,10 @@ struct ProductDocument {
 /// @throws loader::Error naming the file when it cannot be read.
 ProductDocument readDocument(const std::string& productFile);
 
+/// @param file  the product's folder and a name that the product gives.
+/// @return whether neither the name nor links lead it out of the product.
+bool isOwnFile(const ProductDocument& document, const std::string& file);
+
 /// Reads an XML file that the product names.
 /// @throws loader::Error naming the file when it cannot be read, or its name leaves the product.
 kfio::ProductTree readTable(const ProductDocument& document, const std::string& file);

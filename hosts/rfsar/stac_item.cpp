@@ -1,10 +1,11 @@
 #include "stac_item.h"
 
 #include "geojson.h"
+#include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
-#include "kxfr/part.h"
 #include "product/image_files.h"
 #include "product/metadata_items.h"
+#include "stac_place.h"
 
 #include "records/sar_metadata_record.h"
 
@@ -90,9 +91,64 @@ void addTimes(ordered_json& properties, const ProductDocument& document, const F
     properties["end_datetime"] = end;
 }
 
+/// The smallest of an element's numbers; beams have one each.
+std::optional<double> smallest(const product::ProductDocument& document, const std::string& name) {
+    std::optional<double> least;
+    if (const auto parent =
+            document.root.get_child_optional("imageGenerationParameters.sarProcessingInformation"))
+        for (const auto& [key, element] : *parent)
+            if (const auto value = number(element.data()); key == name && value && *value > 0)
+                least = std::min(least.value_or(*value), *value);
+    return least;
+}
+
+std::optional<double> secondsOfDay(const std::string& time) {
+    const auto clock = time.find('T');
+    if (clock == std::string::npos || time.size() < clock + 9)
+        return std::nullopt;
+    const auto hours = number(time.substr(clock + 1, 2)),
+               minutes = number(time.substr(clock + 4, 2));
+    const auto end = time.find_first_not_of("0123456789.", clock + 7);
+    const auto seconds = number(time.substr(clock + 7, end - clock - 7));
+    if (!hours || !minutes || !seconds)
+        return std::nullopt;
+    return *hours * 3600 + *minutes * 60 + *seconds;
+}
+
+/// Metres on the ground in a second, as an image in the radar's grid states its lines.
+std::optional<double> lineSpeed(const Facts& facts, const StacPlace& place) {
+    const auto spacing = number(factOf(facts, "LINE_SPACING"));
+    const auto first = secondsOfDay(factOf(facts, "FIRST_LINE_TIME"));
+    const auto last = secondsOfDay(factOf(facts, "LAST_LINE_TIME"));
+    if (!spacing || !first || !last || !place.shape || place.transform || *first == *last)
+        return std::nullopt;
+    constexpr double day = 86400;
+    return *spacing * ((*place.shape)[0] - 1) / std::abs(std::remainder(*last - *first, day));
+}
+
+/// As the product states it; RADARSAT-2 and RCM state the bandwidths of a look instead: c / 2B in
+/// slant range, speed over ground / B in azimuth.
+void addResolution(ordered_json& properties, const ProductDocument& document, const Facts& facts,
+                   const StacPlace& place) {
+    constexpr double lightMS = 299792458;
+    auto range = number(firstText({textAt(document.root, "properties/sar:resolution_range"),
+                                   textAt(document.extended, "collect/image/range_resolution")}));
+    auto azimuth =
+        number(firstText({textAt(document.root, "properties/sar:resolution_azimuth"),
+                          textAt(document.extended, "collect/image/azimuth_resolution")}));
+    if (const auto bandwidth = smallest(document, "rangeLookBandwidth"); !range && bandwidth)
+        range = lightMS / 2 / *bandwidth;
+    if (const auto bandwidth = smallest(document, "azimuthLookBandwidth"); !azimuth && bandwidth)
+        if (const auto speed = lineSpeed(facts, place))
+            azimuth = *speed / *bandwidth;
+    addPositive(properties, "sar:resolution_range", range);
+    addPositive(properties, "sar:resolution_azimuth", azimuth);
+}
+
 /// @return whether all that the SAR extension requires is there.
 bool addSar(ordered_json& properties, const ProductDocument& document, const Facts& facts,
-            const product::ProductFacts& stated, const std::string& sensor) {
+            const product::ProductFacts& stated, const std::string& sensor,
+            const StacPlace& place) {
     properties["sar:instrument_mode"] = factOf(facts, "BEAM_MODE");
     properties["sar:frequency_band"] = sensor;
     auto hertz = number(
@@ -113,6 +169,11 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
                 {textAt(document.root, processing + xml), textAt(document.extended, json)}));
             looks && *looks >= 1 && *looks == std::floor(*looks))
             properties[key] = static_cast<int>(*looks);
+    addPositive(
+        properties, "sar:looks_equivalent_number",
+        number(firstText({textAt(document.extended, "collect/image/enl"),
+                          textAt(document.root, "properties/sar:looks_equivalent_number")})));
+    addResolution(properties, document, facts, place);
     addChoice(properties, "sar:observation_direction", lower(factOf(facts, "ANTENNA_POINTING")),
               {"left", "right"});
 
@@ -125,12 +186,12 @@ bool addSar(ordered_json& properties, const ProductDocument& document, const Fac
 }
 
 /// The angle at the scene's centre: of the product's record, else as the document states it.
-std::optional<double> incidenceDeg(const loader::Product& opened, const Facts& facts) {
-    const auto nodes = opened.nodeNames();
+std::optional<double> incidenceDeg(const loader::Product* opened, const Facts& facts) {
+    const auto nodes = opened ? opened->nodeNames() : std::vector<std::string>();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") != nodes.end())
         try {
             std::string remarks;
-            const KmifNode node = opened.node(":SAR_Metadata", remarks);
+            const KmifNode node = opened->node(":SAR_Metadata", remarks);
             const auto* record = static_cast<const SarMetadataRecord*>(node.data());
             if (record->incidenceAngleCentre > 0)
                 return record->incidenceAngleCentre;
@@ -146,23 +207,12 @@ std::optional<double> incidenceDeg(const loader::Product& opened, const Facts& f
     return std::nullopt;
 }
 
-/// The system of an image on a map grid; radar grids have none.
-ordered_json epsgOf(const loader::Georeferencing& found) {
-    constexpr std::string_view prefix = "EPSG:";
-    if (!found.transform || !found.projection || !found.projection->authority.starts_with(prefix) ||
-        found.transform->parts().back()->designName() != "Affine")
-        return nullptr;
-    const auto code = number(found.projection->authority.substr(prefix.size()));
-    return code ? ordered_json(static_cast<int>(*code)) : ordered_json(nullptr);
-}
-
-product::Footprint placeOf(const loader::Layer& layer, std::vector<std::string>& warnings) {
-    try {
-        return product::footprintOf(product::Locator(layer), layer.width(), layer.height());
-    } catch (const loader::Error& error) {
-        warnings.emplace_back(error.what());
-        return {};
-    }
+void addProjection(ordered_json& properties, const StacPlace& place) {
+    properties["proj:epsg"] = place.epsg ? ordered_json(*place.epsg) : ordered_json(nullptr);
+    if (place.shape)
+        properties["proj:shape"] = *place.shape;
+    if (place.transform)
+        properties["proj:transform"] = *place.transform;
 }
 
 std::string idOf(const ProductDocument& document) {
@@ -228,31 +278,67 @@ ordered_json assets(const ProductDocument& document, const product::ProductFacts
     return found;
 }
 
+/// @return the image of a Capella item that is not there; "" when nothing of the kind is amiss.
+std::string missingImage(const std::string& file) {
+    try {
+        const ProductDocument document = product::readDocument(file);
+        const auto stated = product::readFacts(document);
+        const auto images = product::imageFiles(document, stated);
+        const bool missing = document.kind == ProductDocument::Kind::capella &&
+                             !stated.productType.empty() && !images.empty() &&
+                             !kfio::fileState(images.front()).exists;
+        return missing ? images.front() : "";
+    } catch (const loader::Error&) {
+        return "";
+    }
+}
+
+/// The plug-in opens no Capella item without its image; the documents still tell.
+std::optional<loader::Product> openUnlessImageless(const std::string& file,
+                                                   std::vector<std::string>& warnings) {
+    try {
+        return loader::Product(loader::Plugin::instance(), file);
+    } catch (const loader::Error&) {
+        const std::string image = missingImage(file);
+        if (image.empty())
+            throw;
+        warnings.push_back(image + ": is not there");
+        return std::nullopt;
+    }
+}
+
+std::string sensorOf(const loader::Product* opened, const ProductDocument& document) {
+    if (!opened)
+        return firstText({textAt(document.root, "properties/sar:frequency_band"), "X"});
+    const auto names = opened->layerNames();
+    if (names.empty())
+        throw loader::Error(opened->name() + ": the product has no layers");
+    return product::parseLayerName(names.front()).sensor;
+}
+
 } // namespace
 
-ordered_json stacItem(const loader::Product& opened, const std::filesystem::path& folder,
+ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                       std::vector<std::string>& warnings) {
-    const ProductDocument document = product::readDocument(opened.name());
+    const auto whole = openUnlessImageless(file, warnings);
+    const loader::Product* opened = whole ? &*whole : nullptr;
+    const ProductDocument document = product::readDocument(file);
     const product::ProductFacts stated = product::readFacts(document);
     const auto items = product::metadataItems(document);
     const Facts facts(items.begin(), items.end());
-    const auto names = opened.layerNames();
-    if (names.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
-    const loader::Layer layer = opened.openLayer(names.front());
-    const product::Footprint place = placeOf(layer, warnings);
+    const StacPlace place = stacPlace(opened, document, warnings);
 
     ordered_json properties;
     auto extensions = ordered_json::array();
     addTimes(properties, document, facts);
     properties["platform"] = lower(stated.satellite);
     properties["instruments"] = {"sar"};
-    if (addSar(properties, document, facts, stated, product::parseLayerName(layer.name()).sensor))
+    if (addSar(properties, document, facts, stated, sensorOf(opened, document), place))
         extensions.push_back(sarSchema);
     else
-        warnings.push_back(opened.name() + ": the SAR extension of STAC has no words for these "
-                                           "polarizations, or a field that it requires is missing; "
-                                           "the item does not declare it");
+        warnings.push_back(file + ": the SAR extension of STAC has no words for these "
+                                  "polarizations, or a field that it requires is missing; "
+                                  "the item does not declare it");
     addChoice(properties, "sat:orbit_state", lower(factOf(facts, "ORBIT_DIRECTION")),
               {"ascending", "descending"});
     if (properties.contains("sat:orbit_state"))
@@ -261,17 +347,16 @@ ordered_json stacItem(const loader::Product& opened, const std::filesystem::path
         properties["view:incidence_angle"] = *angle;
         extensions.push_back(viewSchema);
     }
-    properties["proj:epsg"] = epsgOf(layer.georeferencing());
-    properties["proj:shape"] = {layer.height(), layer.width()};
+    addProjection(properties, place);
     extensions.push_back(projSchema);
 
     ordered_json item = {{"type", "Feature"},
                          {"stac_version", "1.0.0"},
                          {"stac_extensions", extensions},
                          {"id", idOf(document)},
-                         {"geometry", footprintJson(place)}};
-    if (!place.polygons.empty())
-        item["bbox"] = boundingBox(place);
+                         {"geometry", footprintJson(place.footprint)}};
+    if (!place.footprint.polygons.empty())
+        item["bbox"] = boundingBox(place.footprint);
     item["properties"] = properties;
     item["links"] = ordered_json::array();
     item["assets"] = assets(document, stated, folder);

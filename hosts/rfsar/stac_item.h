@@ -11,9 +11,10 @@
 /// Describes a product as a STAC 1.0 item with the extensions SAR, SAT, VIEW and PROJ; a field that
 /// the product does not state is left out, and an extension whose required fields are not all there
 /// is not declared.
+/// @param file  of the product, as product::findProduct gives it. Images need not be there.
 /// @param folder  that the assets' references are relative to, absolute.
 /// @param warnings  receives what the item could not carry.
-/// @throws loader::Error when the product's metadata or its first layer cannot be read, or it has
-///         no time.
-nlohmann::ordered_json stacItem(const loader::Product& opened, const std::filesystem::path& folder,
+/// @throws loader::Error when the product's metadata cannot be read, or it has no layers or no
+/// time.
+nlohmann::ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                                 std::vector<std::string>& warnings);

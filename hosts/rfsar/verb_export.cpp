@@ -168,7 +168,8 @@ void addExport(CLI::App& app) {
         {"lzw", kimg::TiffCompression::lzw},
         {"zstd", kimg::TiffCompression::zstd}};
     verb->add_option("--compress", options->compression, "none, deflate, lzw or zstd")
-        ->transform(CLI::CheckedTransformer(compressions))
+        ->transform(CLI::CheckedTransformer(compressions).description(""))
+        ->type_name("METHOD")
         ->default_str("none");
     verb->add_flag(
         "--overviews", options->overviews,

@@ -60,7 +60,9 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loade
     constexpr std::uint32_t side = TiffWriter::tileSize;
     constexpr std::size_t samples = TiffWriter::tileSamples;
     const std::size_t memory = verb.maxMemoryMiB << 20;
-    const std::size_t perSlot = samples * (sizeof(KxfrPixel) + 4 * raster.sampleBytes());
+    constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
+    const std::size_t perSlot =
+        8 * sizeof(KxfrPixel) * side * linesTogether + 2 * samples * raster.sampleBytes();
     OrderedWork work;
     work.slots = std::clamp<std::size_t>(memory / 4 / perSlot, 1, machineThreads() + 2);
     BlockCache cache(raster, memory / 2);
@@ -85,12 +87,15 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loade
             slot.positions = std::make_unique<product::MapPositions>(grid, verb.request);
         slot.tile.resize(samples * raster.sampleBytes());
         const std::uint32_t x = column(item) * side, y = row(item) * side;
-        const product::Window part{x, y, std::min(side, frame.width - x),
-                                   std::min(side, frame.height - y)};
-        slot.positions->find(frame, part, slot.pixels);
-        resampler.draw(
-            {slot.pixels.data(), slot.tile.data(), part.width, part.height, part.width, side},
-            slot.scratch);
+        const std::uint32_t width = std::min(side, frame.width - x);
+        const std::uint32_t height = std::min(side, frame.height - y);
+        for (std::uint32_t line = 0; line < height; line += linesTogether) {
+            const product::Window part{x, y + line, width, std::min(linesTogether, height - line)};
+            slot.positions->find(frame, part, slot.pixels);
+            std::byte* to = slot.tile.data() + raster.sampleBytes() * side * line;
+            resampler.draw({slot.pixels.data(), to, part.width, part.height, part.width, side},
+                           slot.scratch);
+        }
     };
     console::Progress progress("geocoding " + raster.name(), work.items);
     work.take = [&](std::size_t item, std::size_t number) {
@@ -169,9 +174,9 @@ void addGeocode(CLI::App& app) {
     static const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
                                                               {"bilinear", Resampling::bilinear},
                                                               {"cubic", Resampling::cubic}};
-    command->add_option("--resampling", verb->resampling, "nearest, bilinear or cubic")
-        ->transform(CLI::CheckedTransformer(methods))
-        ->default_str("bilinear");
+    command->add_option("--resampling", verb->resampling, "nearest, bilinear or cubic (default: bilinear)")
+        ->transform(CLI::CheckedTransformer(methods).description(""))
+        ->type_name("METHOD");
     command->add_flag("--cog", verb->cloudOptimized,
                       "write a cloud optimized GeoTIFF, with overviews");
     command->add_option("--max-memory", verb->maxMemoryMiB, "MiB for pixels under way")

@@ -1,4 +1,5 @@
 #include "console.h"
+#include "graticule.h"
 #include "image_averager.h"
 #include "kimg/png_writer.h"
 #include "loader/product.h"
@@ -9,6 +10,7 @@
 #include "verbs.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -17,6 +19,9 @@ struct QuicklookOptions {
     std::string layer; ///< empty: the product's first
     std::string output;
     std::uint32_t size = 1024;
+    bool graticule = false;
+    double graticuleStep = 0; ///< degrees; 0 for one that suits
+    bool scaleBar = false;
     bool force = false;
 };
 
@@ -47,6 +52,26 @@ void average(const loader::Layer& layer, ImageAverager& averager) {
     run(work);
 }
 
+/// What is drawn over the picture; nothing when nothing was asked for.
+std::optional<Overlay> overlayOf(const QuicklookOptions& options, const loader::Layer& layer,
+                                 const ImageAverager& averager) {
+    const bool graticule = options.graticule || options.graticuleStep > 0;
+    if (!graticule && !options.scaleBar)
+        return std::nullopt;
+    const product::Locator locator(layer);
+    if (!locator.remarks().empty())
+        console::warning(locator.remarks());
+    const PictureOf picture{locator, static_cast<double>(layer.width()),
+                            static_cast<double>(layer.height())};
+    Overlay overlay(averager.width(), averager.height());
+    std::vector<Overlay::Box> taken;
+    if (options.scaleBar)
+        taken.push_back(drawScaleBar(picture, overlay));
+    if (graticule)
+        drawGraticule(picture, options.graticuleStep, taken, overlay);
+    return overlay;
+}
+
 void quicklook(const QuicklookOptions& options) {
     refuseOverwriting(options.output, options.force);
     const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
@@ -58,10 +83,13 @@ void quicklook(const QuicklookOptions& options) {
     const bool phase = product::parseLayerName(layer.name()).isPhase();
     ImageAverager averager(phase ? ImageAverager::Kind::phase : ImageAverager::Kind::magnitude,
                            layer.width(), layer.height(), options.size);
+    const auto overlay = overlayOf(options, layer, averager);
     average(layer, averager);
+    const auto grey = averager.grey();
+    const auto picture = overlay ? overlay->over(grey) : grey;
     std::string reason;
-    if (!kimg::writePng(options.output, averager.grey().data(), averager.width(), averager.height(),
-                        1, reason))
+    if (!kimg::writePng(options.output, picture.data(), averager.width(), averager.height(),
+                        overlay ? 3 : 1, reason))
         throw loader::Error(reason);
 }
 
@@ -76,6 +104,13 @@ void addQuicklook(CLI::App& app) {
     verb->add_option("--size", options->size, "pixels of the long side")
         ->check(CLI::Range(1U, 32768U))
         ->capture_default_str();
+    verb->add_flag("--graticule", options->graticule,
+                   "draw meridians and parallels, labelled in degrees");
+    verb->add_option("--graticule-step", options->graticuleStep,
+                     "degrees between them (default: about five lines)")
+        ->check(CLI::PositiveNumber);
+    verb->add_flag("--scale-bar", options->scaleBar,
+                   "draw a bar of a round length on the ground, along the lines at the centre");
     verb->add_flag("--force", options->force, "replace an existing file");
     verb->callback([options] { quicklook(*options); });
 }

@@ -17,12 +17,11 @@ struct StacOptions {
 
 void writeStac(const StacOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
+    const std::string file = product::findProduct(options.file);
     const bool toFile = options.output != "-";
-    const auto folder =
-        std::filesystem::absolute(toFile ? options.output : opened.name()).parent_path();
+    const auto folder = std::filesystem::absolute(toFile ? options.output : file).parent_path();
     std::vector<std::string> warnings;
-    const auto item = stacItem(opened, folder.lexically_normal(), warnings);
+    const auto item = stacItem(file, folder.lexically_normal(), warnings);
     for (const std::string& warning : warnings)
         console::warning(warning);
     OutputFile output(options.output, options.force);

@@ -68,7 +68,8 @@ public:
 
     /// Accepts strict JSON of any root type, with or without byte order mark, plus comments.
     /// Refuses a member named twice, NaN and infinity literals, numbers beyond a double, text after
-    /// the document, text that is not valid UTF and nesting beyond maxDepth.
+    /// the document, text that is not valid UTF, nesting beyond maxDepth and
+    /// more than a million values.
     /// @param value  becomes the document, or null when the text is refused.
     /// @return whether the text was accepted; else formattedErrorMessages tells why. Never throws
     ///         for bad content.

@@ -4,10 +4,12 @@
 #include "kimg/virtual_files.h"
 #include "ktxt/ktxt.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -80,6 +82,20 @@ namespace kfio {
 FileState fileState(std::string_view name) {
     const std::string path = kfnp::clean(name);
     return kfnp::isVirtual(path) ? virtualState(path) : localState(path);
+}
+
+bool linkLeavesProduct(const std::string& productFile, const std::string& file) {
+    namespace fs = std::filesystem;
+    if (kfnp::isVirtual(productFile))
+        return false;
+    std::error_code missing;
+    const fs::path folder = fs::canonical(fs::path(productFile).parent_path() / ".", missing);
+    const fs::path target = fs::canonical(file, missing);
+    if (missing)
+        return false;
+    const fs::path above = folder.parent_path();
+    return std::mismatch(above.begin(), above.end(), target.begin(), target.end()).first !=
+           above.end();
 }
 
 std::optional<std::string> readDocument(std::string_view name, std::string& reason) {

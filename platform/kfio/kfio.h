@@ -46,6 +46,10 @@ struct FileState {
 };
 RF_PLATFORM_API FileState fileState(std::string_view name);
 
+/// @return whether links lead a file that a product has out of the folder above the product file's.
+///         False for virtual names and for files that are not there.
+RF_PLATFORM_API bool linkLeavesProduct(const std::string& productFile, const std::string& file);
+
 /// Reads a whole document.
 /// @return the bytes; nullopt with a reason (without the name) when the file is missing, not a
 ///         regular file, unreadable, or larger than maximumDocumentBytes.

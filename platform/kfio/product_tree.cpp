@@ -14,13 +14,23 @@ namespace {
 
 namespace pt = boost::property_tree;
 
+/// What the guards measure in a kind of document.
+struct Measures {
+    std::size_t (*depth)(std::string_view);
+    std::size_t (*items)(std::string_view);
+};
+
 template <class Error>
-std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::string_view)) {
+std::string readGuarded(const std::string& name, const Measures& measures) {
     std::string reason;
     auto text = readDocument(name, reason);
     if (!text)
         throw Error("cannot open file (" + reason + ")", name, 0);
-    if (depthOf(*text) > maximumDocumentDepth)
+    if (measures.items(*text) > maximumDocumentItems)
+        throw Error("holds more than " + std::to_string(maximumDocumentItems) +
+                        " elements and attributes, or values",
+                    name, 0);
+    if (measures.depth(*text) > maximumDocumentDepth)
         throw Error("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels", name,
                     0);
     return *std::move(text);
@@ -28,9 +38,8 @@ std::string readGuarded(const std::string& name, std::size_t (*depthOf)(std::str
 
 /// Parse errors know the line but not the file: they are raised again with it.
 template <class Error, class Parse>
-ProductTree parse(const std::string& name, std::size_t (*depthOf)(std::string_view),
-                  Parse parseText) {
-    std::string text = readGuarded<Error>(name, depthOf);
+ProductTree parse(const std::string& name, const Measures& measures, Parse parseText) {
+    std::string text = readGuarded<Error>(name, measures);
     try {
         return parseText(std::move(text));
     } catch (const Error& error) {
@@ -48,13 +57,13 @@ ProductTree buildJsonTree(const std::string& text) {
 } // namespace
 
 ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
-    return parse<pt::xml_parser_error>(name, xmlDepth, [leaveOut](std::string text) {
+    return parse<pt::xml_parser_error>(name, {xmlDepth, xmlItems}, [leaveOut](std::string text) {
         return buildXmlTree(std::move(text), leaveOut);
     });
 }
 
 ProductTree readJsonTree(const std::string& name) {
-    return parse<pt::json_parser_error>(name, jsonDepth, buildJsonTree);
+    return parse<pt::json_parser_error>(name, {jsonDepth, jsonItems}, buildJsonTree);
 }
 
 } // namespace kfio

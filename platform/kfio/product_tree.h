@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-/// Metadata documents as property trees. Parsers that recurse are guarded by a depth check, and
-/// documents are read through kfio, wherever they lie.
+/// Metadata documents as property trees. Documents are read through kfio, wherever they lie, and
+/// pass the guards of kfio/document_depth.h.
 namespace kfio {
 
 using ProductTree = boost::property_tree::ptree;
@@ -17,7 +17,7 @@ using ProductTree = boost::property_tree::ptree;
 /// @param leaveOut  elements of this name are checked like all others but left out of the tree,
 ///        with all below: tie points make up most of a product and take most of the time.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
-///         deep, or is malformed.
+///         deep, holds too much, or is malformed.
 RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);

@@ -1,5 +1,6 @@
 #include "kimg/dataset_pool.h"
 
+#include <cpl_conv.h>
 #include <cpl_vsi.h>
 #include <gdal.h>
 
@@ -100,12 +101,23 @@ void DatasetPool::closeIdle(const ImageFile& file) {
     open_ -= closing.size();
 }
 
+/// What is no file must not be opened: a fifo would block, and other names mean something to a
+/// driver.
+void requireFile(const ImageFile& file) {
+    if (file == ImageFile{.path = file.path})
+        throw ImageError(file.path + ": No such file or directory");
+    if (!file.isRegularFile)
+        throw ImageError(file.path + ": is not a file");
+}
+
+// Alone in its folder for the drivers: files beside an image may be anything, and lead anywhere.
 // Not listed among the host's open datasets: a host that closes all of those must not take ours.
 std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
     constexpr unsigned flags =
         GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
+    const char* const alone[] = {CPLGetFilename(file.path.c_str()), nullptr};
     const GDALDatasetH dataset =
-        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, nullptr);
+        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, alone);
     return dataset ? std::make_unique<OpenImage>(dataset, file) : nullptr;
 }
 
@@ -122,6 +134,7 @@ ImageFile imageFileNow(const std::string& path) {
         file.size = state.st_size;
         file.inode = state.st_ino;
         file.device = state.st_dev;
+        file.isRegularFile = VSI_ISREG(state.st_mode);
     }
     return file;
 }
@@ -145,6 +158,7 @@ DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance
         return;
     try {
         registerDrivers();
+        requireFile(file);
         image_ = openImage(file);
         if (!image_)
             throw ImageError(errors_.describe(file.path, "cannot be opened"));

@@ -16,6 +16,7 @@ struct ImageFile {
     std::int64_t size = 0;
     std::uint64_t inode = 0;
     std::uint64_t device = 0;
+    bool isRegularFile = false;
     std::string path; ///< UTF-8
 
     bool operator==(const ImageFile&) const = default;

@@ -182,7 +182,7 @@ elmx_error c_object::parse_into(std::size_t index, std::string_view text) {
                 error = elmx_error::lengthOutOfBounds;
             return error;
         } else {
-            assert(!"an object has no text");
+            assert(false && "an object has no text");
             return elmx_error::valueInvalid;
         }
     });

@@ -7,13 +7,18 @@
 // One text, compiled once for each kind of vector register; the widest that the machine has runs.
 // The text is set inside a region of its own target so that its vector types are native there.
 
+// Of the compilers only GCC knows regions with a target; others make the narrow kind.
+#if defined(__x86_64__) && !defined(__clang__)
+#define RF_SAR_WIDE_REGISTERS
+#endif
+
 namespace sarm::narrow {
 #define RF_SAR_LANES 2
 #include "sarm/model_kernels.inc"
 #undef RF_SAR_LANES
 } // namespace sarm::narrow
 
-#ifdef __x86_64__
+#ifdef RF_SAR_WIDE_REGISTERS
 
 #pragma GCC push_options
 #pragma GCC target("avx2,fma")
@@ -40,7 +45,7 @@ namespace sarm {
 namespace {
 
 constexpr ModelKernels kernels[] = {
-#ifdef __x86_64__
+#ifdef RF_SAR_WIDE_REGISTERS
     {widest::groundToImage, widest::imageToGround},
     {wide::groundToImage, wide::imageToGround},
 #endif
@@ -48,7 +53,7 @@ constexpr ModelKernels kernels[] = {
 };
 
 std::size_t tooWide() {
-#ifdef __x86_64__
+#ifdef RF_SAR_WIDE_REGISTERS
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl"))
         return 0;

@@ -191,42 +191,6 @@ class Place(ExportCase):
             self.assertEqual((image.GetGCPCount(), image.GetMetadata("RPC")), (0, {}))
 
 
-class Geocode(ExportCase):
-    def test_targets_stand_at_their_place_on_the_map(self):
-        product = self.make("capella-slc", lines=700, samples=600)
-        recipe = product.truth["recipe"]
-        for options in ((), ("--cog", "--resampling", "cubic")):
-            out = self.folder / "map.tif"
-            done = rfsar("geocode", product.opened, "--crs", "EPSG:32632", "-o", out, "--force",
-                         "--resolution", "0.4", *options)
-            self.assertEqual(done.returncode, 0, done.stderr)
-            self.assertEqual(list(self.folder.glob("map.tif?*")), [])
-            image = gdal.Open(str(out))
-            x0, dx, _, y0, _, dy = image.GetGeoTransform()
-            power = image.ReadAsArray().astype(float) ** 2
-            to_map = gdal.Transformer(image, None, ["DST_SRS=EPSG:4326"])
-            for target in product.truth["targets"]:
-                if target["height"] != recipe["height"]:
-                    continue
-                _, (column, line, _) = to_map.TransformPoint(1, target["lon"], target["lat"])
-                left, top = int(column) - 4, int(line) - 4
-                spot = power[top:top + 9, left:left + 9]
-                spot = np.where(spot > 0.1 * spot.max(), spot, 0)
-                rows, columns = np.mgrid[0:9, 0:9] + 0.5
-                found = np.array([left + (spot * columns).sum() / spot.sum(),
-                                  top + (spot * rows).sum() / spot.sum()])
-                off = np.abs(found - (column, line)) * 0.4
-                self.assertLess(off.max(), 0.1 * recipe["pixel_spacing"], options)
-
-    def test_phases_are_not_averaged_and_unknown_systems_are_named(self):
-        product = self.make("capella-slc", lines=64, samples=64)
-        out = self.folder / "map.tif"
-        phase = ("geocode", product.opened, "--layer", "X_VV_PHASE_2", "-o", out)
-        self.assertFails(rfsar(*phase, "--crs", "EPSG:32632", "--resampling", "cubic"), "nearest")
-        self.assertFails(rfsar(*phase, "--crs", "EPSG:99999999"), "EPSG:99999999")
-        self.assertFalse(out.exists())
-
-
 class Failure(ExportCase):
     """The file is there whole or not at all."""
 

@@ -3,9 +3,13 @@
 import datetime
 import json
 import pathlib
+import re
 import sys
 import unittest
 import urllib.parse
+
+import numpy as np
+from osgeo import osr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from products import ProductCase, rfsar, rfsar_json  # noqa: E402
@@ -19,11 +23,14 @@ FIELDS = {  # of the extensions' schemas
     "sar:polarizations": lambda v: v and set(v) <= {"HH", "VV", "HV", "VH"},
     "sar:product_type": lambda v: isinstance(v, str) and v,
     "sar:pixel_spacing_range": POSITIVE, "sar:pixel_spacing_azimuth": POSITIVE,
+    "sar:resolution_range": POSITIVE, "sar:resolution_azimuth": POSITIVE,
+    "sar:looks_equivalent_number": POSITIVE,
     "sar:looks_range": COUNT, "sar:looks_azimuth": COUNT,
     "sar:observation_direction": lambda v: v in ("left", "right"),
     "sat:orbit_state": lambda v: v in ("ascending", "descending", "geostationary"),
     "view:incidence_angle": lambda v: 0 <= v <= 90,
     "proj:epsg": lambda v: v is None or COUNT(v),
+    "proj:transform": lambda v: len(v) == 6,
     "proj:shape": lambda v: len(v) == 2 and all(map(COUNT, v)),
 }
 REQUIRED = {"sar": ["sar:instrument_mode", "sar:frequency_band", "sar:polarizations",
@@ -80,6 +87,7 @@ class Stac(ProductCase):
                 self.assertEqual(properties["sar:observation_direction"], "left")
                 self.assertEqual(properties["proj:shape"], [40, 30])
                 self.assertEqual(properties["proj:epsg"] is None, family != "capella-geo")
+                self.check_transform(properties, truth, item)
                 self.assertAlmostEqual(properties["sar:center_frequency"],
                                        9.65 if "capella" in family else 5.405, places=3)
                 info = rfsar_json("info", product.folder)
@@ -91,6 +99,54 @@ class Stac(ProductCase):
                     if "data" in asset["roles"]:
                         self.assertTrue(file.samefile(images.pop(key)))
                 self.assertEqual(images, {})
+
+    def check_transform(self, properties, truth, item):
+        """Corners of the map, taken to the ground by GDAL, are the footprint's."""
+        self.assertEqual("proj:transform" in properties, truth["recipe"]["product_type"] == "GEO")
+        if "proj:transform" not in properties:
+            return
+        a, b, c, d, e, f = properties["proj:transform"]
+        to = osr.SpatialReference()
+        to.ImportFromEPSG(4326)
+        of = osr.SpatialReference()
+        of.ImportFromEPSG(properties["proj:epsg"])
+        for system in (of, to):
+            system.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
+        ring = item["geometry"]["coordinates"][0]
+        for x, y in ((0, 0), (30, 0), (30, 40), (0, 40)):
+            lon, lat, _ = osr.CoordinateTransformation(of, to).TransformPoint(
+                a * x + b * y + c, d * x + e * y + f)
+            self.assertLess(min(abs(p[0] - lon) + abs(p[1] - lat) for p in ring), 1e-8)
+
+    def test_resolution_is_what_the_bandwidths_give(self):
+        product = self.make("radarsat2", lines=200, samples=64)
+        text = product.opened.read_text("utf-8")
+        of_range, azimuth = (float(re.search(f"<{name}[^>]*>([^<]*)<", text)[1]) for name in
+                             ("rangeLookBandwidth", "azimuthLookBandwidth"))
+        found = json.loads(rfsar("stac", product.opened).stdout)["properties"]
+        self.assertAlmostEqual(found["sar:resolution_range"], 149896229 / of_range, places=6)
+        # The beam runs over the ground at some 6.8 km/s.
+        self.assertAlmostEqual(found["sar:resolution_azimuth"] * azimuth, 6800, delta=300)
+
+    def test_metadata_alone_make_an_item(self):
+        for family in ("capella-slc", "capella-geo", "rcm", "radarsat2"):
+            for centre in ("11.5,48.1", "180,-16.5"):
+                with self.subTest(family, centre=centre):
+                    product = self.make(family, lines=400, samples=300, centre=centre,
+                                        name=f"{family} {centre}")
+                    whole = json.loads(rfsar("stac", product.folder).stdout)
+                    for image in product.truth["images"]:
+                        (product.folder / image["file"]).unlink()
+                    done = rfsar("stac", product.folder)
+                    self.assertEqual(done.returncode, 0, done.stderr)
+                    self.assertIn(pathlib.Path(product.truth["images"][0]["file"]).name,
+                                  done.stderr)
+                    item = json.loads(done.stdout)
+                    self.check_item(item)
+                    self.assertEqual(item["properties"]["proj:shape"], [400, 300])
+                    self.assertEqual(item["geometry"]["type"], whole["geometry"]["type"])
+                    np.testing.assert_allclose(item["bbox"], whole["bbox"], atol=2e-4)
+                    self.assertEqual(set(item["assets"]), set(whole["assets"]))
 
     def test_an_item_across_the_antimeridian_has_its_west_east_of_its_east(self):
         item = json.loads(rfsar("stac", self.make("rcm", lines=40, samples=40,

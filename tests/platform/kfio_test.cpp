@@ -89,6 +89,10 @@ TEST(Documents, DepthIsFoundWithoutRecursion) {
     EXPECT_EQ(kfio::xmlDepth("</a></a><a>"), 1U);
     EXPECT_EQ(kfio::xmlDepth("<"), 1U);
     EXPECT_EQ(kfio::xmlDepth("<a><!-- "), 1U);
+    // Letters to the parser, however they look; end tags that it never sees.
+    EXPECT_EQ(kfio::xmlDepth("<a'><b=\"><c d\"=''><!e '><f>"), 4U);
+    for (const char* hidden : {"<!--></a>-->", "<?></a>?>", "<!DOCTYPE b [ > </a> ]>"})
+        EXPECT_EQ(kfio::xmlDepth(std::string("<a>") + hidden + "<a>" + hidden + "<a>"), 3U);
     EXPECT_EQ(kfio::jsonDepth(R"({"a":["[{\"[","x"],"b":{}})"), 2U);
     EXPECT_EQ(kfio::jsonDepth("]]]["), 1U);
 

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// Lines and short labels over a grey picture: yellow with a dark rim, legible over dark and
+/// bright. Places are in pixels of the picture, (0, 0) the centre of the first.
+class Overlay {
+public:
+    struct Spot {
+        double x, y;
+    };
+    struct Box {
+        int left, top, width, height;
+    };
+
+    Overlay(std::uint32_t width, std::uint32_t height);
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+
+    /// What lies beyond the picture is left out.
+    void line(const Spot& from, const Spot& to);
+    /// A filled bar.
+    void bar(const Box& box);
+    /// @param text  of digits, ".", "-", blanks, "°" (UTF-8) and the letters E, N, S, W, k, m.
+    Box sizeOf(std::string_view text) const;
+    void write(int left, int top, std::string_view text);
+
+    /// @param grey  one value a pixel.
+    /// @return the picture in RGB.
+    std::vector<std::uint8_t> over(const std::vector<std::uint8_t>& grey) const;
+
+private:
+    void mark(std::vector<std::uint8_t>& cover, int x, int y, double part);
+    void dot(int left, int top, int right, int bottom);
+
+    int width_, height_;
+    int scale_; ///< pixels to one of the letters' dots
+    double halfLine_;
+    std::vector<std::uint8_t> ink_, rim_; ///< how much of each pixel is covered, 0..255
+};
