@@ -27,6 +27,7 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
     "rfsar doctor": ("is for what has been installed", PACKAGE),
     "sudo tools/test_package.sh": ("needs root, a mirror of Debian and minutes", None),
     "cmake --install": ("installs the build that is tested", INSTALL),
+    "tools/fuzz.sh": ("hours; the fuzzers that are built run for seconds among the tests", None),
     "build/bin/pixel_kernel_check": ("every pair of 16-bit parts takes ten minutes", None),
 }
 INSTEAD = {"cmake --preset release": "cmake --preset release && cmake --build --preset release",
@@ -62,8 +63,8 @@ def commands_of(document):
 class Commands(ProductCase):
     def setUp(self):
         super().setUp()
-        self.product = self.make("radarsat2", lines=120, samples=120, name="sample")
-        self.work = self.product.folder  # where product.xml is, as a reader would stand
+        self.product = self.make("rcm", lines=120, samples=120, name="sample")
+        self.work = self.product.opened.parent  # where product.xml is, as a reader would stand
         for name, target in (("build", BUILD), ("tools", ROOT / "tools"),
                              ("bench", ROOT / "bench")):
             (self.work / name).symlink_to(target)
