@@ -106,7 +106,7 @@ std::string wktOf(const OGRSpatialReference* system) {
     char* text = nullptr;
     if (system)
         system->exportToWkt(&text);
-    const std::string wkt = text ? text : "";
+    std::string wkt = text ? text : "";
     CPLFree(text);
     return wkt;
 }

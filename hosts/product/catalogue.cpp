@@ -47,10 +47,10 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
         const LayerName parsed = parseLayerName(name);
         const ProductImage* image = opened.imageOf(parsed);
         const std::string pole = image && !image->pole.empty() ? image->pole : parsed.pole;
-        const bool halved =
+        const bool hidden =
             image && image->samples && image->samples->isComplex() && !opened.layersInPairs;
         const std::string what = parsed.isPhase() ? "phase, Int16"
-                                 : halved         ? "real part, UInt16"
+                                 : hidden         ? "none, as the image is complex, UInt16"
                                                   : "magnitude, UInt16";
         entries.push_back({Entry::Kind::layer, name, described(pole, what), pole, image, {}, {}});
     }

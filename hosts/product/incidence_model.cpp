@@ -15,7 +15,7 @@ sarm::Model modelOfLayer(const loader::Product& product, const std::string& laye
                             ": there is no sensor model to compute incidence "
                             "angles from" +
                             (found.remarks.empty() ? "" : ": " + found.remarks));
-    return *std::move(model);
+    return *model;
 }
 
 } // namespace

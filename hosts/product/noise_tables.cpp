@@ -13,7 +13,6 @@ namespace {
 using kfio::ProductTree;
 
 constexpr char sigmaNought[] = "Sigma Nought";
-constexpr double maxColumns = 1e7; // more than any image has
 
 ColumnProfile checked(ColumnProfile profile, const ProductDocument& document, std::uint32_t width,
                       const std::string& file) {
@@ -32,12 +31,12 @@ ColumnProfile levels(const ProductTree& element, const std::string& file) {
             parseNumbers(textAt(element, "noiseLevelValues"), file)};
 }
 
-/// RADARSAT-2 names the kind in an attribute, RCM in an element.
 /// Capella: noise-equivalent sigma nought in dB as a polynomial of the slant range in m, constant
 /// first. Columns of other images than those in the slant plane have no range of their own.
 constexpr char polynomialPath[] = "collect/image/nesz_polynomial/coefficients";
 constexpr char geometryPath[] = "collect/image/image_geometry/";
-constexpr int polynomialStep = 16; // columns; the levels bend by less than 1e-4 dB between
+constexpr std::uint32_t polynomialStep =
+    16; // columns; the levels bend by less than 1e-4 dB between
 
 bool statesNoisePolynomial(const ProductDocument& document) {
     const auto found =
@@ -54,7 +53,7 @@ double numberAt(const ProductDocument& document, const std::string& path) {
     return numbers.front();
 }
 
-ColumnProfile noiseOfPolynomial(const ProductDocument& document) {
+ColumnProfile noiseOfPolynomial(const ProductDocument& document, std::uint32_t width) {
     std::vector<double> coefficients;
     for (const auto& [key, element] :
          document.extended.get_child(ProductTree::path_type(polynomialPath, '/')))
@@ -62,12 +61,8 @@ ColumnProfile noiseOfPolynomial(const ProductDocument& document) {
             coefficients.push_back(number);
     const double nearM = numberAt(document, std::string(geometryPath) + "range_to_first_sample");
     const double stepM = numberAt(document, std::string(geometryPath) + "delta_range_sample");
-    const double columns = numberAt(document, "collect/image/columns");
-    if (!(columns >= 1 && columns <= maxColumns))
-        throw loader::Error(document.extendedFile + ": an image cannot have " +
-                            textAt(document.extended, "collect/image/columns") + " columns");
     ColumnProfile profile{0, polynomialStep, {}};
-    for (double column = 0; column < columns - 1 + polynomialStep; column += polynomialStep) {
+    for (std::uint32_t column = 0; column < width - 1 + polynomialStep; column += polynomialStep) {
         const double rangeM = nearM + column * stepM;
         profile.values.push_back(
             std::accumulate(coefficients.rbegin(), coefficients.rend(), 0.0,
@@ -76,6 +71,7 @@ ColumnProfile noiseOfPolynomial(const ProductDocument& document) {
     return profile;
 }
 
+/// RADARSAT-2 names the kind in an attribute, RCM in an element.
 bool isSigmaNought(const ProductTree& element) {
     return textAt(element, "<xmlattr>/incidenceAngleCorrection") == sigmaNought ||
            textAt(element, "sarCalibrationType") == sigmaNought;
@@ -117,7 +113,7 @@ std::vector<NoiseTable> noiseTables(const ProductDocument& document) {
 ColumnProfile readNoise(const ProductDocument& document, const NoiseTable& table,
                         std::uint32_t width) {
     if (document.kind == ProductDocument::Kind::capella)
-        return checked(noiseOfPolynomial(document), document, width, document.extendedFile);
+        return checked(noiseOfPolynomial(document, width), document, width, document.extendedFile);
     if (table.file.empty())
         return checked(levels(*sigmaLevels(*radarParameters(document)), document.file), document,
                        width, document.file);

@@ -93,8 +93,8 @@ bool hasSarModelType(const ProductFacts& facts) {
            std::find(std::begin(known), std::end(known), facts.productType) != std::end(known);
 }
 
-/// Complex images whose layers are named, and read, as detected ones.
-bool showsRealParts(const ProductFacts& facts) {
+/// Complex images whose layers are named as those of detected ones, and therefore not read.
+bool hidesComplexImages(const ProductFacts& facts) {
     return facts.productType == "GRC" || facts.productType == "GCC";
 }
 
@@ -145,10 +145,10 @@ std::vector<std::string> contradictions(const ProductFacts& facts,
                         ", although its name says " + name.pole +
                         ": the product lists its images in another order than its polarizations");
     }
-    if (showsRealParts(facts))
+    if (hidesComplexImages(facts))
         found.push_back("product type " + facts.productType +
-                        " has complex samples, which its layers refuse to show; COMPLEX_HH and "
-                        "the like hold them");
+                        " has complex samples, which its layers, named as magnitudes, cannot show; "
+                        "COMPLEX_HH and the like can");
     return found;
 }
 

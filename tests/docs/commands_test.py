@@ -63,8 +63,8 @@ def commands_of(document):
 class Commands(ProductCase):
     def setUp(self):
         super().setUp()
-        self.product = self.make("radarsat2", lines=120, samples=120, name="sample")
-        self.work = self.product.folder  # where product.xml is, as a reader would stand
+        self.product = self.make("rcm", lines=120, samples=120, name="sample")
+        self.work = self.product.opened.parent  # where product.xml is, as a reader would stand
         for name, target in (("build", BUILD), ("tools", ROOT / "tools"),
                              ("bench", ROOT / "bench")):
             (self.work / name).symlink_to(target)
