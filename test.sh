@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and runs every test.
+# Installs what is needed, builds, and runs every test; then every fuzzer for some seconds.
 set -euo pipefail
 cd "$(dirname "$0")"
 tools/install_packages.sh
 cmake --workflow --preset dev
+cmake --workflow --preset fuzz
