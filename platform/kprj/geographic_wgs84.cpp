@@ -38,9 +38,15 @@ constexpr double degree = 0.017453292519943295; // rad
 
 KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot) {
     return kerr::reported(__func__, slot, [] {
-        return new KPRJ_PROJECTION{kprjGeographicName, "degrees",   "World Geodetic System 1984",
-                                   "WGS 84",           "EPSG:4326", wkt,
-                                   6378137,            6378137 * (1 - 1 / 298.257223563),
-                                   degree,             true};
+        return new KPRJ_PROJECTION{kprjGeographicName,
+                                   "degrees",
+                                   "World Geodetic System 1984",
+                                   "WGS 84",
+                                   "EPSG:4326",
+                                   wkt,
+                                   6378137,
+                                   6378137 * (1 - 1 / 298.257223563),
+                                   degree,
+                                   true};
     });
 }

@@ -74,8 +74,7 @@ TEST(Kprj, NamedPartsMakeTheGeographicProjectionAndContradictionsDoNot) {
     KPRJ_SPHEROID spheroid84{};
     ASSERT_TRUE(kprj_SpheroidByName("WGS 84", &spheroid84, nullptr));
     KPRJ_DATUM* datum84 = kprj_DatumByName("WGS 84", "WGS 84", nullptr);
-    expectSame(*KprjProjectionPtr(
-                   kprj_ProjectionInit(parameters84, &spheroid84, datum84, nullptr)),
+    expectSame(*KprjProjectionPtr(kprj_ProjectionInit(parameters84, &spheroid84, datum84, nullptr)),
                *known);
     kprj_DatumFree(datum84);
     kprj_ProParametersFree(parameters84);
