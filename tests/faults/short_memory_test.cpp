@@ -263,7 +263,7 @@ TEST_P(ShortMemory, EveryEntryPointAnswersAndLeavesNothing) {
     const auto steps = layerSteps(layer, block);
     for (const Step& step : steps)
         step.call(); // opens the image
-    // Without memory for a sensor model the image is asked, through PROJ, whose database stays open.
+    // Without memory for a sensor model the image is asked, through PROJ: its database stays open.
     KprjProjectionPtr(kprj_ProjectionFromText("EPSG:4326", nullptr));
     const std::size_t descriptors = openDescriptors();
     for (const Step& step : steps)
