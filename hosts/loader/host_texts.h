@@ -2,6 +2,7 @@
 
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
+#include "loader/plugin.h"
 
 #include <cstdint>
 #include <string>
@@ -19,6 +20,15 @@ inline std::vector<std::string> takeTexts(char16_t** list, std::uint32_t count) 
         texts.push_back(ktxt::narrow(text.get()));
     }
     return texts;
+}
+
+/// @throws Error when the name, of a file, a layer or a record, is not valid UTF-8.
+inline std::u16string wideName(const std::string& name) {
+    try {
+        return ktxt::widen(name);
+    } catch (const TolvanLog::Exception&) {
+        throw Error(name + ": the name is not valid UTF-8");
+    }
 }
 
 } // namespace loader

@@ -117,7 +117,7 @@ std::string Plugin::pixelTypeName(std::uint32_t type) const {
 }
 
 std::string refusalByExtension(const Plugin& plugin, const std::string& name) {
-    const std::u16string extension = kfnp_FileNameGetExtPart(ktxt::widen(name));
+    const std::u16string extension = kfnp_FileNameGetExtPart(wideName(name));
     for (const Format& format : plugin.formats())
         if (kstr_Eqic(extension, ktxt::widen(format.extension)))
             return {};
@@ -134,7 +134,7 @@ int identify(const Plugin& plugin, const std::string& name, std::string& reason)
     if (!reason.empty())
         return -1;
     const Heard heard;
-    const auto index = static_cast<int>(plugin.entry().titleIdentify(ktxt::widen(name).c_str()));
+    const auto index = static_cast<int>(plugin.entry().titleIdentify(wideName(name).c_str()));
     if (index < 0)
         reason = refusalAsHeard(heard);
     return index;

@@ -27,7 +27,7 @@ Layer::Layer(const Plugin& plugin, RF_SARFile* file, const std::string& name)
     std::uint32_t reserved = 0;
     std::uint32_t status = RF_SAR_FAILURE;
     try {
-        status = plugin.entry().layerOpen(file, ktxt::widen(name).c_str(), &pixelType_, &width_,
+        status = plugin.entry().layerOpen(file, wideName(name).c_str(), &pixelType_, &width_,
                                           &height_, &reserved, &blockWidth_, &blockHeight_, &layer);
     } catch (const std::out_of_range&) {
         throw Error("the product has no layer \"" + name + "\"");
@@ -75,7 +75,7 @@ Product::Product(const Plugin& plugin, const std::string& name)
         throw Error(name + ": " + refusal);
     const Heard heard;
     std::uint32_t index = RF_SAR_FAILURE;
-    file_.reset(plugin.entry().titleIdentifyAndOpen(ktxt::widen(name).c_str(), &index, u"rb"));
+    file_.reset(plugin.entry().titleIdentifyAndOpen(wideName(name).c_str(), &index, u"rb"));
     if (!file_)
         throw Error(name + ": " + refusalAsHeard(heard));
     formatIndex_ = static_cast<int>(index);
@@ -102,7 +102,7 @@ std::vector<std::string> Product::nodeNames() const {
 KmifNode Product::node(const std::string& name, std::string& remarks) const {
     const Heard heard;
     KmifNode filled;
-    const std::uint32_t status = plugin_->entry().dataRead(file_.get(), ktxt::widen(name).c_str(),
+    const std::uint32_t status = plugin_->entry().dataRead(file_.get(), wideName(name).c_str(),
                                                            &filled, nullptr, nullptr, nullptr);
     if (status != 0 || filled.empty())
         throw Error(name_ + ": has no node \"" + name +

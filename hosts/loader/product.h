@@ -71,7 +71,9 @@ public:
     const Plugin& plugin() const { return *plugin_; }
     const std::string& name() const { return name_; }
     int formatIndex() const { return formatIndex_; }
-    const Format& format() const { return plugin_->formats()[static_cast<std::size_t>(formatIndex_)]; }
+    const Format& format() const {
+        return plugin_->formats()[static_cast<std::size_t>(formatIndex_)];
+    }
     /// @throws Error when the plug-in cannot tell.
     std::vector<std::string> layerNames() const;
     std::vector<std::string> nodeNames() const;

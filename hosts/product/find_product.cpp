@@ -5,7 +5,7 @@
 #include "kimg/virtual_files.h"
 #include "kstr/kstr.h"
 #include "ktxt/ktxt.h"
-#include "loader/plugin.h"
+#include "loader/host_texts.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -38,7 +38,9 @@ bool isFolder(const std::string& name) {
     return state.exists && !state.isRegularFile;
 }
 
-bool isFile(const std::string& name) { return kfio::fileState(name).isRegularFile; }
+bool isFile(const std::string& name) {
+    return kfio::fileState(name).isRegularFile;
+}
 
 /// The JSON files that can be products: items, and extended files whose item is missing.
 std::vector<std::string> capellaFiles(const std::vector<std::string>& names) {
@@ -89,7 +91,7 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
 } // namespace
 
 std::string findProduct(const std::string& entry) {
-    ktxt::widen(entry); // names must be valid UTF-8 before anything looks at them
+    loader::wideName(entry); // names must be valid UTF-8 before anything looks at them
     if (!kfio::fileState(entry).exists)
         throw loader::Error(entry + ": no such file");
     if (isFolder(entry))

@@ -20,7 +20,7 @@ import sarsim  # noqa: E402
 def rfsar(*arguments, stdin=None, binary=False):
     """Runs rfsar; returns the finished process with its texts."""
     return subprocess.run([RFSAR, *map(str, arguments)], input=stdin, capture_output=True,
-                          text=not binary, timeout=120, check=False)
+                          errors=None if binary else "surrogateescape", timeout=120, check=False)
 
 
 def rfsar_json(*arguments):
