@@ -162,7 +162,7 @@ TEST(Kxfr, SarModelsDecodeToBitEqualTransforms) {
         EXPECT_EQ(texts.count, 1U);
         const KxfrXFormPtr back = decoded(texts.parts());
         ASSERT_TRUE(back);
-        EXPECT_TRUE(back->usesHeight());
+        EXPECT_TRUE(back->sensorModel());
         EXPECT_EQ(back->sceneHeightM(), made->sceneHeightM());
         expectBitEqual(*made, *back, 3000, 4000);
     }
@@ -177,7 +177,7 @@ TEST(Kxfr, FlatTransformsDecodeToBitEqualOnes) {
         KxfrXFormPtr(kxfr_XFormFromTies(bentTies(1e-4), KxfrMap::plane, nullptr))};
     for (const KxfrXFormPtr& transform : made) {
         ASSERT_TRUE(transform);
-        EXPECT_FALSE(transform->usesHeight());
+        EXPECT_FALSE(transform->sensorModel());
         Texts texts(*transform);
         expectBitEqual(*transform, *decoded(texts.parts()), 2000, 1000);
     }
