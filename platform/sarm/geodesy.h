@@ -28,7 +28,7 @@ RF_PLATFORM_API Vec3 toEarthFixed(const GroundPosition& ground, const Ellipsoid&
 /// @return unit vector along the ellipsoid's outward normal.
 RF_PLATFORM_API Vec3 upDirection(const GroundPosition& ground);
 
-/// @return longitude -180..180, latitude and height of an earth-fixed position, m; 1e-9 m between
+/// @return longitude -180..180, latitude and height of an earth-fixed position, m; 1e-8 m between
 ///         -10 and +10 km of height.
 /// Source: B. R. Bowring, The accuracy of geodetic latitude and height equations, Survey Review 28
 /// (1985).

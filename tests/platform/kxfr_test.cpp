@@ -4,6 +4,7 @@
 #include "kmsc/kmsc.h"
 #include "kstr/kstr.h"
 #include "kxfr/part.h"
+#include "support/spotlight.h"
 
 #include <gdal_alg.h>
 #include <gmock/gmock.h>
@@ -168,6 +169,21 @@ TEST(Kxfr, SarModelsDecodeToBitEqualTransforms) {
     }
 }
 
+TEST(Kxfr, PolarFormatDecodesToABitEqualTransform) {
+    sarm::PolarFormatParameters numbers = support::spotlight();
+    const KxfrXFormPtr made(kxfr_XFormFromPolarFormat(numbers, nullptr));
+    ASSERT_TRUE(made);
+    Texts texts(*made);
+    const KxfrXFormPtr back = decoded(texts.parts());
+    ASSERT_TRUE(back && back->sensorModel());
+    EXPECT_EQ(back->sceneHeightM(), numbers.terrainHeightM);
+    expectBitEqual(*made, *back, numbers.numberOfSamples, numbers.numberOfLines);
+    numbers.polarAngleRate = 0;
+    kerr::Slot slot;
+    EXPECT_FALSE(kxfr_XFormFromPolarFormat(numbers, slot));
+    EXPECT_THAT(kerr_Text(slot.get()), HasSubstr("polar angle does not change"));
+}
+
 TEST(Kxfr, FlatTransformsDecodeToBitEqualOnes) {
     const KxfrXFormPtr made[] = {
         KxfrXFormPtr(
@@ -330,7 +346,8 @@ TEST(Kxfr, DesignsDescribeTheStructures) {
         {"TouchingPlane", sizeof(kxfr::TouchingPlaneData)},
         {"Affine", sizeof(kxfr::AffineData)},
         {"Polynomial", sizeof(kxfr::PolynomialData)},
-        {"RangeDoppler", sizeof(sarm::ModelParameters)}};
+        {"RangeDoppler", sizeof(sarm::ModelParameters)},
+        {"PolarFormat", sizeof(sarm::PolarFormatParameters)}};
     for (const auto& [name, size] : sizes) {
         const kmif::DesignPtr design(kxfr::findKind(name)->makeDesign(nullptr));
         EXPECT_EQ(kmif_DesignSize(design.get()), size) << name;
