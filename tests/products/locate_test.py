@@ -11,7 +11,8 @@ import numpy as np
 from osgeo import gdal, ogr, osr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import ProductCase, rfsar, rfsar_json  # noqa: E402
+from products import Product, ProductCase, rfsar, rfsar_json  # noqa: E402
+from sarsim import ellipsoid  # noqa: E402
 
 gdal.UseExceptions()
 ogr.UseExceptions()
@@ -149,6 +150,38 @@ def replaced(path, value):
     return edit
 
 
+class RealPolarFormat(ProductCase):
+    """Metadata of a real spotlight image beside an empty picture."""
+
+    def test_the_middle_pixel_shows_what_the_product_says(self):
+        source = self.real("capella/C13_SP_SLC_HH_20241126")
+        extended = next(source.glob("*_extended.json"))
+        opened = self.folder / extended.name
+        opened.write_bytes(extended.read_bytes())
+        image = json.loads(extended.read_text())["collect"]["image"]
+        gdal.GetDriverByName("GTiff").Create(
+            str(opened).replace("_extended.json", ".tif"), image["columns"], image["rows"], 1,
+            gdal.GDT_CInt16, ["SPARSE_OK=TRUE", "TILED=YES", "BIGTIFF=YES"])
+        real = Product(self.folder, opened, {})
+        target = ellipsoid.to_geodetic(image["center_pixel"]["target_position"])
+        found, said = locate(real, [target], "--inverse")
+        self.assertEqual(said, "")
+        middle = image["columns"] // 2, image["rows"] // 2
+        self.assertLess(np.abs(found[0] - middle).max(), 1e-5)
+        width, height = image["columns"] - 1, image["rows"] - 1
+        ends = ellipsoid.to_ecef(*locate(real, [
+            (0, height / 2), (width, height / 2), (width / 2, 0), (width / 2, height)])[0].T)
+        for ground, stated in ((ends[1] - ends[0], image["width"]),
+                               (ends[3] - ends[2], image["length"])):
+            self.assertAlmostEqual(np.linalg.norm(ground) / stated, 1, delta=1e-4)
+        angles = self.folder / "angles.tif"
+        done = rfsar("export", opened, "--layer", "INCIDENCE_ANGLE", "--window",
+                     f"{middle[0]},{middle[1]},1,1", "-o", angles)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        angle = gdal.Open(str(angles)).ReadAsArray()[0, 0]
+        self.assertAlmostEqual(angle, image["center_pixel"]["incidence_angle"], delta=1e-4)
+
+
 class DamagedPolarFormat(ProductCase):
     """A grid that cannot be trusted is named, and the tie points answer instead."""
 
@@ -185,7 +218,7 @@ class DamagedPolarFormat(ProductCase):
                 replaced(path, value)(document["collect"]["image"]["image_geometry"])
                 extended.write_text(json.dumps(document))
                 found, remark = locate(product, ground, "--inverse")
-                self.assertIn(f"p_extended.json: ", remark)
+                self.assertIn("p_extended.json: ", remark)
                 self.assertIn(said, remark)
                 self.assertLess(np.abs(found - image).max(), 0.05)
         self.assertIn(said, rfsar("check", product.opened).stdout)
@@ -352,6 +385,7 @@ class Footprint(ProductCase):
     def test_plain_antimeridian_and_polar_scenes(self):
         shape, _ = self.footprint("rcm")
         self.assertEqual(shape["type"], "Polygon")
+        self.footprint("capella-slc", name="polar format", image_geometry="pfa")
         shape, _ = self.footprint("rcm", name="date line", centre="180,-16.5")
         self.assertEqual(shape["type"], "MultiPolygon")
         self.assertEqual(len(shape["coordinates"]), 2)
