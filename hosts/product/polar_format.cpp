@@ -136,11 +136,11 @@ void requireMiddle(const ProductDocument& document, const sarm::SensorModel& mod
     const Numbers middle(document, "collect/image/center_pixel");
     if (!middle.has("target_position"))
         return;
-    const sarm::ImageSize size = model.imageSize();
+    const int sample = model.imageSize().samples / 2, line = model.imageSize().lines / 2;
     const auto found =
         model.groundToImage(sarm::toGeodetic(middle.vector("target_position"), sarm::Ellipsoid()));
-    if (found && std::abs(found->sample - size.samples / 2) <= mostPixelsOff &&
-        std::abs(found->line - size.lines / 2) <= mostPixelsOff)
+    if (found && std::abs(found->sample - sample) <= mostPixelsOff &&
+        std::abs(found->line - line) <= mostPixelsOff)
         return;
     std::ostringstream what;
     what << "should lie in the middle of the image and ";

@@ -219,6 +219,12 @@ class Georeferencing(ProductCase):
         self.assertLess(drawn.RasterXSize, 200)
         by_ties = self.make("capella-slc", lines=64, samples=64, image_geometry="surface")
         self.assertEqual(open_product(by_ties.opened, GEOREF="MAP").GetGCPCount(), 0)
+        damaged = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa", name="bad")
+        extended = next(damaged.folder.glob("*_extended.json"))
+        extended.write_text(extended.read_text().replace("col_sample_spacing", "spacing"))
+        self.assertEqual(open_product(damaged.opened).GetGCPCount(), 121)
+        with self.assertRaisesRegex(RuntimeError, "no sensor model .*col_sample_spacing is missing"):
+            open_product(damaged.opened, GEOREF="MODEL")
         nowhere = self.make("capella-slc", lines=64, samples=64, image_geometry="surface", gcps=False,
                             name="nowhere")
         with self.assertRaisesRegex(RuntimeError, "nowhere.json: its place .* is not known"):
