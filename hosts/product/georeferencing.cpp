@@ -3,6 +3,8 @@
 #include "loader/heard.h"
 #include "product/polar_format.h"
 
+#include <optional>
+
 namespace product {
 namespace {
 
