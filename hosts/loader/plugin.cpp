@@ -89,8 +89,8 @@ std::vector<Format> readFormats(const EntryPoints& entry) {
 
     std::vector<Format> formats;
     for (std::size_t i = 0; i < titles.size(); ++i)
-        formats.push_back({titles[i], shortNames.at(i), extensions.at(i), magics.at(i),
-                           templates.at(i)});
+        formats.push_back(
+            {titles[i], shortNames.at(i), extensions.at(i), magics.at(i), templates.at(i)});
     return formats;
 }
 
@@ -124,6 +124,11 @@ std::string refusalByExtension(const Plugin& plugin, const std::string& name) {
     return "its extension \"" + ktxt::narrow(extension) + "\" is none that products have";
 }
 
+std::string refusalAsHeard(const Heard& heard) {
+    constexpr char otherwise[] = "it is none of the products that rf_sar reads";
+    return heard.empty() ? otherwise : "cannot be opened as a product: " + heard.reason("");
+}
+
 int identify(const Plugin& plugin, const std::string& name, std::string& reason) {
     reason = refusalByExtension(plugin, name);
     if (!reason.empty())
@@ -131,7 +136,7 @@ int identify(const Plugin& plugin, const std::string& name, std::string& reason)
     const Heard heard;
     const auto index = static_cast<int>(plugin.entry().titleIdentify(ktxt::widen(name).c_str()));
     if (index < 0)
-        reason = heard.reason("it is none of the products that rf_sar reads");
+        reason = refusalAsHeard(heard);
     return index;
 }
 

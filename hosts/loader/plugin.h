@@ -72,6 +72,9 @@ private:
 
 /// @return why a name cannot be a product's, told by the format table; empty when it can.
 std::string refusalByExtension(const Plugin& plugin, const std::string& name);
+class Heard;
+/// @return why no reader took a file, as the readers told it.
+std::string refusalAsHeard(const Heard& heard);
 
 /// @param name  of the product file, UTF-8.
 /// @param reason  receives why the file is none of the products, as the readers tell it.

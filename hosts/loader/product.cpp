@@ -29,8 +29,7 @@ Layer::Layer(const Plugin& plugin, RF_SARFile* file, const std::string& productF
     std::uint32_t status = RF_SAR_FAILURE;
     try {
         status = plugin.entry().layerOpen(file, ktxt::widen(name).c_str(), &pixelType_, &width_,
-                                          &height_, &reserved, &blockWidth_, &blockHeight_,
-                                          &layer);
+                                          &height_, &reserved, &blockWidth_, &blockHeight_, &layer);
     } catch (const std::out_of_range&) {
         throw Error("the product has no layer \"" + name + "\"");
     }
@@ -49,8 +48,8 @@ void Layer::readBlock(std::uint32_t row, std::uint32_t column, void* samples) co
         throw Error("layer " + name_ + ": " + heard.reason("cannot be read"));
 }
 
-void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width,
-                       std::uint32_t height, std::span<std::uint16_t> samples) const {
+void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
+                       std::span<std::uint16_t> samples) const {
     requireInside(x, y, width, height);
     std::vector<std::uint16_t> block(std::size_t{blockWidth_} * blockHeight_);
     for (std::uint32_t row = y / blockHeight_; row <= (y + height - 1) / blockHeight_; ++row)
@@ -79,7 +78,7 @@ Product::Product(const Plugin& plugin, const std::string& name)
     std::uint32_t index = RF_SAR_FAILURE;
     file_.reset(plugin.entry().titleIdentifyAndOpen(ktxt::widen(name).c_str(), &index, u"rb"));
     if (!file_)
-        throw Error(name + ": " + heard.reason("it is none of the products that rf_sar reads"));
+        throw Error(name + ": " + refusalAsHeard(heard));
     formatIndex_ = static_cast<int>(index);
 }
 
@@ -104,8 +103,8 @@ std::vector<std::string> Product::nodeNames() const {
 KmifNode Product::node(const std::string& name, std::string& remarks) const {
     const Heard heard;
     KmifNode filled;
-    const std::uint32_t status = plugin_->entry().dataRead(
-        file_.get(), ktxt::widen(name).c_str(), &filled, nullptr, nullptr, nullptr);
+    const std::uint32_t status = plugin_->entry().dataRead(file_.get(), ktxt::widen(name).c_str(),
+                                                           &filled, nullptr, nullptr, nullptr);
     if (status != 0 || filled.empty())
         throw Error(name_ + ": has no node \"" + name +
                     (heard.empty() ? "\"" : "\": " + heard.reason("")));

@@ -35,7 +35,7 @@ struct Findings {
     }
     /// Says that all of several things are right, unless less than all are.
     void addWhenAll(std::size_t good, std::size_t total, const std::string& areRight) {
-        if (good == total)
+        if (good == total && total != 0)
             add(Verdict::ok, "all " + std::to_string(total) + " " + areRight);
     }
 };

@@ -9,7 +9,9 @@
 #include "verbs.h"
 
 #include <algorithm>
+#include <future>
 #include <map>
+#include <optional>
 
 namespace {
 
@@ -68,9 +70,8 @@ product::Window windowOf(const ExportOptions& options, const product::Raster& ra
 }
 
 kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
-                          const product::Window& window) {
+                          const product::Window& window, product::Placement placement) {
     const product::Raster& first = *rasters.front();
-    auto placement = product::placementOf(first.openGridLayer(), window);
     if (!placement.remarks.empty())
         console::warning(placement.remarks);
     const auto& place = placement.place;
@@ -86,8 +87,9 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
 }
 
 /// Reads and converts on all cores while tiles are written in order.
+/// @param writer  asked for at the first tile, when others are being read already.
 void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t band,
-              std::size_t memory, TiffWriter& writer) {
+              std::size_t memory, const std::function<TiffWriter&()>& writer) {
     const std::size_t roomInTiles = memory / tiles.tileBytes();
     const std::size_t wantedSlots = 2 * machineThreads() + 1;
     const std::uint32_t together = tiles.tilesTogether(roomInTiles / wantedSlots);
@@ -111,7 +113,7 @@ void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t b
     work.take = [&](std::size_t item, std::size_t slot) {
         const auto [row, column, count] = place(item);
         for (std::uint32_t i = 0; i < count; ++i)
-            writer.writeTile(band, row, column + i, buffers[slot].data() + i * tiles.tileBytes());
+            writer().writeTile(band, row, column + i, buffers[slot].data() + i * tiles.tileBytes());
         progress.advanceTo(item + 1);
     };
     run(work);
@@ -133,18 +135,26 @@ void exportLayers(const ExportOptions& options) {
         options.layers);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
-    const kimg::TiffLayout layout = layoutOf(options, rasters, window);
+    // Where it lies is computed while the first tiles are read.
+    auto placed = std::async(std::launch::async, [&] {
+        return product::placementOf(rasters.front()->openGridLayer(), window);
+    });
     const std::size_t memory = options.maxMemoryMiB << 20;
     kimg::limitBlockCache(memory / 4);
 
     interruption::watch();
-    TiffWriter writer(options.output, layout);
+    std::optional<TiffWriter> opened;
+    const auto writer = [&]() -> TiffWriter& {
+        return opened ? *opened
+                      : opened.emplace(options.output,
+                                       layoutOf(options, rasters, window, placed.get()));
+    };
     for (std::uint32_t band = 0; band < rasters.size(); ++band)
         copyBand(RasterTiles(*rasters[band], window, TiffWriter::tileSize), rasters[band]->name(),
                  band, memory / 2, writer);
     if (options.overviews)
-        addOverviews(writer, *rasters.front());
-    writer.finish();
+        addOverviews(writer(), *rasters.front());
+    writer().finish();
 }
 
 } // namespace

@@ -84,8 +84,8 @@ RF_PLATFORM_API KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* 
 ///         no projected, geographic or local system.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text,
                                                          KERR_REPORT** slot);
-/// Longitude and latitude on WGS 84 in degrees, by the names above.
-/// @return as kprj_ProjectionInit.
+/// Longitude and latitude on WGS 84 in degrees (EPSG:4326), without PROJ's database.
+/// @return freed with kprj_ProjectionFree; null with a report when memory is short.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot);
 /// Null is allowed.
 RF_PLATFORM_API void kprj_ProjectionFree(KPRJ_PROJECTION* projection);

@@ -171,19 +171,10 @@ KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* parameters,
     });
 }
 
-KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot) {
-    constexpr char name[] = "WGS 84";
-    const std::unique_ptr<KPRJ_PRO_PARAMETERS, kmsc::HeapDeleter> parameters(
-        kprj_ProParametersCreateByName(kprjGeographicName, slot));
-    KPRJ_SPHEROID spheroid{};
-    const std::unique_ptr<KPRJ_DATUM, kmsc::HeapDeleter> datum(
-        parameters && kprj_SpheroidByName(name, &spheroid, slot)
-            ? kprj_DatumByName(name, name, slot)
-            : nullptr);
-    return datum ? kprj_ProjectionInit(parameters.get(), &spheroid, datum.get(), slot) : nullptr;
-}
-
 KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text, KERR_REPORT** slot) {
+    KprjProjectionPtr geographic(kprj_GeographicWgs84(slot));
+    if (!geographic || geographic->wkt == text) // as a plug-in hands it over
+        return geographic.release();
     return reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
         PjPtr system(proj_create(session().context(), text.c_str()));
         if (!system)

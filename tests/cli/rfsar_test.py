@@ -212,7 +212,7 @@ class BadInput(ProductCase):
         cases = [
             (self.folder / "missing.xml", "no such file"),
             (write("x.tif", b"II*\0"), "x.tif"),
-            (write("empty.xml", b""), "empty.xml"),
+            (write("empty.xml", b""), "cannot be opened as a product: No such node (product)"),
             (write("broken.xml", b"<product><a>"), "broken.xml"),
             (write("latin.json", b'{"properties": "caf\xe9"}'), "UTF-8"),
             (write("item.json", b'{"properties": {}}'), "No sar:product_type in JSON file"),

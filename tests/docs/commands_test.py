@@ -33,7 +33,7 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
 INSTEAD = {"cmake --preset release": "cmake --preset release && cmake --build --preset release",
            "(cd build-release && cpack -G DEB)": "cpack -G DEB",
            "sudo apt install": "apt-get install", "rfsar doctor": "rfsar doctor", "cmake --install": '"--install"'}
-SHORTER = {"_bench": "--benchmark_list_tests=true", "scene_bench.py": "--side 400 --runs 1"}
+SHORTER = {"_bench": "--benchmark_list_tests=true", "ratios.py": "--scenes --side 400 --runs 1"}
 
 PROGRAM = re.compile(r"(\(cd |export |echo |sudo |cmake |python3 |rfsar |gdal\w+ |"
                      r"(\./|build/bin/|/usr/bin/)\S|(tools|bench)/\S+\.sh)")

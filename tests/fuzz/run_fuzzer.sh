@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a fuzzer on one kind of input: run_fuzzer.sh BUILD_FOLDER KIND FUZZER SECONDS
+# Runs a fuzzer on one kind of input: run_fuzzer.sh BUILD_FOLDER KIND FUZZER SECONDS [OPTION...]
 # Inputs that reach something new are kept in BUILD_FOLDER/found/KIND, crashes in
 # BUILD_FOLDER/crashes/KIND-*. Exit status 0 when none was found.
 set -euo pipefail
@@ -14,4 +14,4 @@ options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -malloc_limit
 [[ -f $build/corpus/$kind.dict ]] && options+=(-dict="$build/corpus/$kind.dict")
 # Leaks are looked for at the end, once: to look after each input takes most of the time.
 export ASAN_OPTIONS=malloc_context_size=4:quarantine_size_mb=32
-exec "$fuzzer" "${options[@]}" "${inputs[@]}"
+exec "$fuzzer" "${options[@]}" "${@:5}" "${inputs[@]}"

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -16,6 +17,15 @@ KprjProjectionPtr projection(const std::string& text) {
     KprjProjectionPtr made(kprj_ProjectionFromText(text, slot));
     EXPECT_TRUE(made) << text << kerr_Text(slot.get());
     return made;
+}
+
+void expectSame(const KPRJ_PROJECTION& made, const KPRJ_PROJECTION& known) {
+    const auto members = [](const KPRJ_PROJECTION& of) {
+        return std::tie(of.name, of.units, of.datum, of.spheroid, of.authority, of.wkt,
+                        of.semiMajorAxis, of.semiMinorAxis, of.isGeographic);
+    };
+    EXPECT_EQ(members(made), members(known));
+    EXPECT_NEAR(made.unitSize, known.unitSize, 1e-17);
 }
 
 /// The nine texts of a projection, owned.
@@ -58,12 +68,16 @@ TEST(Kprj, SpheroidsByNameHaveThePublishedAxes) {
 }
 
 TEST(Kprj, NamedPartsMakeTheGeographicProjectionAndContradictionsDoNot) {
-    const KprjProjectionPtr geographic(kprj_GeographicWgs84(nullptr));
-    ASSERT_TRUE(geographic);
-    EXPECT_EQ(geographic->name, "Geographic (Lat/Lon)");
-    EXPECT_EQ(geographic->units, "degrees");
-    EXPECT_EQ(geographic->authority, "EPSG:4326");
-    EXPECT_NEAR(geographic->unitSize, std::atan(1) / 45, 1e-17);
+    const KprjProjectionPtr known = projection("EPSG:4326");
+    expectSame(*KprjProjectionPtr(kprj_GeographicWgs84(nullptr)), *known);
+    const auto parameters84 = kprj_ProParametersCreateByName("Geographic (Lat/Lon)", nullptr);
+    KPRJ_SPHEROID spheroid84{};
+    ASSERT_TRUE(kprj_SpheroidByName("WGS 84", &spheroid84, nullptr));
+    KPRJ_DATUM* datum84 = kprj_DatumByName("WGS 84", "WGS 84", nullptr);
+    expectSame(*KprjProjectionPtr(kprj_ProjectionInit(parameters84, &spheroid84, datum84, nullptr)),
+               *known);
+    kprj_DatumFree(datum84);
+    kprj_ProParametersFree(parameters84);
     kerr::Slot spheroid, datum, parameters, text;
     EXPECT_EQ(kprj_DatumByName("WGS 84", "Bessel 1841", spheroid), nullptr);
     EXPECT_THAT(kerr_Text(spheroid.get()), HasSubstr("does not stand on"));
