@@ -56,9 +56,9 @@ void addOwnTies(Georeference& reference, const OpenedProduct& opened,
     reference.gcps = GcpList(ties);
 }
 
-void addModelTies(Georeference& reference, const SensorModel& model, const ProductImage* image) {
-    if (model.model && image)
-        setTies(reference, model.ties(image->samples->width(), image->samples->height()));
+void addModelTies(Georeference& reference, const SharedGrid& grid, const ProductImage* image) {
+    if (grid.model() && image)
+        setTies(reference, grid.ties(image->samples->width(), image->samples->height()));
 }
 
 product::RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
@@ -102,10 +102,10 @@ Georeference georeference(const OpenedProduct& opened, const ProductImage* image
         addOwnTies(reference, opened, file);
     if (choice == product || reference.gcps.count() > 0)
         return reference;
-    const SensorModel sensor = sensorModel(opened);
-    addModelTies(reference, sensor, image);
+    const SharedGrid grid = sharedGrid(opened);
+    addModelTies(reference, grid, image);
     if (reference.gcps.count() == 0 && choice != automatic)
-        refuse(opened, choice == model ? "sensor model" : "tie point", sensor.why);
+        refuse(opened, choice == model ? "sensor model" : "tie point", grid.place.remarks);
     return reference;
 }
 
@@ -115,12 +115,12 @@ product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductIm
     const kimg::Georeferencing file = ofImageFile(image);
     if (choice == gcp || (file.geoTransform && (choice == automatic || choice == product)))
         return {};
-    const SensorModel sensor = choice == product ? SensorModel{} : sensorModel(opened);
-    product::RpcItems items = sensor.rpc();
+    const SharedGrid grid = choice == product ? SharedGrid{} : sharedGrid(opened);
+    product::RpcItems items = grid.rpc();
     if (items.empty() && choice != model)
         items = ownRpc(opened, file);
     if (items.empty() && (choice == model || choice == rpc))
-        refuse(opened, "rational function", sensor.why);
+        refuse(opened, "rational function", grid.place.remarks);
     return items;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "gcps.h"
-#include "sensor_model.h"
+#include "shared_grid.h"
 
 #include <array>
 #include <optional>

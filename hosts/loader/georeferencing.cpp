@@ -2,7 +2,6 @@
 
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
-#include "kxfr/part.h"
 #include "loader/heard.h"
 
 #include <array>
@@ -85,21 +84,18 @@ KxfrXFormPtr readTransform(const Plugin& plugin, RF_SARLayer* layer, const std::
     return transform;
 }
 
-/// A model counts lines and samples of the image that the product states.
-void requireSize(const KxfrXForm& transform, const PlacedLayer& layer) {
-    const kxfr::Part& part = *transform.parts().back();
-    if (part.designName() != "RangeDoppler")
-        return;
-    const auto& grid = static_cast<const sarm::ModelParameters*>(part.data())->grid;
-    if (std::cmp_not_equal(grid.numberOfSamples, layer.width) ||
-        std::cmp_not_equal(grid.numberOfLines, layer.height))
-        throw Error("layer " + layer.name + ": the image has " + std::to_string(layer.width) +
-                    " x " + std::to_string(layer.height) + " pixels, its sensor model is one of " +
-                    std::to_string(grid.numberOfSamples) + " x " +
-                    std::to_string(grid.numberOfLines));
-}
-
 } // namespace
+
+void requireSize(const KxfrXForm& transform, const std::string& layer, std::uint32_t width,
+                 std::uint32_t height) {
+    if (!transform.sensorModel())
+        return;
+    const sarm::ImageSize size = transform.sensorModel()->imageSize();
+    if (std::cmp_not_equal(size.samples, width) || std::cmp_not_equal(size.lines, height))
+        throw Error("layer " + layer + ": the image has " + std::to_string(width) + " x " +
+                    std::to_string(height) + " pixels, its sensor model is one of " +
+                    std::to_string(size.samples) + " x " + std::to_string(size.lines));
+}
 
 Georeferencing readGeoreferencing(const Plugin& plugin, const PlacedLayer& layer) {
     Georeferencing found;
@@ -107,7 +103,7 @@ Georeferencing readGeoreferencing(const Plugin& plugin, const PlacedLayer& layer
     std::string mapName;
     found.transform = readTransform(plugin, layer.handle, layer.name, mapName, found.remarks);
     if (found.transform)
-        requireSize(*found.transform, layer);
+        requireSize(*found.transform, layer.name, layer.width, layer.height);
     // An image that does not say in which system its coordinates are gets a projection all the
     // same, by default; it is not the transform's.
     if (found.transform && found.projection && found.projection->name != mapName)

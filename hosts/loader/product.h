@@ -16,9 +16,12 @@ void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint3
 /// An open layer. Move-only; must not outlive its product. Reads may run on many threads.
 class Layer {
 public:
-    Layer(const Plugin& plugin, RF_SARFile* file, const std::string& name);
+    Layer(const Plugin& plugin, RF_SARFile* file, const std::string& productFile,
+          const std::string& name);
 
     const std::string& name() const { return name_; }
+    /// @return the product's name, as it was opened.
+    const std::string& productFile() const { return productFile_; }
     std::uint32_t pixelType() const { return pixelType_; }
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
@@ -41,6 +44,7 @@ public:
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 
+    /// What the plug-in tells; product::georeferencingOf knows more.
     /// @throws Error as loader::readGeoreferencing.
     Georeferencing georeferencing() const {
         return readGeoreferencing(*plugin_, {layer_.get(), name_, width_, height_});
@@ -53,6 +57,7 @@ private:
     };
 
     const Plugin* plugin_;
+    std::string productFile_;
     std::string name_;
     std::uint32_t pixelType_ = 0;
     std::uint32_t width_ = 0;
@@ -81,7 +86,9 @@ public:
     /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
     /// @throws Error saying why, when the product does not have the node.
     KmifNode node(const std::string& name, std::string& remarks) const;
-    Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
+    Layer openLayer(const std::string& name) const {
+        return Layer(*plugin_, file_.get(), name_, name);
+    }
     RF_SARFile* handle() const { return file_.get(); }
 
 private:

@@ -5,6 +5,7 @@
 #include "product/image_claims.h"
 #include "product/image_files.h"
 #include "product/noise_tables.h"
+#include "product/polar_format.h"
 #include "product/time_checks.h"
 
 #include "kfio/kfio.h"
@@ -100,9 +101,15 @@ void checkModel(const Subject& subject, Findings& findings) {
         return findings.add(Verdict::warn, error.what());
     }
     if (remarks.empty())
-        findings.add(Verdict::ok, "the product has a SAR model");
-    else
-        findings.add(Verdict::warn, remarks);
+        return findings.add(Verdict::ok, "the product has a SAR model");
+    if (!statesPolarFormat(subject.document))
+        return findings.add(Verdict::warn, remarks);
+    try {
+        static_cast<void>(polarFormatTransform(subject.document));
+        findings.add(Verdict::ok, "the product has a polar-format sensor model");
+    } catch (const loader::Error& error) {
+        findings.add(Verdict::warn, error.what());
+    }
 }
 
 /// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.

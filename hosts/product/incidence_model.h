@@ -3,14 +3,13 @@
 #include "loader/product.h"
 #include "product/column_profile.h"
 #include "product/product_document.h"
-#include "sarm/model.h"
 
 #include <string>
 
 namespace product {
 
-/// @return whether the product states a grid of range and time, from which the plug-in makes a
-///         sensor model; maps and spotlight images in polar format have none.
+/// @return whether the product states a radar's grid, of range and time or in polar format, from
+///         which a sensor model can be made; maps have none.
 bool statesRadarGrid(const ProductDocument& document);
 
 /// Incidence angles computed from the sensor model, for products without a table of them: between
@@ -18,7 +17,7 @@ bool statesRadarGrid(const ProductDocument& document);
 /// Constant after construction.
 class IncidenceModel {
 public:
-    /// @throws loader::Error naming the product when the plug-in has no model of that layer.
+    /// @throws loader::Error naming the product when there is no model of that layer.
     IncidenceModel(const loader::Product& product, const std::string& layer);
 
     /// @return degrees along a line of an image of this width; linear between columns that lie
@@ -28,7 +27,7 @@ public:
 
 private:
     std::string name_;
-    sarm::Model model_;
+    loader::Georeferencing place_; ///< with a sensor model
 };
 
 } // namespace product

@@ -1,10 +1,11 @@
 #include "product/locator.h"
 
 #include "loader/heard.h"
+#include "product/georeferencing.h"
 
 namespace product {
 
-Locator::Locator(const loader::Layer& layer) : found_(layer.georeferencing()) {
+Locator::Locator(const loader::Layer& layer) : found_(georeferencingOf(layer)) {
     const std::string why = found_.remarks.empty() ? "" : " (" + found_.remarks + ")";
     if (!found_.transform)
         throw loader::Error("layer " + layer.name() + ": nothing says where it lies" + why);

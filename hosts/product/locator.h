@@ -17,7 +17,7 @@ public:
 
     /// @return whether heights have a bearing: a sensor model. Else the image's own georeferencing
     ///         answers, and remarks() may tell why.
-    bool usesHeight() const { return found_.transform->usesHeight(); }
+    bool usesHeight() const { return found_.transform->sensorModel() != nullptr; }
     double sceneHeightM() const { return found_.transform->sceneHeightM(); }
     const std::string& remarks() const { return found_.remarks; }
 

@@ -1,6 +1,7 @@
 #include "product/placement.h"
 
 #include "kxfr/part.h"
+#include "product/georeferencing.h"
 #include "product/rpc_items.h"
 
 #include <algorithm>
@@ -84,7 +85,7 @@ void avoidBreaks(kimg::Georeferencing& place, const std::string& layer) {
     place.wkt = projection->wkt;
 }
 
-void addRpc(Placement& placement, const sarm::Model& model, const Window& window) {
+void addRpc(Placement& placement, const sarm::SensorModel& model, const Window& window) {
     auto rpc = sarm::fitRpc(model);
     if (!rpc || std::max(rpc->maxLineError, rpc->maxSampleError) > maxRpcErrorPixels) {
         placement.remarks = "rational polynomials do not fit this scene and are left out";
@@ -98,7 +99,7 @@ void addRpc(Placement& placement, const sarm::Model& model, const Window& window
 } // namespace
 
 Placement placementOf(const loader::Layer& layer, const Window& window) {
-    const loader::Georeferencing found = layer.georeferencing();
+    const loader::Georeferencing found = georeferencingOf(layer);
     Placement placement;
     placement.remarks = found.remarks;
     if (!found.transform)
@@ -113,7 +114,7 @@ Placement placementOf(const loader::Layer& layer, const Window& window) {
     placement.place.gcps = gcpGrid(*found.transform, window);
     if (found.projection && found.projection->isGeographic)
         avoidBreaks(placement.place, layer.name());
-    if (const auto model = modelOf(*found.transform))
+    if (const sarm::SensorModel* model = found.transform->sensorModel())
         addRpc(placement, *model, window);
     return placement;
 }

@@ -1,7 +1,5 @@
 #include "product/rpc_items.h"
 
-#include "kxfr/part.h"
-
 #include <charconv>
 
 namespace product {
@@ -22,12 +20,6 @@ std::string numbersText(const std::array<double, 20>& values) {
 }
 
 } // namespace
-
-std::optional<sarm::Model> modelOf(const KxfrXForm& transform) {
-    if (transform.parts().size() != 1 || transform.parts()[0]->designName() != "RangeDoppler")
-        return std::nullopt;
-    return sarm::Model(*static_cast<const sarm::ModelParameters*>(transform.parts()[0]->data()));
-}
 
 RpcItems rpcItems(const sarm::Rpc& rpc) {
     return {{"LINE_OFF", numberText(rpc.lineOffset)},

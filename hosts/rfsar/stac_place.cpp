@@ -1,5 +1,6 @@
 #include "stac_place.h"
 
+#include "product/georeferencing.h"
 #include "product/ground_ties.h"
 #include "product/placement.h"
 
@@ -128,7 +129,7 @@ StacPlace stacPlace(const loader::Product* opened, const ProductDocument& docume
         if (const auto map = product::placementOf(*layer, whole).place.geoTransform) {
             const auto& t = *map;
             place.transform = {t[1], t[2], t[0], t[4], t[5], t[3]};
-            place.epsg = epsgOf(layer->georeferencing());
+            place.epsg = epsgOf(product::georeferencingOf(*layer));
         }
     } catch (const loader::Error& error) {
         warnings.emplace_back(error.what());

@@ -72,12 +72,12 @@ std::size_t KxfrXForm::pixelToMap(std::span<const KxfrPixel> pixels,
     return answers;
 }
 
-bool KxfrXForm::usesHeight() const {
-    return parts_.front()->usesHeight();
+const sarm::SensorModel* KxfrXForm::sensorModel() const {
+    return parts_.size() == 1 ? parts_.front()->sensorModel() : nullptr;
 }
 
 double KxfrXForm::sceneHeightM() const {
-    return parts_.front()->sceneHeightM();
+    return sensorModel() ? sensorModel()->terrainHeightM() : 0;
 }
 
 void kxfr_XFormFree(KxfrXForm* transform) {
@@ -116,4 +116,10 @@ KxfrXForm* kxfr_XFormFromTies(std::span<const KxfrTie> ties, KxfrMap map, KERR_R
 KxfrXForm* kxfr_XFormFromSarModel(const sarm::Model& model, KERR_REPORT** slot) {
     return reported(__func__, slot,
                     [&] { return makeTransform(kxfr::makeRangeDoppler(model.parameters())); });
+}
+
+KxfrXForm* kxfr_XFormFromPolarFormat(const sarm::PolarFormatParameters& parameters,
+                                     KERR_REPORT** slot) {
+    return reported(__func__, slot,
+                    [&] { return makeTransform(kxfr::makePolarFormat(parameters)); });
 }

@@ -4,6 +4,7 @@
 #include "kmif/kmif.h"
 #include "rf_platform_api.h"
 #include "sarm/model.h"
+#include "sarm/polar_format.h"
 
 #include <array>
 #include <cstdint>
@@ -45,9 +46,10 @@ public:
     /// As above. Heights are taken from map[i].heightM, which stay as they are.
     std::size_t pixelToMap(std::span<const KxfrPixel> pixels, std::span<KxfrMapPoint> map) const;
 
-    /// @return whether heights have a bearing on the answers: a sensor model.
-    bool usesHeight() const;
-    /// @return the height of the scene, m above the ellipsoid; 0 when heights have no bearing.
+    /// @return the sensor model that the transform is, which lives as long; null when it is none:
+    ///         heights have no bearing on the answers then.
+    const sarm::SensorModel* sensorModel() const;
+    /// @return the height of the scene, m above the ellipsoid; 0 without a sensor model.
     double sceneHeightM() const;
 
     const std::vector<std::unique_ptr<const kxfr::Part>>& parts() const { return parts_; }
@@ -96,6 +98,11 @@ RF_PLATFORM_API KxfrXForm* kxfr_XFormFromTies(std::span<const KxfrTie> ties, Kxf
 /// @return freed with kxfr_XFormFree; null with a report when memory is short.
 RF_PLATFORM_API KxfrXForm* kxfr_XFormFromSarModel(const sarm::Model& model, KERR_REPORT** slot);
 
+/// As above, for an image on a polar-format grid.
+/// @return null with a report that says what makes the numbers no model.
+RF_PLATFORM_API KxfrXForm* kxfr_XFormFromPolarFormat(const sarm::PolarFormatParameters& parameters,
+                                                     KERR_REPORT** slot);
+
 /// The self-describing form: one entry a part, in the order from map to pixels.
 ///
 ///     from    coordinates the part takes: "map" for the first, else the `to` of the one before
@@ -103,7 +110,8 @@ RF_PLATFORM_API KxfrXForm* kxfr_XFormFromSarModel(const sarm::Model& model, KERR
 ///     data    the part's numbers as kmif_NodeToJson of the design writes them
 ///
 /// The designs (one an entry, docs/host-interface.md lists their fields) tell the kind of part by
-/// their names: "LongitudeTurn", "TouchingPlane", "Affine", "Polynomial", "RangeDoppler".
+/// their names: "LongitudeTurn", "TouchingPlane", "Affine", "Polynomial", "RangeDoppler",
+/// "PolarFormat".
 /// Texts are UTF-16 blocks of the host heap, arrays too; the caller frees all, and destroys the
 /// designs.
 /// @return false with a report when memory is short; all outputs are 0 or null then.

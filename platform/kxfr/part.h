@@ -27,8 +27,8 @@ public:
     virtual void towardsPixels(std::span<KxfrMapPoint> points) const = 0;
     virtual void towardsMap(std::span<KxfrMapPoint> points) const = 0;
 
-    virtual bool usesHeight() const { return false; }
-    virtual double sceneHeightM() const { return 0; }
+    /// @return the sensor model that the part is; null when it is none.
+    virtual const sarm::SensorModel* sensorModel() const { return nullptr; }
 };
 using PartPtr = std::unique_ptr<const Part>;
 
@@ -74,12 +74,14 @@ PartPtr makeTouchingPlane(const TouchingPlaneData& data);
 PartPtr makeAffine(const AffineData& data);
 PartPtr makePolynomial(const PolynomialData& data);
 PartPtr makeRangeDoppler(const sarm::ModelParameters& parameters);
+PartPtr makePolarFormat(const sarm::PolarFormatParameters& parameters);
 
 KmifDesign* longitudeTurnDesign(KERR_REPORT** slot);
 KmifDesign* touchingPlaneDesign(KERR_REPORT** slot);
 KmifDesign* affineDesign(KERR_REPORT** slot);
 KmifDesign* polynomialDesign(KERR_REPORT** slot);
 KmifDesign* rangeDopplerDesign(KERR_REPORT** slot);
+KmifDesign* polarFormatDesign(KERR_REPORT** slot);
 
 /// Throws unless all are finite.
 void requireFinite(std::span<const double> numbers);

@@ -1,53 +1,19 @@
-#include "kxfr/part.h"
+#include "kxfr/sensor_part.h"
 
 #include <cmath>
-#include <limits>
 
 namespace kxfr {
 namespace {
 
 using sarm::ModelParameters;
 
-/// Points at a time: a few pages of stack, and long runs for the model.
-constexpr std::size_t batch = 256;
-
-class RangeDoppler final : public Part {
+class RangeDoppler final : public SensorPart {
 public:
     explicit RangeDoppler(const ModelParameters& parameters) : model_(parameters) {}
 
     std::string_view designName() const override { return "RangeDoppler"; }
-    std::string_view to() const override { return "pixels"; }
     const void* data() const override { return &model_.parameters(); }
-    bool usesHeight() const override { return true; }
-    double sceneHeightM() const override { return model_.parameters().terrainHeightM; }
-
-    void towardsPixels(std::span<KxfrMapPoint> points) const override {
-        sarm::GroundPosition ground[batch];
-        sarm::ImagePosition image[batch];
-        for (std::size_t done = 0; done < points.size(); done += batch) {
-            const auto some = points.subspan(done, std::min(batch, points.size() - done));
-            for (std::size_t i = 0; i < some.size(); ++i)
-                ground[i] = {some[i].x, some[i].y, some[i].heightM};
-            model_.groundToImage(std::span(ground, some.size()), std::span(image, some.size()));
-            for (std::size_t i = 0; i < some.size(); ++i)
-                some[i] = {image[i].sample, image[i].line, some[i].heightM};
-        }
-    }
-
-    void towardsMap(std::span<KxfrMapPoint> points) const override {
-        sarm::GroundPosition ground[batch];
-        sarm::ImagePosition image[batch];
-        for (std::size_t done = 0; done < points.size(); done += batch) {
-            const auto some = points.subspan(done, std::min(batch, points.size() - done));
-            for (std::size_t i = 0; i < some.size(); ++i) {
-                image[i] = {some[i].x, some[i].y};
-                ground[i].heightM = some[i].heightM;
-            }
-            model_.imageToGround(std::span(image, some.size()), std::span(ground, some.size()));
-            for (std::size_t i = 0; i < some.size(); ++i)
-                some[i] = {ground[i].lonDeg, ground[i].latDeg, some[i].heightM};
-        }
-    }
+    const sarm::SensorModel* sensorModel() const override { return &model_; }
 
 private:
     sarm::Model model_;
@@ -91,12 +57,6 @@ void check(const ModelParameters& p) {
 using kmif::DesignPtr;
 
 constexpr auto orbitNumbers = std::size_t{3} * (sarm::maxOrbitDegree + 1);
-
-DesignPtr ellipsoidDesign(KERR_REPORT** slot) {
-    return DesignPtr(
-        kmif_DesignCreate(nullptr, "Ellipsoid",
-                          {{kmifFloat64, "semiMajorAxis"}, {kmifFloat64, "semiMinorAxis"}}, slot));
-}
 
 DesignPtr gridDesign(KERR_REPORT** slot) {
     return DesignPtr(kmif_DesignCreate(nullptr, "RadarGrid",

@@ -22,6 +22,7 @@ constexpr Kind kinds[] = {
     {"Affine", affineDesign, fromNode<AffineData, makeAffine>},
     {"Polynomial", polynomialDesign, fromNode<PolynomialData, makePolynomial>},
     {"RangeDoppler", rangeDopplerDesign, fromNode<sarm::ModelParameters, makeRangeDoppler>},
+    {"PolarFormat", polarFormatDesign, fromNode<sarm::PolarFormatParameters, makePolarFormat>},
 };
 
 using kmif::DesignPtr;

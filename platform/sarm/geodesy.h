@@ -28,4 +28,15 @@ RF_PLATFORM_API Vec3 toEarthFixed(const GroundPosition& ground, const Ellipsoid&
 /// @return unit vector along the ellipsoid's outward normal.
 RF_PLATFORM_API Vec3 upDirection(const GroundPosition& ground);
 
+/// @return longitude -180..180, latitude and height of an earth-fixed position, m; 1e-8 m between
+///         -10 and +10 km of height.
+/// Source: B. R. Bowring, The accuracy of geodetic latitude and height equations, Survey Review 28
+/// (1985).
+RF_PLATFORM_API GroundPosition toGeodetic(const Vec3& position, const Ellipsoid& ellipsoid);
+
+/// @return angle between the line of sight from an antenna, earth-fixed, and the ellipsoid's normal
+///         at a ground point, degrees.
+RF_PLATFORM_API double incidenceDeg(const GroundPosition& ground, const Vec3& antenna,
+                                    const Ellipsoid& ellipsoid);
+
 } // namespace sarm

@@ -3,11 +3,14 @@
 #include "sarm/model_kernels.h"
 
 #include <algorithm>
-#include <numbers>
 
 namespace sarm {
 
 Model::Model(const ModelParameters& parameters) : parameters_(parameters) {}
+
+ImageSize Model::imageSize() const {
+    return {parameters_.grid.numberOfSamples, parameters_.grid.numberOfLines};
+}
 
 std::optional<ImagePosition> Model::groundToImage(const GroundPosition& ground) const {
     ImagePosition image;
@@ -42,33 +45,8 @@ std::optional<double> Model::incidenceDeg(const ImagePosition& image, double hei
         return std::nullopt;
     const RadarGrid& grid = parameters_.grid;
     const double time = grid.timeOfLine0S + image.line * grid.timePerLineS;
-    const Vec3 sight =
-        stateAt(parameters_.orbit, time).position - toEarthFixed(*ground, parameters_.ellipsoid);
-    return std::acos(dot(sight, upDirection(*ground)) / norm(sight)) * (180 / std::numbers::pi);
-}
-
-ImagePosition Model::centre() const {
-    return {(parameters_.grid.numberOfSamples - 1) / 2.0,
-            (parameters_.grid.numberOfLines - 1) / 2.0};
-}
-
-std::vector<GroundPosition> footprint(const Model& model, int pointsPerEdge) {
-    const RadarGrid& grid = model.parameters().grid;
-    const ImagePosition corners[] = {{-0.5, -0.5},
-                                     {grid.numberOfSamples - 0.5, -0.5},
-                                     {grid.numberOfSamples - 0.5, grid.numberOfLines - 0.5},
-                                     {-0.5, grid.numberOfLines - 0.5}};
-    std::vector<GroundPosition> outline;
-    for (int edge = 0; edge < 4; ++edge)
-        for (int i = 0; i < pointsPerEdge; ++i) {
-            const ImagePosition &from = corners[edge], &to = corners[(edge + 1) % 4];
-            const double part = static_cast<double>(i) / pointsPerEdge;
-            const ImagePosition at{from.sample + part * (to.sample - from.sample),
-                                   from.line + part * (to.line - from.line)};
-            if (const auto ground = model.imageToGround(at, model.parameters().terrainHeightM))
-                outline.push_back(*ground);
-        }
-    return outline;
+    return sarm::incidenceDeg(*ground, stateAt(parameters_.orbit, time).position,
+                              parameters_.ellipsoid);
 }
 
 } // namespace sarm

@@ -23,17 +23,18 @@ double unwrapped(double lonDeg, double nearDeg) {
 }
 
 /// A regular grid over the image and the heights, `steps` intervals along line and sample.
-std::optional<std::vector<Sample>> sampleModel(const Model& model, double heightRangeM, int steps) {
+std::optional<std::vector<Sample>> sampleModel(const SensorModel& model, double heightRangeM,
+                                               int steps) {
     constexpr int heightSteps = 4;
-    const RadarGrid& grid = model.parameters().grid;
+    const ImageSize size = model.imageSize();
     std::vector<Sample> samples;
     for (int k = 0; k <= heightSteps; ++k)
         for (int j = 0; j <= steps; ++j)
             for (int i = 0; i <= steps; ++i) {
                 const double height =
-                    model.parameters().terrainHeightM + heightRangeM * (2.0 * k / heightSteps - 1);
-                const ImagePosition image{(grid.numberOfSamples - 1.0) * i / steps,
-                                          (grid.numberOfLines - 1.0) * j / steps};
+                    model.terrainHeightM() + heightRangeM * (2.0 * k / heightSteps - 1);
+                const ImagePosition image{(size.samples - 1.0) * i / steps,
+                                          (size.lines - 1.0) * j / steps};
                 const auto ground = model.imageToGround(image, height);
                 if (!ground)
                     return std::nullopt;
@@ -128,7 +129,7 @@ ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground) {
                                  dotTerms(rpc.lineDenominator, terms)};
 }
 
-std::optional<Rpc> fitRpc(const Model& model, double heightRangeM) {
+std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM) {
     constexpr int fitSteps = 12;
     const auto samples = sampleModel(model, heightRangeM, fitSteps);
     const auto checks = sampleModel(model, heightRangeM, 2 * fitSteps + 1);

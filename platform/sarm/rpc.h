@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sarm/model.h"
+#include "sarm/sensor_model.h"
 
 #include <array>
 
@@ -25,7 +25,7 @@ struct Rpc {
 /// @return nullopt when part of that volume has no position in the image.
 /// Accuracy: below 0.01 pixel for +-500 m on images up to 150 km wide; the result tells.
 /// Source: The Compendium of Controlled Extensions for NITF (STDI-0002), RPC00B.
-RF_PLATFORM_API std::optional<Rpc> fitRpc(const Model& model, double heightRangeM = 500);
+RF_PLATFORM_API std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM = 500);
 
 /// @return where the polynomials put a ground point.
 RF_PLATFORM_API ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground);

@@ -75,6 +75,7 @@ class Places(GeocodeCase):
         cases = (("rcm", {}, "EPSG:32632"), ("rcm", {"centre": "180,-16.5"}, "EPSG:4326"),
                  ("rcm", {"centre": "60,89.2"}, "EPSG:5041"),
                  ("radarsat2", {"look": "left", "pass_direction": "descending"}, "EPSG:3857"),
+                 ("capella-slc", {"image_geometry": "pfa", "look": "left"}, "EPSG:32633"),
                  ("capella-geo", {}, "EPSG:4326"))
         for family, fields, code in cases:
             with self.subTest(family, **fields):

@@ -1,6 +1,7 @@
 // Writes one transform of each kind, and records as text, into the corpus: seeds FOLDER.
 #include "fuzz/transform_texts.h"
 #include "kmif/kmif_node.h"
+#include "support/spotlight.h"
 
 #include <array>
 #include <filesystem>
@@ -45,7 +46,8 @@ void writeTransforms(const fs::path& folder) {
         KxfrXFormPtr(kxfr_XFormFromAffine(north, 100, 100, KxfrMap::degrees, nullptr)),
         KxfrXFormPtr(kxfr_XFormFromTies(ties, KxfrMap::plane, nullptr)),
         KxfrXFormPtr(kxfr_XFormFromTies(ties, KxfrMap::degrees, nullptr)),
-        KxfrXFormPtr(kxfr_XFormFromSarModel(sarm::Model(smallModel()), nullptr))};
+        KxfrXFormPtr(kxfr_XFormFromSarModel(sarm::Model(smallModel()), nullptr)),
+        KxfrXFormPtr(kxfr_XFormFromPolarFormat(support::spotlight(), nullptr))};
     int number = 0;
     for (const KxfrXFormPtr& transform : transforms)
         write(folder / std::to_string(++number), fuzz::textOf(*transform));

@@ -217,9 +217,15 @@ class Georeferencing(ProductCase):
         drawn = open_product(far.opened, GEOREF="MAP")
         self.assertIn("UTM zone", drawn.GetSpatialRef().GetName())
         self.assertLess(drawn.RasterXSize, 200)
-        by_ties = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa")
+        by_ties = self.make("capella-slc", lines=64, samples=64, image_geometry="surface")
         self.assertEqual(open_product(by_ties.opened, GEOREF="MAP").GetGCPCount(), 0)
-        nowhere = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa", gcps=False,
+        damaged = self.make("capella-slc", lines=64, samples=64, image_geometry="pfa", name="bad")
+        extended = next(damaged.folder.glob("*_extended.json"))
+        extended.write_text(extended.read_text().replace("col_sample_spacing", "spacing"))
+        self.assertEqual(open_product(damaged.opened).GetGCPCount(), 121)
+        with self.assertRaisesRegex(RuntimeError, "no sensor model .*col_sample_spacing is missing"):
+            open_product(damaged.opened, GEOREF="MODEL")
+        nowhere = self.make("capella-slc", lines=64, samples=64, image_geometry="surface", gcps=False,
                             name="nowhere")
         with self.assertRaisesRegex(RuntimeError, "nowhere.json: its place .* is not known"):
             open_product(nowhere.opened, GEOREF="MAP")
@@ -237,6 +243,9 @@ class Georeferencing(ProductCase):
                     self.check_targets(self.make(
                         family, lines=300, samples=300, centre=place, name=f"{family} {place}",
                         look="left", line_order="decreasing"))
+        for look in ("right", "left"):
+            self.check_targets(self.make("capella-slc", lines=2000, samples=1500, look=look,
+                                         image_geometry="pfa", sparse=True, name=f"pfa {look}"))
 
     def check_targets(self, product):
         targets = product.truth["targets"]

@@ -218,7 +218,8 @@ class Calibration(ProductCase):
     def test_incidence_angles_without_a_table_come_from_the_sensor_model(self):
         for family, fields in (("radarsat2", {}), ("radarsat2", {"product_type": "SGF",
                                                                  "pixel_order": "decreasing"}),
-                               ("capella-slc", {}), ("capella-grd", {"height": 0.0})):
+                               ("capella-slc", {}), ("capella-slc", {"image_geometry": "pfa"}),
+                               ("capella-grd", {"height": 0.0})):
             with self.subTest(family=family, **fields):
                 product = self.make(family, lines=65, samples=2001, name=f"{family}{len(fields)}",
                                     **fields)
@@ -232,7 +233,7 @@ class Calibration(ProductCase):
                 self.assertLess(np.abs(np.diff(angles, 2, axis=1)).max(), 1e-5)
                 self.assertLess(np.ptp(angles, axis=0).max(), 0.01)
         for family, fields in (("capella-geo", {}), ("radarsat2", {"product_type": "SSG"}),
-                               ("capella-slc", {"image_geometry": "pfa"})):
+                               ("capella-slc", {"image_geometry": "surface"})):
             product = self.make(family, lines=8, samples=8, name=f"none {family}", **fields)
             self.assertNotIn("INCIDENCE_ANGLE", subdatasets(open_product(product.opened)))
 

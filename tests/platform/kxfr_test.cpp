@@ -4,6 +4,7 @@
 #include "kmsc/kmsc.h"
 #include "kstr/kstr.h"
 #include "kxfr/part.h"
+#include "support/spotlight.h"
 
 #include <gdal_alg.h>
 #include <gmock/gmock.h>
@@ -162,10 +163,25 @@ TEST(Kxfr, SarModelsDecodeToBitEqualTransforms) {
         EXPECT_EQ(texts.count, 1U);
         const KxfrXFormPtr back = decoded(texts.parts());
         ASSERT_TRUE(back);
-        EXPECT_TRUE(back->usesHeight());
+        EXPECT_TRUE(back->sensorModel());
         EXPECT_EQ(back->sceneHeightM(), made->sceneHeightM());
         expectBitEqual(*made, *back, 3000, 4000);
     }
+}
+
+TEST(Kxfr, PolarFormatDecodesToABitEqualTransform) {
+    sarm::PolarFormatParameters numbers = support::spotlight();
+    const KxfrXFormPtr made(kxfr_XFormFromPolarFormat(numbers, nullptr));
+    ASSERT_TRUE(made);
+    Texts texts(*made);
+    const KxfrXFormPtr back = decoded(texts.parts());
+    ASSERT_TRUE(back && back->sensorModel());
+    EXPECT_EQ(back->sceneHeightM(), numbers.terrainHeightM);
+    expectBitEqual(*made, *back, numbers.numberOfSamples, numbers.numberOfLines);
+    numbers.polarAngleRate = 0;
+    kerr::Slot slot;
+    EXPECT_FALSE(kxfr_XFormFromPolarFormat(numbers, slot));
+    EXPECT_THAT(kerr_Text(slot.get()), HasSubstr("polar angle does not change"));
 }
 
 TEST(Kxfr, FlatTransformsDecodeToBitEqualOnes) {
@@ -177,7 +193,7 @@ TEST(Kxfr, FlatTransformsDecodeToBitEqualOnes) {
         KxfrXFormPtr(kxfr_XFormFromTies(bentTies(1e-4), KxfrMap::plane, nullptr))};
     for (const KxfrXFormPtr& transform : made) {
         ASSERT_TRUE(transform);
-        EXPECT_FALSE(transform->usesHeight());
+        EXPECT_FALSE(transform->sensorModel());
         Texts texts(*transform);
         expectBitEqual(*transform, *decoded(texts.parts()), 2000, 1000);
     }
@@ -330,7 +346,8 @@ TEST(Kxfr, DesignsDescribeTheStructures) {
         {"TouchingPlane", sizeof(kxfr::TouchingPlaneData)},
         {"Affine", sizeof(kxfr::AffineData)},
         {"Polynomial", sizeof(kxfr::PolynomialData)},
-        {"RangeDoppler", sizeof(sarm::ModelParameters)}};
+        {"RangeDoppler", sizeof(sarm::ModelParameters)},
+        {"PolarFormat", sizeof(sarm::PolarFormatParameters)}};
     for (const auto& [name, size] : sizes) {
         const kmif::DesignPtr design(kxfr::findKind(name)->makeDesign(nullptr));
         EXPECT_EQ(kmif_DesignSize(design.get()), size) << name;

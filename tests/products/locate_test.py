@@ -11,7 +11,8 @@ import numpy as np
 from osgeo import gdal, ogr, osr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import ProductCase, rfsar, rfsar_json  # noqa: E402
+from products import Product, ProductCase, rfsar, rfsar_json  # noqa: E402
+from sarsim import ellipsoid  # noqa: E402
 
 gdal.UseExceptions()
 ogr.UseExceptions()
@@ -22,6 +23,11 @@ LEFT_DOWN = {"look": "left", "pass_direction": "descending", "line_order": "decr
 SENSOR = {
     "capella slc": ("capella-slc", {}),
     "capella slc left": ("capella-slc", LEFT_DOWN),
+    "capella pfa": ("capella-slc", {"image_geometry": "pfa", "height": 700.0}),
+    "capella pfa left": ("capella-slc", {"image_geometry": "pfa", "look": "left",
+                                         "pass_direction": "descending"}),
+    "capella pfa at the antimeridian": ("capella-slc", {"image_geometry": "pfa",
+                                                        "centre": "180,-72"}),
     "capella grd": ("capella-grd", {"look": "left", "height": 700.0}),
     "rcm grd at the antimeridian": ("rcm", {"pixel_order": "decreasing", "centre": "180,-16.5"}),
     "rcm grd near the pole": ("rcm", {"centre": "60,89.5", "pass_direction": "ascending"}),
@@ -37,7 +43,7 @@ OWN = {
     "rcm gcd": ("rcm", {"product_type": "GCD", "centre": "20,70"}),
     "radarsat2 ssg": ("radarsat2", {"product_type": "SSG", "centre": "11,-48"}),
 }
-NO_MODEL = {"capella pfa": ("capella-slc", {"image_geometry": "pfa"})}
+NO_MODEL = {"capella surface": ("capella-slc", {"image_geometry": "surface"})}
 
 
 def table(text):
@@ -134,6 +140,97 @@ class Truth(ProductCase):
         self.assertLess(np.abs(back - pixels).max(), 1e-6)
 
 
+def replaced(path, value):
+    """Sets what stands at a path of names in the geometry of an extended document."""
+    def edit(geometry):
+        *parents, last = path.split("/")
+        for name in parents:
+            geometry = geometry[name]
+        geometry[last] = value(geometry[last])
+    return edit
+
+
+class RealPolarFormat(ProductCase):
+    """Metadata of a real spotlight image beside an empty picture."""
+
+    def test_the_middle_pixel_shows_what_the_product_says(self):
+        source = self.real("capella/C13_SP_SLC_HH_20241126")
+        extended = next(source.glob("*_extended.json"))
+        opened = self.folder / extended.name
+        opened.write_bytes(extended.read_bytes())
+        image = json.loads(extended.read_text())["collect"]["image"]
+        gdal.GetDriverByName("GTiff").Create(
+            str(opened).replace("_extended.json", ".tif"), image["columns"], image["rows"], 1,
+            gdal.GDT_CInt16, ["SPARSE_OK=TRUE", "TILED=YES", "BIGTIFF=YES"])
+        real = Product(self.folder, opened, {})
+        target = ellipsoid.to_geodetic(image["center_pixel"]["target_position"])
+        found, said = locate(real, [target], "--inverse")
+        self.assertEqual(said, "")
+        middle = image["columns"] // 2, image["rows"] // 2
+        self.assertLess(np.abs(found[0] - middle).max(), 1e-5)
+        width, height = image["columns"] - 1, image["rows"] - 1
+        ends = ellipsoid.to_ecef(*locate(real, [
+            (0, height / 2), (width, height / 2), (width / 2, 0), (width / 2, height)])[0].T)
+        for ground, stated in ((ends[1] - ends[0], image["width"]),
+                               (ends[3] - ends[2], image["length"])):
+            self.assertAlmostEqual(np.linalg.norm(ground) / stated, 1, delta=1e-4)
+        angles = self.folder / "angles.tif"
+        done = rfsar("export", opened, "--layer", "INCIDENCE_ANGLE", "--window",
+                     f"{middle[0]},{middle[1]},1,1", "-o", angles)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        angle = gdal.Open(str(angles)).ReadAsArray()[0, 0]
+        self.assertAlmostEqual(angle, image["center_pixel"]["incidence_angle"], delta=1e-4)
+
+
+class DamagedPolarFormat(ProductCase):
+    """A grid that cannot be trusted is named, and the tie points answer instead."""
+
+    FAULTS = (
+        ("polar_angle_polynomial", lambda _: {"type": "standard"},
+         "polar_angle_polynomial/coefficients is missing"),
+        ("spatial_frequency_scale_factor_polynomial/type", lambda _: "chebyshev",
+         "is of the unknown type chebyshev"),
+        ("polar_angle_polynomial/coefficients", lambda c: c[:1], "polar angle does not change"),
+        ("center_of_aperture/antenna_reference_point", lambda _: [0.0, 0.0, 0.0],
+         "not those of a satellite"),
+        ("center_of_aperture/velocity_antenna_reference_point", lambda v: v[:2],
+         "has not three parts"),
+        ("center_of_aperture/time", lambda _: "NaN", "center_of_aperture/time is no number"),
+        ("scene_reference_point_ecef", lambda p: [-x for x in p], "does not see the scene"),
+        ("row_sample_spacing", lambda _: -0.5, "spacings are not positive"),
+        ("col_sample_spacing", lambda _: 1e5, "corner of the image does not meet the ground"),
+        # Numbers that are possible, but not this image's: its middle tells.
+        ("scene_reference_point_row_col", lambda p: p[::-1], "lies at sample"),
+        ("spatial_frequency_scale_factor_polynomial/coefficients", lambda c: [15.1] + c[1:],
+         "lies at sample"),
+    )
+
+    def test_each_damage_is_named(self):
+        product = self.make("capella-slc", image_geometry="pfa", name="p", **SMALL)
+        extended = next(product.folder.glob("*_extended.json"))
+        whole = json.loads(extended.read_text())
+        ties = product.truth["tiePoints"]
+        ground = [(t["lon"], t["lat"]) for t in ties]
+        image = np.array([(t["sample"], t["line"]) for t in ties])
+        for path, value, said in self.FAULTS:
+            with self.subTest(path):
+                document = json.loads(json.dumps(whole))
+                replaced(path, value)(document["collect"]["image"]["image_geometry"])
+                extended.write_text(json.dumps(document))
+                found, remark = locate(product, ground, "--inverse")
+                self.assertIn("p_extended.json: ", remark)
+                self.assertIn(said, remark)
+                self.assertLess(np.abs(found - image).max(), 0.05)
+        self.assertIn(said, rfsar("check", product.opened).stdout)
+
+    def test_a_grid_of_another_image_is_refused(self):
+        product = self.make("capella-slc", image_geometry="pfa", name="p", **SMALL)
+        other = self.make("capella-slc", image_geometry="pfa", name="q", lines=258, samples=200)
+        next(other.folder.glob("*.tif")).replace(next(product.folder.glob("*.tif")))
+        _, remark = locate(product, [(11.5, 48.1)], "--inverse")
+        self.assertIn("200 x 258 pixels, its sensor model is one of 200 x 260", remark)
+
+
 class Terrain(ProductCase):
     """Points on an elevation model satisfy both the model and the picture."""
 
@@ -195,6 +292,17 @@ class Terrain(ProductCase):
 class Lines(ProductCase):
     """What comes in and goes out, line by line."""
 
+    def test_places_in_polar_format_come_back_whatever_their_height(self):
+        for look in ("right", "left"):
+            product = self.make("capella-slc", name=look, image_geometry="pfa", look=look, **SMALL)
+            rng = np.random.default_rng(6)
+            pixels = rng.uniform((-20, -26), (220, 286), (5000, 2))
+            heights = rng.uniform(-500, 9000, 5000)
+            ground, _ = locate(product, np.column_stack([pixels, heights]))
+            self.assertLess(np.abs(ground[:, 2] - heights).max(), 1e-6)
+            back, _ = locate(product, ground, "--inverse")
+            self.assertLess(np.abs(back - pixels).max(), 1e-6)
+
     def test_answers_stream_and_come_back_unchanged(self):
         product = self.make("capella-slc", **SMALL)
         rng = np.random.default_rng(5)
@@ -234,7 +342,7 @@ class Lines(ProductCase):
         self.assertNotIn("nan", lines[2] + lines[3])
         far = rfsar("locate", product.opened, "--inverse", stdin="-170 -48\n")
         self.assertEqual(far.stdout, "nan nan\n")
-        bare = self.make("capella-slc", name="bare", image_geometry="pfa", gcps=False, **SMALL)
+        bare = self.make("capella-slc", name="bare", image_geometry="surface", gcps=False, **SMALL)
         self.assertFails(rfsar("locate", bare.opened, stdin="1 1\n"), "nothing says where it lies")
 
 
@@ -277,6 +385,7 @@ class Footprint(ProductCase):
     def test_plain_antimeridian_and_polar_scenes(self):
         shape, _ = self.footprint("rcm")
         self.assertEqual(shape["type"], "Polygon")
+        self.footprint("capella-slc", name="polar format", image_geometry="pfa")
         shape, _ = self.footprint("rcm", name="date line", centre="180,-16.5")
         self.assertEqual(shape["type"], "MultiPolygon")
         self.assertEqual(len(shape["coordinates"]), 2)

@@ -61,6 +61,42 @@ class Geometry:
         return (t - self.t0) / self.dt - line, (distance - stated) / slope
 
 
+class PolarFormat:
+    """The published projection of a polar-format grid, by its derivatives."""
+
+    def __init__(self, geometry):
+        def coefficients(name):
+            return np.array(geometry[name]["coefficients"])
+
+        aperture = geometry["center_of_aperture"]
+        value, slope = np.polynomial.polynomial.polyval, np.polynomial.polynomial.polyder
+        angle, scale = (coefficients("polar_angle_polynomial"),
+                        coefficients("spatial_frequency_scale_factor_polynomial"))
+        self.a = value(aperture["time"], angle)
+        self.rate = value(aperture["time"], slope(angle))
+        self.k, self.dk = value(self.a, scale), value(self.a, slope(scale))
+        self.position = np.array(aperture["antenna_reference_point"])
+        self.velocity = np.array(aperture["velocity_antenna_reference_point"])
+        self.origin = np.array(geometry["scene_reference_point_ecef"])
+        self.sample0, self.line0 = geometry["scene_reference_point_row_col"]
+        self.spacing = geometry["row_sample_spacing"], geometry["col_sample_spacing"]
+
+    def seen(self, point):
+        sight = self.position - point
+        distance = np.linalg.norm(sight)
+        return np.array([distance, self.velocity @ sight / distance])
+
+    def misfit(self, line, sample, point):
+        """As Geometry's, but the stated image position is projected and compared in range."""
+        row, column = ((sample - self.sample0) * self.spacing[0],
+                       (line - self.line0) * self.spacing[1])
+        sin, cos = np.sin(self.a), np.cos(self.a)
+        u, w = row * cos + column * sin, column * cos - row * sin
+        stated = np.array([self.k * u, (self.dk * u + self.k * w) * self.rate])
+        off = self.seen(point) - self.seen(self.origin) - stated
+        return off[1] / (self.k * self.rate * self.spacing[1]), off[0] / self.spacing[0]
+
+
 def strip_namespaces(path):
     root = ElementTree.parse(path).getroot()
     for node in root.iter():
@@ -95,6 +131,8 @@ def read_capella(path):
     with open(path, encoding="utf-8") as stream:
         collect = json.load(stream)["collect"]
     image, geometry = collect["image"], collect["image"]["image_geometry"]
+    if geometry["type"] == "pfa":
+        return PolarFormat(geometry)
     if "gr_to_sr_poly_coeffs" in geometry:
         spacing = geometry["ground_range_spacing"]
         coefficients = geometry["gr_to_sr_poly_coeffs"][::-1]

@@ -26,6 +26,7 @@ LEFT_DOWN = dict(look="left", pass_direction="descending", line_order="decreasin
 SENSOR_RECIPES = {
     "capella slc": dict(family="capella-slc", **LEFT_DOWN),
     "capella slc, uneven vectors": dict(family="capella-slc", vector_jitter=0.05),
+    "capella pfa": dict(family="capella-slc", image_geometry="pfa", look="left", height=900.0),
     "capella grd": dict(family="capella-grd", look="left", height=700.0),
     "rcm grd": dict(family="rcm", pixel_order="decreasing", centre="-179.999,-16.5"),
     "rcm slc quad": dict(family="rcm", product_type="SLC", polarizations="HH HV VH VV",
@@ -220,7 +221,8 @@ class Files(unittest.TestCase):
         for wrong, word in ((("rcm", "--product-type", "SGF"), "product_type"),
                             (("radarsat2", "--start", "2023-02-29T00:00:00Z"), "start"),
                             (("rcm", "--polarizations", "HH HH"), "polarizations"),
-                            (("capella-grd", "--bands", "2"), "bands")):
+                            (("capella-grd", "--bands", "2"), "bands"),
+                            (("capella-grd", "--image-geometry", "pfa"), "image_geometry")):
             refused = self.run_cli(wrong[0], self.folder, *wrong[1:])
             self.assertEqual(refused.returncode, 2)
             self.assertIn(word, refused.stderr)

@@ -2,6 +2,7 @@
 import json
 import os
 
+from numpy.polynomial import polynomial
 
 from . import ellipsoid, instants
 from .scene import LIGHT_M_PER_S
@@ -35,6 +36,41 @@ def image_paths(recipe, name):
 
 def opened(recipe):
     return recipe.name + ("_extended.json" if recipe.only == "extended" else ".json")
+
+
+def standard(coefficients):
+    """A polynomial, constant term first."""
+    return {"type": "standard", "dimension": 1, "degree": len(coefficients) - 1,
+            "coefficients": list(map(float, coefficients))}
+
+
+def polar_format(grid):
+    """The file's samples are the grid's rows."""
+    def vector(values):
+        return list(map(float, values))
+
+    velocity = polynomial.polyder(grid.antenna)
+    angle = float(polynomial.polyval(grid.centre_s, grid.angle))
+    return {
+        "type": "pfa",
+        "scene_reference_point_row_col": [grid.reference_sample, grid.reference_line],
+        "scene_reference_point_ecef": vector(grid.reference),
+        "row_sample_spacing": grid.spacing_m, "col_sample_spacing": grid.line_spacing_m,
+        "row_direction": vector(grid.row), "col_direction": vector(grid.column),
+        "slant_plane_normal": vector(grid.normal),
+        "ground_plane_normal": vector(grid.ground_normal),
+        "polar_angle_polynomial": standard(grid.angle),
+        "spatial_frequency_scale_factor_polynomial": standard(grid.scale),
+        "antenna_reference_point_polynomial": {
+            axis: standard(grid.antenna[:, k]) for k, axis in enumerate("xyz")},
+        "velocity_antenna_reference_point_polynomial": {
+            axis: standard(velocity[:, k]) for k, axis in enumerate("xyz")},
+        "center_of_aperture": {
+            "time": grid.centre_s, "antenna_reference_point": vector(grid.position),
+            "velocity_antenna_reference_point": vector(grid.velocity), "polar_angle": angle,
+            # As real products have it: the polynomial of the angle, taken at the time.
+            "spatial_frequency_scale_factor": float(
+                polynomial.polyval(grid.centre_s, grid.scale))}}
 
 
 class _Writer:
@@ -79,10 +115,10 @@ class _Writer:
         if r.product_is_map:
             return {"type": "geotransform", "geotransform": list(s.grid.geotransform),
                     "coordinate_system": {"type": "wkt", "wkt": s.grid.srs.ExportToWkt()}}
-        if r.image_geometry == "pfa":
-            position, velocity = s.orbit.state(s.centre_s)
-            return {"type": "pfa", "reference_antenna_position": list(map(float, position)),
-                    "reference_antenna_velocity": list(map(float, velocity))}
+        if r.image_geometry == "surface":
+            return {"type": "surface"}
+        if r.product_is_polar:
+            return polar_format(s.grid)
         times = {"first_line_time": self.instant(s.first_line_s), "delta_line_time": self.step_s,
                  "range_to_first_sample": s.near_range_m}
         if r.product_is_slant:

@@ -102,7 +102,7 @@ class Recipe:
                                  choices=("item", "extended"))
     href_prefix: str = option("capella: text before the image's name in the item, e.g. a URL", "")
     image_geometry: Optional[str] = option("capella-slc: kind of image geometry stated",
-                                           choices=("slant_plane", "pfa"))
+                                           choices=("slant_plane", "pfa", "surface"))
 
     @property
     def platform(self):
@@ -116,6 +116,10 @@ class Recipe:
     def product_is_map(self):
         kinds = MAP_TYPES.get(self.family, ())
         return kinds is None or self.product_type in kinds
+
+    @property
+    def product_is_polar(self):
+        return self.image_geometry == "pfa"
 
     @property
     def product_is_slant(self):
@@ -211,6 +215,10 @@ def check(r):
     need(r.doppler_estimates >= 1, "doppler_estimates: at least 1")
     need(r.pixel_order == "increasing" or r.platform != "capella",
          "pixel_order: Capella products run from near to far range")
+    need(r.image_geometry == "slant_plane" or r.family == "capella-slc",
+         "image_geometry: other kinds are for capella-slc")
+    need(r.line_order == "increasing" or not r.product_is_polar,
+         "line_order: the lines of a polar-format image have no times")
     need(r.tie_points >= 2, "tie_points: at least 2")
     need(10 <= r.incidence <= 60, "incidence: 10 to 60 degrees")
     try:

@@ -8,7 +8,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from . import ellipsoid, grids, orbit as orbits, zerodoppler
+from . import ellipsoid, grids, orbit as orbits, polarformat, zerodoppler
 
 LIGHT_M_PER_S = 299792458.0
 RANGE_POLYNOMIAL_DEGREE = 5
@@ -69,7 +69,9 @@ class Scene:
 
     def _set_times(self):
         r = self.recipe
-        if r.product_is_map:  # the acquisition covers the map's diagonal
+        if r.product_is_polar:
+            duration = polarformat.APERTURE_S
+        elif r.product_is_map:  # the acquisition covers the map's diagonal
             duration = 1.1 * math.hypot(r.lines * r.line_spacing,
                                         r.samples * r.pixel_spacing) / self.ground_speed_m_s
         else:
@@ -129,6 +131,10 @@ class Scene:
                                      self.first_line_s, step, r.pixel_spacing,
                                      self.range_coefficients, far_first)
         self.far_range_m = float(self.grid.time_range(0, 0 if far_first else r.samples - 1)[1])
+        if r.product_is_polar:
+            self.grid = polarformat.PolarFormatGrid(
+                self.orbit, self.centre_s, self.centre_ecef, r.height, r.lines, r.samples,
+                r.pixel_spacing, r.line_spacing)
 
     def _ground_to_slant(self, from_near_m=None):
         """Slant range as a polynomial of the distance along the ground from the near edge."""
@@ -161,6 +167,10 @@ class Scene:
                                            self.recipe.height)
         self.incidence_near_deg, self.incidence_far_deg, self.incidence_centre_deg = (
             zerodoppler.incidence_deg(self.orbit, times, points))
+        if self.recipe.product_is_polar:
+            line, last = self.recipe.lines // 2, self.recipe.samples - 1
+            self.incidence_near_deg, self.incidence_far_deg, self.incidence_centre_deg = (
+                self.grid.incidence_deg(line, [0, last, self.recipe.samples // 2]))
         position, _ = self.orbit.state(self.centre_s)
         self.satellite_height_m = float(ellipsoid.to_geodetic(position)[2])
 

@@ -4,7 +4,6 @@
 #include "product/opened_product.h"
 #include "product/rpc_items.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,18 +12,21 @@ namespace rf_sar_gdal {
 using product::OpenedProduct;
 using product::ProductImage;
 
-/// The sensor model of a product's images, which share one grid.
-struct SensorModel {
-    std::optional<sarm::Model> model; ///< none for images that are not in a radar's grid
-    std::string why;                  ///< there is none, as far as the plug-in tells
+/// Where a product's images lie, which share one grid.
+struct SharedGrid {
+    loader::Georeferencing place; ///< remarks tell why there is no sensor model
 
+    /// @return null for images that are not in a radar's grid.
+    const sarm::SensorModel* model() const {
+        return place.transform ? place.transform->sensorModel() : nullptr;
+    }
     /// @return the model's rational polynomials; empty when they cannot be fitted.
     product::RpcItems rpc() const;
     /// @return a grid of ties over the image at the height of the scene, in longitude and latitude.
     std::vector<GroundTie> ties(std::uint32_t width, std::uint32_t height) const;
 };
 
-/// Rebuilds the model from what the plug-in tells of its layers. Never throws for want of one.
-SensorModel sensorModel(const OpenedProduct& opened);
+/// Never throws for want of a model.
+SharedGrid sharedGrid(const OpenedProduct& opened);
 
 } // namespace rf_sar_gdal
