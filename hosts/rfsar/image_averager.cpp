@@ -38,7 +38,7 @@ const std::vector<Direction>& directions() {
         std::vector<Direction> made(65536);
         for (std::size_t pattern = 0; pattern < made.size(); ++pattern) {
             const double angle = static_cast<std::int16_t>(pattern) * (std::numbers::pi / 32768);
-            made[pattern] = Direction{static_cast<std::int32_t>(std::lround(unit * std::cos(angle))),
+            made[pattern] = {static_cast<std::int32_t>(std::lround(unit * std::cos(angle))),
                              static_cast<std::int32_t>(std::lround(unit * std::sin(angle)))};
         }
         return made;
