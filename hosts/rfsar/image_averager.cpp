@@ -51,8 +51,8 @@ using Sums = std::vector<std::uint64_t>;
 void addPower(const std::uint16_t* line, Sums& power) {
     std::uint64_t* sums = power.data();
     for (std::size_t i = 0, width = power.size(); i < width; ++i) {
-        const std::uint32_t amplitude = line[i];
-        sums[i] += amplitude * amplitude;
+        const std::uint32_t amplitude = line[i], square = amplitude * amplitude;
+        sums[i] += square;
     }
 }
 
