@@ -9,6 +9,7 @@
 #include <benchmark/benchmark.h>
 #include <cpl_conv.h>
 
+#include <array>
 #include <cstdio>
 
 namespace {
@@ -76,7 +77,7 @@ void stripsGdalRasterIo(benchmark::State& state) {
 }
 
 void stripsLayerRead(benchmark::State& state) {
-    KIMG_LAYER* const layers[] = {openLayer(images().strips(), 1), openLayer(images().strips(), 2)};
+    const std::array layers{openLayer(images().strips(), 1), openLayer(images().strips(), 2)};
     std::vector<float> line(side);
     const KGDA_DATA data{line.data(), 1, side, kpxmF32, sizeof(float) * side, sizeof(float)};
     for ([[maybe_unused]] auto _ : state)

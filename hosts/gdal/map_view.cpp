@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace rf_sar_gdal {
 namespace {
@@ -106,9 +107,8 @@ std::string wktOf(const OGRSpatialReference* system) {
     char* text = nullptr;
     if (system)
         system->exportToWkt(&text);
-    std::string wkt = text ? text : "";
-    CPLFree(text);
-    return wkt;
+    const std::unique_ptr<char, decltype(&VSIFree)> owner(text, VSIFree);
+    return text ? text : "";
 }
 
 } // namespace

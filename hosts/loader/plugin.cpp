@@ -96,9 +96,9 @@ std::vector<Format> readFormats(const EntryPoints& entry) {
 
 } // namespace
 
-Plugin::Plugin(const std::string& path) : path_(path) {
-    entry_ = lookUpAll(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
-    formats_ = readFormats(entry_);
+Plugin::Plugin(const std::string& path)
+    : path_(path), entry_(lookUpAll(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))),
+      formats_(readFormats(entry_)) {
     std::uint32_t count = 0;
     char16_t** list = nullptr;
     entry_.pixelTypesGet(&count, &list);

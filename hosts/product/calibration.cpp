@@ -35,8 +35,8 @@ std::vector<CalibrationTable> tablesOfXml(const ProductDocument& document) {
     const char* kindPath =
         rcm ? "<xmlattr>.sarCalibrationType" : "<xmlattr>.incidenceAngleCorrection";
     std::vector<CalibrationTable> tables;
-    std::size_t place = 0;
-    if (const auto elements = document.root.get_child_optional(parent))
+    if (const auto elements = document.root.get_child_optional(parent)) {
+        std::size_t place = 0;
         for (const auto& [name, element] : *elements) {
             if (name != key)
                 continue;
@@ -46,6 +46,7 @@ std::vector<CalibrationTable> tablesOfXml(const ProductDocument& document) {
                                   document.folder() + (rcm ? "calibration/" : "") + element.data(),
                                   place - 1});
         }
+    }
     return tables;
 }
 

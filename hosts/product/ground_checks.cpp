@@ -1,6 +1,7 @@
 #include "product/ground_checks.h"
 
 #include "kimg/georeferencing.h"
+#include "product/column_profile.h"
 #include "product/ground_ties.h"
 #include "product/image_samples.h"
 #include "sarm/rpc.h"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <sstream>
 
@@ -153,7 +153,8 @@ Residuals againstStatedMap(const ProductDocument& document, const std::string& i
     if (const auto list =
             document.extended.get_child_optional("collect.image.image_geometry.geotransform"))
         for (const auto& [key, element] : *list)
-            stated.push_back(element.get_value<double>(std::numeric_limits<double>::quiet_NaN()));
+            for (const double number : parseNumbers(element.data(), document.extendedFile))
+                stated.push_back(number);
     const ImageSamples image(imageFile);
     const auto own = placeOf(image).geoTransform;
     if (stated.size() != 6 || !own)

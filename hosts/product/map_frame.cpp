@@ -51,20 +51,11 @@ class Cells {
 public:
     Cells(const Window& part, std::uint32_t side, const Exact& exact)
         : part_(part), side_(side), columns_((part.width + side - 1) / side),
-          rows_((part.height + side - 1) / side), exact_(exact) {
-        Points nodes;
-        for (std::uint32_t row = 0; row <= rows_; ++row)
-            for (std::uint32_t column = 0; column <= columns_; ++column)
-                nodes.push_back({double(part.x) + column * side, double(part.y) + row * side});
-        for (std::uint32_t row = 0; row < rows_; ++row)
-            for (std::uint32_t column = 0; column < columns_; ++column)
-                nodes.push_back({part.x + (column + 0.5) * side, part.y + (row + 0.5) * side});
-        known_ = exact(nodes);
-    }
+          rows_((part.height + side - 1) / side), exact_(exact), known_(exact(nodes())) {}
 
     /// @return whether the cells' centres are where their corners have them.
     bool good(double tolerance) const {
-        const Point* centre = known_.data() + std::size_t{columns_ + 1} * (rows_ + 1);
+        const Point* centre = known_.data() + (columns_ + 1) * (rows_ + 1);
         for (std::uint32_t row = 0; row < rows_; ++row)
             for (std::uint32_t column = 0; column < columns_; ++column, ++centre) {
                 const Point mean = between(corners(row, column), 0.5, 0.5);
@@ -91,11 +82,23 @@ public:
     }
 
 private:
+    /// The cells' corners, row by row, then their centres.
+    Points nodes() const {
+        Points all;
+        for (std::uint32_t row = 0; row <= rows_; ++row)
+            for (std::uint32_t column = 0; column <= columns_; ++column)
+                all.push_back({double(part_.x) + column * side_, double(part_.y) + row * side_});
+        for (std::uint32_t row = 0; row < rows_; ++row)
+            for (std::uint32_t column = 0; column < columns_; ++column)
+                all.push_back({part_.x + (column + 0.5) * side_, part_.y + (row + 0.5) * side_});
+        return all;
+    }
+
     struct Corners {
         const Point *above, *below; ///< two each
     };
     Corners corners(std::uint32_t row, std::uint32_t column) const {
-        const Point* above = &known_[row * std::size_t{columns_ + 1} + column];
+        const Point* above = &known_[row * (columns_ + 1) + column];
         return {above, above + columns_ + 1};
     }
 
@@ -127,7 +130,8 @@ private:
     }
 
     Window part_;
-    std::uint32_t side_, columns_, rows_;
+    std::uint32_t side_;
+    std::size_t columns_, rows_;
     const Exact& exact_;
     Points known_;
 };
@@ -165,7 +169,7 @@ MapPositions::MapPositions(const loader::Layer& layer, const MapRequest& request
 }
 
 /// Places that the system cannot hold, told by the way back leading elsewhere, become NaN.
-void MapPositions::toMap(std::vector<KxfrMapPoint>& ground, Points& map) const {
+void MapPositions::toMap(const std::vector<KxfrMapPoint>& ground, Points& map) const {
     map.clear();
     for (const KxfrMapPoint& point : ground)
         map.push_back({point.x, point.y});

@@ -59,7 +59,7 @@ private:
     Points outline(double heightM) const;
     std::vector<double> outlineHeights() const;
     double ownStep() const;
-    void toMap(std::vector<KxfrMapPoint>& ground, Points& map) const;
+    void toMap(const std::vector<KxfrMapPoint>& ground, Points& map) const;
     Points groundAt(const MapFrame& frame, const Points& mapPixels) const;
     Points imageAt(const Points& ground) const;
 

@@ -18,7 +18,7 @@ void warning(const std::string& text) {
         std::cerr << "rfsar: warning: " << text << '\n';
 }
 
-void error(const std::string& text) { std::cerr << "rfsar: " << text << '\n'; }
+void error(std::string_view text) { std::cerr << "rfsar: " << text << '\n'; }
 
 void printJson(const nlohmann::ordered_json& document) {
     std::cout << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';

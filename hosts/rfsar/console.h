@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// Where rfsar talks: data to stdout, diagnostics to stderr.
 namespace console {
@@ -12,7 +13,7 @@ namespace console {
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
-void error(const std::string& text);
+void error(std::string_view text);
 
 /// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.
 void printJson(const nlohmann::ordered_json& document);

@@ -85,7 +85,7 @@ private:
     static std::string label(double value, double step, const char* plus, const char* minus) {
         const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
         char text[32];
-        std::snprintf(text, sizeof text, "%.*f°%s", decimals, std::abs(value),
+        std::snprintf(text, sizeof text, "%.*f°%s", decimals, std::fabs(value),
                       value < 0 ? minus : plus);
         return text;
     }

@@ -50,8 +50,10 @@ using Sums = std::vector<std::uint64_t>;
 
 void addPower(const std::uint16_t* line, Sums& power) {
     std::uint64_t* sums = power.data();
-    for (std::size_t i = 0, width = power.size(); i < width; ++i)
-        sums[i] += std::uint32_t{line[i]} * line[i];
+    for (std::size_t i = 0, width = power.size(); i < width; ++i) {
+        const std::uint32_t amplitude = line[i], square = amplitude * amplitude;
+        sums[i] += square;
+    }
 }
 
 void addDirections(const std::uint16_t* line, Sums& cosines, Sums& sines) {
@@ -103,8 +105,8 @@ void ImageAverager::addColumns(std::size_t row, std::uint32_t x, const Sums& col
 
 std::uint64_t ImageAverager::samplesIn(std::size_t cell) const {
     const std::size_t row = cell / outWidth_, column = cell % outWidth_;
-    return std::uint64_t{lineStart_[row + 1] - lineStart_[row]} *
-           (columnStart_[column + 1] - columnStart_[column]);
+    const std::uint64_t lines = lineStart_[row + 1] - lineStart_[row];
+    return lines * (columnStart_[column + 1] - columnStart_[column]);
 }
 
 std::vector<std::uint8_t> ImageAverager::grey() const {

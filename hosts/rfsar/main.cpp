@@ -18,9 +18,7 @@ constexpr char description[] =
     "FILE is a product folder, product.xml, manifest.safe, a Capella item or its extended JSON,\n"
     "a .zip as downloaded, or a virtual path (/vsizip/, /vsicurl/, ...).";
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app(description, "rfsar");
     app.set_version_flag("--version", std::string("rfsar ") + RF_SAR_VERSION);
     app.require_subcommand(1);
@@ -47,6 +45,14 @@ int main(int argc, char** argv) {
         return status;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : usage;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
     } catch (const interruption::Interrupted& interrupted) {
         interruption::endBy(interrupted.signal);
     } catch (const std::exception& error) {

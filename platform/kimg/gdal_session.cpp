@@ -6,6 +6,7 @@
 #include <gdal_frmts.h>
 #include <ogr_srs_api.h>
 
+#include <memory>
 #include <mutex>
 
 namespace kimg {
@@ -64,11 +65,9 @@ int gdalTypeOf(SampleType type) {
 std::string wktOf(void* system) {
     const char* const options[] = {"FORMAT=WKT2_2019", nullptr};
     char* text = nullptr;
-    std::string wkt;
-    if (system && OSRExportToWktEx(system, &text, options) == OGRERR_NONE)
-        wkt = text;
-    CPLFree(text);
-    return wkt;
+    const bool written = system && OSRExportToWktEx(system, &text, options) == OGRERR_NONE;
+    const std::unique_ptr<char, decltype(&VSIFree)> owner(text, VSIFree);
+    return written ? text : "";
 }
 
 ErrorCapture::ErrorCapture()

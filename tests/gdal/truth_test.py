@@ -181,6 +181,9 @@ class Truth(ProductCase):
         shift_map(product)
         self.assertTold("against the product's, 4 points: line rms 0.000 (max 0.000), sample rms "
                         "5.000", [text for c, text in self.findings(product) if c == "ground"])
+        edit(r'("geotransform":\s*\[)[^,]*', r'\1"wide"', EXTENDED)(product)
+        self.assertTold('_extended.json: "wide" is not a number',
+                        [text for c, text in self.findings(product) if c == "ground"])
 
 
 if __name__ == "__main__":
