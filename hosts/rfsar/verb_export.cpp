@@ -101,7 +101,6 @@ void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t b
     work.slots =
         std::clamp<std::size_t>(roomInTiles / together, 1, tilesAhead * machineThreads() + 1);
     std::vector<std::vector<std::byte>> buffers(work.slots);
-    std::vector<RasterTiles::Scratch> scratch(work.slots);
     const auto place = [&](std::size_t item) {
         const auto row = static_cast<std::uint32_t>(item / runs);
         const std::uint32_t column = static_cast<std::uint32_t>(item % runs) * together;
@@ -110,7 +109,8 @@ void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t b
     work.prepare = [&](std::size_t item, std::size_t slot) {
         const auto [row, column, count] = place(item);
         buffers[slot].resize(together * tiles.tileBytes());
-        tiles.read(row, column, count, buffers[slot].data(), scratch[slot]);
+        thread_local RasterTiles::Scratch scratch; // may be large: a block of the image
+        tiles.read(row, column, count, buffers[slot].data(), scratch);
     };
     console::Progress progress("exporting " + name, work.items);
     work.take = [&](std::size_t item, std::size_t slot) {
