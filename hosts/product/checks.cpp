@@ -101,9 +101,14 @@ void checkModel(const Subject& subject, Findings& findings) {
         return findings.add(Verdict::warn, error.what());
     }
     if (remarks.empty())
-        return findings.add(Verdict::ok, "the product has a SAR model");
+        findings.add(Verdict::ok, "the product has a SAR model");
+    else if (!statesPolarFormat(subject.document))
+        findings.add(Verdict::warn, remarks);
+}
+
+void checkPolarFormat(const Subject& subject, Findings& findings) {
     if (!statesPolarFormat(subject.document))
-        return findings.add(Verdict::warn, remarks);
+        return;
     try {
         static_cast<void>(polarFormatTransform(subject.document));
         findings.add(Verdict::ok, "the product has a polar-format sensor model");
@@ -273,11 +278,12 @@ struct Check {
 };
 /// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles, false}, {"layers", checkLayers, false},
-    {"model", checkModel, false}, {"sizes", checkSizes, true},
-    {"types", checkTypes, true},  {"poles", checkPolarizations, true},
-    {"times", checkTimes, true},  {"ground", checkGround, false},
-    {"rpc", checkRpc, false},     {"calibration", checkTables, true},
+    {"files", checkFiles, false},        {"layers", checkLayers, false},
+    {"model", checkModel, false},        {"grid", checkPolarFormat, true},
+    {"sizes", checkSizes, true},         {"types", checkTypes, true},
+    {"poles", checkPolarizations, true}, {"times", checkTimes, true},
+    {"ground", checkGround, false},      {"rpc", checkRpc, false},
+    {"calibration", checkTables, true},
 };
 
 std::vector<Finding> runOn(const Subject& subject, bool cheapOnly) {

@@ -30,8 +30,10 @@ product::Footprint footprintOf(const loader::Product& opened, const std::vector<
         }
         try {
             const product::Locator locator(*layer);
-            if (!locator.remarks().empty())
-                warnings.push_back(locator.remarks());
+            const std::string& remarks = locator.remarks();
+            if (!remarks.empty() &&
+                std::find(warnings.begin(), warnings.end(), remarks) == warnings.end())
+                warnings.push_back(remarks);
             return product::footprintOf(locator, layer->width(), layer->height());
         } catch (const loader::Error& error) {
             warnings.emplace_back(error.what());

@@ -64,6 +64,7 @@ def reorder(tag, files):
     return change
 
 
+SPOTLIGHT = ("capella-slc", {"image_geometry": "pfa"})
 SMALL, SMALL_COMPLEX = image(40, 60), image(40, 60, 2, gdal.GDT_Int16)
 EXTENDED = "*_extended.json"
 FEWER_GAINS = edit(r"(<gains>)\S+ ", r"\1", "lutSigma*.xml")
@@ -119,6 +120,9 @@ DISAGREEMENTS = [
      "the collect stops at 2024-05-06T07:08:08", {}),
     (CAPELLA, edit(r'("first_line_time": "2024-05-06T07:08:)09', r"\g<1>11", EXTENDED), "times",
      "leave the collect", {}),
+    (SPOTLIGHT, edit("col_sample_spacing", "spacing", EXTENDED), "grid",
+     "col_sample_spacing is missing, so that its polar-format grid has no sensor model",
+     {"INCIDENCE_ANGLE": "col_sample_spacing is missing"}),
 ]
 
 
@@ -145,7 +149,7 @@ class Truth(ProductCase):
         self.assertTrue(any(sentence in text for text in texts), f"{sentence!r} in {texts}")
 
     def test_products_as_they_should_be_have_no_warnings(self):
-        for family, options in (RCM, SLC, RS2, SGF, CAPELLA, GEO, ("capella-grd", {}),
+        for family, options in (RCM, SLC, RS2, SGF, CAPELLA, GEO, SPOTLIGHT, ("capella-grd", {}),
                                 ("rcm", {"pixel_type": "float32", "pixel_order": "decreasing"}),
                                 ("rcm", {"product_type": "GCD"}),
                                 ("radarsat2", {"product_type": "SSG", "pixel_type": "uint8"}),
