@@ -31,7 +31,7 @@ public:
 
     void run() {
         const std::size_t count = std::min({machineThreads(), work_.slots, work_.items});
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 1; i < count; ++i)
             threads_.emplace_back([this] { prepareItems(); });
         for (std::size_t item = 0; item < work_.items; ++item) {
             const std::size_t slot = item % work_.slots;
@@ -50,32 +50,42 @@ private:
         std::exception_ptr failure;
     };
 
+    /// Prepares items too, as long as the one to be taken next is not there.
     void await(std::size_t slot) {
         std::unique_lock lock(mutex_);
-        while (!ready_.wait_for(lock, 100ms, [&] { return slots_[slot].ready; }))
+        while (!slots_[slot].ready) {
+            if (hasRoom())
+                prepareNext(lock);
+            else
+                ready_.wait_for(lock, 100ms);
             interruption::check();
+        }
         interruption::check();
         if (slots_[slot].failure)
             std::rethrow_exception(slots_[slot].failure);
     }
 
+    bool hasRoom() const { return next_ < work_.items && next_ < taken_ + work_.slots; }
+
+    void prepareNext(std::unique_lock<std::mutex>& lock) {
+        const std::size_t item = next_++;
+        Slot& slot = slots_[item % work_.slots];
+        lock.unlock();
+        try {
+            work_.prepare(item, item % work_.slots);
+        } catch (...) {
+            slot.failure = std::current_exception();
+        }
+        lock.lock();
+        slot.ready = true;
+    }
+
     void prepareItems() {
         for (std::unique_lock lock(mutex_);;) {
-            room_.wait(lock, [&] {
-                return stopped_ || next_ == work_.items || next_ < taken_ + work_.slots;
-            });
+            room_.wait(lock, [&] { return stopped_ || next_ == work_.items || hasRoom(); });
             if (stopped_ || next_ == work_.items)
                 return;
-            const std::size_t item = next_++;
-            Slot& slot = slots_[item % work_.slots];
-            lock.unlock();
-            try {
-                work_.prepare(item, item % work_.slots);
-            } catch (...) {
-                slot.failure = std::current_exception();
-            }
-            lock.lock();
-            slot.ready = true;
+            prepareNext(lock);
             ready_.notify_one();
         }
     }

@@ -7,7 +7,8 @@
 struct OrderedWork {
     std::size_t items = 0;
     std::size_t slots = 0; ///< items that may be under way at once; at least 1
-    /// Prepares an item in a slot, on any of several threads; a slot holds one item at a time.
+    /// Prepares an item in a slot, on any of several threads, the calling one among them; a slot
+    /// holds one item at a time.
     std::function<void(std::size_t item, std::size_t slot)> prepare;
     /// Takes an item over, in the order of the items, on the calling thread.
     std::function<void(std::size_t item, std::size_t slot)> take;

@@ -86,20 +86,17 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
     return layout;
 }
 
-/// Of each thread: enough that none waits for the writer while that waits for a core.
-constexpr std::size_t tilesAhead = 16;
-
 /// Reads and converts on all cores while tiles are written in order.
 /// @param writer  asked for at the first tile, when others are being read already.
 void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t band,
               std::size_t memory, const std::function<TiffWriter&()>& writer) {
     const std::size_t roomInTiles = memory / tiles.tileBytes();
-    const std::uint32_t together = tiles.tilesTogether(roomInTiles / (2 * machineThreads() + 1));
+    const std::size_t wantedSlots = 2 * machineThreads() + 1;
+    const std::uint32_t together = tiles.tilesTogether(roomInTiles / wantedSlots);
     const std::uint32_t runs = (tiles.columns() + together - 1) / together;
     OrderedWork work;
     work.items = std::size_t{tiles.rows()} * runs;
-    work.slots =
-        std::clamp<std::size_t>(roomInTiles / together, 1, tilesAhead * machineThreads() + 1);
+    work.slots = std::clamp<std::size_t>(roomInTiles / together, 1, wantedSlots);
     std::vector<std::vector<std::byte>> buffers(work.slots);
     const auto place = [&](std::size_t item) {
         const auto row = static_cast<std::uint32_t>(item / runs);
