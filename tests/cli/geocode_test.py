@@ -3,10 +3,8 @@
 import pathlib
 import re
 import resource
-import signal
 import subprocess
 import sys
-import time
 import unittest
 
 import numpy as np
@@ -209,15 +207,7 @@ class Failures(GeocodeCase):
         out = self.folder / "out.tif"
         command = [RFSAR, "geocode", str(product.opened), "--crs", "EPSG:32632", "-o", str(out),
                    "--cog"]
-        for number in (signal.SIGTERM, signal.SIGINT):
-            process = subprocess.Popen(command, stderr=subprocess.PIPE)
-            while not list(self.folder.glob("out*")):
-                self.assertIsNone(process.poll())
-                time.sleep(0.001)
-            process.send_signal(number)
-            said = process.communicate()[1]
-            self.assertEqual((process.returncode, said), (-number, b""))
-            self.assertEqual(list(self.folder.glob("out*")), [])
+        self.assertSignalsLeaveNothing(command)
         for size, options in ((3 << 20, command[:-1]), (16 << 20, command)):
             done = subprocess.run(options, capture_output=True, text=True, check=False,
                                   preexec_fn=lambda limit=size: resource.setrlimit(

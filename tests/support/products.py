@@ -3,9 +3,11 @@
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import typing
 import unittest
 
@@ -60,3 +62,15 @@ class ProductCase(unittest.TestCase):
         self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
         for text in texts:
             self.assertIn(text, done.stderr)
+
+    def assertSignalsLeaveNothing(self, command):
+        """The process ends as by the signal, says nothing, and leaves nothing called out*."""
+        for number in (signal.SIGTERM, signal.SIGINT):
+            process = subprocess.Popen(command, stderr=subprocess.PIPE)
+            while not list(self.folder.glob("out*")):
+                self.assertIsNone(process.poll())
+                time.sleep(0.001)
+            process.send_signal(number)
+            said = process.communicate()[1]
+            self.assertEqual((process.returncode, said), (-number, b""))
+            self.assertEqual(list(self.folder.glob("out*")), [])
