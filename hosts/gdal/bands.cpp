@@ -1,6 +1,6 @@
 #include "bands.h"
 
-#include "product/raster.h"
+#include "product/images/raster.h"
 
 #include <gdal_pam.h>
 

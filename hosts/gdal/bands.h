@@ -1,6 +1,6 @@
 #pragma once
 
-#include "product/catalogue.h"
+#include "product/images/catalogue.h"
 
 #include <memory>
 

@@ -2,7 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
-#include "product/checks.h"
+#include "product/checks/checks.h"
 #include "product/metadata_items.h"
 
 #include <algorithm>

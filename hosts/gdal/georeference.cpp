@@ -1,7 +1,7 @@
 #include "georeference.h"
 
 #include "kimg/georeferencing.h"
-#include "product/ground_ties.h"
+#include "product/place/ground_ties.h"
 
 #include <cpl_string.h>
 

@@ -1,6 +1,6 @@
 #include "shared_grid.h"
 
-#include "product/georeferencing.h"
+#include "product/place/georeferencing.h"
 
 namespace rf_sar_gdal {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "gcps.h"
 #include "product/opened_product.h"
-#include "product/rpc_items.h"
+#include "product/place/rpc_items.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "product/metadata_items.h"
 
-#include "product/calibration.h"
+#include "product/radiometry/calibration.h"
 
 #include <filesystem>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "product/product_document.h"
+#include "product/families/product_document.h"
 
 #include <string>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "product/opened_product.h"
 
-#include "product/image_files.h"
+#include "product/images/image_files.h"
 
 namespace product {
 

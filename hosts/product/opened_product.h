@@ -1,8 +1,8 @@
 #pragma once
 
 #include "loader/product.h"
-#include "product/image_samples.h"
-#include "product/product_facts.h"
+#include "product/families/product_facts.h"
+#include "product/images/image_samples.h"
 
 #include <memory>
 #include <string>

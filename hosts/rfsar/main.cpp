@@ -1,7 +1,7 @@
-#include "console.h"
-#include "interruption.h"
 #include "loader/plugin.h"
-#include "verbs.h"
+#include "output/console.h"
+#include "output/interruption.h"
+#include "verbs/verbs.h"
 
 #include "kerr/kerr.h"
 

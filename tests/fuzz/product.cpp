@@ -3,13 +3,13 @@
 #include "fuzz/memory_folder.h"
 #include "fuzz/require.h"
 #include "fuzz/sections.h"
-#include "product/checks.h"
+#include "product/checks/checks.h"
+#include "product/families/product_facts.h"
 #include "product/find_product.h"
-#include "product/footprint.h"
 #include "product/metadata_items.h"
-#include "product/noise_tables.h"
-#include "product/placement.h"
-#include "product/product_facts.h"
+#include "product/place/footprint.h"
+#include "product/place/placement.h"
+#include "product/radiometry/noise_tables.h"
 
 #include <set>
 

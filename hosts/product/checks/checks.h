@@ -1,0 +1,33 @@
+#pragma once
+
+#include "loader/product.h"
+#include "product/families/product_facts.h"
+
+#include <string>
+#include <vector>
+
+namespace product {
+
+enum class Verdict { ok, warn, fail };
+
+/// What one check found: a sentence for the user.
+struct Finding {
+    std::string check; ///< the check's name
+    Verdict verdict = Verdict::ok;
+    std::string sentence;
+};
+
+/// The checks that cost little, for whoever opens a product: sizes, sample types, polarizations,
+/// tables, times.
+/// @return what is wrong, each a sentence; empty when nothing is. Images that do not open are left
+///         to the caller, who opens them.
+/// @throws loader::Error when the plug-in cannot list the product's layers.
+std::vector<std::string> warnings(const loader::Product& opened, const ProductDocument& document,
+                                  const ProductFacts& facts);
+
+/// Runs every check on an open product, in order; one that finds nothing wrong says so, one that
+/// cannot be made fails.
+/// @throws loader::Error when the product file cannot be read again.
+std::vector<Finding> runChecks(const loader::Product& opened);
+
+} // namespace product

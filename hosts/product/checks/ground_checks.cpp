@@ -1,0 +1,204 @@
+#include "product/checks/ground_checks.h"
+
+#include "kimg/georeferencing.h"
+#include "product/images/image_samples.h"
+#include "product/place/ground_ties.h"
+#include "product/radiometry/column_profile.h"
+#include "sarm/rpc.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <sstream>
+
+namespace product {
+namespace {
+
+using Terms = std::array<double, 20>;
+
+/// Sums up differences; the roots are taken at the end.
+class Collector {
+public:
+    void add(double line, double sample, double groundM) {
+        if (!std::isfinite(line) || !std::isfinite(sample)) {
+            ++sum_.unanswered;
+            return;
+        }
+        ++sum_.points;
+        sum_.lineRms += line * line;
+        sum_.sampleRms += sample * sample;
+        sum_.lineMax = std::max(sum_.lineMax, std::abs(line));
+        sum_.sampleMax = std::max(sum_.sampleMax, std::abs(sample));
+        sum_.groundRmsM += groundM * groundM;
+    }
+    Residuals result() const {
+        Residuals result = sum_;
+        const auto count = static_cast<double>(std::max<std::size_t>(1, sum_.points));
+        for (double* squares : {&result.lineRms, &result.sampleRms, &result.groundRmsM})
+            *squares = std::sqrt(*squares / count);
+        return result;
+    }
+
+private:
+    Residuals sum_;
+};
+
+double distanceM(const KxfrMapPoint& a, const TiePoint& b) {
+    const sarm::Ellipsoid wgs84;
+    const auto p = sarm::toEarthFixed({a.x, a.y, b.heightM}, wgs84);
+    const auto q = sarm::toEarthFixed({b.lonDeg, b.latDeg, b.heightM}, wgs84);
+    return std::hypot(p.x - q.x, p.y - q.y, p.z - q.z);
+}
+
+Residuals compare(const Locator& locator, const std::vector<TiePoint>& ties) {
+    std::vector<KxfrMapPoint> ground;
+    std::vector<KxfrPixel> stated;
+    for (const TiePoint& tie : ties) {
+        ground.push_back({tie.lonDeg, tie.latDeg, tie.heightM});
+        stated.push_back({tie.sample, tie.line});
+    }
+    std::vector<KxfrPixel> found(ties.size());
+    locator.toImage(ground, found);
+    locator.toGround(stated, ground);
+    Collector collector;
+    for (std::size_t i = 0; i < ties.size(); ++i)
+        collector.add(found[i].line - ties[i].line, found[i].sample - ties[i].sample,
+                      distanceM(ground[i], ties[i]));
+    return collector.result();
+}
+
+kimg::Georeferencing placeOf(const ImageSamples& image) {
+    kerr::Slot slot;
+    auto found = kimg::georeferencing(image.layer(), slot);
+    if (!found)
+        throw loader::Error(slot ? slot.get()->message : image.file() + ": cannot be read");
+    return *std::move(found);
+}
+
+Terms numbers(const std::string& text) {
+    Terms values{};
+    std::istringstream words(text);
+    words.imbue(std::locale::classic());
+    for (double& value : values)
+        words >> value;
+    return values;
+}
+
+/// The terms of RPC00B, each at its place in RPC00A: 1 L P H LP LH PH LPH L2 P2 H2 L3 L2P L2H LP2
+/// P3 P2H LH2 PH2 H3. Source: STDI-0002, App. E.
+constexpr std::array<std::size_t, 20> placeInEarlierOrder = {0, 1,  2,  3,  4,  5,  6,  8,  9,  10,
+                                                             7, 11, 14, 17, 12, 15, 18, 13, 16, 19};
+
+Terms fromEarlierOrder(const Terms& terms) {
+    Terms ordered{};
+    for (std::size_t i = 0; i < ordered.size(); ++i)
+        ordered[i] = terms[placeInEarlierOrder[i]];
+    return ordered;
+}
+
+sarm::Rpc rpcOf(std::map<std::string, std::string> items) {
+    const auto number = [&](const char* name) { return numbers(items[name])[0]; };
+    sarm::Rpc rpc;
+    rpc.lineOffset = number("LINE_OFF");
+    rpc.sampleOffset = number("SAMP_OFF");
+    rpc.latOffsetDeg = number("LAT_OFF");
+    rpc.lonOffsetDeg = number("LONG_OFF");
+    rpc.heightOffsetM = number("HEIGHT_OFF");
+    rpc.lineScale = number("LINE_SCALE");
+    rpc.sampleScale = number("SAMP_SCALE");
+    rpc.latScaleDeg = number("LAT_SCALE");
+    rpc.lonScaleDeg = number("LONG_SCALE");
+    rpc.heightScaleM = number("HEIGHT_SCALE");
+    rpc.lineNumerator = numbers(items["LINE_NUM_COEFF"]);
+    rpc.lineDenominator = numbers(items["LINE_DEN_COEFF"]);
+    rpc.sampleNumerator = numbers(items["SAMP_NUM_COEFF"]);
+    rpc.sampleDenominator = numbers(items["SAMP_DEN_COEFF"]);
+    return rpc;
+}
+
+Residuals compare(const sarm::Rpc& rpc, const std::vector<TiePoint>& ties) {
+    Collector collector;
+    for (const TiePoint& tie : ties) {
+        const auto found = sarm::rpcPosition(rpc, {tie.lonDeg, tie.latDeg, tie.heightM});
+        collector.add(found.line - tie.line, found.sample - tie.sample, 0);
+    }
+    return collector.result();
+}
+
+} // namespace
+
+std::string Residuals::text() const {
+    std::ostringstream out;
+    out.precision(3);
+    out << std::fixed << points << " points: line rms " << lineRms << " (max " << lineMax
+        << "), sample rms " << sampleRms << " (max " << sampleMax << ')';
+    if (groundRmsM > 0)
+        out << ", " << groundRmsM << " m rms on the ground";
+    if (unanswered > 0)
+        out << "; " << unanswered << " more have no answer";
+    return out.str();
+}
+
+double Residuals::worst() const {
+    return std::max(lineMax, sampleMax);
+}
+
+Residuals againstTiePoints(const Locator& locator, const ProductDocument& document) {
+    return compare(locator, tiePoints(document));
+}
+
+Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile) {
+    std::vector<double> stated;
+    if (const auto list =
+            document.extended.get_child_optional("collect.image.image_geometry.geotransform"))
+        for (const auto& [key, element] : *list)
+            for (const double number : parseNumbers(element.data(), document.extendedFile))
+                stated.push_back(number);
+    const ImageSamples image(imageFile);
+    const auto own = placeOf(image).geoTransform;
+    if (stated.size() != 6 || !own)
+        return {};
+    const auto& g = *own;
+    const double area = g[1] * g[5] - g[2] * g[4];
+    Collector collector;
+    for (const double pixel : {0.0, 1.0 * image.width()})
+        for (const double line : {0.0, 1.0 * image.height()}) {
+            const double x =
+                stated[0] - g[0] + (stated[1] - g[1]) * pixel + (stated[2] - g[2]) * line;
+            const double y =
+                stated[3] - g[3] + (stated[4] - g[4]) * pixel + (stated[5] - g[5]) * line;
+            collector.add((g[1] * y - g[4] * x) / area, (g[5] * x - g[2] * y) / area,
+                          std::hypot(x, y));
+        }
+    return collector.result();
+}
+
+Residuals againstImageTies(const Locator& locator, const std::string& imageFile) {
+    const ImageSamples image(imageFile);
+    const kimg::Georeferencing found = placeOf(image);
+    std::vector<TiePoint> ties;
+    if (found.wkt.substr(0, 3) == "GEO") // longitudes and latitudes
+        for (const auto& gcp : found.gcps)
+            ties.push_back({gcp.line - 0.5, gcp.pixel - 0.5, gcp.y, gcp.x, gcp.z});
+    return compare(locator, ties);
+}
+
+RpcResiduals ownRpcAgainstTiePoints(const ProductDocument& document) {
+    const auto ties = tiePoints(document);
+    const auto items = ownRpc(document);
+    if (ties.empty() || items.empty())
+        return {};
+    const sarm::Rpc rpc = rpcOf({items.begin(), items.end()});
+    sarm::Rpc earlier = rpc;
+    for (Terms* terms : {&earlier.lineNumerator, &earlier.lineDenominator, &earlier.sampleNumerator,
+                         &earlier.sampleDenominator})
+        *terms = fromEarlierOrder(*terms);
+    const Residuals standard = compare(rpc, ties);
+    const Residuals reordered = compare(earlier, ties);
+    // Both orders agree where the terms in question are tiny; only a clear gain tells.
+    const bool clear = standard.worst() > 1 && reordered.worst() < 0.1 * standard.worst();
+    return {clear ? reordered : standard, clear};
+}
+
+} // namespace product

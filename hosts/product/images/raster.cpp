@@ -1,0 +1,256 @@
+#include "product/images/raster.h"
+
+#include "product/radiometry/incidence_model.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+namespace product {
+namespace {
+
+using kimg::SampleType;
+
+/// The product, keeping all that was opened with it.
+std::shared_ptr<const loader::Product>
+productOf(const std::shared_ptr<const OpenedProduct>& opened) {
+    return {opened, &opened->product};
+}
+
+/// A layer of the plug-in, block by block as it is.
+class LayerRaster final : public Raster {
+public:
+    LayerRaster(const std::shared_ptr<const loader::Product>& product, const std::string& name)
+        : LayerRaster(product, product->openLayer(name)) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const override {
+        try {
+            layer_.readBlock(row, column, samples);
+        } catch (const loader::Error& error) {
+            throw loader::Error(product().name() + ": " + error.what());
+        }
+    }
+
+private:
+    LayerRaster(std::shared_ptr<const loader::Product> product, loader::Layer layer)
+        : Raster(std::move(product), aboutOf(layer)), layer_(std::move(layer)) {}
+
+    static About aboutOf(const loader::Layer& layer) {
+        const bool phase = parseLayerName(layer.name()).isPhase();
+        return {layer.name(),
+                "",
+                layer.name(),
+                phase ? Mean::none : Mean::ofPower,
+                phase ? SampleType::int16 : SampleType::uint16,
+                layer.width(),
+                layer.height(),
+                layer.blockWidth(),
+                layer.blockHeight()};
+    }
+
+    loader::Layer layer_;
+};
+
+/// What is made of an image file of the product.
+class ImageRaster : public Raster {
+protected:
+    ImageRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry, About about)
+        : Raster(productOf(opened), filledIn(*opened, entry, std::move(about))),
+          samples_(*entry.image->samples) {}
+
+    ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
+        return {column * blockWidth(), row * blockHeight(), blockWidth(), blockHeight()};
+    }
+    const ImageSamples& samples() const { return samples_; }
+
+    /// Of images of real numbers that are computed line by line.
+    static About aboutLines(const Entry& entry, const char* unit) {
+        About about;
+        about.unit = unit;
+        about.blockWidth = entry.image->samples->width();
+        about.blockHeight = 1;
+        return about;
+    }
+
+private:
+    static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
+        about.name = entry.name;
+        about.gridLayer = opened.layerOf(*entry.image);
+        const ImageSamples& samples = *entry.image->samples;
+        about.width = samples.width();
+        about.height = samples.height();
+        if (about.blockWidth == 0) {
+            about.blockWidth = samples.blockWidth();
+            about.blockHeight = samples.blockHeight();
+        }
+        return about;
+    }
+
+    const ImageSamples& samples_;
+};
+
+class ComplexRaster final : public ImageRaster {
+public:
+    ComplexRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutOf(entry.image->samples->type())) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        samples().readComplex(blockWindow(row, column), block);
+    }
+
+private:
+    static About aboutOf(ImageSamples::Type type) {
+        About about;
+        about.mean = Mean::none;
+        about.type = type == ImageSamples::Type::complexInt16     ? SampleType::complexInt16
+                     : type == ImageSamples::Type::complexFloat32 ? SampleType::complexFloat32
+                                                                  : SampleType::complexFloat64;
+        return about;
+    }
+};
+
+class CalibratedRaster final : public ImageRaster {
+public:
+    CalibratedRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, {}),
+          calibration_(readCalibration(opened->product, opened->document, entry.table,
+                                       samples().width(), samples().isComplex())) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        thread_local std::vector<double> power; // of one block; as large as the largest so far
+        const ImageSamples::Window window = blockWindow(row, column);
+        power.resize(std::max(power.size(), std::size_t{window.width} * window.height));
+        samples().readPower(window, {power.data(), std::size_t{window.width} * window.height});
+        const std::size_t inside = std::min(window.width, width() - window.x);
+        const double* divisors = calibration_.divisors.data() + window.x;
+        auto* values = static_cast<float*>(block);
+        for (std::size_t line = 0; line < window.height; ++line) {
+            const std::size_t start = line * window.width;
+            const double* squares = power.data() + start;
+            for (std::size_t i = 0; i < inside; ++i)
+                values[start + i] =
+                    static_cast<float>((squares[i] + calibration_.offset) / divisors[i]);
+            std::fill(values + start + inside, values + start + window.width, 0.0F);
+        }
+    }
+
+private:
+    Calibration calibration_;
+};
+
+/// Incidence angles of a product that has no table of them.
+class IncidenceRaster final : public ImageRaster {
+public:
+    IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutLines(entry, "degree")),
+          model_(opened->product, opened->layerOf(*entry.image)) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
+        const std::vector<double> angles = model_.along(row, width()).expand(width());
+        std::transform(angles.begin(), angles.end(), static_cast<float*>(block),
+                       [](double angle) { return static_cast<float>(angle); });
+    }
+
+private:
+    IncidenceModel model_;
+};
+
+/// Values that depend on the column alone.
+class ColumnRaster final : public ImageRaster {
+public:
+    ColumnRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
+                 const char* unit, const ColumnProfile& profile)
+        : ImageRaster(opened, entry, aboutLines(entry, unit)) {
+        for (const double value : profile.expand(width()))
+            values_.push_back(static_cast<float>(value));
+    }
+
+    void readBlock(std::uint32_t, std::uint32_t, void* block) const override {
+        std::copy(values_.begin(), values_.end(), static_cast<float*>(block));
+    }
+
+private:
+    std::vector<float> values_;
+};
+
+void requireImage(const OpenedProduct& opened, const Entry& entry) {
+    if (!entry.image)
+        throw loader::Error(opened.product.name() + ": has no image for " + entry.name);
+    if (!entry.image->samples)
+        throw loader::Error(entry.image->fault);
+}
+
+bool sameName(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+} // namespace
+
+void Raster::requireInside(const Window& window) const {
+    loader::requireInside("layer " + name(), width(), height(), window.x, window.y, window.width,
+                          window.height);
+}
+
+loader::Layer Raster::openGridLayer() const {
+    if (about_.gridLayer.empty())
+        throw loader::Error("layer " + name() + ": nothing says where it lies");
+    return product_->openLayer(about_.gridLayer);
+}
+
+std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
+                                   const Entry& entry) {
+    requireImage(*opened, entry);
+    switch (entry.kind) {
+    case Entry::Kind::layer:
+        return std::make_unique<LayerRaster>(productOf(opened), entry.name);
+    case Entry::Kind::complexSamples:
+        return std::make_unique<ComplexRaster>(opened, entry);
+    case Entry::Kind::noise:
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "dB",
+            readNoise(opened->document, entry.noise, entry.image->samples->width()));
+    case Entry::Kind::incidence:
+        if (incidenceFile(opened->document).empty())
+            return std::make_unique<IncidenceRaster>(opened, entry);
+        return std::make_unique<ColumnRaster>(
+            opened, entry, "degree",
+            readIncidence(opened->document, entry.image->samples->width()));
+    case Entry::Kind::calibrated:
+        break;
+    }
+    return std::make_unique<CalibratedRaster>(opened, entry);
+}
+
+std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
+                                                 std::vector<std::string> names) {
+    const std::vector<std::string> layers = product.layerNames();
+    if (names.empty()) {
+        if (layers.empty())
+            throw loader::Error(product.name() + ": the product has no layers");
+        names = {layers.front()};
+    }
+    std::vector<std::unique_ptr<Raster>> rasters;
+    const auto isLayer = [&](const std::string& name) {
+        return std::find(layers.begin(), layers.end(), name) != layers.end();
+    };
+    if (std::all_of(names.begin(), names.end(), isLayer)) {
+        const auto shared = std::make_shared<const loader::Product>(std::move(product));
+        for (const std::string& name : names)
+            rasters.push_back(std::make_unique<LayerRaster>(shared, name));
+        return rasters;
+    }
+    const auto opened = std::make_shared<const OpenedProduct>(std::move(product));
+    const std::vector<Entry> entries = catalogue(*opened);
+    for (const std::string& name : names) {
+        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& each) {
+            return sameName(each.name, name);
+        });
+        if (entry == entries.end())
+            throw loader::Error(opened->product.name() + ": the product has no layer \"" + name +
+                                "\"");
+        rasters.push_back(openRaster(opened, *entry));
+    }
+    return rasters;
+}
+
+} // namespace product

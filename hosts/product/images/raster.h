@@ -1,0 +1,78 @@
+#pragma once
+
+#include "kimg/sample_type.h"
+#include "product/images/catalogue.h"
+#include "product/place/placement.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace product {
+
+/// One image of a product, read block by block: a layer of the plug-in, or what hosts make of the
+/// image files. Keeps open what it reads from. Reads may run on many threads.
+class Raster {
+public:
+    virtual ~Raster() = default;
+    Raster(const Raster&) = delete;
+    Raster& operator=(const Raster&) = delete;
+
+    /// How neighbours are averaged.
+    enum class Mean { ofPower, ofValues, none };
+
+    const std::string& name() const { return about_.name; }
+    /// "dB", "degree", or "".
+    const std::string& unit() const { return about_.unit; }
+    Mean mean() const { return about_.mean; }
+    kimg::SampleType type() const { return about_.type; }
+    std::size_t sampleBytes() const { return kimg::sampleBytes(about_.type); }
+    std::uint32_t width() const { return about_.width; }
+    std::uint32_t height() const { return about_.height; }
+    std::uint32_t blockWidth() const { return about_.blockWidth; }
+    std::uint32_t blockHeight() const { return about_.blockHeight; }
+    std::size_t blockBytes() const {
+        return sampleBytes() * about_.blockWidth * about_.blockHeight;
+    }
+    /// @return the layer of the plug-in that tells where the image lies: itself, or one on the same
+    ///         grid.
+    /// @throws loader::Error when there is none.
+    loader::Layer openGridLayer() const;
+
+    /// Reads one block: blockWidth * blockHeight samples, line by line, 0 beyond the image.
+    /// @throws loader::Error naming the file or layer and the reason.
+    virtual void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const = 0;
+
+    /// @throws loader::Error telling window and size for a window that is empty or leaves the
+    ///         image.
+    void requireInside(const Window& window) const;
+
+protected:
+    struct About {
+        std::string name, unit, gridLayer;
+        Mean mean = Mean::ofValues;
+        kimg::SampleType type = kimg::SampleType::float32;
+        std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
+    };
+    Raster(std::shared_ptr<const loader::Product> product, About about)
+        : product_(std::move(product)), about_(std::move(about)) {}
+    const loader::Product& product() const { return *product_; }
+
+private:
+    std::shared_ptr<const loader::Product> product_;
+    About about_;
+};
+
+/// @return what an entry of the product's catalogue shows.
+/// @throws loader::Error naming the file when what the entry stands for cannot be opened.
+std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
+                                   const Entry& entry);
+
+/// Opens images by the names of the catalogue, in any case; the image files themselves are only
+/// looked at when a name asks for more than a layer of the plug-in.
+/// @param names  none for the product's first layer.
+/// @throws loader::Error as openRaster, and naming what the product does not have.
+std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
+                                                 std::vector<std::string> names);
+
+} // namespace product

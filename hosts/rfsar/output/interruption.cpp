@@ -1,0 +1,41 @@
+#include "output/interruption.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <initializer_list>
+
+namespace interruption {
+namespace {
+
+volatile std::sig_atomic_t seen = 0;
+
+void keep(int signal) {
+    seen = signal;
+}
+
+} // namespace
+
+void watch() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        if (std::signal(signal, keep) == SIG_IGN)
+            std::signal(signal, SIG_IGN); // as nohup wants it
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool requested() {
+    return seen != 0;
+}
+
+void check() {
+    if (seen != 0)
+        throw Interrupted{seen};
+}
+
+void endBy(int signal) {
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    // cppcheck-suppress unreachableCode ; a blocked signal waits
+    std::_Exit(128 + signal);
+}
+
+} // namespace interruption

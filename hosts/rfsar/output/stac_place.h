@@ -1,0 +1,22 @@
+#pragma once
+
+#include "loader/product.h"
+#include "product/families/product_document.h"
+#include "product/place/footprint.h"
+
+#include <array>
+#include <optional>
+
+/// Where a product's images lie, as far as a STAC item tells.
+struct StacPlace {
+    product::Footprint footprint;
+    std::optional<std::array<std::uint32_t, 2>> shape; ///< lines, samples
+    std::optional<int> epsg;                           ///< of a map; radar grids have none
+    std::optional<std::array<double, 6>> transform;    ///< a, b, c, d, e, f of a map
+};
+
+/// From the first layer that can be opened; where there is none, from what the document states.
+/// @param opened  null when the plug-in cannot open the product.
+/// @param warnings  receives why something is missing.
+StacPlace stacPlace(const loader::Product* opened, const product::ProductDocument& document,
+                    std::vector<std::string>& warnings);

@@ -1,0 +1,63 @@
+#include "loader/product.h"
+#include "output/console.h"
+#include "product/checks/checks.h"
+#include "product/find_product.h"
+#include "verbs/verbs.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+
+namespace {
+
+using nlohmann::ordered_json;
+
+const char* word(product::Verdict verdict) {
+    switch (verdict) {
+    case product::Verdict::ok:
+        return "ok";
+    case product::Verdict::warn:
+        return "warn";
+    case product::Verdict::fail:
+        break;
+    }
+    return "fail";
+}
+
+void printText(const std::vector<product::Finding>& findings) {
+    for (const product::Finding& each : findings)
+        std::cout << std::left << std::setw(6) << word(each.verdict) << std::setw(13) << each.check
+                  << each.sentence << '\n';
+}
+
+void printDocument(const std::string& file, const std::vector<product::Finding>& findings) {
+    auto list = ordered_json::array();
+    for (const product::Finding& each : findings)
+        list.push_back(
+            {{"check", each.check}, {"status", word(each.verdict)}, {"message", each.sentence}});
+    console::printJson({{"file", file}, {"checks", list}});
+}
+
+} // namespace
+
+void addCheck(CLI::App& app, int& status) {
+    auto* verb =
+        app.add_subcommand("check", "look for what is wrong with a product; exit status 1 when "
+                                    "anything fails");
+    auto file = std::make_shared<std::string>();
+    verb->add_option("FILE", *file, "product")->required();
+    auto* json = verb->add_flag("--json")->description("print JSON");
+    verb->callback([&status, file, json] {
+        const loader::Product opened(loader::Plugin::instance(), product::findProduct(*file));
+        const auto findings = product::runChecks(opened);
+        if (json->count() > 0)
+            printDocument(opened.name(), findings);
+        else
+            printText(findings);
+        status = std::any_of(findings.begin(), findings.end(), [](const product::Finding& each) {
+            return each.verdict == product::Verdict::fail;
+        });
+    });
+}

@@ -1,0 +1,189 @@
+#include "kimg/tiff_writer.h"
+#include "output/console.h"
+#include "output/interruption.h"
+#include "output/ordered_work.h"
+#include "output/output_file.h"
+#include "output/overviews.h"
+#include "output/resampler.h"
+#include "product/find_product.h"
+#include "product/place/map_frame.h"
+#include "verbs/verbs.h"
+
+#include <limits>
+#include <optional>
+#include <unistd.h>
+
+namespace {
+
+using kimg::TiffWriter;
+
+constexpr char description[] = "write a layer as a map in any coordinate system (GeoTIFF)";
+constexpr char footer[] =
+    "Heights are metres above the WGS 84 ellipsoid: those of --dem as they are, else the height\n"
+    "that the product states for its scene. Phases cannot be averaged: they take the nearest.\n"
+    "Outside the image stands 0, in phases -32768, in calibrated layers not-a-number.";
+
+struct GeocodeVerb {
+    std::string file;
+    std::string layer; ///< empty: the product's first
+    std::string output;
+    std::optional<Resampling> resampling; ///< none: bilinear, phases nearest
+    product::MapRequest request;
+    bool cloudOptimized = false;
+    std::size_t maxMemoryMiB = 256;
+    bool force = false;
+};
+
+bool isPhase(const product::Raster& raster) {
+    return raster.type() == kimg::SampleType::int16;
+}
+
+Resampling resamplingOf(const GeocodeVerb& verb, const product::Raster& raster) {
+    const Resampling usual = isPhase(raster) ? Resampling::nearest : Resampling::bilinear;
+    const Resampling chosen = verb.resampling.value_or(usual);
+    if (isPhase(raster) && chosen != Resampling::nearest)
+        throw loader::Error("layer " + raster.name() +
+                            ": phases cannot be interpolated; use --resampling nearest");
+    return chosen;
+}
+
+double noDataOf(const product::Raster& raster) {
+    if (isPhase(raster))
+        return std::numeric_limits<std::int16_t>::min();
+    return raster.type() == kimg::SampleType::float32 ? std::numeric_limits<double>::quiet_NaN()
+                                                      : 0;
+}
+
+/// Tiles are computed on all cores and written in order.
+void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loader::Layer& grid,
+             const product::MapFrame& frame, TiffWriter& writer) {
+    constexpr std::uint32_t side = TiffWriter::tileSize;
+    constexpr std::size_t samples = TiffWriter::tileSamples;
+    const std::size_t memory = verb.maxMemoryMiB << 20;
+    constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
+    const std::size_t perSlot =
+        8 * sizeof(KxfrPixel) * side * linesTogether + 2 * samples * raster.sampleBytes();
+    OrderedWork work;
+    work.slots = std::clamp<std::size_t>(memory / 4 / perSlot, 1, machineThreads() + 2);
+    BlockCache cache(raster, memory / 2);
+    const Resampler resampler(raster, cache, resamplingOf(verb, raster), frame.reduction,
+                              noDataOf(raster), memory / 4 / work.slots);
+    struct Slot {
+        std::unique_ptr<product::MapPositions> positions;
+        std::vector<KxfrPixel> pixels;
+        std::vector<std::byte> tile;
+        Resampler::Scratch scratch;
+    };
+    std::vector<Slot> slots(work.slots);
+    const std::uint32_t columns = (frame.width + side - 1) / side;
+    work.items = std::size_t{columns} * ((frame.height + side - 1) / side);
+    const auto row = [&](std::size_t item) { return static_cast<std::uint32_t>(item / columns); };
+    const auto column = [&](std::size_t item) {
+        return static_cast<std::uint32_t>(item % columns);
+    };
+    work.prepare = [&](std::size_t item, std::size_t number) {
+        Slot& slot = slots[number];
+        if (!slot.positions)
+            slot.positions = std::make_unique<product::MapPositions>(grid, verb.request);
+        slot.tile.resize(samples * raster.sampleBytes());
+        const std::uint32_t x = column(item) * side, y = row(item) * side;
+        const std::uint32_t width = std::min(side, frame.width - x);
+        const std::uint32_t height = std::min(side, frame.height - y);
+        for (std::uint32_t line = 0; line < height; line += linesTogether) {
+            const product::Window part{x, y + line, width, std::min(linesTogether, height - line)};
+            slot.positions->find(frame, part, slot.pixels);
+            std::byte* to = slot.tile.data() + raster.sampleBytes() * side * line;
+            resampler.draw({slot.pixels.data(), to, part.width, part.height, part.width, side},
+                           slot.scratch);
+        }
+    };
+    console::Progress progress("geocoding " + raster.name(), work.items);
+    work.take = [&](std::size_t item, std::size_t number) {
+        writer.writeTile(0, row(item), column(item), slots[number].tile.data());
+        progress.advanceTo(item + 1);
+    };
+    run(work);
+}
+
+/// A file that must not stay.
+struct Passing {
+    std::string name;
+    ~Passing() { std::remove(name.c_str()); }
+};
+
+void optimize(const std::string& from, const std::string& output, const product::Raster& raster) {
+    console::Progress progress("making a cloud optimized GeoTIFF", 100);
+    kimg::writeCloudOptimized(from, output, overviewsOf(raster), [&](double done) {
+        progress.advanceTo(static_cast<std::uint64_t>(100 * done));
+        return !interruption::requested();
+    });
+    interruption::check();
+}
+
+void geocode(const GeocodeVerb& verb) {
+    refuseOverwriting(verb.output, verb.force);
+    const auto rasters = product::openRasters(
+        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)),
+        verb.layer.empty() ? std::vector<std::string>() : std::vector{verb.layer});
+    const product::Raster& raster = *rasters.front();
+    resamplingOf(verb, raster); // refuses at once what would be refused later
+    const loader::Layer grid = raster.openGridLayer();
+    const product::MapPositions positions(grid, verb.request);
+    if (!positions.locator().remarks().empty())
+        console::warning(positions.locator().remarks());
+    if (!verb.request.elevation.empty() && !positions.locator().usesHeight())
+        console::warning("heights are ignored: the image's own georeferencing has none");
+    const product::MapFrame frame = positions.frameOf();
+    kimg::limitBlockCache((verb.maxMemoryMiB << 20) / 4);
+
+    interruption::watch();
+    const Passing unordered{verb.cloudOptimized ? verb.output + ".part" + std::to_string(getpid())
+                                                : ""};
+    const std::string& file = verb.cloudOptimized ? unordered.name : verb.output;
+    TiffWriter writer(file, {frame.width,
+                             frame.height,
+                             raster.type(),
+                             kimg::TiffCompression::none,
+                             {{raster.name(), raster.unit()}},
+                             {frame.geoTransform(), {}, frame.wkt, {}},
+                             noDataOf(raster)});
+    drawMap(verb, raster, grid, frame, writer);
+    writer.finish();
+    if (verb.cloudOptimized)
+        optimize(file, verb.output, raster);
+}
+
+} // namespace
+
+void addGeocode(CLI::App& app) {
+    auto* command = app.add_subcommand("geocode", description);
+    command->footer(footer);
+    auto verb = std::make_shared<GeocodeVerb>();
+    command->add_option("FILE", verb->file, "product")->required();
+    command->add_option("--layer", verb->layer,
+                        "layer name, or another that export takes (default: the first layer)");
+    command->add_option("-o,--output", verb->output, "GeoTIFF to write")->required();
+    command->add_option("--crs", verb->request.system, "coordinate system, such as EPSG:32633")
+        ->required();
+    command
+        ->add_option("--resolution", verb->request.resolution,
+                     "size of a pixel in units of the system (default: as at the image's centre)")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--dem", verb->request.elevation,
+                        "elevation model: GeoTIFF, SRTM, DTED or ASCII grid");
+    static const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
+                                                              {"bilinear", Resampling::bilinear},
+                                                              {"cubic", Resampling::cubic}};
+    command
+        ->add_option("--resampling", verb->resampling,
+                     "nearest, bilinear or cubic (default: bilinear)")
+        ->transform(CLI::CheckedTransformer(methods).description(""))
+        ->type_name("METHOD");
+    command->add_flag("--cog", verb->cloudOptimized,
+                      "write a cloud optimized GeoTIFF, with overviews");
+    command->add_option("--max-memory", verb->maxMemoryMiB, "MiB for pixels under way")
+        ->check(CLI::Range(16U, 1U << 20))
+        ->capture_default_str();
+    command->add_flag("--force", verb->force, "replace an existing file");
+    command->callback([verb] { geocode(*verb); });
+}

@@ -1,0 +1,45 @@
+#include "loader/product.h"
+#include "output/console.h"
+#include "output/output_file.h"
+#include "output/stac_item.h"
+#include "product/find_product.h"
+#include "verbs/verbs.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+struct StacOptions {
+    std::string file;
+    std::string output = "-";
+    bool force = false;
+};
+
+void writeStac(const StacOptions& options) {
+    refuseOverwriting(options.output, options.force);
+    const std::string file = product::findProduct(options.file);
+    const bool toFile = options.output != "-";
+    const auto folder = std::filesystem::absolute(toFile ? options.output : file).parent_path();
+    std::vector<std::string> warnings;
+    const auto item = stacItem(file, folder.lexically_normal(), warnings);
+    for (const std::string& warning : warnings)
+        console::warning(warning);
+    OutputFile output(options.output, options.force);
+    const std::string text =
+        item.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+    output.write(text.data(), text.size());
+    output.commit();
+}
+
+} // namespace
+
+void addStac(CLI::App& app) {
+    auto* verb = app.add_subcommand("stac", "describe a product as a STAC 1.0 item");
+    auto options = std::make_shared<StacOptions>();
+    verb->add_option("FILE", options->file, "product")->required();
+    verb->add_option("-o,--output", options->output,
+                     "JSON file to write; its assets' paths are relative to it, those on stdout to "
+                     "the product file (default: stdout)");
+    verb->add_flag("--force", options->force, "replace an existing file");
+    verb->callback([options] { writeStac(*options); });
+}
