@@ -72,7 +72,7 @@ bool writePicture(const std::string& path, PictureFormat format, const Picture& 
     const Dataset inMemory = pictureInMemory(picture, format == PictureFormat::tiff);
     if (inMemory && writeAs(file.temporaryPath(), format, inMemory.get()) && file.putInPlace())
         return true;
-    reason = errors.describe(path, "cannot be written");
+    reason = file.told(errors.describe(path, "cannot be written"));
     return false;
 }
 

@@ -182,7 +182,7 @@ class BadInput(ProductCase):
         os.truncate(image, image.stat().st_size // 2)
         out = self.folder / "out.raw"
         self.assertFails(rfsar("read", product.opened, layer, "-o", out), "imagery_HH.tif", layer)
-        self.assertFails(rfsar("quicklook", product.opened, "-o", out), "imagery_HH.tif")
+        self.assertFails(rfsar("quicklook", product.opened, "-o", self.folder / "q.png"), "imagery_HH.tif")
         self.assertEqual(list(self.folder.glob("out*")), [])
         image.unlink()
         self.assertFails(rfsar("read", product.opened, layer, "-o", out), "imagery_HH.tif")

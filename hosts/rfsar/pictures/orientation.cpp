@@ -150,9 +150,11 @@ double northInPictureDeg(const GroundGrid& grid, const Orientation& orientation)
 
 PictureLayout layOut(double imageWidth, double imageHeight, std::uint32_t longSide,
                      const std::optional<GroundGrid>& grid, const Orientation& orientation) {
-    constexpr double mostRatio = 1000; // of the sides of a pixel that is believed
+    constexpr double mostRatio = 1000;   // of the sides of a pixel that is believed
+    constexpr double squareRatio = 1.02; // below, the file's own pixels serve as they are
     double sampleM = grid ? grid->sampleM : 1, lineM = grid ? grid->lineM : 1;
-    if (!(sampleM > 0 && lineM > 0) || sampleM > mostRatio * lineM || lineM > mostRatio * sampleM)
+    const double ratio = std::max(sampleM, lineM) / std::min(sampleM, lineM);
+    if (!(ratio > squareRatio && ratio < mostRatio))
         sampleM = lineM = 1;
     const double across = imageWidth * sampleM, down = imageHeight * lineM;
     const double pixel = std::max(std::max(across, down) / longSide, std::min(sampleM, lineM));

@@ -39,12 +39,12 @@ void quicklook(const QuicklookVerb& verb) {
         loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)), verb.request);
     for (const std::string& warning : drawing.warnings)
         console::warning(warning);
-    if (!drawing.remark.empty())
-        console::note(drawing.remark);
     std::string reason;
     interruption::watch();
     if (!kimg::writePicture(verb.output, format, drawing.picture, reason))
         throw loader::Error(reason);
+    if (!drawing.remark.empty())
+        console::note(drawing.remark);
 }
 
 } // namespace
