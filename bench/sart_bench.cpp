@@ -1,7 +1,8 @@
 // Terrain projected into an image: cells of the elevation model a second of processor time.
 //   sart_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only
-// The scene is a simulated 22.9 s C-band strip of 18465 x 30466 pixels (slant 4.7 m, track 5 m) over
-// hills of up to 14 degrees, or mountains of up to 62 degrees with layover and shadow everywhere.
+// The scene is a simulated 22.9 s C-band strip of 18465 x 30466 pixels (slant 4.7 m, track 5 m)
+// over hills of up to 14 degrees, or mountains of up to 62 degrees with layover and shadow
+// everywhere.
 
 #include "platform/sarm/sar_record.h"
 #include "sart/terrain_areas.h"
@@ -82,9 +83,15 @@ void projectTerrain(benchmark::State& state, double stepM, double heightM) {
     state.counters["linesPerSecond"] = benchmark::Counter(
         static_cast<double>(state.iterations() * stripLines), benchmark::Counter::kIsRate);
 }
-void hills30m(benchmark::State& state) { projectTerrain(state, 30, 90); }
-void hills10m(benchmark::State& state) { projectTerrain(state, 10, 90); }
-void mountains30m(benchmark::State& state) { projectTerrain(state, 30, 600); }
+void hills30m(benchmark::State& state) {
+    projectTerrain(state, 30, 90);
+}
+void hills10m(benchmark::State& state) {
+    projectTerrain(state, 10, 90);
+}
+void mountains30m(benchmark::State& state) {
+    projectTerrain(state, 30, 600);
+}
 BENCHMARK(hills30m)->ThreadRange(1, 2);
 BENCHMARK(hills10m)->ThreadRange(1, 2);
 BENCHMARK(mountains30m)->ThreadRange(1, 2);

@@ -1,7 +1,6 @@
 #include "sart/area_buffer.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace sart {
 
@@ -9,6 +8,17 @@ namespace {
 
 using Areas = PixelGround::Areas;
 using Parts = PixelGround::Parts;
+
+/// Without a call, which floor is on the oldest processors.
+inline int floorOf(double value) {
+    const int whole = static_cast<int>(value);
+    return whole - (value < whole);
+}
+
+inline int ceilOf(double value) {
+    const int whole = static_cast<int>(value);
+    return whole + (value > whole);
+}
 
 inline void add(PixelGround& to, const PixelGround& density, double much) {
     to.areas += density.areas * much;
@@ -28,16 +38,19 @@ inline void addWithinLine(PixelGround* line, const PixelGround& density, double 
         return;
     }
     const double heightPerColumn = height / (right - left);
-    double left_over = height;
-    for (double from = left; from < right; ++column) {
-        const double to = std::min(right, column + 1.0);
-        const double here = to < right ? heightPerColumn * (to - from) : left_over;
-        const double rest = here * (0.5 * (from + to) - column);
-        add(line[column], density, here - rest);
-        add(line[column + 1], density, rest);
-        left_over -= here;
-        from = to;
+    double before = 0; // what the column before hands on
+    double from = left, remaining = height;
+    for (; column + 1 < right; ++column) {
+        const double here = heightPerColumn * (column + 1 - from);
+        const double rest = here * (0.5 * (from - column + 1));
+        add(line[column], density, before + here - rest);
+        before = rest;
+        remaining -= here;
+        from = column + 1;
     }
+    const double rest = remaining * (0.5 * (from + right) - column);
+    add(line[column], density, before + remaining - rest);
+    add(line[column + 1], density, rest);
 }
 
 } // namespace
@@ -57,10 +70,10 @@ std::span<const PixelGround> AreaBuffer::line(int line) const {
 void AreaBuffer::addTo(int column, int line, const PixelGround& amounts) {
     if (line < firstLine_ || line >= firstLine_ + lines_ || column < 0 || column >= columns_)
         return;
-    PixelGround* cell = cells_.data() +
-                        (static_cast<std::size_t>(columns_) + 2) *
-                            static_cast<std::size_t>(line - firstLine_) +
-                        column;
+    PixelGround* cell =
+        cells_.data() +
+        (static_cast<std::size_t>(columns_) + 2) * static_cast<std::size_t>(line - firstLine_) +
+        column;
     add(cell[0], amounts, 1);
     add(cell[1], amounts, -1);
 }
@@ -95,12 +108,9 @@ void AreaBuffer::addInside(const PixelGround& density, double ax, double ay, dou
         return;
     // From the ends themselves, wherever the buffer's lines begin: the same bits in every strip.
     const double slope = (lowX - topX) / (lowY - topY);
-    const double least = std::min(topX, lowX), most = std::max(topX, lowX);
-    const auto crossing = [&](double y) {
-        return std::clamp(topX + (y - topY) * slope, least, most);
-    };
-    const int from = std::max(static_cast<int>(std::floor(topY)), firstLine_);
-    const int to = std::min(static_cast<int>(std::ceil(lowY)), firstLine_ + lines_);
+    const auto crossing = [&](double y) { return topX + (y - topY) * slope; };
+    const int from = std::max(floorOf(topY), firstLine_);
+    const int to = std::min(ceilOf(lowY), firstLine_ + lines_);
     const std::size_t stride = static_cast<std::size_t>(columns_) + 2;
     PixelGround* line = cells_.data() + stride * static_cast<std::size_t>(from - firstLine_);
     double x = from > topY ? crossing(from) : topX;

@@ -17,7 +17,8 @@ struct PixelGround {
     Parts parts{}; ///< lit and upright, lit and turned, dark, height (m) times cover
 
     PixelGround() = default;
-    PixelGround(double gamma, double sigma, Parts p = Parts{0, 0, 0, 0}) : areas{gamma, sigma}, parts(p) {}
+    PixelGround(double gamma, double sigma, Parts p = Parts{0, 0, 0, 0})
+        : areas{gamma, sigma}, parts(p) {}
 
     double gammaM2() const { return areas[0]; }
     double sigmaM2() const { return areas[1]; }

@@ -23,8 +23,8 @@ public:
         double y, distance, look;
     };
 
-    /// Adds a straight edge of the terrain where it crosses the middle of lines that have a profile.
-    /// Profiles of a surface of triangles have their summits there.
+    /// Adds a straight edge of the terrain where it crosses the middle of lines that have a
+    /// profile. Profiles of a surface of triangles have their summits there.
     void add(const Point& a, const Point& b);
 
     /// After the last edge: what every step outwards has before it.

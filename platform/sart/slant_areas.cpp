@@ -30,7 +30,8 @@ double slantArea(const sarm::SensorModel& model, const sarm::ImagePosition& imag
         sample[axis] = (ahead->sample - behind->sample) / (2 * step);
         line[axis] = (ahead->line - behind->line) / (2 * step);
     }
-    return 1 / sarm::norm(sarm::cross({sample[0], sample[1], sample[2]}, {line[0], line[1], line[2]}));
+    return 1 /
+           sarm::norm(sarm::cross({sample[0], sample[1], sample[2]}, {line[0], line[1], line[2]}));
 }
 
 } // namespace
@@ -57,9 +58,7 @@ double SlantAreas::at(double sample, double line, double heightM) const {
     const int column = std::clamp(static_cast<int>(x), 0, columns_ - 1);
     const double up = (heightM - heights_.lowestM) / (heights_.highestM - heights_.lowestM);
     const double down = y - row, right = x - column;
-    const auto at = [&](int r, int c) {
-        return (1 - up) * node(r, c, 0) + up * node(r, c, 1);
-    };
+    const auto at = [&](int r, int c) { return (1 - up) * node(r, c, 0) + up * node(r, c, 1); };
     return (1 - down) * ((1 - right) * at(row, column) + right * at(row, column + 1)) +
            down * ((1 - right) * at(row + 1, column) + right * at(row + 1, column + 1));
 }

@@ -12,9 +12,9 @@ namespace sart {
 /// way, changes from near to far range and with the height of the ground. Constant after
 /// construction, any thread.
 ///
-/// Equation: with P in space and its image position (x, y), A_beta = 1 / |grad x cross grad y|, which
-/// is dr * dt * (V.dS/dt - A.(P - S)) / |V| in zero-Doppler images. By differences over 50 m in a grid
-/// of at most 128 x 128 places at two heights, linear between: 1e-6.
+/// Equation: with P in space and its image position (x, y), A_beta = 1 / |grad x cross grad y|,
+/// which is dr * dt * (V.dS/dt - A.(P - S)) / |V| in zero-Doppler images. By differences over 50 m
+/// in a grid of at most 128 x 128 places at two heights, linear between: 1e-6.
 class RF_PLATFORM_API SlantAreas {
 public:
     /// @param heights  of the terrain.

@@ -137,8 +137,7 @@ TerrainAreas::TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& te
     const double shift = middle.samplesPerRangeM * reliefM * middle.cosIncidence;
     samplesPerStep_ = std::max(0.5, terrain.spacingM() / 2 / middle.sampleM);
     startOfHorizon_ = -before_ - shift;
-    stepsOfHorizon_ =
-        static_cast<int>((size_.samples + before_ + 2 * shift) / samplesPerStep_) + 2;
+    stepsOfHorizon_ = static_cast<int>((size_.samples + before_ + 2 * shift) / samplesPerStep_) + 2;
 }
 
 std::size_t TerrainAreas::bytesOf(int lines) const {
@@ -156,12 +155,16 @@ void TerrainAreas::project(int firstLine, int lines) {
     nodes_ = nodesUnder(model_, terrain_, part);
     buffer_.start(firstLine, lines);
     horizon_.start(top, together, stepsOfHorizon_);
-    projectOnce(false);
-    // Where no ground is turned away from the antenna, nothing lies in shadow.
-    if (horizon_.asked()) {
+    // Where no ground is turned away from the antenna, nothing lies in shadow: then one pass does.
+    // It is a likely case, unless the strip before was another.
+    const bool drawAtOnce = !shadows_;
+    pass(drawAtOnce, false);
+    shadows_ = horizon_.asked();
+    if (shadows_)
         raiseHorizon();
+    if (shadows_ || !drawAtOnce) {
         buffer_.start(firstLine, lines);
-        projectOnce(true);
+        pass(true, shadows_);
     }
     buffer_.sum();
 }
@@ -169,9 +172,9 @@ void TerrainAreas::project(int firstLine, int lines) {
 Vec3 TerrainAreas::antennaAt(double y) const {
     const double place = y - 0.5 - (buffer_.firstLine() - margin_);
     const double last = static_cast<double>(antenna_.size()) - 2;
-    const double index = std::floor(std::clamp(place, 0.0, last));
-    const Vec3& before = antenna_[static_cast<std::size_t>(index)];
-    return before + (place - index) * (antenna_[static_cast<std::size_t>(index) + 1] - before);
+    const auto index = static_cast<std::size_t>(std::clamp(place, 0.0, last));
+    const Vec3& before = antenna_[index];
+    return before + (place - static_cast<double>(index)) * (antenna_[index + 1] - before);
 }
 
 void TerrainAreas::fetch(int row, Row& nodes, bool withLooks) {
@@ -219,7 +222,8 @@ TerrainAreas::Facet TerrainAreas::facetOf(const Node& a, const Node& b, const No
     const double endLine = buffer_.firstLine() + buffer_.lines() + margin_;
     const bool beyond = farIsRight_ ? left >= size_.samples : right <= 0;
     // Whatever is not a number fails one of these.
-    if (!(bottom > firstLine && top < endLine && !beyond && std::isfinite(left + right + top + bottom)))
+    if (!(bottom > firstLine && top < endLine && !beyond &&
+          std::isfinite(left + right + top + bottom)))
         return facet;
     Vec3 normal = 0.5 * cross(b.point - a.point, c.point - a.point);
     const Vec3 centre = (1.0 / 3) * (a.point + b.point + c.point);
@@ -235,7 +239,7 @@ TerrainAreas::Facet TerrainAreas::facetOf(const Node& a, const Node& b, const No
         return facet;
 
     const double area = imageArea(a.x, a.y, b.x, b.y, c.x, c.y);
-    constexpr double leastArea = 1e-8; // of a pixel
+    constexpr double leastArea = 1e-8;   // of a pixel
     if (!(std::abs(area) > leastArea)) { // seen edge on: all in one pixel
         if (facet.faces)
             buffer_.addTo(static_cast<int>(std::floor((a.x + b.x + c.x) / 3)),
@@ -317,7 +321,7 @@ void TerrainAreas::facetsBetween(const Row& upper, const Row& lower, bool withSh
     cells_ += count;
 }
 
-void TerrainAreas::projectOnce(bool withShadows) {
+void TerrainAreas::pass(bool draws, bool withShadows) {
     Row upper, lower;
     RowFacets above, below;
     const auto addEdge = [&](const PixelGround& density, const Node& a, const Node& b) {
@@ -336,6 +340,8 @@ void TerrainAreas::projectOnce(bool withShadows) {
             fetch(nodes_.firstRow + i + 1, lower, withShadows);
             facetsBetween(upper, lower, withShadows, below);
         }
+        if (!draws)
+            continue;
         // Every edge once, with the difference of the triangles on its two sides.
         for (int column = upper.first; column + 1 < upper.end(); ++column)
             addEdge(below.upperAt(column) - above.lowerAt(column), upper.at(column),

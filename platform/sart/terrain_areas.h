@@ -12,9 +12,9 @@
 namespace sart {
 
 /// Projects a terrain into an image, strip by strip: which area of ground each pixel sees. Every
-/// triangle of the terrain is spread over exactly the pixels that it covers, so that a coarse terrain
-/// leaves no stripes. Ground in shadow gives no area. One thread at a time; several projections of
-/// one image and one terrain, with a TerrainGrid each, work side by side.
+/// triangle of the terrain is spread over exactly the pixels that it covers, so that a coarse
+/// terrain leaves no stripes. Ground in shadow gives no area. One thread at a time; several
+/// projections of one image and one terrain, with a TerrainGrid each, work side by side.
 ///
 /// A pixel's numbers depend on image and terrain alone: bit for bit the same in any strip.
 ///
@@ -43,7 +43,7 @@ private:
     struct Facet;
     struct RowFacets;
 
-    void projectOnce(bool withShadows);
+    void pass(bool draws, bool withShadows);
     void raiseHorizon();
     void fetch(int row, Row& nodes, bool withLooks);
     Facet facetOf(const Node& a, const Node& b, const Node& c);
@@ -56,17 +56,18 @@ private:
     const sarm::SensorModel& model_;
     const TerrainGrid& terrain_;
     sarm::ImageSize size_;
-    double upright_;         ///< sign of the image area of level ground seen from above, turning left
-    bool farIsRight_;        ///< slant range grows with the sample
+    double upright_;  ///< sign of the image area of level ground seen from above, turning left
+    bool farIsRight_; ///< slant range grows with the sample
     double referenceHeightM_;
-    double before_;          ///< samples before the near edge whose terrain may throw shadows
+    double before_; ///< samples before the near edge whose terrain may throw shadows
     double startOfHorizon_, samplesPerStep_;
     int stepsOfHorizon_;
-    int margin_;             ///< lines that a cell of the terrain may reach over
+    int margin_; ///< lines that a cell of the terrain may reach over
     AreaBuffer buffer_;
     Horizon horizon_;
+    bool shadows_ = false; ///< in the last strip
     StripNodes nodes_;
-    std::vector<sarm::Vec3> antenna_; ///< at the middles of the strip's lines and its margin's
+    std::vector<sarm::Vec3> antenna_; ///< for each line of the strip and its margin
     std::uint64_t cells_ = 0;
 };
 

@@ -16,9 +16,9 @@ struct HeightRange {
     double lowestM = 0, highestM = 0;
 };
 
-/// Terrain as the nodes of a grid in whatever coordinates; between four nodes lie two triangles, cut
-/// from the second node of the upper row to the first of the lower one. Heights are metres above
-/// the ellipsoid. One thread at a time.
+/// Terrain as the nodes of a grid in whatever coordinates; between four nodes lie two triangles,
+/// cut from the second node of the upper row to the first of the lower one. Heights are metres
+/// above the ellipsoid. One thread at a time.
 class RF_PLATFORM_API TerrainGrid {
 public:
     virtual ~TerrainGrid();

@@ -90,9 +90,8 @@ TEST(TerrainAreas, LevelAndTiltedGroundFollowTheClosedForm) {
         for (int line = 2; line < lines; line += 37)
             for (int sample = 0; sample < samples; ++sample) {
                 const auto place = world.seen(relief, sample, line);
-                const double time =
-                    ((c.linesFall ? lines - 1 - line : line) - (lines - 1) / 2.0) *
-                    CircleWorld::lineInterval;
+                const double time = ((c.linesFall ? lines - 1 - line : line) - (lines - 1) / 2.0) *
+                                    CircleWorld::lineInterval;
                 const sarm::Vec3 antenna = world.antenna(time);
                 const sarm::Vec3 flight = CircleWorld::rate * cross(sarm::Vec3{0, 0, 1}, antenna);
                 const sarm::Vec3 point = sarm::toEarthFixed(place, world.sphere());
@@ -101,21 +100,21 @@ TEST(TerrainAreas, LevelAndTiltedGroundFollowTheClosedForm) {
                     world.areaVector(relief, world.outwardsM(place), world.alongM(place));
                 // The antenna's acceleration is -rate^2 times its position.
                 const double speed = norm(flight);
-                const double along =
-                    speed * CircleWorld::lineInterval *
-                    (1 + CircleWorld::rate * CircleWorld::rate * dot(antenna, point - antenna) /
-                             (speed * speed));
+                const double along = speed * CircleWorld::lineInterval *
+                                     (1 + CircleWorld::rate * CircleWorld::rate *
+                                              dot(antenna, point - antenna) / (speed * speed));
                 const double beta = CircleWorld::slantSpacing * along;
-                const double gamma = beta * -dot(n, sight) /
-                                     std::abs(dot(n, cross(sight, (1 / speed) * flight)));
+                const double gamma =
+                    beta * -dot(n, sight) / std::abs(dot(n, cross(sight, (1 / speed) * flight)));
                 const sart::PixelGround& pixel = at(picture, sample, line);
                 worst = std::max(worst, std::abs(pixel.gammaM2() / gamma - 1));
-                worstSlant = std::max(
-                    worstSlant, std::abs(slant.at(sample, line, pixel.heightM()) / beta - 1));
+                worstSlant = std::max(worstSlant,
+                                      std::abs(slant.at(sample, line, pixel.heightM()) / beta - 1));
                 worstHeight = std::max(worstHeight, std::abs(pixel.heightM() - place.heightM));
                 if (c.outwardsDeg == 0 && c.alongDeg == 0) {
                     const double incidence =
-                        world.model->incidenceDeg({double(sample), double(line)}, c.heightM).value();
+                        world.model->incidenceDeg({double(sample), double(line)}, c.heightM)
+                            .value();
                     worstTan = std::max(
                         worstTan, std::abs(slant.at(sample, line, c.heightM) / pixel.gammaM2() /
                                                std::tan(incidence * degree) -
@@ -135,12 +134,10 @@ TEST(TerrainAreas, ReliefWithinALevelRimSeesTheSameFlux) {
     const CircleWorld world;
     const double level = total(projected(world, plane(0, 0), 10));
     for (const Relief& relief :
-         {Relief(support::cone(20, 600)), Relief([](double out, double along) {
-              return rim(out, along) * waves()(out, along);
-          }),
-          Relief([](double out, double along) {
-              return rim(out, along) * plane(14, 6)(out, along);
-          })})
+         {Relief(support::cone(20, 600)),
+          Relief([](double out, double along) { return rim(out, along) * waves()(out, along); }),
+          Relief(
+              [](double out, double along) { return rim(out, along) * plane(14, 6)(out, along); })})
         EXPECT_NEAR(total(projected(world, relief, 10)) / level, 1, 1e-4);
     // Layover folds the image but loses nothing.
     EXPECT_NEAR(total(projected(world, support::cone(50, 400), 10)) / level, 1, 1e-4);
@@ -204,8 +201,8 @@ TEST(TerrainAreas, AWorldOfConstantGammaMadeOfRandomPointsComesBack) {
         const sarm::Vec3 sight = world.model->antennaAt(image.line) - point;
         const double area =
             areaOfOne * dot(world.areaVector(relief, out, along), sight) / norm(sight);
-        Cell& cell = cells[static_cast<std::size_t>(line / block * (samples / block) +
-                                                    sample / block)];
+        Cell& cell =
+            cells[static_cast<std::size_t>(line / block * (samples / block) + sample / block)];
         cell.power += std::max(0.0, area);
         cell.squares += area * area;
     }
@@ -274,8 +271,8 @@ TEST(TerrainAreas, ASteepConeIsInShadowBehindAndInLayoverInFront) {
             const sarm::Vec3 top = world.point(relief, 0, 0);
             const sarm::Vec3 sight = (1 / norm(top - antenna)) * (top - antenna);
             const double b = dot(top, sight);
-            const double toGround = -b - std::sqrt(b * b - dot(top, top) +
-                                                   CircleWorld::earth * CircleWorld::earth);
+            const double toGround =
+                -b - std::sqrt(b * b - dot(top, top) + CircleWorld::earth * CircleWorld::earth);
             const double shadowEnd = summitAt + toGround / CircleWorld::slantSpacing;
             const double tolerance = step == 5 ? 1.5 : 3; // the summit's grid knows no better
             const double foot = sampleOf(-radius, 0);
