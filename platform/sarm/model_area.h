@@ -10,11 +10,15 @@
 namespace sarm {
 
 enum ModelAreaFlags : std::uint32_t {
-    areaNoted = 1,         ///< firstVectorMinusStartS was told by the reader
-    areaModelled = 2,      ///< the values below describe a model
-    areaRefused = 4,       ///< `refusal` says why there is no model
-    areaTimesRepaired = 8, ///< midnight was unfolded
-    areaSelfTimed = 16,    ///< uneven state vectors were timed from their motion
+    areaNoted = 1,               ///< firstVectorMinusStartS was told by the reader
+    areaModelled = 2,            ///< the values below describe a model
+    areaRefused = 4,             ///< `refusal` says why there is no model
+    areaTimesRepaired = 8,       ///< midnight was unfolded
+    areaSelfTimed = 16,          ///< uneven state vectors were timed from their motion
+    areaLateLineTimes = 32,      ///< the reader told that line times are late
+    areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
+    /// What readers told; the library's own description leaves it alone.
+    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes,
 };
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
@@ -69,5 +73,9 @@ void writeModelArea(SarMetadataRecord& record, const ModelArea& area);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);
+
+/// @return how much later the record's line times are than those the model takes, s; 0 unless
+///         sarm_NoteLateLineTimes asked for the correction.
+double correctedLatenessS(const SarMetadataRecord& record);
 
 } // namespace sarm
