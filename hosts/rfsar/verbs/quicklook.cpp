@@ -1,13 +1,10 @@
 #include "kimg/png_writer.h"
-#include "loader/product.h"
 #include "output/console.h"
 #include "output/interruption.h"
 #include "output/ordered_work.h"
 #include "output/output_file.h"
 #include "pictures/graticule.h"
 #include "pictures/image_averager.h"
-#include "product/families/product_facts.h"
-#include "product/find_product.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -54,12 +51,13 @@ void average(const loader::Layer& layer, ImageAverager& averager) {
 }
 
 /// What is drawn over the picture; nothing when nothing was asked for.
-std::optional<Overlay> overlayOf(const QuicklookOptions& options, const loader::Layer& layer,
+std::optional<Overlay> overlayOf(const QuicklookOptions& options,
+                                 const product::OpenedProduct& opened, const loader::Layer& layer,
                                  const ImageAverager& averager) {
     const bool graticule = options.graticule || options.graticuleStep > 0;
     if (!graticule && !options.scaleBar)
         return std::nullopt;
-    const product::Locator locator(layer);
+    const product::Locator locator(opened, layer);
     if (!locator.remarks().empty())
         console::warning(locator.remarks());
     const PictureOf picture{locator, static_cast<double>(layer.width()),
@@ -75,16 +73,16 @@ std::optional<Overlay> overlayOf(const QuicklookOptions& options, const loader::
 
 void quicklook(const QuicklookOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
-    const auto names = opened.layerNames();
+    const auto opened = product::openProduct(options.file);
+    const auto& names = opened->layerNames();
     if (names.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
+        throw loader::Error(opened->name() + ": the product has no layers");
     const loader::Layer layer =
-        opened.openLayer(options.layer.empty() ? names.front() : options.layer);
+        opened->product.openLayer(options.layer.empty() ? names.front() : options.layer);
     const bool phase = product::parseLayerName(layer.name()).isPhase();
     ImageAverager averager(phase ? ImageAverager::Kind::phase : ImageAverager::Kind::magnitude,
                            layer.width(), layer.height(), options.size);
-    const auto overlay = overlayOf(options, layer, averager);
+    const auto overlay = overlayOf(options, *opened, layer, averager);
     average(layer, averager);
     const auto grey = averager.grey();
     const auto picture = overlay ? overlay->over(grey) : grey;
