@@ -100,7 +100,7 @@ class Architecture(unittest.TestCase):
         for name, text in sources(folder.rstrip("/")):
             paths |= {quoted for quoted in re.findall(r'"([^"\\\n ]+)"', text)
                       if re.fullmatch(r"(<xmlattr>)?[a-z][\w:]*(/\w[\w:<>]*)+/?|"
-                                      r"[a-z]+[A-Z]\w*|[a-z]+_[a-z_]+|_extended", quoted)
+                                      r"[a-z]+[A-Z]\w{10,}|[a-z]+_[a-z_]{6,}|_extended", quoted)
                       and not quoted.endswith(".h")}
         self.assertIn("imageAttributes", paths)
         self.assertIn("collect/start_timestamp", paths)
@@ -118,6 +118,18 @@ class Architecture(unittest.TestCase):
                          "update tests/exported_symbols.txt and have it reviewed")
         self.assertEqual(exports(LIBRARY.with_name("gdal_RF_SAR.so")),
                          ["GDALRegisterMe", "GDALRegister_RF_SAR"])
+
+    def test_what_a_release_exported_stays(self):
+        """Entry points of C for ever, C++ within a minor version, whose soname promises it."""
+        version = re.search(r"project\(rf_sar VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+        now = {*exports(LIBRARY), *exports(LIBRARY.with_name("librf_platform.so"))}
+        releases = sorted((ROOT / "tests/released_symbols").glob("*.txt"))
+        self.assertTrue(releases)
+        for release in releases:
+            promised = release.read_text().splitlines()
+            if release.stem.split(".")[:2] != version.split(".")[:2]:
+                promised = [name for name in promised if name.startswith("rf_")]
+            self.assertEqual(sorted(set(promised) - now), [], f"{release.stem} exported these")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 #include "product/checks/checks.h"
 
 #include "product/checks/ground_checks.h"
+#include "product/checks/line_times.h"
 #include "product/checks/time_checks.h"
 #include "product/images/image_claims.h"
 #include "product/radiometry/calibration.h"
@@ -265,6 +266,19 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
     }
 }
 
+/// Both readings of line times that are known to be late, whichever places the image.
+void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
+    const auto& nodes = opened.nodeNames();
+    if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
+        return;
+    try {
+        if (const auto found = lineTimeResiduals(opened.product, opened.stated().tiePoints()))
+            findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
+    } catch (const loader::Error&) {
+        // told by the model's check
+    }
+}
+
 void checkRpc(const OpenedProduct& opened, Findings& findings) {
     try {
         const RpcResiduals found = ownRpcAgainstTiePoints(opened.stated());
@@ -285,11 +299,17 @@ struct Check {
 };
 /// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles, false},        {"layers", checkLayers, false},
-    {"model", checkModel, false},        {"grid", checkOwnModel, true},
-    {"sizes", checkSizes, true},         {"types", checkTypes, true},
-    {"poles", checkPolarizations, true}, {"times", checkTimes, true},
-    {"ground", checkGround, false},      {"rpc", checkRpc, false},
+    {"files", checkFiles, false},
+    {"layers", checkLayers, false},
+    {"model", checkModel, false},
+    {"grid", checkOwnModel, true},
+    {"sizes", checkSizes, true},
+    {"types", checkTypes, true},
+    {"poles", checkPolarizations, true},
+    {"times", checkTimes, true},
+    {"ground", checkGround, false},
+    {"linetimes", checkLineTimes, false},
+    {"rpc", checkRpc, false},
     {"calibration", checkTables, true},
 };
 
