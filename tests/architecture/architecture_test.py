@@ -100,7 +100,7 @@ class Architecture(unittest.TestCase):
         for name, text in sources(folder.rstrip("/")):
             paths |= {quoted for quoted in re.findall(r'"([^"\\\n ]+)"', text)
                       if re.fullmatch(r"(<xmlattr>)?[a-z][\w:]*(/\w[\w:<>]*)+/?|"
-                                      r"[a-z]+[A-Z]\w{10,}|[a-z]+_[a-z_]{6,}|_extended", quoted)
+                                      r"[a-z]+[A-Z]\w{8,}|[a-z]+_[a-z_]{6,}|_extended", quoted)
                       and not quoted.endswith(".h")}
         self.assertIn("imageAttributes", paths)
         self.assertIn("collect/start_timestamp", paths)
