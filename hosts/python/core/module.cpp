@@ -7,6 +7,8 @@
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
+#include <filesystem>
+
 namespace {
 
 namespace py = pybind11;
@@ -22,13 +24,13 @@ std::shared_ptr<const product::OpenedProduct> open(const std::string& entry) {
 std::string runVerb(const std::vector<std::string>& arguments,
                     const std::optional<std::function<void(const std::string&)>>& warning,
                     const std::optional<std::function<void(double)>>& progress) {
-    application::Host host;
+    console::Listener listener;
     if (warning)
-        host.warning = [&](const std::string& text) {
+        listener.warning = [&](const std::string& text) {
             const py::gil_scoped_acquire locked;
             (*warning)(text);
         };
-    host.progress = [&](double done) {
+    listener.progress = [&](double done) {
         const py::gil_scoped_acquire locked;
         if (PyErr_CheckSignals() != 0)
             throw py::error_already_set();
@@ -36,7 +38,7 @@ std::string runVerb(const std::vector<std::string>& arguments,
             (*progress)(done);
     };
     const py::gil_scoped_release released;
-    return application::runInside(arguments, host);
+    return application::runInside(arguments, listener);
 }
 
 std::string node(const product::OpenedProduct& opened, const std::string& name) {
@@ -52,8 +54,8 @@ PYBIND11_MODULE(_core, core) {
 
     py::class_<product::OpenedProduct, std::shared_ptr<product::OpenedProduct>>(core, "Opened")
         .def_property_readonly("file", [](const product::OpenedProduct& p) { return p.name(); })
-        .def_property_readonly(
-            "nodes", [](const product::OpenedProduct& p) { return p.nodeNames(); })
+        .def_property_readonly("nodes",
+                               [](const product::OpenedProduct& p) { return p.nodeNames(); })
         .def("node", node, py::arg("name"))
         .def("entries", tables::entries)
         .def("tie_points", tables::tiePoints)
@@ -87,5 +89,14 @@ PYBIND11_MODULE(_core, core) {
 
     core.def("run", runVerb, py::arg("arguments"), py::arg("warning") = py::none(),
              py::arg("progress") = py::none());
-    core.def("library_folder", application::libraryFolder);
+    core.def("library_folder", [] {
+        return std::filesystem::path(loader::Plugin::instance().path()).parent_path().string();
+    });
+    core.def(
+        "identifies",
+        [](const std::string& file) {
+            std::string reason;
+            return loader::identify(loader::Plugin::instance(), file, reason) >= 0;
+        },
+        py::arg("file"));
 }

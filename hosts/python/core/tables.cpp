@@ -99,8 +99,7 @@ py::array_t<float> incidence(const Opened& opened, std::uint32_t line) {
     std::vector<float> block(raster.blockBytes() / sizeof(float)), angles(raster.width());
     for (std::uint32_t x = 0; x < raster.width(); x += raster.blockWidth()) {
         raster.readBlock(line / raster.blockHeight(), x / raster.blockWidth(), block.data());
-        const std::size_t start =
-            std::size_t{line % raster.blockHeight()} * raster.blockWidth();
+        const std::size_t start = std::size_t{line % raster.blockHeight()} * raster.blockWidth();
         std::copy_n(block.begin() + static_cast<std::ptrdiff_t>(start),
                     std::min(raster.blockWidth(), raster.width() - x), angles.begin() + x);
     }

@@ -111,8 +111,8 @@ class Product:
         return self.info["warnings"]
 
     def check(self):
-        """Returns what `rfsar check` finds: dictionaries of check, verdict and sentence."""
-        return json.loads(_verbs.run("check", self.path, "--json", quiet=True))
+        """Returns what `rfsar check` finds: dictionaries of check, status and message."""
+        return json.loads(_verbs.run("check", self.path, "--json", quiet=True))["checks"]
 
     def node(self, name):
         """Returns a node of the product, such as ":SAR_Metadata", as a dictionary."""

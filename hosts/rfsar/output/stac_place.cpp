@@ -102,8 +102,8 @@ StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedP
     }
     place.shape = {layer->height(), layer->width()};
     try {
-        place.footprint =
-            product::footprintOf(product::Locator(*opened, *layer), layer->width(), layer->height());
+        place.footprint = product::footprintOf(product::Locator(*opened, *layer), layer->width(),
+                                               layer->height());
         const product::Window whole{0, 0, layer->width(), layer->height()};
         if (const auto map = product::placementOf(*opened, *layer, whole).place.geoTransform) {
             const auto& t = *map;

@@ -129,7 +129,8 @@ void addOverviews(TiffWriter& writer, const product::Raster& raster) {
 
 void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const Rasters rasters = product::openRasters(product::openProduct(options.file), options.layers);
+    const Rasters rasters =
+        product::openRasters(product::openProduct(options.file), options.layers);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.

@@ -2,7 +2,7 @@
 #include "product/opened_product.h"
 #include "verbs/verbs.h"
 
-#include <iostream>
+#include <ostream>
 
 void addNode(CLI::App& app) {
     auto* verb = app.add_subcommand("node", "print one of a product's records as JSON");
@@ -14,7 +14,7 @@ void addNode(CLI::App& app) {
     verb->callback([file, name] {
         const auto opened = product::openProduct(*file);
         std::string remarks;
-        std::cout << kmif_NodeToJson(opened->product.node(*name, remarks)) << '\n';
+        console::out() << kmif_NodeToJson(opened->product.node(*name, remarks)) << '\n';
         if (!remarks.empty())
             console::warning(remarks);
     });
