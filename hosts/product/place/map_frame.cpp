@@ -14,6 +14,7 @@ constexpr int outlineSteps = 32;
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double mostPixelsPerPixel = 64; // of the map to one of the image
 constexpr double fewestPixels = 1e6;      // that are never too many
+constexpr double closePixels = 5e-4;      // to which positions are interpolated
 
 /// Limits of a set of numbers.
 struct Span {
@@ -164,7 +165,7 @@ MapPositions::MapPositions(const loader::Layer& layer, const MapRequest& request
         required(KprjProjectionPtr(kprj_ProjectionFromText(system_, slot)), system_ + ": ", slot);
     converter_ =
         required(KprjGeographicConverter::create(*projection_, slot), system_ + ": ", slot);
-    if (!request.elevation.empty() && locator_.usesHeight())
+    if (!request.elevation.paths.empty() && locator_.usesHeight())
         elevation_ = required(kimg::ElevationModel::open(request.elevation, slot), "", slot);
 }
 
@@ -293,8 +294,6 @@ std::vector<MapPoint> MapPositions::imageAt(const Points& ground) const {
         const double turns = std::round(point.x / 360);
         points.push_back({point.x - 360 * turns, point.y, locator_.sceneHeightM()});
     }
-    if (elevation_)
-        setHeights(points, *elevation_);
     std::vector<KxfrPixel> pixels(points.size());
     locator_.toImage(points, pixels);
     Points found;
@@ -306,20 +305,24 @@ std::vector<MapPoint> MapPositions::imageAt(const Points& ground) const {
 
 void MapPositions::find(const MapFrame& frame, const Window& part,
                         std::vector<KxfrPixel>& pixels) const {
-    constexpr double closePixels = 0.01;
-    Points found;
     if (elevation_) {
-        const double metre =
-            projection_->unitSize * (projection_->isGeographic ? projection_->semiMajorAxis : 1);
-        constexpr double metresInDegree = 111e3;
-        found = imageAt(
-            interpolated(part, closePixels * frame.step * metre / metresInDegree,
-                         [&](const Points& mapPixels) { return groundAt(frame, mapPixels); }));
-    } else {
-        found = interpolated(part, closePixels * frame.reduction, [&](const Points& mapPixels) {
-            return imageAt(groundAt(frame, mapPixels));
-        });
+        const kimg::MapBlock block{frame.left + (part.x + 0.5) * frame.step,
+                                   frame.top - (part.y + 0.5) * frame.step,
+                                   frame.step,
+                                   -frame.step,
+                                   part.width,
+                                   part.height};
+        std::vector<KxfrMapPoint> nodes(std::size_t{part.width} * part.height);
+        kerr::Slot slot;
+        if (!elevation_->nodesOf(*converter_, block, closePixels, nodes, slot))
+            throw loader::Error(loader::Heard::text(*slot.get()));
+        pixels.resize(nodes.size());
+        locator_.toImage(nodes, pixels);
+        return;
     }
+    const Points found = interpolated(
+        part, closePixels * frame.reduction,
+        [&](const Points& mapPixels) { return imageAt(groundAt(frame, mapPixels)); });
     pixels.clear();
     for (const Point& point : found)
         pixels.push_back({point.x, point.y});

@@ -30,7 +30,7 @@ struct MapPoint {
 struct MapRequest {
     std::string system;    ///< "EPSG:32633", WKT or a PROJ string
     double resolution = 0; ///< in units of the system; 0 for the image's own at its centre
-    std::string elevation; ///< file of an elevation model; empty for the scene's height everywhere
+    kimg::ElevationSource elevation; ///< without paths: the scene's height everywhere
 };
 
 /// Finds the pixels of a layer's image that the pixels of a map show, through the layer's sensor

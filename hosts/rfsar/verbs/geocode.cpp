@@ -131,7 +131,7 @@ void geocode(const GeocodeVerb& verb) {
     const product::MapPositions positions(grid, verb.request);
     if (!positions.locator().remarks().empty())
         console::warning(positions.locator().remarks());
-    if (!verb.request.elevation.empty() && !positions.locator().usesHeight())
+    if (!verb.request.elevation.paths.empty() && !positions.locator().usesHeight())
         console::warning("heights are ignored: the image's own georeferencing has none");
     const product::MapFrame frame = positions.frameOf();
     kimg::limitBlockCache((verb.maxMemoryMiB << 20) / 4);
@@ -169,7 +169,7 @@ void addGeocode(CLI::App& app) {
         ->add_option("--resolution", verb->request.resolution,
                      "size of a pixel in units of the system (default: as at the image's centre)")
         ->check(CLI::PositiveNumber);
-    command->add_option("--dem", verb->request.elevation,
+    command->add_option("--dem", verb->request.elevation.paths,
                         "elevation model: GeoTIFF, SRTM, DTED or ASCII grid");
     static const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
                                                               {"bilinear", Resampling::bilinear},

@@ -54,7 +54,7 @@ public:
         if (options.dem.empty())
             return;
         kerr::Slot slot;
-        elevation_ = kimg::ElevationModel::open(options.dem, slot);
+        elevation_ = kimg::ElevationModel::open({{options.dem}}, slot);
         if (!elevation_)
             throw loader::Error(loader::Heard::text(*slot.get()));
     }
