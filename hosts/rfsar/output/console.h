@@ -13,6 +13,8 @@ namespace console {
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
+/// What a user may like to know.
+void note(const std::string& text);
 void error(std::string_view text);
 
 /// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.
