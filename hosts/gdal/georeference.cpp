@@ -46,7 +46,9 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
 Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
                            GeorefChoice choice)
     : opened_(std::move(opened)), image_(image), choice_(choice) {
-    if (choice_ != GeorefChoice::automatic && choice_ != GeorefChoice::product)
+    if (choice_ == GeorefChoice::product)
+        find();
+    else if (choice_ != GeorefChoice::automatic)
         require();
 }
 

@@ -11,8 +11,6 @@
 namespace product {
 namespace {
 
-constexpr double mostPixelsOff = 0.1; ///< of functions from the ties that go with them
-
 /// What is known of an image before its place is.
 struct Image {
     const std::string& productFile;
@@ -62,7 +60,7 @@ double meanHeight(const std::vector<TiePoint>& ties) {
 /// @return whether functions, or else tie points, serve.
 bool placeByStatement(Place& place, const Image& image, StatedPlace stated, const char* whose) {
     const auto functions = functionsOf(stated);
-    if (functions && functions->worstPixels <= mostPixelsOff) {
+    if (functions && functions->worstPixels <= functionsServePixels) {
         place.source = PlaceSource::functions;
         place.functions = functions->rpc;
         place.transform = rpcTransform(
@@ -119,8 +117,10 @@ Place find(const Image& image, const loader::Layer* layer, std::string remarks) 
         append(place.remarks, found.remarks);
     }
     try {
-        if (placeByPolarFormat(place, image))
+        if (placeByPolarFormat(place, image)) {
+            place.remarks.clear();
             return place;
+        }
     } catch (const loader::Error& error) {
         place.transform = nullptr;
         place.remarks = error.what();

@@ -13,7 +13,6 @@ namespace {
 using kimg::GroundControlPoint;
 
 constexpr int tiesPerSide = 11;
-constexpr double maxRpcErrorPixels = 0.1;
 
 /// From the centre of the image's first pixel to the outer corner of the window's.
 std::array<double, 6> geoTransformOf(const kxfr::AffineData& affine, const Window& window) {
@@ -65,7 +64,7 @@ int unbrokenSystem(const std::vector<GroundControlPoint>& gcps) {
 }
 
 bool fits(const sarm::Rpc& rpc) {
-    return std::max(rpc.maxLineError, rpc.maxSampleError) <= maxRpcErrorPixels;
+    return std::max(rpc.maxLineError, rpc.maxSampleError) <= functionsServePixels;
 }
 
 std::optional<sarm::Rpc> rpcOfModel(const Place& place, std::string& remarks) {

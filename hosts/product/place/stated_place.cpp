@@ -84,7 +84,7 @@ std::optional<StatedFunctions> functionsOf(const StatedPlace& stated) {
     StatedFunctions found{*standard, worstPixels(*standard, stated.ties)};
     const sarm::Rpc earlier = fromEarlierOrder(*standard);
     const double worst = worstPixels(earlier, stated.ties);
-    if (found.worstPixels > 1 && worst < 0.1 * found.worstPixels)
+    if (found.worstPixels > functionsServePixels && worst < 0.1 * found.worstPixels)
         found = {earlier, worst};
     return found;
 }

@@ -36,6 +36,9 @@ struct StatedFunctions {
     sarm::Rpc rpc;
     double worstPixels = 0; ///< at the tie points; 0 when there are none
 };
+/// How far functions may be off that serve, in pixels.
+constexpr double functionsServePixels = 0.1;
+
 /// @return nothing when none are stated, or one is no number.
 std::optional<StatedFunctions> functionsOf(const StatedPlace& stated);
 
