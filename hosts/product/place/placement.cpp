@@ -67,16 +67,16 @@ bool fits(const sarm::Rpc& rpc) {
     return std::max(rpc.maxLineError, rpc.maxSampleError) <= functionsServePixels;
 }
 
-std::optional<sarm::Rpc> rpcOfModel(const Place& place, std::string& remarks) {
+std::optional<sarm::Rpc> rpcOfModel(const OpenedProduct& opened, const Place& place,
+                                    std::string& remarks) {
     const sarm::SensorModel& model = *place.transform->sensorModel();
     if (const auto fitted = sarm::fitRpc(model); fitted && fits(*fitted))
         return fitted;
     const sarm::ImageSize size = model.imageSize();
     std::optional<StatedFunctions> own;
     try {
-        own =
-            functionsOf(statedByProduct(place.productFile, static_cast<std::uint32_t>(size.samples),
-                                        static_cast<std::uint32_t>(size.lines)));
+        own = functionsOf(statedByProduct(opened.stated(), static_cast<std::uint32_t>(size.samples),
+                                          static_cast<std::uint32_t>(size.lines)));
     } catch (const loader::Error&) {
         // What is damaged is told by the checks.
     }
@@ -138,10 +138,11 @@ kimg::Georeferencing placementOf(const Place& place, const Window& window) {
         gcpsOf(place.ties.empty() ? tieGrid(*place.transform, window) : place.ties, window));
 }
 
-RpcItems publishedRpc(const Place& place, const Window& window, std::string& remarks) {
+RpcItems publishedRpc(const OpenedProduct& opened, const Place& place, const Window& window,
+                      std::string& remarks) {
     std::optional<sarm::Rpc> rpc = place.functions;
     if (place.source == PlaceSource::model)
-        rpc = rpcOfModel(place, remarks);
+        rpc = rpcOfModel(opened, place, remarks);
     if (!rpc)
         return {};
     rpc->lineOffset -= window.y;
