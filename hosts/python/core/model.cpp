@@ -16,8 +16,13 @@ constexpr double none = std::numeric_limits<double>::quiet_NaN();
 } // namespace
 
 PlaceModel::PlaceModel(const std::shared_ptr<const product::OpenedProduct>& opened)
-    : file_(opened->name()), place_(product::placeOfProduct(opened)) {
-    product::Locator needed(place_); // refuses a place that is none
+    : file_(opened->name()) {
+    const product::ProductImage* image = opened->firstImage();
+    std::string name = image ? opened->layerOf(*image) : "";
+    if (name.empty() && !opened->layerNames().empty())
+        name = opened->layerNames().front();
+    const loader::Layer layer = opened->product.openLayer(name);
+    place_ = product::Locator(*opened, layer).place();
 }
 
 py::tuple PlaceModel::groundToImage(const Numbers& lon, const Numbers& lat,

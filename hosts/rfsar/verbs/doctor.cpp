@@ -1,4 +1,6 @@
 #include "kimg/installed_drivers.h"
+#include "kprj/heights.h"
+#include "loader/heard.h"
 #include "loader/loaded_library.h"
 #include "loader/plugin.h"
 #include "output/console.h"
@@ -6,7 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
+<<<<<<< HEAD
 #include <ostream>
+=======
+#include <iomanip>
+#include <iostream>
+>>>>>>> e127812
 
 namespace {
 
@@ -28,6 +35,19 @@ constexpr Sample samples[] = {
                                "<productId></productId>\n</product>\n"},
 };
 
+/// The geoids that --dem-heights knows by name, and what keeps PROJ from using them.
+ordered_json geoids() {
+    ordered_json list = ordered_json::array();
+    for (const KprjGeoid& geoid : kprj_Geoids()) {
+        kerr::Slot slot;
+        const bool found = KprjHeightZero::create(geoid.system, slot) != nullptr;
+        list.push_back({{"name", geoid.name},
+                        {"option", geoid.option},
+                        {"fault", found ? "" : loader::Heard::text(*slot.get())}});
+    }
+    return list;
+}
+
 ordered_json diagnose() {
     const auto& plugin = loader::Plugin::instance();
     const std::string pluginFile = loader::loadedLibrary("rf_sar.so");
@@ -44,6 +64,7 @@ ordered_json diagnose() {
             {"driver",
              found ? ordered_json(loader::loadedLibrary("gdal_RF_SAR.so")) : ordered_json(nullptr)},
             {"driverFault", fault},
+            {"geoids", geoids()},
             {"productXml", choice}};
 }
 
@@ -74,12 +95,26 @@ void printChoice(const ordered_json& choice) {
 
 void printText(const ordered_json& found) {
     const auto text = [&](const char* key) { return found[key].get<std::string>(); };
+<<<<<<< HEAD
     console::out() << "rfsar        " << text("version") << '\n'
                    << "plug-in      " << text("plugin") << " (" << found["formats"] << " formats)\n"
                    << "platform     " << text("platform") << '\n'
                    << "GDAL         " << text("gdalVersion") << '\n'
                    << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
                    << '\n';
+=======
+    std::cout << "rfsar        " << text("version") << '\n'
+              << "plug-in      " << text("plugin") << " (" << found["formats"] << " formats)\n"
+              << "platform     " << text("platform") << '\n'
+              << "GDAL         " << text("gdalVersion") << '\n'
+              << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
+              << '\n';
+    for (const auto& geoid : found["geoids"]) {
+        const auto fault = geoid["fault"].get<std::string>();
+        std::cout << "geoid " << std::left << std::setw(8) << geoid["name"].get<std::string>()
+                  << (fault.empty() ? "at hand" : "missing: " + fault) << '\n';
+    }
+>>>>>>> e127812
     printChoice(found["productXml"]);
 }
 
