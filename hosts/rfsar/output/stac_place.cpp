@@ -101,17 +101,12 @@ StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedP
     }
     place.shape = {layer->height(), layer->width()};
     try {
-<<<<<<< HEAD
-        place.footprint = product::footprintOf(product::Locator(*opened, *layer), layer->width(),
-                                               layer->height());
-=======
         const auto found =
             std::make_shared<const product::Place>(product::placeOf(*opened, *layer));
         if (!found->remarks.empty())
             warnings.push_back(found->remarks);
         place.footprint =
             product::footprintOf(product::Locator(found), layer->width(), layer->height());
->>>>>>> e127812
         const product::Window whole{0, 0, layer->width(), layer->height()};
         if (const auto map = product::placementOf(*found, whole).geoTransform) {
             const auto& t = *map;
