@@ -36,8 +36,8 @@ void addChoice(ordered_json& properties, const char* key, const std::string& val
 
 void addTimes(ordered_json& properties, const product::StatedProduct& stated) {
     const product::Acquisition when = stated.acquisition();
-    std::string start =
-        product::firstText({when.collectStart, when.start, when.collectStop, when.stop});
+    std::string start = product::firstText({when.collectStart, when.start, when.collectStop,
+                                            when.stop});
     std::string end = product::firstText({when.collectStop, when.stop, start});
     if (start.empty())
         throw loader::Error(stated.file() + ": states no time, which a STAC item needs");
@@ -205,7 +205,8 @@ struct Source {
 /// @return the first image of a product that is not there and keeps the plug-in from opening it;
 ///         "" when nothing of the kind is amiss.
 std::string missingImage(const product::ProductFacts& facts) {
-    const bool missing = facts.needsImages && !facts.productType.empty() && !facts.images.empty() &&
+    const bool missing = facts.needsImages && !facts.productType.empty() &&
+                         !facts.images.empty() &&
                          !kfio::fileState(facts.images.front().file).exists;
     return missing ? facts.images.front().file : "";
 }
