@@ -35,6 +35,8 @@ class BesideGdalsOwnDriver(ProductCase):
 
     def test_calibrated_values(self):
         for product, ours, _ in self.products():
+            if np.iscomplexobj(ours.ReadAsArray()):  # there its own driver is wrong
+                continue                             # (docs/gdal-driver.md)
             for name, own_name in (("SIGMA0", "SIGMA_NOUGHT"), ("BETA0", "BETA_NOUGHT"),
                                    ("GAMMA", "GAMMA")):
                 peer = gdal.Open(f"RCM_CALIB:{name}:{product.opened}")
@@ -47,9 +49,10 @@ class BesideGdalsOwnDriver(ProductCase):
     def test_metadata(self):
         for _, ours, peer in self.products():
             own, its = ours.GetMetadata(), peer.GetMetadata()
+            by_another_name = {"BETA_NOUGHT_LUT", "SIGMA_NOUGHT_LUT", "GAMMA_LUT"}
+            not_stated = {"MATRIX_REPRESENTATION"}  # GDAL's driver takes it from the poles
+            self.assertLessEqual(set(its) - by_another_name - not_stated, set(own))
             for key in set(own) & set(its):
-                if "LUT" in key:
-                    continue
                 same = own[key] == its[key]
                 try:
                     same = same or float(own[key]) == float(its[key])
