@@ -40,6 +40,18 @@ public:
                    {"LINE_TIME_ORDERING",
                     "imageReferenceAttributes/rasterAttributes/lineTimeOrdering"},
                    {"LUT_APPLIED", "imageGenerationParameters/sarProcessingInformation/lutApplied"},
+                   {"MAP_PROJECTION_DESCRIPTOR",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "mapProjectionDescriptor"},
+                   {"MAP_PROJECTION_ORIENTATION",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "mapProjectionOrientation"},
+                   {"RESAMPLING_KERNEL",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "resamplingKernel"},
+                   {"SATELLITE_HEADING",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "satelliteHeading"},
                    {"PER_POLARIZATION_SCALING",
                     "imageGenerationParameters/sarProcessingInformation/perPolarizationScaling"},
                    {"PIXEL_TIME_ORDERING",
