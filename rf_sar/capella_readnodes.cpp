@@ -37,7 +37,7 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
         return extendedBeside(productFile, report);
     const std::string file = ktxt::narrow(productFile);
     const kfio::ProductTree item = kfio::readJsonTree(file);
-    const std::string& href = MetadataElement(item, file).text("assets.metadata.href");
+    const std::string href = MetadataElement(item, file).text("assets.metadata.href");
     const auto named = capella_files::fileOfAsset(productFile, href);
     return named ? *named : extendedBeside(productFile, report);
 }
