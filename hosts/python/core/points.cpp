@@ -1,5 +1,7 @@
 #include "core/points.h"
 
+#include <pybind11/stl.h>
+
 #include <algorithm>
 
 namespace points {
