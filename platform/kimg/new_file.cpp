@@ -19,6 +19,8 @@ constexpr char sideCars[] = "GDAL_PAM_ENABLED";
 
 constexpr char mark[] = ".part-";
 
+bool leavesLeftovers = false;
+
 std::string temporaryNameBeside(const std::string& path) {
     static std::atomic<unsigned> count{0};
     return path + mark + std::to_string(getpid()) + "-" + std::to_string(++count);
@@ -43,7 +45,8 @@ void removeLeftovers(const std::string& path) {
 
 NewFile::NewFile(std::string path)
     : path_(std::move(path)), temporaryPath_(temporaryNameBeside(path_)) {
-    removeLeftovers(path_);
+    if (!leavesLeftovers)
+        removeLeftovers(path_);
 }
 
 NewFile::~NewFile() {
@@ -54,6 +57,10 @@ NewFile::~NewFile() {
 bool NewFile::putInPlace() {
     inPlace_ = VSIRename(temporaryPath_.c_str(), path_.c_str()) == 0;
     return inPlace_;
+}
+
+void leaveLeftovers() {
+    leavesLeftovers = true;
 }
 
 NoSideCars::NoSideCars() {

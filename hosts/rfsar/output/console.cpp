@@ -11,6 +11,10 @@ namespace {
 bool quiet = false;
 }
 
+bool showsProgress() {
+    return !quiet && isatty(STDERR_FILENO) == 1;
+}
+
 void setQuiet(bool on) {
     quiet = on;
 }
@@ -18,6 +22,11 @@ void setQuiet(bool on) {
 void warning(const std::string& text) {
     if (!quiet)
         std::cerr << "rfsar: warning: " << text << '\n';
+}
+
+void note(const std::string& text) {
+    if (!quiet)
+        std::cerr << text << '\n';
 }
 
 void error(std::string_view text) {
@@ -29,7 +38,7 @@ void printJson(const nlohmann::ordered_json& document) {
 }
 
 Progress::Progress(std::string what, std::uint64_t total)
-    : what_(std::move(what)), total_(total), shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
+    : what_(std::move(what)), total_(total), shown_(showsProgress()) {}
 
 Progress::~Progress() {
     if (shown_ && percent_ >= 0)

@@ -14,6 +14,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
+std::size_t threads = 0; ///< as set; 0: as the machine has
+
 class Crew {
 public:
     explicit Crew(const OrderedWork& work) : work_(work), slots_(work.slots) {}
@@ -102,7 +104,11 @@ private:
 } // namespace
 
 std::size_t machineThreads() {
-    return std::max(1U, std::thread::hardware_concurrency());
+    return threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency());
+}
+
+void useThreads(std::size_t count) {
+    threads = count;
 }
 
 void run(const OrderedWork& work) {

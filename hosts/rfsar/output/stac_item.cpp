@@ -223,18 +223,6 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
         properties["proj:transform"] = *place.transform;
 }
 
-std::string idOf(const ProductDocument& document) {
-    if (std::string id =
-            firstText({textAt(document.root, "productId"), textAt(document.root, "id")});
-        !id.empty())
-        return id;
-    std::string stem = kfnp::lastComponent(document.file);
-    stem.erase(stem.rfind('.'));
-    if (stem.ends_with("_extended"))
-        stem.erase(stem.size() - std::string_view("_extended").size());
-    return stem;
-}
-
 /// A file name as an IRI reference: what would mean something else in one is escaped.
 std::string reference(const std::string& file, const std::filesystem::path& folder) {
     namespace fs = std::filesystem;
@@ -326,6 +314,18 @@ std::string sensorOf(const loader::Product* opened, const ProductDocument& docum
 
 } // namespace
 
+std::string productId(const ProductDocument& document) {
+    if (std::string id =
+            firstText({textAt(document.root, "productId"), textAt(document.root, "id")});
+        !id.empty())
+        return id;
+    std::string stem = kfnp::lastComponent(document.file);
+    stem.erase(stem.rfind('.'));
+    if (stem.ends_with("_extended"))
+        stem.erase(stem.size() - std::string_view("_extended").size());
+    return stem;
+}
+
 ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                       std::vector<std::string>& warnings) {
     const auto whole = openUnlessImageless(file, warnings);
@@ -361,7 +361,7 @@ ordered_json stacItem(const std::string& file, const std::filesystem::path& fold
     ordered_json item = {{"type", "Feature"},
                          {"stac_version", "1.0.0"},
                          {"stac_extensions", extensions},
-                         {"id", idOf(document)},
+                         {"id", productId(document)},
                          {"geometry", footprintJson(place.footprint)}};
     if (!place.footprint.polygons.empty())
         item["bbox"] = boundingBox(place.footprint);
