@@ -1,5 +1,7 @@
 #include "sarm/radar_grid.h"
 
+#include "sarm/model_area.h"
+
 #include <algorithm>
 
 namespace sarm {
@@ -32,7 +34,7 @@ RadarGrid radarGrid(const SarMetadataRecord& record, double durationS) {
     grid.numberOfSamples = record.numberOfSamplesPerLine;
     const bool linesDecrease = record.lineTimeOrdering == 1;
     const double interval = lineInterval(record, durationS);
-    grid.timeOfLine0S = linesDecrease ? durationS : 0;
+    grid.timeOfLine0S = (linesDecrease ? durationS : 0) - correctedLatenessS(record);
     grid.timePerLineS = linesDecrease ? -interval : interval;
     grid.rangeExtentM = (record.numberOfSamplesPerLine - 1) * record.sampledPixelSpacing;
     const bool decrease = samplesDecrease(record);

@@ -4,6 +4,7 @@ the work."""
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -38,8 +39,8 @@ class Batch(ProductCase):
         """Runs; returns how many rows have each status, as the last line tells."""
         done = rfsar("batch", verb, "--into", self.into, *arguments, stdin=stdin)
         self.assertEqual(done.returncode, status, done.stderr)
-        words = done.stderr.splitlines()[-1].split("see")[0].replace(",", "").replace(";", "").split()
-        return {words[i + 1]: int(words[i]) for i in (1, 3, 5)}
+        return {what: int(count) for count, what in
+                re.findall(r"(\d+) (done|kept|failed)", done.stderr.splitlines()[-1])}
 
     def counts(self, done=0, kept=0, failed=0):
         return {"done": done, "kept": kept, "failed": failed}

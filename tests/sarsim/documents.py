@@ -22,12 +22,14 @@ def seconds(text):
 class Geometry:
     """Times relative to the first state vector, to keep nanoseconds."""
 
-    def __init__(self, line0, line_last, dt, samples, spacing, coefficients, far_first, vectors):
+    def __init__(self, line0, line_last, dt, samples, spacing, coefficients, far_first, vectors,
+                 late=0.0):
         self.base = seconds(vectors[0][0])
         self.dt = dt
         self.t0 = self.relative(line0)
         if line_last is not None:
             self.dt = (self.relative(line_last) - self.t0) / dt
+        self.t0 -= late
         self.samples, self.spacing = samples, spacing
         self.coefficients, self.far_first = coefficients, far_first
         t = np.array([self.relative(v[0]) for v in vectors])
@@ -104,7 +106,17 @@ def strip_namespaces(path):
     return root
 
 
-def read_xml(path):
+def bursts(root):
+    """{(beam, burst): (line offset, sample offset, lines, samples, {pole: file})} as stated."""
+    return {(image.get("beam"), int(image.get("burst"))): (
+        *(int(image.find(name).text)
+          for name in ("lineOffset", "pixelOffset", "numLines", "samplesPerLine")),
+        {file.get("pole"): file.text for file in image.iter("ipdf")})
+        for image in root.find("sceneAttributes").iter("imageAttributes")}
+
+
+def read_xml(path, beam=None):
+    """@param beam  of a product of bursts; positions then count in the common grid."""
     root = strip_namespaces(path)
 
     def text(name):
@@ -118,13 +130,21 @@ def read_xml(path):
     lines = int(lines.text if lines is not None else text("numLines"))
     samples = root.find(".//numberOfSamplesPerLine")
     samples = int(samples.text if samples is not None else text("samplesPerLine"))
-    if text("productType") == "SLC":
+    if beam:
+        ends = [(top + height, left + width) for top, left, height, width, _ in
+                bursts(root).values()]
+        lines, samples = (max(numbers) for numbers in zip(*ends))
+    if text("productType") in ("SLC", "MLC"):
         coefficients = [float(text("slantRangeNearEdge")), 1.0]
     else:
         coefficients = [float(c) for c in text("groundToSlantRangeCoefficients").split()]
+    # RCM states the line times of its strips a quarter of the pulse interval late.
+    strip = root.find(".//sceneAttributes") is not None and text("beamMode") != "Spotlight"
+    which = f"prfInformation[@beam='{beam}']/" if beam else ""
+    late = 0.25 / float(text(which + "pulseRepetitionFrequency")) if strip else 0.0
     return Geometry(text("zeroDopplerTimeFirstLine"), text("zeroDopplerTimeLastLine"), lines - 1,
                     samples, float(text("sampledPixelSpacing")), coefficients,
-                    text("pixelTimeOrdering") == "Decreasing", vectors)
+                    text("pixelTimeOrdering") == "Decreasing", vectors, late)
 
 
 def read_capella(path):

@@ -26,7 +26,7 @@ void warning(const std::string& text) {
 
 void note(const std::string& text) {
     if (!quiet)
-        std::cerr << text << '\n';
+        std::cerr << "rfsar: " << text << '\n';
 }
 
 void error(std::string_view text) {

@@ -12,13 +12,13 @@ namespace console {
 /// @return whether progress is to be shown: stderr is a terminal and nothing silences it.
 bool showsProgress();
 
-/// Silences progress and warnings (-q).
+/// Silences progress, notes and warnings (-q).
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
-/// What was done, in a line; silenced as progress is.
-void note(const std::string& text);
 void error(std::string_view text);
+/// What was done, in a line.
+void note(const std::string& text);
 
 /// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.
 void printJson(const nlohmann::ordered_json& document);

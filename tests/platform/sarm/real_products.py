@@ -72,7 +72,10 @@ def radarsat(root):
     put("rangeGeometry", 2 if slant else 1)
     put("pixelTimeOrdering", text("pixelTimeOrdering") == "Decreasing")
     put("lineTimeOrdering", text("lineTimeOrdering") == "Decreasing")
-    if not rcm:
+    if rcm:
+        put("pulseRepetitionFrequency", number("pulseRepetitionFrequency"))
+        put("lateLineTimes", text("beamMode") != "Spotlight")
+    else:
         put("incidenceAngleCentre",
             (number("incidenceAngleNearRange") + number("incidenceAngleFarRange")) / 2)
     if not slant:
