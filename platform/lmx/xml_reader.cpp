@@ -90,7 +90,12 @@ public:
 
 private:
     std::size_t offset() const {
-        return static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_)));
+#if XML_MAJOR_VERSION > 2 || XML_MINOR_VERSION >= 9
+        const auto index = XML_GetCurrentByteIndex64(parser_);
+#else
+        const auto index = XML_GetCurrentByteIndex(parser_);
+#endif
+        return index < 0 ? 0 : static_cast<std::size_t>(index);
     }
 
     void fail() {

@@ -91,6 +91,18 @@ class Architecture(unittest.TestCase):
         self.assertEqual(exports(LIBRARY.with_name("gdal_RF_SAR.so")),
                          ["GDALRegisterMe", "GDALRegister_RF_SAR"])
 
+    def test_what_a_release_exported_stays(self):
+        """Entry points of C for ever, C++ within a minor version, whose soname promises it."""
+        version = re.search(r"project\(rf_sar VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+        now = {*exports(LIBRARY), *exports(LIBRARY.with_name("librf_platform.so"))}
+        releases = sorted((ROOT / "tests/released_symbols").glob("*.txt"))
+        self.assertTrue(releases)
+        for release in releases:
+            promised = release.read_text().splitlines()
+            if release.stem.split(".")[:2] != version.split(".")[:2]:
+                promised = [name for name in promised if name.startswith("rf_")]
+            self.assertEqual(sorted(set(promised) - now), [], f"{release.stem} exported these")
+
 
 if __name__ == "__main__":
     unittest.main()
