@@ -10,9 +10,11 @@
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <mutex>
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace kimg {
 namespace {
@@ -62,6 +64,17 @@ OGRGeometryH geometryOf(const Outline& outline) {
         OGR_G_AddGeometryDirectly(whole, polygon);
     }
     return whole;
+}
+
+/// @return a time that the table holds in UTC.
+std::string timeText(OGRFeatureH feature, int field) {
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, zone = 0;
+    float second = 0;
+    OGR_F_GetFieldAsDateTimeEx(feature, field, &year, &month, &day, &hour, &minute, &second, &zone);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%06.3fZ", year, month, day, hour,
+                  minute, static_cast<double>(second));
+    return text;
 }
 
 Outline outlineOf(OGRGeometryH whole) {
@@ -135,7 +148,7 @@ struct FeatureTable::State {
         case FieldType::real:
             return OGR_F_GetFieldAsDouble(feature, at);
         case FieldType::time:
-            return std::string(OGR_F_GetFieldAsISO8601DateTime(feature, at, nullptr));
+            return timeText(feature, at);
         case FieldType::text:
             break;
         }
