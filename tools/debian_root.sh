@@ -15,30 +15,44 @@ mirror_of_this_machine() {
     apt-get indextargets --format '$(SITE)' 'Origin: Debian' 'Component: main' | head -n 1
 }
 
-# make_root RELEASE: prints the folder of a clean root, which is made where it is not there yet.
-make_root() {
-    local release=$1 root=$roots/$1 script=
-    if [[ ! -d $root ]]; then
+# base_root RELEASE: prints the folder of a root that nothing has been installed in; it is made
+# where it is not there yet, and kept.
+base_root() {
+    local release=$1 base=$roots/$1.base script=
+    if [[ ! -d $base ]]; then
         mkdir -p "$roots"
-        rm -rf --one-file-system "$root.new"
+        rm -rf --one-file-system "$base.new"
         # Releases that came after this machine's debootstrap are made as unstable is.
         [[ -e /usr/share/debootstrap/scripts/$release ]] || script=/usr/share/debootstrap/scripts/sid
-        echo "Making a root of Debian $release in $root ..." >&2
-        debootstrap --variant=minbase "$release" "$root.new" "$(mirror_of_this_machine)" \
+        echo "Making a root of Debian $release in $base ..." >&2
+        debootstrap --variant=minbase "$release" "$base.new" "$(mirror_of_this_machine)" \
             ${script:+"$script"} > "$roots/$release.log" 2>&1 ||
             { tail -n 5 "$roots/$release.log" >&2; return 1; }
         # As this machine fetches packages; a mirror that lags behind serves a trial as well.
         {
             apt-config dump | grep -E '^Acquire::[a-z]+::Proxy' || true
             echo 'Acquire::Check-Valid-Until "false";'
-        } > "$root.new/etc/apt/apt.conf.d/90trial"
+        } > "$base.new/etc/apt/apt.conf.d/90trial"
+        cp -L /etc/resolv.conf "$base.new/etc/resolv.conf"
+        mv "$base.new" "$base"
+    fi
+    echo "$base"
+}
+
+# kept_root RELEASE: prints the folder of a root that keeps what is installed and built in it.
+kept_root() {
+    local root=$roots/$1
+    if [[ ! -d $root ]]; then
+        rm -rf --one-file-system "$root.new"
+        cp -a "$(base_root "$1")" "$root.new"
         mv "$root.new" "$root"
     fi
     cp -L /etc/resolv.conf "$root/etc/resolv.conf"
     echo "$root"
 }
 
-# in_root ROOT COMMAND...: mounts are seen by the command alone, and its processes end with it.
+# in_root ROOT COMMAND...: in /src/rf_sar where that is there. Mounts are seen by the command alone,
+# and its processes end with it.
 in_root() {
     local root=$1
     shift
@@ -52,15 +66,19 @@ in_root() {
             mkdir -p "$root/real_products"
             mount --bind "$RF_SAR_BIND" "$root/real_products"
         fi
-        exec chroot "$root" env -i HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-            PATH=/usr/sbin:/usr/bin:/sbin:/bin CCACHE_DIR=/var/cache/ccache "$@"
+        folder=/
+        [[ ! -d $root/src/rf_sar ]] || folder=/src/rf_sar
+        exec chroot "$root" env -i --chdir="$folder" HOME=/root LANG=C.UTF-8 \
+            DEBIAN_FRONTEND=noninteractive PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+            CCACHE_DIR=/var/cache/ccache "$@"
     ' bash "$root" "$@"
 }
 
-# copy_sources FOLDER: what git knows of, or would; what was built there before stays.
+# copy_sources ROOT: what git knows of, or would; what was built there before stays.
 copy_sources() {
-    mkdir -p "$1"
-    find "$1" -mindepth 1 -maxdepth 1 ! -name 'build*' -exec rm -rf {} +
+    local folder=$1/src/rf_sar
+    mkdir -p "$folder"
+    find "$folder" -mindepth 1 -maxdepth 1 ! -name 'build*' -exec rm -rf {} +
     git ls-files -z --cached --others --exclude-standard --deduplicate |
-        tar --null --files-from=- --ignore-failed-read --create 2> /dev/null | tar -x -C "$1"
+        tar --null --files-from=- --ignore-failed-read --create 2> /dev/null | tar -x -C "$folder"
 }

@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ $# -eq 0 ]]; then
-    sed -n '2,5s/^# //p' "$0"
+    sed -n '/^# Builds/,/^[^#]/s/^# //p' "$0"
     exit 2
 fi
 hours=$1

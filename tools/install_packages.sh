@@ -12,7 +12,7 @@ if [[ ${1-} == --list ]]; then
 fi
 groups=$(sed -n 's/^\[\(.*\)\]$/\1/p' packages.txt)
 if [[ $# -eq 0 ]]; then
-    sed -n '2,4s/^# //p' "$0"
+    sed -n '/^# Installs/,/^[^#]/s/^# //p' "$0"
     echo "Groups:" $groups
     exit 2
 fi

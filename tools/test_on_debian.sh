@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source tools/debian_root.sh
 
-usage() { sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 2; }
+usage() { sed -n '/^# Builds/,/^[^#]/s/^# \{0,1\}//p' "$0"; exit 2; }
 release=
 quick= qgis= fuzz=
 for argument in "$@"; do
@@ -25,8 +25,8 @@ done
 [[ -n $release ]] || usage
 need_root_and_debootstrap
 
-root=$(make_root "$release")
-copy_sources "$root/src/rf_sar"
+root=$(kept_root "$release")
+copy_sources "$root"
 products=${RF_SAR_PRODUCTS:-../shared/products}
 [[ ! -d $products ]] || RF_SAR_BIND=$(realpath "$products")
 export RF_SAR_BIND
@@ -37,13 +37,13 @@ groups=(build demo)
 [[ ! $fuzz ]] || groups+=(fuzz)
 
 SECONDS=0
-in_root "$root" env --chdir=/src/rf_sar tools/install_packages.sh "${groups[@]}" \
+in_root "$root" tools/install_packages.sh "${groups[@]}" \
     > "$roots/$release.packages.log" || { tail -n 5 "$roots/$release.packages.log"; exit 1; }
 echo "packages: $SECONDS s"
 
 SECONDS=0
 if [[ $quick ]]; then
-    in_root "$root" env --chdir=/src/rf_sar nice bash -ec '
+    in_root "$root" nice bash -ec '
         cmake --preset install > build-install.log || { tail -n 20 build-install.log; exit 1; }
         cmake --build --preset install
         export GDAL_DRIVER_PATH=$PWD/build-install/lib
@@ -58,7 +58,7 @@ if [[ $quick ]]; then
     exit
 fi
 
-in_root "$root" env --chdir=/src/rf_sar nice bash -ec '
+in_root "$root" nice bash -ec '
     cmake --preset dev -DRF_SAR_PRODUCTS=/real_products
     cmake --build --preset dev'
 echo "$release: built in $SECONDS s"
@@ -66,11 +66,11 @@ SECONDS=0
 skip=()
 [[ $qgis ]] || skip=(--exclude-regex '^qgis')
 status=0
-in_root "$root" env --chdir=/src/rf_sar nice ctest --preset dev "${skip[@]}" || status=$?
+in_root "$root" nice ctest --preset dev "${skip[@]}" || status=$?
 echo "$release: tested in $SECONDS s"
 if [[ $fuzz ]]; then
     SECONDS=0
-    in_root "$root" env --chdir=/src/rf_sar nice cmake --workflow --preset fuzz || status=$?
+    in_root "$root" nice cmake --workflow --preset fuzz || status=$?
     echo "$release: fuzzers built and run in $SECONDS s"
 fi
 exit "$status"

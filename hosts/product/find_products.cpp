@@ -4,13 +4,13 @@
 #include "kfnp/kfnp.h"
 #include "kimg/virtual_files.h"
 #include "loader/plugin.h"
+#include "product/families/family.h"
 #include "product/find_product.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <string_view>
 #include <unordered_set>
 
 #include <strings.h>
@@ -21,28 +21,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool endsWith(const std::string& text, std::string_view ending) {
-    return text.size() >= ending.size() && strncasecmp(text.data() + (text.size() - ending.size()),
-                                                       ending.data(), ending.size()) == 0;
+bool isZip(const std::string& name) {
+    constexpr std::string_view ending = ".zip";
+    return name.size() > ending.size() &&
+           strcasecmp(name.c_str() + (name.size() - ending.size()), ending.data()) == 0;
 }
 
-constexpr std::string_view extended = "_extended.json";
-
-/// What an item or its extended form must name somewhere.
-bool looksLikeItem(const std::string& file) {
-    constexpr std::size_t enough = 4 << 20;
-    std::string text;
+/// Decides by a file's first bytes.
+Likeness likenessOf(const std::string& file, const Family& family) {
+    std::string head;
     if (kfnp::isVirtual(file)) {
+        constexpr std::size_t largest = 64 << 20;
         std::string reason;
-        text = kimg::readVirtualFile(file, enough, reason).value_or("");
+        head = kimg::readVirtualFile(file, largest, reason).value_or("");
+        head.resize(std::min(head.size(), static_cast<std::size_t>(family.headBytes)));
     } else {
         std::ifstream stream(file, std::ios::binary);
-        text.resize(enough);
-        stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-        text.resize(static_cast<std::size_t>(stream.gcount()));
+        head.resize(static_cast<std::size_t>(family.headBytes));
+        stream.read(head.data(), family.headBytes);
+        head.resize(static_cast<std::size_t>(stream.gcount()));
     }
-    return text.find("\"assets\"") != std::string::npos ||
-           text.find("\"collect\"") != std::string::npos;
+    return family.looksLike(head);
 }
 
 struct Folder {
@@ -100,7 +99,7 @@ private:
         return folder;
     }
 
-    /// @return false where links lead back to a folder above or beside.
+    /// @return false where links lead back to a folder that was seen.
     bool isNew(const std::string& path) {
         struct stat state {};
         return kfnp::isVirtual(path) || stat(path.c_str(), &state) != 0 ||
@@ -111,30 +110,42 @@ private:
         if (!isNew(path))
             return;
         const Folder folder = list(path);
-        const auto has = [&](const std::string& name) {
-            return std::binary_search(folder.files.begin(), folder.files.end(), name);
+        const auto has = [](const std::vector<std::string>& names, std::string_view name) {
+            return std::binary_search(names.begin(), names.end(), name);
         };
         const std::string prefix = path + (path.back() == '/' ? "" : "/");
-        if (has("batch.jsonl"))
+        if (has(folder.files, "batch.jsonl"))
             return;
-        if (has("product.xml")) {
-            add(prefix + "product.xml", false);
-            return;
-        }
-        for (const std::string& name : folder.files) {
-            const std::string file = prefix + name;
-            if (endsWith(name, ".zip"))
-                add(file, false);
-            if (!endsWith(name, ".json"))
-                continue;
-            const bool companion = endsWith(name, extended) &&
-                                   has(name.substr(0, name.size() - extended.size()) + ".json");
-            if (!companion && ((search_.known && search_.known(file)) || looksLikeItem(file)))
-                add(file, false);
-        }
+        for (const Family* family : families())
+            for (const std::string_view place : family->places) {
+                const std::string file = prefix + std::string(place);
+                const bool below = has(folder.folders, place.substr(0, place.find('/')));
+                if (has(folder.files, place) || (below && kfio::fileState(file).isRegularFile)) {
+                    add(file, false);
+                    return;
+                }
+            }
+        addThoseAmong(folder.files, prefix);
         for (const std::string& name : folder.folders)
             if (name.front() != '.')
                 descend(prefix + name);
+    }
+
+    /// Products that stand beside each other.
+    void addThoseAmong(const std::vector<std::string>& names, const std::string& prefix) {
+        for (const std::string& name : names)
+            if (isZip(name))
+                add(prefix + name, false);
+        for (const Family* family : families()) {
+            if (!family->productsAmong)
+                continue;
+            for (const std::string& name : family->productsAmong(names)) {
+                const std::string file = prefix + name;
+                if ((search_.known && search_.known(file)) ||
+                    likenessOf(file, *family) != Likeness::no)
+                    add(file, false);
+            }
+        }
     }
 
     const ProductSearch& search_;
@@ -154,7 +165,7 @@ std::vector<FoundProduct> findProducts(const std::vector<std::string>& entries,
 }
 
 bool isForeign(const std::string& file) {
-    if (endsWith(file, ".zip")) {
+    if (isZip(file)) {
         if (kimg::listVirtualFolder("/vsizip/" + file).empty())
             return false; // damaged
         try {
@@ -166,13 +177,13 @@ bool isForeign(const std::string& file) {
             return false; // several products, say
         }
     }
-    if (!endsWith(file, ".json"))
-        return false;
+    for (const Family* family : families())
+        if (family->productsAmong && file.ends_with(family->extension) &&
+            likenessOf(file, *family) == Likeness::yes)
+            return false;
     std::string reason;
-    if (loader::identify(loader::Plugin::instance(), file, reason) >= 0)
-        return false;
-    // Named as products are: a damaged one.
-    return !kfnp::lastComponent(file).starts_with("CAPELLA_");
+    return !file.ends_with(".xml") &&
+           loader::identify(loader::Plugin::instance(), file, reason) < 0;
 }
 
 } // namespace product

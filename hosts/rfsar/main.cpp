@@ -45,7 +45,10 @@ int run(std::vector<std::string> arguments) {
 
     int status = done;
     addVerbs(app, status);
+    addList(app, status);
     addBatch(app, status, addVerbs, run);
+    addCatalogue(app);
+    addFind(app);
     try {
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
         app.parse(std::move(arguments));

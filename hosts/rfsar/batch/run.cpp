@@ -1,6 +1,7 @@
 #include "batch/run.h"
 
 #include "batch/progress.h"
+#include "batch/told.h"
 #include "kfio/kfio.h"
 #include "loader/plugin.h"
 #include "output/console.h"
@@ -88,32 +89,6 @@ void requireSameVerb(const Request& request, const ResultFolder& folder) {
         if (!row.recipe.verb.empty() && row.recipe.verb != request.order.verb)
             throw loader::Error(folder.path().string() + ": holds results of batch " +
                                 row.recipe.verb + "; give each verb a folder of its own");
-}
-
-/// What a child told on stderr.
-struct Told {
-    std::string failure;
-    std::vector<std::string> warnings;
-};
-
-Told readTold(const std::string& text) {
-    constexpr std::string_view program = "rfsar: ", warning = "rfsar: warning: ";
-    constexpr std::size_t most = 20;
-    Told told;
-    std::string* last = nullptr;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        if (line.starts_with(warning)) {
-            if (told.warnings.size() < most)
-                last = &told.warnings.emplace_back(line.substr(warning.size()));
-        } else if (line.starts_with(program)) {
-            told.failure = line.substr(program.size());
-            last = &told.failure;
-        } else if (last) {
-            *last += '\n' + line;
-        }
-    }
-    return told;
 }
 
 /// A result of an earlier run stays, and stays this product's.

@@ -1,8 +1,9 @@
 #include "batch/unit.h"
 
+#include "batch/told.h"
 #include "kimg/new_file.h"
 #include "output/output_file.h"
-#include "output/stac_item.h"
+#include "product/families/stated_product.h"
 #include "product/find_product.h"
 
 #include <nlohmann/json.hpp>
@@ -86,7 +87,7 @@ int runUnit(const Order& order, const ResultFolder& folder, const product::Found
     if (!entry.named && product::isForeign(entry.file))
         return foreign;
     const std::string file = product::findProduct(entry.file);
-    const std::string id = fileNameOf(productId(product::readDocument(file)));
+    const std::string id = fileNameOf(product::readStatedProduct(file)->facts().id);
     const std::string name = folder.claim(id, order.extension, entry.file);
     json report = {{"output", name}};
     if (name != id + order.extension)

@@ -24,9 +24,6 @@ struct Report {
 };
 Report readReport(const std::string& text);
 
-/// Exit status for a file that was met in a folder and is no product.
-constexpr int foreign = 64;
-
 /// Makes one product's result, in a child process: the file appears whole or not at all.
 /// @return an exit status. @throws loader::Error saying why there is no result.
 int runUnit(const Order& order, const ResultFolder& folder, const product::FoundProduct& entry);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "loader/product.h"
-#include "product/families/product_document.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -19,6 +18,3 @@
 /// time.
 nlohmann::ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                                 std::vector<std::string>& warnings);
-
-/// @return the id that a product states; the base name of its file where it states none.
-std::string productId(const product::ProductDocument& document);

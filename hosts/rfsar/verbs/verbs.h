@@ -20,6 +20,9 @@ void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);
 void addStac(CLI::App& app);
+void addList(CLI::App& app, int& status);
+void addCatalogue(CLI::App& app);
+void addFind(CLI::App& app);
 
 /// Adds the verbs that do something with a product, or several.
 using AddVerbs = std::function<void(CLI::App& app, int& status)>;
