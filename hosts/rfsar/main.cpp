@@ -1,6 +1,7 @@
 #include "loader/plugin.h"
 #include "output/console.h"
 #include "output/interruption.h"
+#include "verbs/archive_verbs.h"
 #include "verbs/verbs.h"
 
 #include "kerr/kerr.h"

@@ -1,5 +1,7 @@
 #include "kimg/new_file.h"
 
+#include "kimg/leftovers.h"
+
 #include <cpl_conv.h>
 #include <cpl_vsi.h>
 

@@ -29,10 +29,6 @@ private:
     bool inPlace_ = false;
 };
 
-/// From now on this process leaves what killed ones have left: for work in a folder of very many
-/// files, whose owner cleans it once.
-RF_PLATFORM_API void leaveLeftovers();
-
 /// Keeps GDAL from writing metadata files beside what it writes, on this thread.
 class NoSideCars {
 public:

@@ -10,10 +10,11 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "hosts/python/rf_sar")]
-os.environ["PYTHONPATH"] = os.pathsep.join(sys.path[:2])  # for worker processes
+sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial"),
+                str(ROOT / "hosts/python/rf_sar")]
+os.environ["PYTHONPATH"] = sys.path[2]  # for worker processes
 from products import RFSAR, ProductCase  # noqa: E402
-from archives import Copies, results  # noqa: E402
+from copies import Copies, results  # noqa: E402
 from batch import batch  # noqa: E402
 
 try:

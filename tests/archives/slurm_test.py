@@ -12,7 +12,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial")]
 from products import RFSAR, ProductCase  # noqa: E402
-from archives import Copies, results  # noqa: E402
+from copies import Copies, results  # noqa: E402
 import slurm_cluster  # noqa: E402
 
 COUNT = 30

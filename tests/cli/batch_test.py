@@ -12,9 +12,10 @@ import sys
 import time
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial")]
 from products import RFSAR, ProductCase, rfsar  # noqa: E402
-from archives import Copies, results  # noqa: E402
+from copies import Copies, results  # noqa: E402
 
 
 def children(process):

@@ -4,6 +4,7 @@
 #include "output/console.h"
 #include "output/interruption.h"
 #include "output/ordered_work.h"
+#include "output/thread_share.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,7 @@
 #include "batch/progress.h"
 
 #include "output/console.h"
+#include "output/terminal.h"
 
 #include <cstdio>
 #include <iostream>

@@ -1,7 +1,7 @@
 #include "batch/unit.h"
 
 #include "batch/told.h"
-#include "kimg/new_file.h"
+#include "kimg/leftovers.h"
 #include "output/output_file.h"
 #include "product/families/stated_product.h"
 #include "product/find_product.h"

@@ -1,5 +1,7 @@
 #include "output/console.h"
 
+#include "output/terminal.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdio>

@@ -9,15 +9,12 @@
 /// Where rfsar talks: data to stdout, diagnostics to stderr.
 namespace console {
 
-/// @return whether progress is to be shown: stderr is a terminal and nothing silences it.
-bool showsProgress();
-
 /// Silences progress, notes and warnings (-q).
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
 void error(std::string_view text);
-/// What was done, in a line.
+/// What was done, where it may surprise.
 void note(const std::string& text);
 
 /// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.

@@ -1,6 +1,7 @@
 #include "output/ordered_work.h"
 
 #include "output/interruption.h"
+#include "output/thread_share.h"
 
 #include <algorithm>
 #include <chrono>

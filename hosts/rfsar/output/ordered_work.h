@@ -14,11 +14,8 @@ struct OrderedWork {
     std::function<void(std::size_t item, std::size_t slot)> take;
 };
 
-/// @return how many threads the machine runs at once, or what useThreads set.
+/// @return how many threads the machine runs at once.
 std::size_t machineThreads();
-
-/// From now on work takes so many threads; for processes that share the machine.
-void useThreads(std::size_t count);
 
 /// Does all items, on as many threads as the machine runs at once.
 /// @throws what the first failing item threw, or interruption::Interrupted; no thread runs on.

@@ -3,7 +3,7 @@
 #include "batch/verb_options.h"
 #include "loader/plugin.h"
 #include "output/ordered_work.h"
-#include "verbs/verbs.h"
+#include "verbs/archive_verbs.h"
 
 #include <map>
 

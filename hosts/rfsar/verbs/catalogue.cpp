@@ -8,7 +8,7 @@
 #include "output/console.h"
 #include "output/ordered_work.h"
 #include "output/output_file.h"
-#include "verbs/verbs.h"
+#include "verbs/archive_verbs.h"
 
 #include <nlohmann/json.hpp>
 

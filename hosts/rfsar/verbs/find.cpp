@@ -2,7 +2,7 @@
 #include "batch/row_text.h"
 #include "loader/plugin.h"
 #include "output/console.h"
-#include "verbs/verbs.h"
+#include "verbs/archive_verbs.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,7 +3,7 @@
 #include "loader/plugin.h"
 #include "output/console.h"
 #include "output/ordered_work.h"
-#include "verbs/verbs.h"
+#include "verbs/archive_verbs.h"
 
 #include <nlohmann/json.hpp>
 

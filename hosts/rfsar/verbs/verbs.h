@@ -1,10 +1,6 @@
 #pragma once
 
-#include "batch/run_command.h"
-
 #include <CLI/CLI.hpp>
-
-#include <functional>
 
 /// One function a verb: declares its arguments on the app; the verb runs as the callback, throws
 /// loader::Error for the user, and returns the exit status through `status`.
@@ -20,13 +16,3 @@ void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);
 void addStac(CLI::App& app);
-void addList(CLI::App& app, int& status);
-void addCatalogue(CLI::App& app);
-void addFind(CLI::App& app);
-
-/// Adds the verbs that do something with a product, or several.
-using AddVerbs = std::function<void(CLI::App& app, int& status)>;
-/// @param addVerbs  those that a batch chooses from
-/// @param runCommand  rfsar itself with other arguments
-void addBatch(CLI::App& app, int& status, const AddVerbs& addVerbs,
-              const batch::RunCommand& runCommand);

@@ -3,8 +3,10 @@
 import pathlib
 import re
 import shutil
+import sys
 
-import sarsim
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+import sarsim  # noqa: E402
 
 
 class Copies:
