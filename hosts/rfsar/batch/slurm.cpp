@@ -100,22 +100,18 @@ struct Plan {
     fs::path folder, list;
 };
 
+/// @return an option of sbatch, nothing without a value.
+std::string given(const char* name, const std::string& value) {
+    return value.empty() ? "" : std::string(" --") + name + '=' + quoted(value);
+}
+
 std::string scriptOf(const Request& request, const SlurmOptions& options, const Plan& plan) {
-    std::string common = " --parsable --job-name=rfsar-" + request.order.verb + " --ntasks=1";
-    const auto add = [&](const char* name, const std::string& value) {
-        if (!value.empty())
-            common += std::string(" --") + name + '=' + quoted(value);
-    };
-    add("partition", options.partition);
-    add("time", options.time);
+    std::string common = " --parsable --job-name=rfsar-" + request.order.verb + " --ntasks=1" +
+                         given("partition", options.partition) + given("time", options.time);
     for (const std::string& option : options.further)
         common += ' ' + quoted(option);
-    std::string task;
-    std::swap(task, common);
-    common = task;
-    add("mem", options.memory);
-    std::swap(task, common);
-    task += " --cpus-per-task=" + std::to_string(request.atOnce);
+    const std::string task = common + given("mem", options.memory) +
+                             " --cpus-per-task=" + std::to_string(request.atOnce);
     const std::string logs = escaped(plan.folder / ".batch/slurm-");
     const std::string chunks = std::to_string(plan.chunks);
     const std::string chunk = command(request, plan.folder, plan.list, request.force) +
