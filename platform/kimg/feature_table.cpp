@@ -128,6 +128,8 @@ struct FeatureTable::State {
                 OGR_F_SetFieldInteger64(made.get(), at, *integer);
             } else if (const auto* real = std::get_if<double>(&feature.values[i])) {
                 OGR_F_SetFieldDouble(made.get(), at, *real);
+            } else { // not only unset: the driver updates the fields that the first one had
+                OGR_F_SetFieldNull(made.get(), at);
             }
         }
         if (feature.id >= 0)

@@ -41,7 +41,7 @@ SlurmdTimeout=30
 MinJobAge=300
 KillWait=5
 MaxArraySize=1001
-NodeName={node} NodeHostname={host} NodeAddr=127.0.0.1 CPUs={cpus} Boards=1 SocketsPerBoard=1 CoresPerSocket={cpus} ThreadsPerCore=1 State=UNKNOWN
+NodeName={node} NodeHostname={host} NodeAddr=127.0.0.1 CPUs={cpus} Boards=1 SocketsPerBoard=1 CoresPerSocket={cpus} ThreadsPerCore=1 RealMemory=4000 State=UNKNOWN
 PartitionName=trial Nodes={node} Default=YES MaxTime=INFINITE State=UP
 """
 

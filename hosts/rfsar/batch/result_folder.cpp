@@ -59,7 +59,8 @@ ResultFolder::ResultFolder(const std::string& path, Use use)
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(workPath(), ignored))
         if (isRows(entry.path()))
-            readRows(entry.path());
+            for (std::string& file : readRows(entry.path()))
+                added_.insert(std::move(file));
     for (const auto& [file, row] : rows_)
         if (!row.output.empty())
             owners_.emplace(row.output, file);
@@ -85,13 +86,15 @@ void ResultFolder::lock(Use use) {
         throw loader::Error(path_.string() + ": another batch is at work in this folder");
 }
 
-void ResultFolder::readRows(const fs::path& file) {
+std::vector<std::string> ResultFolder::readRows(const fs::path& file) {
+    std::vector<std::string> products;
     std::ifstream stream(file);
     for (std::string line; std::getline(stream, line);)
         if (Row row; readRow(line, row)) {
-            std::string key = row.file;
-            rows_.insert_or_assign(std::move(key), std::move(row));
+            products.push_back(row.file);
+            rows_.insert_or_assign(products.back(), std::move(row));
         }
+    return products;
 }
 
 void ResultFolder::removeParts() const {
@@ -130,17 +133,17 @@ std::string ResultFolder::claim(const std::string& id, const std::string& extens
 }
 
 void ResultFolder::add(Row row) {
-    if (!added_) {
+    if (!sink_) {
         makeFolder(workPath());
         const fs::path file = workPath() / ("rows-" + hostName() + '-' + std::to_string(getpid()) +
                                             '-' + std::to_string(time(nullptr)) + ".jsonl");
-        added_.reset(std::fopen(file.c_str(), "ae"));
-        if (!added_)
+        sink_.reset(std::fopen(file.c_str(), "ae"));
+        if (!sink_)
             fail(file, errno);
     }
     const std::string line = rowLine(row) + '\n';
-    if (std::fwrite(line.data(), 1, line.size(), added_.get()) != line.size() ||
-        std::fflush(added_.get()) != 0)
+    if (std::fwrite(line.data(), 1, line.size(), sink_.get()) != line.size() ||
+        std::fflush(sink_.get()) != 0)
         fail(workPath(), errno);
     std::string key = row.file;
     rows_.insert_or_assign(std::move(key), std::move(row));

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace batch {
 
@@ -45,6 +46,8 @@ public:
 
     /// Says of a product's row that its result was kept; on disk too where others join rows.
     void keep(const std::string& file);
+    /// @return whether a product's row was there before others added theirs that are not joined.
+    bool isJoined(const std::string& file) const { return !added_.contains(file); }
 
     /// Writes batch.jsonl with all rows, sorted by product, and removes what it was joined from.
     /// @param list  a list of products that this ends, "" for all that are there.
@@ -52,13 +55,15 @@ public:
 
 private:
     void lock(Use use);
-    void readRows(const std::filesystem::path& file);
+    /// @return the products that they are of.
+    std::vector<std::string> readRows(const std::filesystem::path& file);
     void removeParts() const;
 
     std::filesystem::path path_;
     Rows rows_;
+    std::unordered_set<std::string> added_; ///< products with rows that are not joined
     std::unordered_map<std::string, std::string> owners_; ///< product by result
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> added_{nullptr, std::fclose};
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> sink_{nullptr, std::fclose};
     bool shared_;
     int lock_ = -1;
 };

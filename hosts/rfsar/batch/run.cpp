@@ -229,12 +229,12 @@ void makeResults(const Request& request, ResultFolder& folder, const Work& work)
     runInChildren(making);
 }
 
-void keepResults(ResultFolder& folder, const Work& work) {
+void keepResults(ResultFolder& folder, const Work& work, Keep which) {
     std::size_t nextMissing = 0;
     for (std::size_t i = 0; i < work.products.size(); ++i) {
         if (nextMissing < work.missing.size() && work.missing[nextMissing].product == i)
             ++nextMissing;
-        else
+        else if (which == Keep::all || folder.isJoined(work.products[i].file))
             folder.keep(work.products[i].file);
     }
 }
@@ -257,7 +257,7 @@ bool summarise(const Request& request, const ResultFolder& folder, const Work& w
 int runAll(const Request& request) {
     ResultFolder folder(request.into, ResultFolder::Use::alone);
     const Work work = planWork(request, folder);
-    keepResults(folder, work);
+    keepResults(folder, work, Keep::all);
     try {
         makeResults(request, folder, work);
     } catch (const interruption::Interrupted&) {
@@ -271,7 +271,7 @@ int runAll(const Request& request) {
 int runChunk(const Request& request) {
     ResultFolder folder(request.into, ResultFolder::Use::shared);
     const Work work = planWork(request, folder);
-    keepResults(folder, work);
+    keepResults(folder, work, Keep::all);
     makeResults(request, folder, work);
     return summarise(request, folder, work) ? 0 : 1;
 }
@@ -279,6 +279,7 @@ int runChunk(const Request& request) {
 int runJoin(const Request& request) {
     ResultFolder folder(request.into, ResultFolder::Use::afterOthers);
     const Work work = planWork(request, folder);
+    keepResults(folder, work, Keep::joined);
     for (const Missing& missing : work.missing) {
         const std::string& file = work.products[missing.product].file;
         if (const auto row = folder.rows().find(file);

@@ -45,8 +45,12 @@ void dropForeign(Work& work, const Request& request);
 /// Makes results, with progress; every product gets its row.
 void makeResults(const Request& request, ResultFolder& folder, const Work& work);
 
-/// Gives rows that say kept to the products that lack nothing.
-void keepResults(ResultFolder& folder, const Work& work);
+/// Which of the products that lack nothing get rows that say kept.
+enum class Keep {
+    all,
+    joined, ///< but those whose rows were added since the last join: they were made meanwhile
+};
+void keepResults(ResultFolder& folder, const Work& work, Keep which);
 
 /// Tells how many are done, kept and failed. @return whether none failed.
 bool summarise(const Request& request, const ResultFolder& folder, const Work& work);

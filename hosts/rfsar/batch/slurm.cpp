@@ -155,7 +155,7 @@ int submit(const Request& request, const SlurmOptions& options) {
     {
         ResultFolder folder(request.into, ResultFolder::Use::alone);
         work = planWork(request, folder);
-        keepResults(folder, work);
+        keepResults(folder, work, Keep::all);
         dropForeign(work, request);
         const Work rest = makeAFew(request, folder, work);
         folder.join();

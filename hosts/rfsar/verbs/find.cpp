@@ -123,7 +123,7 @@ void addFind(CLI::App& app) {
     verb->add_flag("--list", options->list, "print the products' files alone")->excludes(json);
     verb->footer("Examples:\n"
                  "  rfsar find catalogue.gpkg --bbox 10,47,12,49 --time 2026-01/..\n"
-                 "  rfsar find catalogue.gpkg --satellite RCM-1 --list | rfsar batch stac --list - "
+                 "  rfsar find catalogue.gpkg --pass ascending --list | rfsar batch stac --list - "
                  "--into items");
     verb->callback([options] { find(*options); });
 }
