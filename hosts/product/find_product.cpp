@@ -67,7 +67,7 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
                 for (const std::string& file : productsIn(below))
                     found.push_back(file);
     if (found.empty())
-        throw loader::Error(entry + ": holds no product.xml and no JSON item");
+        throw NoProduct(entry + ": holds no product.xml and no JSON item");
     if (found.size() == 1)
         return found.front();
     std::string names;
