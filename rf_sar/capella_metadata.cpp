@@ -2,7 +2,7 @@
 
 #include "capella_files.h"
 #include "capella_readnodes.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kfio/kfio.h"
 #include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"

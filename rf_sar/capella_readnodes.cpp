@@ -9,15 +9,16 @@
 #include "metadata_element.h"
 #include "record_parts.h"
 #include "referenced_file.h"
+#include "rf_constants.h"
 #include "text_match.h"
 
 #include <algorithm>
 
 namespace {
 
+using constants::speedOfLightMPerS;
 constexpr char module[] = "capella_readnodes";
 constexpr char operation[] = "capella_sarNodeRead";
-constexpr double lightMPerS = 299792458.0;
 
 std::u16string extendedBeside(std::u16string_view productFile, KerrException& report) {
     auto name = capella_files::besideItem(productFile, u"_extended.json");
@@ -111,7 +112,7 @@ double readTimes(SarMetadataRecord& record, const Source& from) {
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
     record.lookDirection = equalsIgnoringCase(from.radar.text("pointing"), "Right") ? 90.0 : -90.0;
-    record.wavelength = lightMPerS / from.radar.number("center_frequency");
+    record.wavelength = speedOfLightMPerS / from.radar.number("center_frequency");
     // Kept: of several pulse repetition frequencies the last one stays.
     // (CapellaReadnodes.LastPulseRepetitionFrequencyWins)
     for (const auto& entry : from.radar.child("prf").children(""))
@@ -166,6 +167,9 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
+    // The last line's time is stored as first + N intervals, and ground-range samples are judged by
+    // a slant step that their products do not state.
+    sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
     record_parts::describeModel(*record, from.collect.file());
     record_parts::setImageWindow(*record);
     return record;

@@ -1,6 +1,6 @@
 #include "rcm_metadata.h"
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kfnp/kfnp.h"
 #include "messages.h"
 #include "rcm_readnodes.h"

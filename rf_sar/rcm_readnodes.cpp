@@ -7,13 +7,14 @@
 #include "rcm_metadata.h"
 #include "record_parts.h"
 #include "referenced_file.h"
+#include "rf_constants.h"
 #include "text_match.h"
 
 #include <algorithm>
 
 namespace {
 
-constexpr double lightMPerS = 299792458.0;
+using constants::speedOfLightMPerS;
 
 /// The elements below which everything stands; each of them must be there.
 struct Source {
@@ -78,7 +79,7 @@ double readCentreIncidence(const std::string& productFile, const std::string& na
 }
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
-    record.wavelength = lightMPerS / from.radar.number("radarCenterFrequency");
+    record.wavelength = speedOfLightMPerS / from.radar.number("radarCenterFrequency");
     record.pulseRepetitionFrequency = from.radar.number("prfInformation.pulseRepetitionFrequency");
     record.adcSamplingRate = from.radar.number("adcSamplingRate");
     record.totalProcessedRangeBandwidth = from.processing.number("totalProcessedRangeBandwidth");

@@ -1,7 +1,7 @@
 #include "rf_sar.h"
 
 #include "entry_point.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kimg/georeferencing.h"
 #include "kimg/map_projection.h"
 #include "kmif/kmif.h"
@@ -10,7 +10,7 @@
 #include "messages.h"
 #include "rf_sar_file.h"
 #include "rf_sar_layer_cache.h"
-#include "sarm/sarm_georef.h"
+#include "sarm_georef/sarm_georef.h"
 
 #include <cmath>
 #include <memory>
@@ -64,21 +64,6 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
     return true;
 }
 
-/// Designs as kxfr hands them out: an array of the host heap.
-struct Designs {
-    KmifDesign** array = nullptr;
-    std::uint32_t count = 0;
-
-    Designs() = default;
-    Designs(const Designs&) = delete;
-    Designs& operator=(const Designs&) = delete;
-    ~Designs() {
-        for (std::uint32_t i = 0; array && i < count; ++i)
-            kmif_DesignDestroy(array[i]);
-        kmsc_HeapFree(array);
-    }
-};
-
 /// The transform and the names of its map; false when the layer has none.
 bool findTransform(RF_SARLayer& layer, KxfrXFormPtr& transform, TextPtr& projection, TextPtr& units,
                    KerrException& failure) {
@@ -122,20 +107,21 @@ uint32_t readTransform(RF_SARLayer& layer, const TransformOutputs& out, KerrExce
     TextPtr projection, units;
     if (!findTransform(layer, transform, projection, units, failure))
         return 0;
-    Designs designs;
+    std::uint32_t count = 0;
     char16_t** given[3] = {};
-    kxfr_XFormConvertToMIF(transform.get(), &designs.count, &given[0], &given[1], &given[2],
-                           &designs.array, failure.slot());
-    HostList from(given[0], designs.count), to(given[1], designs.count),
-        data(given[2], designs.count);
+    KmifDesign** described = nullptr;
+    kxfr_XFormConvertToMIF(transform.get(), &count, &given[0], &given[1], &given[2], &described,
+                           failure.slot());
+    HostList from(given[0], count), to(given[1], count), data(given[2], count);
+    const kmsc::HostArray<KmifDesign, kmif_DesignDestroy> designs(described, count);
     failure.ThrowIfReported();
 
-    HostList dictionaries(designs.count), names(designs.count);
+    HostList dictionaries(count), names(count);
     if (!dictionaries || !names)
         failure.Throw(messages::noMemory);
-    for (std::uint32_t i = 0; i < designs.count; ++i) {
-        dictionaries.take(dictionaryText(designs.array[i], failure));
-        if (!names.append(ktxt::widen(kmif_DesignName(designs.array[i]))))
+    for (std::uint32_t i = 0; i < count; ++i) {
+        dictionaries.take(dictionaryText(designs[i], failure));
+        if (!names.append(ktxt::widen(kmif_DesignName(designs[i]))))
             failure.Throw(messages::noMemory);
     }
     HostList* lists[] = {&from, &to, &data, &dictionaries, &names};
@@ -143,7 +129,7 @@ uint32_t readTransform(RF_SARLayer& layer, const TransformOutputs& out, KerrExce
         *out.arrays[i] = lists[i]->release();
     *out.projectionName = projection.release();
     *out.unitsName = units.release();
-    *out.count = designs.count;
+    *out.count = count;
     return 0;
 }
 

@@ -2,7 +2,7 @@
 
 #include "doppler_rates.h"
 #include "entry_point.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kmif/kmif.h"
 #include "messages.h"
 #include "rf_sar_file.h"

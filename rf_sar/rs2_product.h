@@ -3,7 +3,7 @@
 #include "kerr/kerr.h"
 #include "lmx/datetime.h"
 #include "lmx/error.h"
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <memory>
 #include <string>

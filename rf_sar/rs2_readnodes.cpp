@@ -5,6 +5,7 @@
 #include "messages.h"
 #include "rcm_metadata.h"
 #include "record_parts.h"
+#include "rf_constants.h"
 #include "rs2_lmx/source/rs2prod.h"
 #include "rs2_product.h"
 
@@ -15,8 +16,8 @@
 namespace {
 
 constexpr char function[] = "rs2_sarNodeRead";
-constexpr double lightMPerS = 299792458.0;
-constexpr double secondsPerDay = 86400.0;
+using constants::secondsPerDay;
+using constants::speedOfLightMPerS;
 
 /// The parts of a bound product that the record is made of.
 struct Source {
@@ -136,7 +137,7 @@ void readRadar(SarMetadataRecord& record, const Source& from) {
     const std::string& side = from.radar.get_antennaPointing();
     record.lookDirection = side == "Left" ? -90.0 : side == "Right" ? 90.0 : 0.0;
     record.wavelength =
-        lightMPerS / from.radar.get_radarCenterFrequency().get_radarCenterFrequency();
+        speedOfLightMPerS / from.radar.get_radarCenterFrequency().get_radarCenterFrequency();
     record.pulseRepetitionFrequency = pulseRepetitionFrequency(from.radar);
     record.adcSamplingRate = samplingRate(from.radar);
 }
@@ -239,6 +240,7 @@ sarm::MetadataPtr buildRecord(const Source& from, KERR_REPORT** slot) {
     readStateVectors(*record, from);
     if (from.slc)
         readCentroids(*record, from);
+    sarm_NoteHabits(record.get(), sarmIncidenceIsEdgeMean);
     record->ephemerisStatus = 0;
     sarm_ModelEphemeris(record.get(), slot);
     if (*slot) {

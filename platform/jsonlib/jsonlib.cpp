@@ -1,7 +1,7 @@
 #include "jsonlib/jsonlib.h"
 
 #include "kerr/kerr.h"
-#include "kfio/document_depth.h"
+#include "jsonlib/document_size.h"
 #include "ktxt/ktxt.h"
 
 #include <json/json.h>
@@ -152,9 +152,9 @@ bool Reader::parse(std::string_view text, Value& value, bool keepComments) {
     value = {};
     errors_.clear();
     try {
-        if (kfio::jsonItems(text) > kfio::maximumDocumentItems)
+        if (itemsOf(text) > maximumItems)
             throw TolvanLog::Exception("holds more than " +
-                                       std::to_string(kfio::maximumDocumentItems) + " values");
+                                       std::to_string(maximumItems) + " values");
         requireUtf8(text);
         const auto document = std::make_shared<Json::Value>();
         const bool accepted =

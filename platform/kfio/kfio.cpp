@@ -1,7 +1,7 @@
 #include "kfio/kfio.h"
 
 #include "kfnp/kfnp.h"
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 #include "ktxt/ktxt.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ std::string utf8Name(std::u16string_view name) { return kfnp::clean(ktxt::narrow
 
 kfio::FileState virtualState(const std::string& name) {
     kfio::FileState state;
-    if (const auto found = kimg::virtualStat(name)) {
+    if (const auto found = kfio::virtualStat(name)) {
         state.exists = true;
         state.isRegularFile = !found->isDirectory;
         state.isReadable = true;
@@ -108,7 +108,7 @@ std::optional<std::string> readDocument(std::string_view name, std::string& reas
     else if (state.size > maximumDocumentBytes)
         reason = sizeComplaint();
     else if (kfnp::isVirtual(path))
-        return kimg::readVirtualFile(path, maximumDocumentBytes, reason);
+        return kfio::readVirtualFile(path, maximumDocumentBytes, reason);
     else
         return readLocal(path, static_cast<std::size_t>(state.size), reason);
     return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jsonlib/document_size.h"
 #include "rf_platform_api.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -7,11 +8,18 @@
 #include <string>
 #include <string_view>
 
-/// Metadata documents as property trees. Documents are read through kfio, wherever they lie, and
-/// pass the guards of kfio/document_depth.h.
+/// Metadata documents as property trees. Documents are read through kfio, wherever they lie. Any
+/// thread.
 namespace kfio {
 
 using ProductTree = boost::property_tree::ptree;
+
+/// Deeper documents are refused; real products nest less than 12 levels.
+constexpr std::size_t maximumDocumentDepth = 200;
+
+/// Documents with more elements and attributes, or values, are refused: the shortest of them take
+/// a hundred times their own room in a tree. Real products have less than 40 000.
+constexpr std::size_t maximumDocumentItems = tolvan::jsonlib::maximumItems;
 
 /// @param name  UTF-8, local or virtual.
 /// @param leaveOut  elements of this name are checked like all others but left out of the tree,

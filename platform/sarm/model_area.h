@@ -2,6 +2,7 @@
 
 #include "records/sar_metadata_record.h"
 #include "rf_platform_api.h"
+#include "sarm/sarm.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +16,9 @@ enum ModelAreaFlags : std::uint32_t {
     areaRefused = 4,       ///< `refusal` says why there is no model
     areaTimesRepaired = 8, ///< midnight was unfolded
     areaSelfTimed = 16,    ///< uneven state vectors were timed from their motion
+    areaHabits = 0xE0,     ///< SarmHabit as told by the reader, from areaHabitShift on
 };
+constexpr int areaHabitShift = 5;
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
 /// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
@@ -66,6 +69,9 @@ static_assert(offsetof(ModelArea, velocityDegree) == 144);
 /// @return the area of a record; all zero (with the magic) when the library has not written it.
 RF_PLATFORM_API ModelArea readModelArea(const SarMetadataRecord& record);
 void writeModelArea(SarMetadataRecord& record, const ModelArea& area);
+
+/// @return whether the reader told of the habit (sarm_NoteHabits).
+bool hasHabit(const SarMetadataRecord& record, SarmHabit habit);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);

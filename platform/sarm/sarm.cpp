@@ -47,6 +47,12 @@ void sarm_NoteTimes(SarMetadataRecord* record, double firstVectorMinusFirstLineS
     sarm::writeModelArea(*record, area);
 }
 
+void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t habits) {
+    sarm::ModelArea area = sarm::readModelArea(*record);
+    area.flags = (area.flags & ~sarm::areaHabits) | (habits << sarm::areaHabitShift);
+    sarm::writeModelArea(*record, area);
+}
+
 void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
     sarm::Refusal refusal = sarm::Refusal::none;
     const std::optional<sarm::Model> model = sarm::Model::fromRecord(*record, &refusal);
@@ -58,7 +64,7 @@ void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
         area.flags = sarm::areaRefused;
     area.magic = sarm::modelAreaMagic;
     area.refusal = static_cast<std::int32_t>(refusal);
-    area.flags |= before.flags & sarm::areaNoted;
+    area.flags |= before.flags & (sarm::areaNoted | sarm::areaHabits);
     area.firstVectorMinusStartS = before.firstVectorMinusStartS;
     sarm::writeModelArea(*record, area);
     if (!model)

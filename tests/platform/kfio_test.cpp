@@ -1,6 +1,5 @@
 #include "kfio/kfio.h"
 
-#include "kfio/document_depth.h"
 #include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"
@@ -8,7 +7,7 @@
 
 #include <boost/property_tree/xml_parser.hpp>
 #include <cpl_vsi.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <sstream>
 
@@ -82,34 +81,45 @@ TEST(Files, LocalAndVirtualFilesAnswerAlike) {
     EXPECT_FALSE(kfio_FileExists(u""));
 }
 
-TEST(Documents, DepthIsFoundWithoutRecursion) {
-    EXPECT_EQ(kfio::xmlDepth("<?xml version='1.0'?><!-- <a><b> --><a x='>' y=\"/>\"><b/><c></c></a>"),
-              2U);
-    EXPECT_EQ(kfio::xmlDepth("<a><![CDATA[<b><c><d>]]></a>"), 1U);
-    EXPECT_EQ(kfio::xmlDepth("</a></a><a>"), 1U);
-    EXPECT_EQ(kfio::xmlDepth("<"), 1U);
-    EXPECT_EQ(kfio::xmlDepth("<a><!-- "), 1U);
-    // Letters to the parser, however they look; end tags that it never sees.
-    EXPECT_EQ(kfio::xmlDepth("<a'><b=\"><c d\"=''><!e '><f>"), 4U);
-    for (const char* hidden : {"<!--></a>-->", "<?></a>?>", "<!DOCTYPE b [ > </a> ]>"})
-        EXPECT_EQ(kfio::xmlDepth(std::string("<a>") + hidden + "<a>" + hidden + "<a>"), 3U);
-    EXPECT_EQ(kfio::jsonDepth(R"({"a":["[{\"[","x"],"b":{}})"), 2U);
-    EXPECT_EQ(kfio::jsonDepth("]]]["), 1U);
+TEST(Documents, DepthAndSizeAreBounded) {
+    EXPECT_EQ(tolvan::jsonlib::depthOf(R"({"a":["[{\"[","x"],"b":{}})"), 2U);
+    EXPECT_EQ(tolvan::jsonlib::depthOf("]]]["), 1U);
 
-    // The guard must not be looser than the parser: what it lets pass is parsed.
-    std::string nested, closing;
-    for (std::size_t i = 0; i < kfio::maximumDocumentDepth; ++i) {
-        nested += "<a b='>'>";
-        closing += "</a>";
-    }
+    const auto repeated = [](const char* text, std::size_t count) {
+        std::string all;
+        for (std::size_t i = 0; i < count; ++i)
+            all += text;
+        return all;
+    };
+    const auto nested = [&](std::size_t levels) {
+        return repeated("<a b='>'><!--></a>-->", levels) + repeated("</a>", levels);
+    };
+    const std::size_t deepest = kfio::maximumDocumentDepth, most = kfio::maximumDocumentItems;
+    struct Case {
+        std::string text;
+        const char* complaint; ///< null when the document is read
+    };
+    const Case cases[] = {
+        {nested(deepest), nullptr},
+        {nested(deepest + 1), "nests deeper than 200 levels"},
+        {nested(100'000), "nests deeper"},
+        {"<a>" + repeated("<b/>", most - 1) + "</a>", nullptr},
+        {"<a>" + repeated("<b/>", most) + "</a>", "holds more than 1000000 elements"},
+        {"<a>" + repeated("<b c=''/>", most / 2) + "</a>", "holds more"},
+        {"<!DOCTYPE a [<!ENTITY b 'bb'>]><a>&b;</a>", "declares entities"},
+        {"<!DOCTYPE a [<!ENTITY b SYSTEM 'c'>]><a/>", "declares entities"},
+    };
     const support::TemporaryFolder folder;
-    EXPECT_NO_THROW(kfio::readXmlTree(folder.write("deep.xml", nested + closing)));
-    try {
-        kfio::readXmlTree(folder.write("deeper.xml", "<a>" + nested + closing + "</a>"));
-        FAIL() << "must be refused";
-    } catch (const std::exception& error) {
-        EXPECT_NE(std::string(error.what()).find("deeper.xml"), std::string::npos);
-        EXPECT_NE(std::string(error.what()).find("nests deeper"), std::string::npos);
+    for (const Case& c : cases) {
+        const std::string name = folder.write("a.xml", c.text);
+        try {
+            kfio::readXmlTree(name, "b");
+            EXPECT_EQ(c.complaint, nullptr) << c.text.substr(0, 60);
+        } catch (const std::exception& error) {
+            ASSERT_NE(c.complaint, nullptr) << error.what();
+            EXPECT_THAT(error.what(), testing::AllOf(testing::HasSubstr(name),
+                                                     testing::HasSubstr(c.complaint)));
+        }
     }
 }
 
@@ -117,24 +127,38 @@ TEST(Documents, XmlTreesAreThoseOfTheGenericParser) {
     namespace pt = boost::property_tree;
     const support::TemporaryFolder folder;
     for (const char* text :
-         {"<a/>", "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!DOCTYPE a>\n<a b='1' c=\"&lt;2\">\n"
-                  " x <b/> y &amp; &#233; <!-- note --><d>  1  2\r\n</d><d/><![CDATA[<raw>]]></a>\n",
-          "<a", "<a>\n\n</b>", "<a>\n<b>&#x110000;</b></a>", "", "text", "<a></a><b></b>"}) {
-        const std::string name = folder.write("a.xml", text);
+         {"<a/>", "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- before --><!DOCTYPE a>\n<a b='1' "
+                  "c=\"&lt;2\">\n x <b/> y &amp; &#233; <!-- note --><d>  1  2\n</d><d/><x:d "
+                  "xmlns:x='u'/><![CDATA[<raw>]]></a>\n<!-- after -->"}) {
         std::istringstream stream(text);
         pt::ptree expected;
-        unsigned long line = 0;
+        pt::read_xml(stream, expected);
+        EXPECT_EQ(kfio::readXmlTree(folder.write("a.xml", text)), expected) << text;
+    }
+    const std::string name = folder.write("a.xml", "");
+    for (const auto& [text, line] :
+         {std::pair{"<a", 1U}, {"<a>\n\n</b>", 3U}, {"<a>\n<b>&#x110000;</b></a>", 2U}, {"", 1U},
+          {"text", 1U}, {"<a></a>\n<b></b>", 2U}, {"<a>\n\xE9</a>", 2U}}) {
+        folder.write("a.xml", text);
         try {
-            pt::read_xml(stream, expected);
-        } catch (const pt::xml_parser_error& error) {
-            line = error.line();
-        }
-        try {
-            EXPECT_EQ(kfio::readXmlTree(name), expected) << text;
-            EXPECT_EQ(line, 0U) << text;
+            kfio::readXmlTree(name);
+            ADD_FAILURE() << text;
         } catch (const pt::xml_parser_error& error) {
             EXPECT_EQ(error.line(), line) << text;
             EXPECT_EQ(error.filename(), name);
         }
     }
+}
+
+TEST(Documents, XmlIsReadInTheEncodingThatItDeclares) {
+    const support::TemporaryFolder folder;
+    const auto read = [&](const std::string& text) {
+        return kfio::readXmlTree(folder.write("a.xml", text)).get<std::string>("a");
+    };
+    const std::string end = "'?><a>";
+    EXPECT_EQ(read("<?xml version='1.0' encoding='ISO-8859-1" + end + "\xE9</a>"), "é");
+    EXPECT_EQ(read("<?xml version='1.0' encoding='windows-1252" + end + "\x80</a>"), "€");
+    for (const char* foreign : {"Shift_JIS", "no-such-encoding"})
+        EXPECT_THROW(read("<?xml version='1.0' encoding='" + std::string(foreign) + end + "</a>"),
+                     boost::property_tree::xml_parser_error);
 }

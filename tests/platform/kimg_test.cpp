@@ -2,7 +2,7 @@
 
 #include "kimg/georeferencing.h"
 #include "kimg/png_writer.h"
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
 #include "support/test_image.h"
@@ -51,7 +51,9 @@ std::string openFailure(const std::string& name) {
 Rect read(KIMG_LAYER* layer, std::int64_t x, std::int64_t y, std::uint32_t w, std::uint32_t h,
           std::uint32_t type, KERR_REPORT** slot = nullptr) {
     Rect rect(kimg_PixelRectCreate(w, h, type));
-    kimg_LayerRead(layer, x, y, w, h, &rect->data, slot);
+    const auto size = static_cast<std::ptrdiff_t>(kpxm::pixelSize(type));
+    const KGDA_DATA view{kpxm_PixelRectDataGet(rect.get()), h, w, type, size * w, size};
+    kimg_LayerRead(layer, x, y, w, h, &view, slot);
     return rect;
 }
 
@@ -445,8 +447,8 @@ TEST(ImageLayers, OpenUnderAnyNameAlsoInArchivesAndMemory) {
     ASSERT_TRUE(nitf);
     EXPECT_EQ(kpxm_PixelRectPixelGet(read(nitf.get(), 99, 69, 1, 1, kpxmF64).get(), 0, 0),
               image.sample(1, 99, 69));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsizip/" + folder / "products.zip"), ElementsAre("in"));
-    EXPECT_TRUE(kimg::virtualStat("/vsizip/" + folder / "products.zip" + "/in")->isDirectory);
+    EXPECT_THAT(kfio::listVirtualFolder("/vsizip/" + folder / "products.zip"), ElementsAre("in"));
+    EXPECT_TRUE(kfio::virtualStat("/vsizip/" + folder / "products.zip" + "/in")->isDirectory);
     VSIRmdirRecursive("/vsimem/kimg_test");
 }
 
@@ -456,18 +458,18 @@ TEST(VirtualFiles, ReadStatAndListWithinBounds) {
     VSILFILE* file = VSIFOpenL(path.c_str(), "wb");
     VSIFWriteL(content.data(), 1, content.size(), file);
     VSIFCloseL(file);
-    EXPECT_EQ(kimg::virtualStat(path)->size, 8U);
-    EXPECT_FALSE(kimg::virtualStat(path)->isDirectory);
-    EXPECT_FALSE(kimg::virtualStat("/vsimem/virtual_files_test/none"));
+    EXPECT_EQ(kfio::virtualStat(path)->size, 8U);
+    EXPECT_FALSE(kfio::virtualStat(path)->isDirectory);
+    EXPECT_FALSE(kfio::virtualStat("/vsimem/virtual_files_test/none"));
     std::string reason;
-    EXPECT_EQ(kimg::readVirtualFile(path, 8, reason), content);
+    EXPECT_EQ(kfio::readVirtualFile(path, 8, reason), content);
     EXPECT_EQ(reason, "");
-    EXPECT_FALSE(kimg::readVirtualFile(path, 7, reason));
+    EXPECT_FALSE(kfio::readVirtualFile(path, 7, reason));
     EXPECT_THAT(reason, AllOf(HasSubstr(path), HasSubstr("7 bytes")));
-    EXPECT_FALSE(kimg::readVirtualFile("/vsimem/none", 7, reason));
+    EXPECT_FALSE(kfio::readVirtualFile("/vsimem/none", 7, reason));
     EXPECT_THAT(reason, HasSubstr("/vsimem/none"));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
+    EXPECT_THAT(kfio::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
+    EXPECT_THAT(kfio::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
     VSIRmdirRecursive("/vsimem/virtual_files_test");
 }
 

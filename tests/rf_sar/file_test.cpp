@@ -1,6 +1,6 @@
 #include "rf_sar.h"
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kerr/kerr.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"

@@ -11,7 +11,7 @@
 
 /// Files behind virtual paths: in archives, on object stores, in memory. Names are UTF-8. Any
 /// thread, no printing.
-namespace kimg {
+namespace kfio {
 
 struct VirtualStat {
     bool isDirectory;
@@ -30,4 +30,4 @@ readVirtualFile(const std::string& path, std::size_t maxBytes, std::string& reas
 /// @return the names (not paths) in a folder, sorted; empty when there is no such folder.
 RF_PLATFORM_API std::vector<std::string> listVirtualFolder(const std::string& path);
 
-} // namespace kimg
+} // namespace kfio

@@ -1,6 +1,6 @@
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 
-#include "kimg/gdal_session.h"
+#include "kfio/gdal_errors.h"
 
 #include <cpl_string.h>
 #include <cpl_vsi.h>
@@ -9,7 +9,7 @@
 #include <array>
 #include <memory>
 
-namespace kimg {
+namespace kfio {
 
 std::optional<VirtualStat> virtualStat(const std::string& path) {
     const ErrorCapture quiet;
@@ -59,4 +59,4 @@ std::vector<std::string> listVirtualFolder(const std::string& path) {
     return names;
 }
 
-} // namespace kimg
+} // namespace kfio
