@@ -11,10 +11,13 @@
 #include "text_match.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace {
 
 using constants::speedOfLightMPerS;
+
+constexpr std::int32_t stripBeamMode = 1; ///< stripmap and ScanSAR; 2 is spotlight
 
 /// The elements below which everything stands; each of them must be there.
 struct Source {
@@ -47,7 +50,7 @@ std::int32_t beamModeClass(const std::string& mode) {
                                         "Very High Resolution 3m"};
     for (const char* name : stripmap)
         if (equalsIgnoringCase(mode, name))
-            return 1;
+            return stripBeamMode;
     return equalsIgnoringCase(mode, "Spotlight") ? 2 : 0;
 }
 
@@ -151,6 +154,18 @@ void readCentroids(SarMetadataRecord& record, const Source& from, const LineTime
     }
 }
 
+/// @return whether the model takes strips' line times a quarter of the pulse interval earlier than
+///         stated, as their tie points have it; the environment may ask for the stated ones.
+bool correctsLineTimes(const std::string& file) {
+    const char* text = std::getenv("RF_SAR_RCM_LINE_TIMES");
+    const std::string choice = text && *text ? text : "corrected";
+    if (choice != "corrected" && choice != "stated")
+        TolvanLog::Write("correctsLineTimes", kerrWarning,
+                         file + ": the environment's RF_SAR_RCM_LINE_TIMES is \"" + choice +
+                             "\", neither \"stated\" nor \"corrected\"; \"corrected\" is taken");
+    return choice != "stated";
+}
+
 void complete(SarMetadataRecord& record, const std::string& file) {
     record_parts::describeModel(record, file);
     record_parts::setImageWindow(record);
@@ -184,6 +199,10 @@ SarMetadataRecord* rcm_sarNodeRead(const kfio::ProductTree& document,
     readStateVectors(*record, from, lines);
     if (slc)
         readCentroids(*record, from, lines);
+    // Deviation: the record keeps the stated line times, the model is told that they are late.
+    // (RcmReadnodes.LineTimesOfStripsAreLate)
+    if (record->beamModeClass == stripBeamMode)
+        sarm_NoteLateLineTimes(record.get(), correctsLineTimes(file));
     complete(*record, file);
     return record.release();
 }

@@ -29,4 +29,10 @@ std::optional<double> notedOffset(const SarMetadataRecord& record) {
     return area.firstVectorMinusStartS;
 }
 
+double correctedLatenessS(const SarMetadataRecord& record) {
+    const bool corrected = readModelArea(record).flags & areaCorrectedLineTimes;
+    return corrected && record.pulseRepetitionFrequency > 0 ? 0.25 / record.pulseRepetitionFrequency
+                                                            : 0;
+}
+
 } // namespace sarm

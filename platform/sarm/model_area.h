@@ -11,14 +11,18 @@
 namespace sarm {
 
 enum ModelAreaFlags : std::uint32_t {
-    areaNoted = 1,         ///< firstVectorMinusStartS was told by the reader
-    areaModelled = 2,      ///< the values below describe a model
-    areaRefused = 4,       ///< `refusal` says why there is no model
-    areaTimesRepaired = 8, ///< midnight was unfolded
-    areaSelfTimed = 16,    ///< uneven state vectors were timed from their motion
-    areaHabits = 0xE0,     ///< SarmHabit as told by the reader, from areaHabitShift on
+    areaNoted = 1,               ///< firstVectorMinusStartS was told by the reader
+    areaModelled = 2,            ///< the values below describe a model
+    areaRefused = 4,             ///< `refusal` says why there is no model
+    areaTimesRepaired = 8,       ///< midnight was unfolded
+    areaSelfTimed = 16,          ///< uneven state vectors were timed from their motion
+    areaLateLineTimes = 32,      ///< the reader told that line times are late
+    areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
+    areaHabits = 7 << 7,         ///< SarmHabit as told by the reader, from areaHabitShift on
+    /// What readers told; the library's own description leaves it alone.
+    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaHabits,
 };
-constexpr int areaHabitShift = 5;
+constexpr int areaHabitShift = 7;
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
 /// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
@@ -75,5 +79,9 @@ bool hasHabit(const SarMetadataRecord& record, SarmHabit habit);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);
+
+/// @return how much later the record's line times are than those the model takes, s; 0 unless
+///         sarm_NoteLateLineTimes asked for the correction.
+double correctedLatenessS(const SarMetadataRecord& record);
 
 } // namespace sarm

@@ -19,7 +19,7 @@ RadarGrid radarGrid(const SarMetadataRecord& record, double durationS) {
     const bool linesDecrease = record.lineTimeOrdering == 1;
     const bool wholeIntervals = hasHabit(record, sarmSpanOfWholeIntervals);
     const double interval = durationS / (record.numberOfLines - (wholeIntervals ? 0 : 1));
-    grid.timeOfLine0S = linesDecrease ? durationS : 0;
+    grid.timeOfLine0S = (linesDecrease ? durationS : 0) - correctedLatenessS(record);
     grid.timePerLineS = linesDecrease ? -interval : interval;
     grid.rangeExtentM = (record.numberOfSamplesPerLine - 1) * record.sampledPixelSpacing;
     const bool decrease = samplesDecrease(record);

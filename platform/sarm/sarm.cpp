@@ -53,6 +53,14 @@ void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t habits) {
     sarm::writeModelArea(*record, area);
 }
 
+void sarm_NoteLateLineTimes(SarMetadataRecord* record, bool corrected) {
+    sarm::ModelArea area = sarm::readModelArea(*record);
+    area.flags |= sarm::areaLateLineTimes;
+    area.flags &= ~static_cast<std::uint32_t>(sarm::areaCorrectedLineTimes);
+    area.flags |= corrected ? sarm::areaCorrectedLineTimes : 0u;
+    sarm::writeModelArea(*record, area);
+}
+
 void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
     sarm::Refusal refusal = sarm::Refusal::none;
     const std::optional<sarm::Model> model = sarm::Model::fromRecord(*record, &refusal);
@@ -64,7 +72,7 @@ void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
         area.flags = sarm::areaRefused;
     area.magic = sarm::modelAreaMagic;
     area.refusal = static_cast<std::int32_t>(refusal);
-    area.flags |= before.flags & (sarm::areaNoted | sarm::areaHabits);
+    area.flags |= before.flags & sarm::areaOfReader;
     area.firstVectorMinusStartS = before.firstVectorMinusStartS;
     sarm::writeModelArea(*record, area);
     if (!model)

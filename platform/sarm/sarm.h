@@ -35,6 +35,12 @@ enum SarmHabit : std::uint32_t {
 /// @param habits  SarmHabit, added up; they replace those told before.
 RF_PLATFORM_API void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t habits);
 
+/// Tells the library that the record's line times are a quarter of the pulse interval
+/// (0.25 / pulseRepetitionFrequency) later than zero Doppler, as those of RCM strips are
+/// (docs/coordinates.md). The record keeps the stated times; the model takes the earlier ones.
+/// @param corrected  false: the model takes the times as stated all the same.
+RF_PLATFORM_API void sarm_NoteLateLineTimes(SarMetadataRecord* record, bool corrected);
+
 /// Checks the record and describes its orbit model in the model area (sarm/model_area.h); no other
 /// field changes. May be called again at any time, with equal results for equal fields.
 /// @param slot  receives a report when the record has no range-Doppler model; the record stays

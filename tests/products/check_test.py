@@ -1,10 +1,12 @@
 """rfsar check: what the product says in two places must agree, and the user learns where not."""
 
 import json
+import os
 import pathlib
 import re
 import sys
 import unittest
+import unittest.mock
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from products import ProductCase, rfsar  # noqa: E402
@@ -38,6 +40,25 @@ class Checks(ProductCase):
         self.assertIn("line rms 3.000 (max 3.000), sample rms 0.000", found["warn ground"])
         self.shift_tie_points(product, 30)
         self.assertIn("line rms 33.000", self.check(product)["fail ground"])
+
+    def test_line_times_are_judged_both_ways(self):
+        number = r"line rms ([0-9.]+)( \(in use\))? as stated, ([0-9.]+)( \(in use\))? a quarter"
+        for order in ("increasing", "decreasing"):
+            product = self.make("rcm", lines=100, samples=90, line_order=order)
+            for choice in ("corrected", "stated"):
+                with unittest.mock.patch.dict(os.environ, RF_SAR_RCM_LINE_TIMES=choice):
+                    done = rfsar("check", product.opened)
+                stated, first, corrected, second = re.search(number, done.stdout).groups()
+                self.assertEqual((bool(first), bool(second)),
+                                 (choice == "stated", choice == "corrected"))
+                lines = product.truth["timing"]["statedLateS"] / (
+                    product.truth["timing"]["lineIntervalS"])
+                self.assertAlmostEqual(float(stated), lines, delta=1e-3)
+                self.assertLess(float(corrected), 1e-3)
+                self.assertEqual("warn  linetimes" in done.stdout,
+                                 choice == "stated")
+        spotlight = self.make("rcm", lines=100, samples=90, acquisition="Spotlight")
+        self.assertNotIn("as stated", rfsar("check", spotlight.opened).stdout)
 
     def test_rational_functions_in_the_earlier_order_are_recognised(self):
         # Only a scene whose third-order terms matter tells the orders apart.

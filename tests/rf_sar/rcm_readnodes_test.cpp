@@ -203,6 +203,23 @@ TEST_F(RcmReadnodes, TheModelGetsTheTrueOffsetOfTheFirstVector) {
     EXPECT_NEAR(offset(), 3724.000004, 1e-6);
 }
 
+TEST_F(RcmReadnodes, LineTimesOfStripsAreLate) {
+    const auto told = [this] { return sarm::readModelArea(*read()).flags & sarm::areaOfReader; };
+    constexpr std::uint32_t asStated = sarm::areaNoted | sarm::areaLateLineTimes;
+    const support::Log log;
+    setenv("RF_SAR_RCM_LINE_TIMES", "stated", 1);
+    EXPECT_EQ(told(), asStated);
+    EXPECT_THAT(log.text(), testing::Not(HasSubstr("RF_SAR_RCM_LINE_TIMES")));
+    setenv("RF_SAR_RCM_LINE_TIMES", "early", 1);
+    EXPECT_EQ(told(), asStated | sarm::areaCorrectedLineTimes);
+    EXPECT_THAT(log.text(), HasSubstr("RF_SAR_RCM_LINE_TIMES is \"early\", neither"));
+    unsetenv("RF_SAR_RCM_LINE_TIMES");
+    EXPECT_EQ(told(), asStated | sarm::areaCorrectedLineTimes);
+    EXPECT_EQ(read()->firstLineTime, 3726);
+    tree.put("product.sourceAttributes.beamMode", "Spotlight");
+    EXPECT_EQ(told(), sarm::areaNoted);
+}
+
 TEST_F(RcmReadnodes, AnyElementMayBeMissing) {
     const ProductTree whole = tree;
     const auto blocks = kmsc_BlocksInUse();

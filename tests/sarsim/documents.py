@@ -22,12 +22,14 @@ def seconds(text):
 class Geometry:
     """Times relative to the first state vector, to keep nanoseconds."""
 
-    def __init__(self, line0, line_last, dt, samples, spacing, coefficients, far_first, vectors):
+    def __init__(self, line0, line_last, dt, samples, spacing, coefficients, far_first, vectors,
+                 late=0.0):
         self.base = seconds(vectors[0][0])
         self.dt = dt
         self.t0 = self.relative(line0)
         if line_last is not None:
             self.dt = (self.relative(line_last) - self.t0) / dt
+        self.t0 -= late
         self.samples, self.spacing = samples, spacing
         self.coefficients, self.far_first = coefficients, far_first
         t = np.array([self.relative(v[0]) for v in vectors])
@@ -122,9 +124,12 @@ def read_xml(path):
         coefficients = [float(text("slantRangeNearEdge")), 1.0]
     else:
         coefficients = [float(c) for c in text("groundToSlantRangeCoefficients").split()]
+    # RCM states the line times of its strips a quarter of the pulse interval late.
+    strip = root.find(".//sceneAttributes") is not None and text("beamMode") != "Spotlight"
+    late = 0.25 / float(text("pulseRepetitionFrequency")) if strip else 0.0
     return Geometry(text("zeroDopplerTimeFirstLine"), text("zeroDopplerTimeLastLine"), lines - 1,
                     samples, float(text("sampledPixelSpacing")), coefficients,
-                    text("pixelTimeOrdering") == "Decreasing", vectors)
+                    text("pixelTimeOrdering") == "Decreasing", vectors, late)
 
 
 def read_capella(path):

@@ -53,7 +53,7 @@ class Scene:
                                  / np.linalg.norm(position))
         self._set_times()
         reach_s = 5.0 + 0.3 * self.duration_s
-        self.centre_s = self.duration_s / 2
+        self.centre_s = self.duration_s / 2 - self.line_times_late_s
         self.orbit = orbits.Orbit(position, velocity, self.centre_s,
                                   min(-reach_s, self.vector_times_s[0] - 1),
                                   max(self.duration_s + reach_s, self.vector_times_s[-1] + 1))
@@ -81,6 +81,9 @@ class Scene:
         self.first_line_s, self.last_line_s = 0.0, self.duration_s
         if r.line_order == "decreasing":
             self.first_line_s, self.last_line_s = self.last_line_s, self.first_line_s
+        # RCM states the line times of its strips a quarter of the pulse interval late.
+        strip = r.family == "rcm" and "spotlight" not in r.acquisition.lower()
+        self.line_times_late_s = 0.25 / self.radar["prf"] if strip else 0.0
         self._set_vector_times()
 
     def _set_vector_times(self):
@@ -128,7 +131,7 @@ class Scene:
         self.near_range_m = self.range_coefficients[0]
         step = self.line_interval_s * (1 if r.line_order == "increasing" else -1)
         self.grid = grids.SensorGrid(self.orbit, r.look, r.height, r.lines, r.samples,
-                                     self.first_line_s, step, r.pixel_spacing,
+                                     self.first_line_s - self.line_times_late_s, step, r.pixel_spacing,
                                      self.range_coefficients, far_first)
         self.far_range_m = float(self.grid.time_range(0, 0 if far_first else r.samples - 1)[1])
         if r.product_is_polar:

@@ -32,6 +32,7 @@ def _timing(scene):
     return at, {
         "fileLine0": at(scene.first_line_s), "fileLastLine": at(scene.last_line_s),
         "lineIntervalS": scene.line_interval_s, "durationS": scene.duration_s,
+        "statedLateS": scene.line_times_late_s,
         "startDate": r.start.split("T")[0]}
 
 

@@ -1,9 +1,11 @@
 #include "product/checks/checks.h"
 
 #include "product/checks/ground_checks.h"
+#include "product/checks/line_times.h"
 #include "product/checks/time_checks.h"
 #include "product/families/image_claims.h"
 #include "product/images/image_files.h"
+#include "product/place/ground_ties.h"
 #include "product/place/polar_format.h"
 #include "product/radiometry/calibration.h"
 #include "product/radiometry/noise_tables.h"
@@ -258,6 +260,19 @@ void checkGround(const Subject& subject, Findings& findings) {
     }
 }
 
+/// Both readings of line times that are known to be late, whichever places the image.
+void checkLineTimes(const Subject& subject, Findings& findings) {
+    const auto nodes = subject.opened.nodeNames();
+    if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
+        return;
+    try {
+        if (const auto found = lineTimeResiduals(subject.opened, tiePoints(subject.document)))
+            findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
+    } catch (const loader::Error&) {
+        // told by the model's check
+    }
+}
+
 void checkRpc(const Subject& subject, Findings& findings) {
     try {
         const RpcResiduals found = ownRpcAgainstTiePoints(subject.document);
@@ -278,11 +293,17 @@ struct Check {
 };
 /// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles, false},        {"layers", checkLayers, false},
-    {"model", checkModel, false},        {"grid", checkPolarFormat, true},
-    {"sizes", checkSizes, true},         {"types", checkTypes, true},
-    {"poles", checkPolarizations, true}, {"times", checkTimes, true},
-    {"ground", checkGround, false},      {"rpc", checkRpc, false},
+    {"files", checkFiles, false},
+    {"layers", checkLayers, false},
+    {"model", checkModel, false},
+    {"grid", checkPolarFormat, true},
+    {"sizes", checkSizes, true},
+    {"types", checkTypes, true},
+    {"poles", checkPolarizations, true},
+    {"times", checkTimes, true},
+    {"ground", checkGround, false},
+    {"linetimes", checkLineTimes, false},
+    {"rpc", checkRpc, false},
     {"calibration", checkTables, true},
 };
 

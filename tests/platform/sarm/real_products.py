@@ -70,7 +70,10 @@ def radarsat(root):
     put("rangeGeometry", 2 if slant else 1)
     put("pixelTimeOrdering", text("pixelTimeOrdering") == "Decreasing")
     put("lineTimeOrdering", text("lineTimeOrdering") == "Decreasing")
-    if not rcm:
+    if rcm:
+        put("pulseRepetitionFrequency", number("pulseRepetitionFrequency"))
+        put("lateLineTimes", text("beamMode") != "Spotlight")
+    else:
         put("habits", 4)
         put("incidenceAngleCentre",
             (number("incidenceAngleNearRange") + number("incidenceAngleFarRange")) / 2)

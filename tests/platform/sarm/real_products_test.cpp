@@ -22,7 +22,7 @@ struct Tie {
 struct Product {
     sarm::MetadataPtr record = support::emptyRecord();
     std::vector<Tie> ties;
-    double offset = 0;
+    double offset = 0, lateLineTimes = 0;
 };
 
 Product parse(const std::string& text) {
@@ -47,6 +47,8 @@ Product parse(const std::string& text) {
         {"lastLineTime", &r.lastLineTime},
         {"stateVectorFirstTime", &r.stateVectorFirstTime},
         {"stateVectorInterval", &r.stateVectorInterval},
+        {"pulseRepetitionFrequency", &r.pulseRepetitionFrequency},
+        {"lateLineTimes", &product.lateLineTimes},
         {"offset", &product.offset}};
     std::vector<sarm::StateVector> vectors;
     std::istringstream lines(text);
@@ -74,6 +76,8 @@ Product parse(const std::string& text) {
         }
     }
     support::setVectors(r, vectors);
+    if (product.lateLineTimes != 0)
+        sarm_NoteLateLineTimes(&r, true);
     return product;
 }
 
@@ -165,7 +169,7 @@ const char* const f0w2 = "F0W2_20170430";
 INSTANTIATE_TEST_SUITE_P(
     RealProducts, TiePoints,
     testing::Values(Bar{f0w2, ".zip", 1364, 0.02, 0.01, 0.05, false},
-                    Bar{rcm16m, "product.xml", 1798, 0.2, 0.05, 0.7, false},
+                    Bar{rcm16m, "product.xml", 1798, 0.02, 0.05, 0.5, false},
                     Bar{"C11_SM_SLC", "_extended.json", 1, 0.01, 0.01, 0.02, true},
                     Bar{"C13_SS_SLC", "_extended.json", 1, 0.01, 0.01, 0.02, false}));
 

@@ -171,6 +171,28 @@ TEST(ModelEphemeris, DescribesTheModelAlikeWhenCalledAgain) {
     EXPECT_EQ(std::memcmp(&once, record.get(), sizeof once), 0);
 }
 
+TEST(LateLineTimes, MoveTheModelByAQuarterOfThePulseInterval) {
+    for (const int ordering : {0, 1}) {
+        support::Scene scene;
+        scene.lineOrdering = ordering;
+        const auto record = support::recordOf(scene, satellite);
+        record->pulseRepetitionFrequency = 1000;
+        const auto stated = sarm::Model::fromRecord(*record);
+        sarm_NoteLateLineTimes(record.get(), true);
+        sarm_ModelEphemeris(record.get(), nullptr); // keeps what was told
+        const auto corrected = sarm::Model::fromRecord(*record);
+        sarm_NoteLateLineTimes(record.get(), false);
+        const auto asStated = sarm::Model::fromRecord(*record);
+        ASSERT_TRUE(stated && corrected && asStated);
+        const auto ground = stated->imageToGround({100, 2000}, 0);
+        ASSERT_TRUE(ground);
+        // A time before the line's stated one is shown later in a rising image.
+        const double lines = 0.00025 / (10.0 / 4999) * (ordering == 0 ? 1 : -1);
+        EXPECT_NEAR(corrected->groundToImage(*ground)->line, 2000 + lines, 1e-6);
+        EXPECT_NEAR(asStated->groundToImage(*ground)->line, 2000, 1e-6);
+    }
+}
+
 TEST(File2Model, CountsFromTheNearEdgeAndTheEarliestLine) {
     const auto record = support::recordOf({}, satellite);
     double x = 0, y = 0;

@@ -1,0 +1,56 @@
+#include "product/checks/line_times.h"
+
+#include "sarm/model.h"
+#include "sarm/model_area.h"
+#include "sarm/sarm.h"
+
+#include <cmath>
+#include <sstream>
+
+namespace product {
+namespace {
+
+/// @return NaN when a point has no answer, or the record no model.
+double lineRms(SarMetadataRecord record, bool corrected, const std::vector<TiePoint>& ties) {
+    sarm_NoteLateLineTimes(&record, corrected);
+    const auto model = sarm::Model::fromRecord(record);
+    double squares = 0;
+    for (const TiePoint& tie : ties) {
+        const auto image =
+            model ? model->groundToImage({tie.lonDeg, tie.latDeg, tie.heightM}) : std::nullopt;
+        squares += image ? std::pow(image->line - tie.line, 2) : std::nan("");
+    }
+    return std::sqrt(squares / static_cast<double>(ties.size()));
+}
+
+} // namespace
+
+bool LineTimeResiduals::othersFitBetter() const {
+    constexpr double matters = 0.02; // lines; what the right times leave on known products
+    const double used = corrected ? correctedRms : statedRms;
+    const double other = corrected ? statedRms : correctedRms;
+    return used > matters && other < used / 2;
+}
+
+std::string LineTimeResiduals::text() const {
+    std::ostringstream out;
+    out.precision(4);
+    out << std::fixed << "line times against the product's tie points: line rms " << statedRms
+        << (corrected ? "" : " (in use)") << " as stated, " << correctedRms
+        << (corrected ? " (in use)" : "") << " a quarter of the pulse interval earlier";
+    return out.str();
+}
+
+std::optional<LineTimeResiduals> lineTimeResiduals(const loader::Product& opened,
+                                                   const std::vector<TiePoint>& ties) {
+    std::string remarks;
+    const KmifNode node = opened.node(":SAR_Metadata", remarks);
+    const auto& record = *static_cast<const SarMetadataRecord*>(node.data());
+    const std::uint32_t flags = sarm::readModelArea(record).flags;
+    if (!(flags & sarm::areaLateLineTimes) || !(flags & sarm::areaModelled) || ties.empty())
+        return std::nullopt;
+    return LineTimeResiduals{lineRms(record, false, ties), lineRms(record, true, ties),
+                             (flags & sarm::areaCorrectedLineTimes) != 0};
+}
+
+} // namespace product
