@@ -2,6 +2,7 @@
 
 #include "entry_point.h"
 #include "kfnp/kfnp.h"
+#include "kimg/kimg.h"
 #include "kmsc/kmsc.h"
 #include "messages.h"
 #include "reader_factory.h"
@@ -100,6 +101,8 @@ uint32_t rf_sarFileClose(RF_SARFile* file) {
     if (!file)
         return 0;
     sarm_ReleaseMetadata(file->sarMetadata);
+    for (const std::u16string& image : file->reader->referencedFiles)
+        kimg::closeUnused(image); // what was looked at without a layer being opened
     releaseReader(file->reader);
     delete file;
     return 0;

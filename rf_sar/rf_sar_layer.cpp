@@ -117,6 +117,8 @@ void openSources(RF_SARLayer& layer, KerrException& failure) {
     const KstrStringList names = kimg_LayerGetNames(imageOf(layer), kint_GetInit(), failure.slot());
     if (*failure.slot())
         failure.Throw(messages::layerOpenFailed);
+    layer.first.closeOnRelease(true);
+    layer.second.closeOnRelease(true);
     layer.first.reset(openSource(names, 0, fill.get(), failure));
     // Deviation: a detected layer over such an image, as RCM's complex ground-range products have
     // it, opens for its place on the ground, and refuses to be read.
@@ -148,9 +150,8 @@ uint32_t openLayer(RF_SARFile* file, const char16_t* name, const OpenOutputs& ou
     parseName(*layer, name);
     openSources(*layer, failure);
     report(*layer, file->reader->isComplex ? typeByParity(*layer) : std::uint32_t{kpxmU16}, out);
-    layer->referenceCount = 1;
-    cache->Add(layer.get());
-    *opened = layer.release();
+    RF_SARLayer* other = cache->FindAndCountOrAdd(layer.get());
+    *opened = other ? other : layer.release();
     return 0;
 }
 
@@ -185,7 +186,7 @@ uint32_t rf_sarLayerClose(RF_SARLayer* layer) {
     {
         // The lock lives in the layer, so the layer is freed after it is released.
         const boost::lock_guard<boost::mutex> closing(layer->lock);
-        last = rf_sarLayerCache::Instance()->CountDownAndRemove(layer);
+        last = rf_sarLayerCache::EndUse(layer);
     }
     if (last)
         destroyLayer(layer);

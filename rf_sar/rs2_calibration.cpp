@@ -7,7 +7,6 @@
 #include "referenced_file.h"
 #include "rs2_lmx/source/rs2prod.h"
 #include "rs2_lmx/source/rs2prod_lut.h"
-#include "rs2_product.h"
 #include "sarm/sarm_nodes.h"
 
 #include <algorithm>
@@ -33,7 +32,7 @@ constexpr Entry entries[] = {
 
 /// @return false with a report when the file does not match the tables' schema.
 bool readTable(const std::string& file, const Entry& entry, Record& record, KERR_REPORT** slot) {
-    rs2::FirstError first;
+    rs2::FirstError first(file);
     lmx::elmx_error error;
     const rs2prod_lut::c_lut table(file.c_str(), error, first.handler());
     if (error != lmx::elmx_error::ok && error != lmx::elmx_error::withoutNamespace) {
@@ -66,8 +65,8 @@ bool readNamedTable(std::u16string_view productFile, const std::string& name, co
 
 } // namespace
 
-CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT** slot) {
-    const auto product = rs2::bindProduct(ktxt::narrow(productFile), function, slot);
+CalibrationPtr rs2_getCalibration(const rs2::Document& document, KERR_REPORT** slot) {
+    const rs2prod::c_product* product = document.product(function, slot);
     if (!product)
         return nullptr;
     const auto& image = product->get_imageAttributes();
@@ -77,7 +76,7 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
         throw std::bad_alloc();
     std::size_t read = 0;
     while (read < std::min(image.size_lookupTable(), std::size(entries)) &&
-           readNamedTable(productFile, image.get_lookupTable(read).get_lookupTable(), entries[read],
+           readNamedTable(ktxt::widen(document.file()), image.get_lookupTable(read).get_lookupTable(), entries[read],
                           *record, slot))
         ++read;
     if (read == 0)
@@ -85,9 +84,9 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     return record;
 }
 
-void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeArguments& host,
+void rs2_createCalibrationNode(const rs2::Document& document, const HostNodeArguments& host,
                                KERR_REPORT** slot) {
-    const CalibrationPtr record = rs2_getCalibration(productFile, slot);
+    const CalibrationPtr record = rs2_getCalibration(document, slot);
     if (!record)
         return;
     constexpr int scalar = kmifFloat64;

@@ -1,6 +1,7 @@
 #include "rs2_product.h"
 
 #include "kmsc/kmsc.h"
+#include "ktxt/ktxt.h"
 #include "messages.h"
 #include "rs2_lmx/source/rs2prod.h"
 
@@ -12,6 +13,8 @@ namespace rs2 {
 lmx::error_handler FirstError::handler() {
     return [this](const lmx::s_error& error) {
         error_ = error;
+        if (error_.file.empty())
+            error_.file = file_;
         return error.code;
     };
 }
@@ -23,14 +26,31 @@ void FirstError::raise(KERR_REPORT** slot, std::string_view function,
     kerr::raise(slot, function, message);
 }
 
-std::unique_ptr<const rs2prod::c_product>
-bindProduct(std::string_view productFile, std::string_view function, KERR_REPORT** slot) {
-    FirstError first;
+Document::Document(std::u16string_view productFile) : file_(ktxt::narrow(productFile)) {}
+
+Document::Document(std::u16string_view productFile, std::string text, const kfio::FileState& state)
+    : file_(ktxt::narrow(productFile)), text_(std::move(text)), state_(state) {}
+
+Document::~Document() = default;
+
+const rs2prod::c_product* Document::product(std::string_view function, KERR_REPORT** slot) const {
+    const kfio::FileState now = kfio::fileState(file_);
+    if (product_ && now == state_)
+        return product_.get();
+    product_.reset();
+    const std::string text = now == state_ ? std::move(text_) : std::string();
+    text_.clear();
+    state_ = now;
+    FirstError first(file_);
     lmx::elmx_error error;
-    auto product = std::make_unique<const rs2prod::c_product>(std::string(productFile).c_str(),
-                                                              error, first.handler());
-    if (error == lmx::elmx_error::ok)
-        return product;
+    auto bound = text.empty() ? std::make_unique<const rs2prod::c_product>(file_.c_str(), error,
+                                                                           first.handler())
+                              : std::make_unique<const rs2prod::c_product>(
+                                    text.data(), text.size(), error, first.handler());
+    if (error == lmx::elmx_error::ok) {
+        product_ = std::move(bound);
+        return product_.get();
+    }
     first.raise(slot, function,
                 std::string(messages::schemaMismatch) + lmx::get_error_description(error));
     return nullptr;

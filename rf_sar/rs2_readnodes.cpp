@@ -1,13 +1,11 @@
 #include "rs2_readnodes.h"
 
 #include "doppler_centroid.h"
-#include "ktxt/ktxt.h"
 #include "messages.h"
 #include "rcm_metadata.h"
 #include "record_parts.h"
 #include "rf_constants.h"
 #include "rs2_lmx/source/rs2prod.h"
-#include "rs2_product.h"
 
 #include <algorithm>
 #include <limits>
@@ -256,16 +254,16 @@ sarm::MetadataPtr buildRecord(const Source& from, KERR_REPORT** slot) {
 
 } // namespace
 
-SarMetadataRecord* rs2_sarNodeRead(std::u16string_view productFile, std::int32_t productTypeIndex,
+SarMetadataRecord* rs2_sarNodeRead(const rs2::Document& document, std::int32_t productTypeIndex,
                                    KERR_REPORT** slot) {
     kerr::Slot own;
     KERR_REPORT** report = slot ? slot : own;
     kerr_DeleteErrorReportEx(report);
-    const std::string file = ktxt::narrow(productFile);
     sarm::MetadataPtr record;
-    if (const auto product = rs2::bindProduct(file, function, report))
-        record = buildRecord({.product = *product, .file = file, .slc = productTypeIndex == rs2Slc},
-                             report);
+    if (const rs2prod::c_product* product = document.product(function, report))
+        record = buildRecord(
+            {.product = *product, .file = document.file(), .slc = productTypeIndex == rs2Slc},
+            report);
     kerr_PrintErrorReport(own.get());
     return record.release();
 }

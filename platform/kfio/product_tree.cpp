@@ -25,7 +25,7 @@ std::string readText(const std::string& name) {
 /// Parse errors know the line but not the file: they are raised again with it.
 template <class Error, class Parse>
 ProductTree parse(const std::string& name, Parse parseText) {
-    const std::string text = readText<Error>(name);
+    std::string text = readText<Error>(name);
     try {
         return parseText(text);
     } catch (const Error& error) {
@@ -51,9 +51,13 @@ ProductTree buildJsonTree(const std::string& text) {
 
 } // namespace
 
-ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
-    return parse<pt::xml_parser_error>(
-        name, [leaveOut](const std::string& text) { return buildXmlTree(text, leaveOut); });
+ProductTree readXmlTree(const std::string& name, std::string_view leaveOut, std::string* text) {
+    return parse<pt::xml_parser_error>(name, [&](std::string& read) {
+        ProductTree tree = buildXmlTree(read, leaveOut);
+        if (text)
+            text->swap(read);
+        return tree;
+    });
 }
 
 ProductTree readJsonTree(const std::string& name) {

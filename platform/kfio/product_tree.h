@@ -24,9 +24,11 @@ constexpr std::size_t maximumDocumentItems = tolvan::jsonlib::maximumItems;
 /// @param name  UTF-8, local or virtual.
 /// @param leaveOut  elements of this name are checked like all others but left out of the tree,
 ///        with all below: tie points make up most of a product and take most of the time.
+/// @param text  unless null, receives what was read.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
-///         deep, holds too much, or is malformed.
-RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
+///         deep, holds too much, declares entities, or is malformed.
+RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {},
+                                        std::string* text = nullptr);
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
 

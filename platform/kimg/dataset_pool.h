@@ -69,7 +69,7 @@ private:
     bool reusable_ = true;
 };
 
-/// Closes the waiting handles of a file.
-void closeIdleDatasets(const ImageFile& file);
+/// Closes the waiting handles of a file, whatever its state was.
+void closeIdleDatasets(const std::string& path);
 
 } // namespace kimg

@@ -58,7 +58,8 @@ RF_PLATFORM_API KIMG_LAYER* kimg_LayerOpen(std::u16string_view name, const void*
                                            std::uint32_t layout, std::uint32_t readMode,
                                            std::uint32_t reduction, std::uint32_t overview);
 
-/// Ends one kimg_LayerOpen; the last one frees the layer and closes its file. Null is allowed.
+/// Ends one kimg_LayerOpen; the last one frees the layer, and the last layer of a file closes it.
+/// Null is allowed.
 RF_PLATFORM_API void kimg_LayerClose(KIMG_LAYER* layer);
 
 /// Takes the layer out of the table of names: the next open of the name makes a new layer. The
@@ -94,6 +95,9 @@ RF_PLATFORM_API bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int6
                                     KERR_REPORT** slot);
 
 namespace kimg {
+
+/// Closes what is kept open of an image file for its next use, if no layer of it is open.
+RF_PLATFORM_API void closeUnused(std::u16string_view fileName);
 
 /// Reads a window of two layers that hold the real and the imaginary part as 16-bit integers, as
 /// packed words: low half real, high half imaginary, both signed, as the one layer of a complex

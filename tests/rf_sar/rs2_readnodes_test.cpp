@@ -102,7 +102,8 @@ struct Rs2Readnodes : testing::Test {
     std::string reported() const { return kerr_Text(slot.get()); }
 
     sarm::MetadataPtr read(std::int32_t type = rs2Slc) {
-        return sarm::MetadataPtr(rs2_sarNodeRead(ktxt::widen(document.write(folder)), type, slot));
+        return sarm::MetadataPtr(rs2_sarNodeRead(
+            rs2::Document(ktxt::widen(document.write(folder))), type, slot));
     }
     /// The record of a product that nothing is wrong with.
     sarm::MetadataPtr readWhole(std::int32_t type = rs2Slc) {
@@ -369,7 +370,7 @@ TEST_F(Rs2Readnodes, BadProductsAreReported) {
     std::string printed;
     const auto old =
         kerr::setPrintSink([&](const KERR_REPORT& report) { printed += kerr_Text(&report); });
-    EXPECT_EQ(rs2_sarNodeRead(u"/no/such/product.xml", rs2Slc, nullptr), nullptr);
+    EXPECT_EQ(rs2_sarNodeRead(rs2::Document(u"/no/such/product.xml"), rs2Slc, nullptr), nullptr);
     kerr::setPrintSink(old);
     EXPECT_THAT(printed, HasSubstr("XML does not match RS2 schema: "));
     EXPECT_THAT(printed, HasSubstr("/no/such/product.xml"));
@@ -382,7 +383,7 @@ TEST_F(Rs2Readnodes, ShortMemoryLeavesNothingOnTheHeap) {
     for (std::uint64_t n = 1; n <= 10; ++n) {
         kmsc_FailAllocation(n); // beyond the last allocation nothing fails
         try {
-            const sarm::MetadataPtr record(rs2_sarNodeRead(name, rs2Slc, slot));
+            const sarm::MetadataPtr record(rs2_sarNodeRead(rs2::Document(name), rs2Slc, slot));
             EXPECT_TRUE(record);
         } catch (const std::bad_alloc&) {
             ++failed;
