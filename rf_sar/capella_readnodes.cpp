@@ -9,10 +9,16 @@
 #include "metadata_element.h"
 #include "record_parts.h"
 #include "referenced_file.h"
+<<<<<<< HEAD
 #include "rf_constants.h"
+=======
+#include "sarm/geodesy.h"
+>>>>>>> main
 #include "text_match.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace {
 
@@ -156,6 +162,25 @@ void readEllipsoid(SarMetadataRecord& record) {
     record.semiMinorAxis = spheroid->semiMinorAxis;
 }
 
+/// Deviation: the record's terrain height stays 0, as the format has it; the model is told the
+/// height of the place that the product states for the image's middle.
+/// (CapellaReadnodes.TheModelTakesTheHeightOfTheMiddle)
+void noteSceneHeight(SarMetadataRecord& record, const Source& from) {
+    constexpr const char* path = "center_pixel.target_position";
+    if (!from.image.has(path) || from.image.child(path).count("") != 3)
+        return;
+    const MetadataElement position = from.image.child(path);
+    const auto metres = [&](std::size_t i) {
+        return position.child("", i).number("", std::numeric_limits<double>::quiet_NaN());
+    };
+    const double heightM = sarm::toGeodetic({metres(0), metres(1), metres(2)},
+                                            {record.semiMajorAxis, record.semiMinorAxis})
+                               .heightM;
+    constexpr double mostM = 10000;
+    if (std::abs(heightM) <= mostM)
+        sarm_NoteSceneHeight(&record, heightM);
+}
+
 sarm::MetadataPtr build(const Source& from) {
     auto record = record_parts::make();
     record->numberOfLines = from.image.imageSize("rows");
@@ -167,9 +192,13 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
+<<<<<<< HEAD
     // The last line's time is stored as first + N intervals, and ground-range samples are judged by
     // a slant step that their products do not state.
     sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
+=======
+    noteSceneHeight(*record, from);
+>>>>>>> main
     record_parts::describeModel(*record, from.collect.file());
     record_parts::setImageWindow(*record);
     return record;

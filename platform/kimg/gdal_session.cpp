@@ -19,6 +19,7 @@ void registerDrivers() {
         GDALRegister_NITF();
         GDALRegister_MEM();
         GDALRegister_PNG();
+        GDALRegister_JPEG();
         GDALRegister_SRTMHGT();
         GDALRegister_DTED();
         GDALRegister_AAIGrid();

@@ -51,6 +51,13 @@ NewFile::~NewFile() {
         VSIUnlink(temporaryPath_.c_str());
 }
 
+std::string NewFile::told(std::string message) const {
+    for (auto at = message.find(temporaryPath_); at != std::string::npos;
+         at = message.find(temporaryPath_, at + path_.size()))
+        message.replace(at, temporaryPath_.size(), path_);
+    return message;
+}
+
 bool NewFile::putInPlace() {
     inPlace_ = VSIRename(temporaryPath_.c_str(), path_.c_str()) == 0;
     return inPlace_;

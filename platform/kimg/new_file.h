@@ -18,6 +18,8 @@ public:
 
     const std::string& path() const { return path_; }
     const std::string& temporaryPath() const { return temporaryPath_; }
+    /// @return a message about the temporary file as one about the file.
+    std::string told(std::string message) const;
     /// Gives the file its name; an existing one is replaced. @return whether that went well.
     bool putInPlace();
 

@@ -74,7 +74,7 @@ struct TiffWriter::Session {
         dataset = nullptr;
     }
     [[noreturn]] void fail() const {
-        throw ImageError(errors.describe(file.path(), "cannot be written"));
+        throw ImageError(file.told(errors.describe(file.path(), "cannot be written")));
     }
 
     ErrorCapture errors;

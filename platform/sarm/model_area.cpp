@@ -29,6 +29,11 @@ std::optional<double> notedOffset(const SarMetadataRecord& record) {
     return area.firstVectorMinusStartS;
 }
 
+double sceneHeightM(const SarMetadataRecord& record) {
+    const ModelArea area = readModelArea(record);
+    return area.flags & areaSceneHeight ? area.terrainHeightM : record.geodeticTerrainHeight;
+}
+
 double correctedLatenessS(const SarMetadataRecord& record) {
     const bool corrected = readModelArea(record).flags & areaCorrectedLineTimes;
     return corrected && record.pulseRepetitionFrequency > 0 ? 0.25 / record.pulseRepetitionFrequency

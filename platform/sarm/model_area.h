@@ -18,9 +18,15 @@ enum ModelAreaFlags : std::uint32_t {
     areaSelfTimed = 16,          ///< uneven state vectors were timed from their motion
     areaLateLineTimes = 32,      ///< the reader told that line times are late
     areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
+<<<<<<< HEAD
     areaHabits = 7 << 7,         ///< SarmHabit as told by the reader, from areaHabitShift on
     /// What readers told; the library's own description leaves it alone.
     areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaHabits,
+=======
+    areaSceneHeight = 128,       ///< terrainHeightM was told by the reader
+    /// What readers told; the library's own description leaves it alone.
+    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight,
+>>>>>>> main
 };
 constexpr int areaHabitShift = 7;
 
@@ -38,8 +44,8 @@ struct ModelArea {
     double positionRmsM;    ///< residual of the orbit fit
     double velocityRmsMS;
     double centreIncidenceDeg; ///< at the terrain height
-    double centreTimeS;        ///< s from the start, of the state below
-    double centreState[6];     ///< earth-fixed position m, velocity m/s
+    double terrainHeightM;     ///< of the model: as told by the reader, else the record's
+    double centreState[6];     ///< earth-fixed position m, velocity m/s, amid the image's time
     std::int32_t magic;        ///< modelAreaMagic: layout 1
     std::uint32_t flags;       ///< ModelAreaFlags
     std::int32_t refusal;      ///< sarm::Refusal
@@ -61,7 +67,7 @@ static_assert(offsetof(ModelArea, lineIntervalS) == 40);
 static_assert(offsetof(ModelArea, positionRmsM) == 48);
 static_assert(offsetof(ModelArea, velocityRmsMS) == 56);
 static_assert(offsetof(ModelArea, centreIncidenceDeg) == 64);
-static_assert(offsetof(ModelArea, centreTimeS) == 72);
+static_assert(offsetof(ModelArea, terrainHeightM) == 72);
 static_assert(offsetof(ModelArea, centreState) == 80);
 static_assert(offsetof(ModelArea, magic) == 128);
 static_assert(offsetof(ModelArea, flags) == 132);
@@ -79,6 +85,10 @@ bool hasHabit(const SarMetadataRecord& record, SarmHabit habit);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);
+
+/// @return the height of the scene that the model takes, m above the ellipsoid: what
+///         sarm_NoteSceneHeight stored, else the record's.
+RF_PLATFORM_API double sceneHeightM(const SarMetadataRecord& record);
 
 /// @return how much later the record's line times are than those the model takes, s; 0 unless
 ///         sarm_NoteLateLineTimes asked for the correction.

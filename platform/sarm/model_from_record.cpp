@@ -145,7 +145,7 @@ std::optional<Model> Model::fromRecord(const SarMetadataRecord& record, Refusal*
 
     ModelParameters parameters;
     parameters.ellipsoid = ellipsoidOf(record);
-    parameters.terrainHeightM = record.geodeticTerrainHeight;
+    parameters.terrainHeightM = sceneHeightM(record);
     parameters.startTimeS = times.startS;
     parameters.imageDurationS = times.durationS;
     parameters.side = record.lookDirection > 0 ? 1 : -1;

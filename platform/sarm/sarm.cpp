@@ -25,8 +25,7 @@ sarm::ModelArea describe(const sarm::Model& model) {
     area.positionRmsM = history.positionRmsM;
     area.velocityRmsMS = history.velocityRmsMS;
     area.centreIncidenceDeg = model.incidenceDeg(model.centre(), p.terrainHeightM).value_or(0);
-    area.centreTimeS = p.imageDurationS / 2;
-    const sarm::StateVector state = sarm::stateAt(p.orbit, area.centreTimeS);
+    const sarm::StateVector state = sarm::stateAt(p.orbit, p.imageDurationS / 2);
     const double values[6] = {state.position.x, state.position.y, state.position.z,
                               state.velocity.x, state.velocity.y, state.velocity.z};
     for (int i = 0; i < 6; ++i)
@@ -61,6 +60,13 @@ void sarm_NoteLateLineTimes(SarMetadataRecord* record, bool corrected) {
     sarm::writeModelArea(*record, area);
 }
 
+void sarm_NoteSceneHeight(SarMetadataRecord* record, double heightM) {
+    sarm::ModelArea area = sarm::readModelArea(*record);
+    area.flags |= sarm::areaSceneHeight;
+    area.terrainHeightM = heightM;
+    sarm::writeModelArea(*record, area);
+}
+
 void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
     sarm::Refusal refusal = sarm::Refusal::none;
     const std::optional<sarm::Model> model = sarm::Model::fromRecord(*record, &refusal);
@@ -74,6 +80,7 @@ void sarm_ModelEphemeris(SarMetadataRecord* record, KERR_REPORT** slot) {
     area.refusal = static_cast<std::int32_t>(refusal);
     area.flags |= before.flags & sarm::areaOfReader;
     area.firstVectorMinusStartS = before.firstVectorMinusStartS;
+    area.terrainHeightM = sarm::sceneHeightM(*record);
     sarm::writeModelArea(*record, area);
     if (!model)
         kerr::raise(slot, "sarm_ModelEphemeris", sarm::sentence(refusal));

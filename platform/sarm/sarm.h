@@ -41,6 +41,11 @@ RF_PLATFORM_API void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t ha
 /// @param corrected  false: the model takes the times as stated all the same.
 RF_PLATFORM_API void sarm_NoteLateLineTimes(SarMetadataRecord* record, bool corrected);
 
+/// Tells the library the height of the scene, for products whose record states none
+/// (geodeticTerrainHeight is 0) although the product does. The record stays as it is.
+/// @param heightM  above the ellipsoid.
+RF_PLATFORM_API void sarm_NoteSceneHeight(SarMetadataRecord* record, double heightM);
+
 /// Checks the record and describes its orbit model in the model area (sarm/model_area.h); no other
 /// field changes. May be called again at any time, with equal results for equal fields.
 /// @param slot  receives a report when the record has no range-Doppler model; the record stays

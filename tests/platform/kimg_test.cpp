@@ -1,7 +1,7 @@
 #include "kimg/kimg.h"
 
 #include "kimg/georeferencing.h"
-#include "kimg/png_writer.h"
+#include "kimg/picture_writer.h"
 #include "kfio/virtual_files.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
@@ -522,29 +522,37 @@ TEST(ImageGeoreferencing, IsThatOfTheFile) {
     EXPECT_FALSE(ties->geoTransform);
 }
 
-TEST(PngWriter, WritesWholeFilesAndNothingElse) {
+TEST(PictureWriter, WritesWholeFilesAndNothingElse) {
     const TemporaryFolder folder;
     const std::vector<std::uint8_t> samples = {0, 10, 20, 30, 40, 250};
     std::string reason;
-    for (const auto& [width, bands] : {std::pair(3U, 1U), {1U, 3U}}) {
-        ASSERT_TRUE(kimg::writePng(folder / "é.png", samples.data(), width, 2, bands, reason))
-            << reason;
-        EXPECT_THAT(folder.names(), ElementsAre("é.png"));
-        GDALRegister_PNG();
-        const GDALDatasetH file = GDALOpen((folder / "é.png").c_str(), GA_ReadOnly);
+    using enum kimg::PictureFormat;
+    GDALRegister_PNG();
+    for (const auto& [format, name, width, bands] :
+         {std::tuple(png, "é.png", 3U, 1U), {png, "é.png", 1U, 3U}, {tiff, "é.png", 1U, 3U}}) {
+        const kimg::Picture picture{
+            width, 2, bands, samples, {{{10, 2, 0, 20, 0, -2}}, {}, "", {}}, {{"SATELLITE", "A"}}};
+        ASSERT_TRUE(kimg::writePicture(folder / name, format, picture, reason)) << reason;
+        EXPECT_THAT(folder.names(), ElementsAre(name));
+        const GDALDatasetH file = GDALOpen((folder / name).c_str(), GA_ReadOnly);
         ASSERT_EQ(GDALGetRasterCount(file), static_cast<int>(bands));
         std::vector<std::uint8_t> back(6);
         const int w = static_cast<int>(width), b = static_cast<int>(bands);
         ASSERT_EQ(GDALDatasetRasterIO(file, GF_Read, 0, 0, w, 2, back.data(), w, 2, GDT_Byte, b,
                                       nullptr, b, w * b, 1),
                   CE_None);
+        std::array<double, 6> place{};
+        EXPECT_EQ(GDALGetGeoTransform(file, place.data()), format == tiff ? CE_None : CE_Failure);
+        const char* item = GDALGetMetadataItem(file, "SATELLITE", nullptr);
+        EXPECT_STREQ(item ? item : "", format == tiff ? "A" : "");
         GDALClose(file);
         EXPECT_EQ(back, samples);
     }
-    EXPECT_FALSE(kimg::writePng(folder / "none/a.png", samples.data(), 3, 2, 1, reason));
+    const kimg::Picture grey{3, 2, 1, samples, {}, {}};
+    EXPECT_FALSE(kimg::writePicture(folder / "none/a.png", png, grey, reason));
     EXPECT_THAT(reason, HasSubstr("none/a.png"));
-    std::filesystem::create_directory(folder / "taken.png");
-    EXPECT_FALSE(kimg::writePng(folder / "taken.png", samples.data(), 3, 2, 1, reason));
+    std::filesystem::create_directory(folder / "taken.jpg");
+    EXPECT_FALSE(kimg::writePicture(folder / "taken.jpg", jpeg, grey, reason));
     EXPECT_EQ(folder.names().size(), 2U);
 }
 

@@ -278,3 +278,21 @@ TEST_F(CapellaReadnodes, ShortMemoryCostsTheRecordOnly) {
     kmsc_FailAllocation(0);
     EXPECT_TRUE(read());
 }
+
+TEST_F(CapellaReadnodes, TheModelTakesTheHeightOfTheMiddle) {
+    const std::string path = "collect.image.center_pixel.target_position";
+    const auto state = [&](std::initializer_list<const char*> metres) {
+        ProductTree position;
+        for (const char* each : metres)
+            position.push_back({"", ProductTree(each)});
+        tree.put_child(path, position);
+        const auto record = read();
+        EXPECT_EQ(record->geodeticTerrainHeight, 0);
+        return sarm::sceneHeightM(*record);
+    };
+    EXPECT_NEAR(state({"6381137", "0", "0"}), 3000, 1e-6); // on the equator
+    EXPECT_NEAR(state({"0", "0", "-6356382.314245"}), -370, 1e-5);
+    EXPECT_EQ(state({"1", "2", "3"}), 0); // in the earth's middle
+    EXPECT_EQ(state({"6381137", "x", "0"}), 0);
+    EXPECT_EQ(state({"6381137", "0"}), 0);
+}

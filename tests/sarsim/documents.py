@@ -106,7 +106,17 @@ def strip_namespaces(path):
     return root
 
 
-def read_xml(path):
+def bursts(root):
+    """{(beam, burst): (line offset, sample offset, lines, samples, {pole: file})} as stated."""
+    return {(image.get("beam"), int(image.get("burst"))): (
+        *(int(image.find(name).text)
+          for name in ("lineOffset", "pixelOffset", "numLines", "samplesPerLine")),
+        {file.get("pole"): file.text for file in image.iter("ipdf")})
+        for image in root.find("sceneAttributes").iter("imageAttributes")}
+
+
+def read_xml(path, beam=None):
+    """@param beam  of a product of bursts; positions then count in the common grid."""
     root = strip_namespaces(path)
 
     def text(name):
@@ -120,13 +130,18 @@ def read_xml(path):
     lines = int(lines.text if lines is not None else text("numLines"))
     samples = root.find(".//numberOfSamplesPerLine")
     samples = int(samples.text if samples is not None else text("samplesPerLine"))
-    if text("productType") == "SLC":
+    if beam:
+        ends = [(top + height, left + width) for top, left, height, width, _ in
+                bursts(root).values()]
+        lines, samples = (max(numbers) for numbers in zip(*ends))
+    if text("productType") in ("SLC", "MLC"):
         coefficients = [float(text("slantRangeNearEdge")), 1.0]
     else:
         coefficients = [float(c) for c in text("groundToSlantRangeCoefficients").split()]
     # RCM states the line times of its strips a quarter of the pulse interval late.
     strip = root.find(".//sceneAttributes") is not None and text("beamMode") != "Spotlight"
-    late = 0.25 / float(text("pulseRepetitionFrequency")) if strip else 0.0
+    which = f"prfInformation[@beam='{beam}']/" if beam else ""
+    late = 0.25 / float(text(which + "pulseRepetitionFrequency")) if strip else 0.0
     return Geometry(text("zeroDopplerTimeFirstLine"), text("zeroDopplerTimeLastLine"), lines - 1,
                     samples, float(text("sampledPixelSpacing")), coefficients,
                     text("pixelTimeOrdering") == "Decreasing", vectors, late)

@@ -29,6 +29,7 @@ SENSOR_RECIPES = {
     "capella pfa": dict(family="capella-slc", image_geometry="pfa", look="left", height=900.0),
     "capella grd": dict(family="capella-grd", look="left", height=700.0),
     "rcm grd": dict(family="rcm", pixel_order="decreasing", centre="-179.999,-16.5"),
+    "rcm mlc": dict(family="rcm", product_type="MLC"),
     "rcm slc quad": dict(family="rcm", product_type="SLC", polarizations="HH HV VH VV",
                          **LEFT_DOWN),
     "radarsat2 slc, midnight": dict(family="radarsat2", start="2024-02-28T23:59:59.95Z",
@@ -146,6 +147,61 @@ class Products(unittest.TestCase):
         for e in root.iter("ipdf"):
             self.assertTrue(os.path.exists(
                 os.path.join(self.made["rcm slc quad"].folder, "metadata", e.text)))
+
+
+class Bursts(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def make(self, name, **fields):
+        return sarsim.make(sarsim.Recipe("rcm", product_type="SLC", polarizations="HH", name=name,
+                                         **{"lines": 300, "samples": 240, **fields}), self.folder)
+
+    def test_bursts_show_their_targets_and_tile_the_grid(self):
+        product = self.make("b", beams=2, bursts=3, shuffle=True, line_order="decreasing",
+                            pixel_order="decreasing", target_grid=5)
+        stated = documents.bursts(documents.strip_namespaces(product.opened))
+        covered = np.zeros((300, 240), int)
+        self.assertEqual(len(product.truth["bursts"]), 6)
+        self.assertNotEqual(list(stated), sorted(stated))
+        for burst in product.truth["bursts"]:
+            top, left, lines, samples, files = stated[burst["beam"], burst["burst"]]
+            self.assertEqual((top, left, lines, samples), tuple(
+                burst[key] for key in ("lineOffset", "sampleOffset", "lines", "samples")))
+            covered[top:top + lines, left:left + samples] += 1
+            pixels = documents.amplitude(os.path.join(product.folder, "metadata", files["HH"]))
+            self.assertEqual(pixels.shape, (lines, samples))
+            geometry = documents.read_xml(product.opened, burst["beam"])
+            for target in burst["targets"]:
+                line, sample = target["line"], target["sample"]
+                misfit = geometry.misfit(line + top, sample + left, ellipsoid.to_ecef(
+                    target["lon"], target["lat"], target["height"]))
+                self.assertLess(np.abs(misfit).max(), 1e-6)
+                if min(line, sample, lines - line, samples - sample) > 5:
+                    np.testing.assert_allclose(documents.peak(pixels, line, sample),
+                                               (line, sample), rtol=0, atol=0.1)
+        self.assertGreater(covered.min(), 0)
+        self.assertEqual(covered.max(), 3)  # a beam, its neighbour, and the next burst of either
+
+    def test_bursts_hold_the_pixels_of_the_whole_image(self):
+        whole = documents.gdal.Open(os.path.join(
+            self.make("w", target_grid=0).folder, "imagery/2000001_1_HH.tif")).ReadAsArray()
+        product = self.make("c", beams=3, bursts=2, target_grid=0)
+        for top, left, lines, samples, files in documents.bursts(
+                documents.strip_namespaces(product.opened)).values():
+            part = documents.gdal.Open(os.path.join(product.folder, "metadata", files["HH"]))
+            np.testing.assert_array_equal(part.ReadAsArray(),
+                                          whole[:, top:top + lines, left:left + samples])
+
+    def test_multilook_complex_products_have_powers_and_a_cross_product(self):
+        product = sarsim.make(sarsim.Recipe("rcm", product_type="MLC", name="m", **SMALL),
+                              self.folder)
+        bands = [documents.gdal.Open(os.path.join(product.folder, image["file"])).RasterCount
+                 for image in product.truth["images"]]
+        self.assertEqual([image["pole"] for image in product.truth["images"]], ["CH", "CV", "XC"])
+        self.assertEqual(bands, [1, 1, 2])
 
 
 class Geometry(unittest.TestCase):

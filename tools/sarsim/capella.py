@@ -28,9 +28,9 @@ def default_name(recipe):
             f"{instants.compact(recipe.start_ns + duration_ns)}")
 
 
-def image_paths(recipe, name):
+def image_paths(recipe, burst=None):
     """One image a polarization; the last one has the product's own name."""
-    return [f"{name}.tif" if pole == recipe.poles[-1] else f"{name}_{pole}.tif"
+    return [f"{recipe.name}.tif" if pole == recipe.poles[-1] else f"{recipe.name}_{pole}.tif"
             for pole in recipe.image_poles]
 
 
@@ -91,7 +91,7 @@ class _Writer:
         assets = {pole: {"href": r.href_prefix + path, "roles": ["data"],
                          "sar:polarizations": [pole], "title": "Data file",
                          "type": "image/tiff; application=geotiff"}
-                  for pole, path in zip(r.image_poles, image_paths(r, name))}
+                  for pole, path in zip(r.image_poles, image_paths(r))}
         assets["metadata"] = {"title": "Extended Metadata", "type": "application/json",
                               "href": r.href_prefix + f"{name}_extended.json"}
         return {
@@ -184,9 +184,9 @@ class _Writer:
                     "source": "real_time" if r.vector_jitter else "precise_determination"}}}
 
 
-def write(scene, folder, name):
+def write(scene, folder, images):
     """The documents; returns their names relative to the folder."""
-    writer, only = _Writer(scene), scene.recipe.only
+    writer, only, name = _Writer(scene), scene.recipe.only, scene.recipe.name
     documents = {}
     if only != "extended":
         documents[f"{name}.json"] = writer.item(name)

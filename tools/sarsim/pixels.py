@@ -4,9 +4,13 @@ The pattern is fixed to the ground and drawn north up: a dark sea with a curved 
 south-west, fields of different brightness, and a bright letter F. Seen in an image it tells at
 once whether the image is mirrored or turned.
 """
+from dataclasses import dataclass
+from typing import Optional
+
 import numpy as np
 
 from . import ellipsoid
+from .bursts import Burst
 
 TARGET_SIGMA = 0.9      # pixels; a Gaussian, nearly free of aliases
 TARGET_REACH = 6        # pixels around the centre
@@ -32,6 +36,32 @@ def ground_pattern(east, north):
     top = (np.abs(east - 0.03) < 0.15) & (np.abs(north - 0.27) < 0.03)
     middle = (np.abs(east + 0.01) < 0.09) & (np.abs(north - 0.12) < 0.03)
     return np.where(stem | top | middle, 1.9, amplitude)
+
+
+@dataclass(frozen=True)
+class Picture:
+    """One image file: the whole grid or a burst's part of it, in one polarization."""
+    path: str       # relative to the product's folder
+    pole: str
+    index: int      # of the polarization; equal indices have equal speckle
+    scene: "Scene"
+    burst: Optional[Burst]
+
+    @property
+    def window(self):
+        """First line and sample in the grid, number of lines and of samples."""
+        b, r = self.burst, self.scene.recipe
+        return ((b.first_line, b.first_sample, b.lines, b.samples) if b
+                else (0, 0, r.lines, r.samples))
+
+    @property
+    def is_complex(self):
+        return self.scene.recipe.image_is_complex(self.pole)
+
+    @property
+    def targets(self):
+        """Their lines and samples count in the grid."""
+        return self.scene.beam_targets[self.burst.beam] if self.burst else self.scene.targets
 
 
 class Content:
@@ -66,27 +96,32 @@ class Content:
             for size in (r.lines, r.samples))
         return (ground_pattern(x @ east_c @ y.T, x @ north_c @ y.T).astype(np.float32), factor)
 
-    def strips(self, pole, index):
-        """Yields (first line, array): complex64 for complex products, else float32 amplitude."""
+    def strips(self, picture):
+        """Yields (first line, array) of the picture: complex64 where it is complex, else float32
+        amplitude. A burst shows exactly what the whole grid would, where its targets lie alike."""
         r = self.recipe
-        for number, first in enumerate(range(0, r.lines, self.strip_lines)):
-            count = min(self.strip_lines, r.lines - first)
-            rng = np.random.Generator(np.random.SFC64([r.seed, index, number]))
-            rows = (first + np.arange(count)) // self._factor
-            clutter = np.repeat(self._pattern[rows], self._factor, axis=1)[:, :r.samples]
-            clutter *= np.float32(self.speckle * POLE_GAIN.get(pole, 1.0))
-            shape = (count, r.samples)
-            if r.product_is_complex:
-                strip = rng.standard_normal(shape + (2,), np.float32).view(np.complex64)[..., 0]
-                strip *= clutter * np.float32(np.sqrt(0.5))
-            else:
-                strip = np.sqrt(rng.standard_exponential(shape, np.float32))
-                strip *= clutter
-            self._add_targets(strip, first)
-            yield first, strip
+        top, left, lines, samples = picture.window
+        for number in range(top // self.strip_lines, -(-(top + lines) // self.strip_lines)):
+            first = number * self.strip_lines
+            strip = self._strip(picture, number, min(self.strip_lines, r.lines - first))
+            self._add_targets(strip, first, picture)
+            begin, end = max(first, top), min(first + len(strip), top + lines)
+            yield begin - top, strip[begin - first:end - first, left:left + samples]
 
-    def _add_targets(self, strip, first):
-        for target, phase in zip(self.scene.targets, self._phases):
+    def _strip(self, picture, number, count):
+        r = self.recipe
+        rng = np.random.Generator(np.random.SFC64([r.seed, picture.index, number]))
+        rows = (number * self.strip_lines + np.arange(count)) // self._factor
+        clutter = np.repeat(self._pattern[rows], self._factor, axis=1)[:, :r.samples]
+        clutter *= np.float32(self.speckle * POLE_GAIN.get(picture.pole, 1.0))
+        shape = (count, r.samples)
+        if picture.is_complex:
+            strip = rng.standard_normal(shape + (2,), np.float32).view(np.complex64)[..., 0]
+            return strip * (clutter * np.float32(np.sqrt(0.5)))
+        return np.sqrt(rng.standard_exponential(shape, np.float32)) * clutter
+
+    def _add_targets(self, strip, first, picture):
+        for target, phase in zip(picture.targets, self._phases):
             top = max(int(target.line) - TARGET_REACH, first)
             bottom = min(int(target.line) + TARGET_REACH + 1, first + len(strip) - 1)
             left = max(int(target.sample) - TARGET_REACH, 0)

@@ -31,14 +31,17 @@ def make(recipe, outdir):
     scene = Scene(recipe, writer.radar(recipe))
     folder = os.path.join(os.fspath(outdir), recipe.name)
     os.makedirs(folder, exist_ok=True)
-    images = writer.image_paths(recipe, recipe.name)
+    images = [pixels.Picture(path, pole, index, scene, burst)
+              for burst in scene.bursts or [None]
+              for index, (pole, path) in enumerate(zip(
+                  recipe.image_poles, writer.image_paths(recipe, burst)))]
     if recipe.images:
         content = pixels.Content(scene)
-        for index, (pole, path) in enumerate(zip(recipe.image_poles, images)):
-            path = os.path.join(folder, path)
+        for picture in images:
+            path = os.path.join(folder, picture.path)
             os.makedirs(os.path.dirname(path), exist_ok=True)
-            tiff.write(path, scene, content, pole, index)
-    documents = writer.write(scene, folder, recipe.name)
+            tiff.write(path, scene, content, picture)
+    documents = writer.write(scene, folder, images)
     opened = os.path.join(folder, writer.opened(recipe))
     truth_path = folder + ".truth.json"
     facts = truth.write(truth_path, scene, writer, opened, images, documents)

@@ -42,7 +42,7 @@ def default_name(recipe):
             f"{'_'.join(recipe.poles)}_{recipe.product_type}")
 
 
-def image_paths(recipe, name):
+def image_paths(recipe, burst=None):
     return [f"imagery_{pole}.tif" for pole in recipe.image_poles]
 
 
@@ -228,7 +228,7 @@ def gains(scene):
             "lutGamma.xml": (0.0, beta / np.sqrt(np.tan(angle)))}
 
 
-def write(scene, folder, name):
+def write(scene, folder, images):
     """The documents; returns their names relative to the folder."""
     documents = {"product.xml": document(_Writer(scene).product(), scene.recipe.crlf)}
     if not scene.recipe.product_is_map:

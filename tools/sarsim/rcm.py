@@ -21,7 +21,9 @@ TABLES = (("Beta Nought", "lutBeta"), ("Sigma Nought", "lutSigma"), ("Gamma", "l
 
 
 def radar(recipe):
-    return dict(wavelength=LIGHT_M_PER_S / FREQUENCY_HZ, prf=PRF_HZ, beams=["H-5"],
+    beams = [f"SC50M{chr(ord('A') + b)}" for b in range(recipe.beams)] or ["H-5"]
+    return dict(wavelength=LIGHT_M_PER_S / FREQUENCY_HZ, prf=PRF_HZ, beams=beams,
+                prfs=[PRF_HZ * (1 + 0.07 * b) for b in range(len(beams))],
                 pulses=[("250030", ADC_HZ)], range_bandwidth=2.5e7, azimuth_bandwidth=1570.0,
                 window=("Kaiser", 2.9))
 
@@ -38,8 +40,9 @@ def default_name(recipe):
             f"{recipe.product_type}")
 
 
-def image_paths(recipe, name):
-    return [f"imagery/{product_id(recipe)}_{pole}.tif" for pole in recipe.image_poles]
+def image_paths(recipe, burst=None):
+    part = f"_{burst.name}" if burst else ""
+    return [f"imagery/{product_id(recipe)}{part}_{pole}.tif" for pole in recipe.image_poles]
 
 
 def opened(recipe):
@@ -49,8 +52,9 @@ def opened(recipe):
 class _Writer:
     def __init__(self, scene):
         self.scene, self.r, self.radar = scene, scene.recipe, scene.radar
-        self.beam, self.pulse = self.radar["beams"][0], self.radar["pulses"][0][0]
-        self.sample_type = "Complex" if self.r.product_is_complex else "Magnitude Detected"
+        self.beams, self.pulse = self.radar["beams"], self.radar["pulses"][0][0]
+        self.sample_type = ("Complex" if self.r.product_is_complex else
+                            "Mixed" if self.r.product_type == "MLC" else "Magnitude Detected")
 
     def instant(self, time_s):
         return instants.text(self.r.start_ns + round(time_s * 1e6) * 1000)
@@ -83,7 +87,7 @@ class _Writer:
             element("rawDataAttributes", element("numberOfInputDataGaps", 0),
                     element("gapSize", 100),
                     *(element("numberOfMissingLines", 0, pole=p) for p in r.poles),
-                    *(geo.raw_analysis(pole=p, beam=self.beam) for p in r.poles)),
+                    *(geo.raw_analysis(pole=p, beam=b) for b in self.beams for p in r.poles)),
             element("orbitAndAttitude", element(
                 "orbitInformation", element("passDirection", r.pass_direction.capitalize()),
                 element("orbitDataSource", "Definitive"), element("withinOrbitTube", True),
@@ -92,25 +96,28 @@ class _Writer:
                 geo.attitude(self.scene, self.instant)))
 
     def radar_parameters(self):
-        beam, poles = self.beam, self.r.poles
+        beams, poles = self.beams, self.r.poles
+        both = [dict(beam=b, pole=p) for b in beams for p in poles]
         return element(
             "radarParameters", element("acquisitionType", self.r.acquisition),
-            element("beams", beam), element("polarizations", self.r.polarizations),
-            element("pulses", self.pulse), element("rank", 12, beam=beam),
-            *(measure("settableGain", -21.5, "dB", beam=beam, pole=p) for p in poles),
+            element("beams", " ".join(beams)), element("polarizations", self.r.polarizations),
+            element("pulses", self.pulse), *(element("rank", 12, beam=b) for b in beams),
+            *(measure("settableGain", -21.5, "dB", **key) for key in both),
             measure("radarCenterFrequency", FREQUENCY_HZ, "Hz"),
-            element("prfInformation", element("rawLine", 0),
-                    measure("pulseRepetitionFrequency", PRF_HZ, "Hz"), beam=beam),
-            measure("pulseLength", 3e-5, "s", beam=beam),
-            measure("pulseBandwidth", 2.5e7, "Hz", beam=beam),
-            *(measure(f"samplingWindowStartTime{which}RawLine", 1.294e-4, "s", beam=beam, pole=p)
-              for which in ("First", "Last") for p in poles),
-            *(element("numberOfSwstChanges", 0, beam=beam, pole=p) for p in poles),
+            *(element("prfInformation", element("rawLine", 0),
+                      measure("pulseRepetitionFrequency", prf, "Hz"), beam=b)
+              for b, prf in zip(beams, self.radar["prfs"])),
+            *(measure("pulseLength", 3e-5, "s", beam=b) for b in beams),
+            *(measure("pulseBandwidth", 2.5e7, "Hz", beam=b) for b in beams),
+            *(measure(f"samplingWindowStartTime{which}RawLine", 1.294e-4, "s", **key)
+              for which in ("First", "Last") for key in both),
+            *(element("numberOfSwstChanges", 0, **key) for key in both),
             element("antennaPointing", self.r.look.capitalize()),
-            measure("adcSamplingRate", ADC_HZ, "Hz", beam=beam),
+            *(measure("adcSamplingRate", ADC_HZ, "Hz", beam=b) for b in beams),
             element("zeroDopplerSteeringFlag", "ZeroDopplerSteeringOn"),
             element("satOrientationRefFrame", "Geocentric"), element("rawBitsPerSample", 3),
-            element("samplesPerEchoLine", 3328, beam=beam), element("steppedReceiveMode", False))
+            *(element("samplesPerEchoLine", 3328, beam=b) for b in beams),
+            element("steppedReceiveMode", False))
 
     def generation(self):
         return element(
@@ -127,7 +134,7 @@ class _Writer:
               for kind in ("Beam", "BAQ", "Instrument", "Pulse", "Polarimetric")))
 
     def processing(self):
-        s, beam, window = self.scene, self.beam, self.radar["window"]
+        s, window = self.scene, self.radar["window"]
 
         def shape(name, **attributes):
             return element(name, element("windowName", window[0]),
@@ -150,14 +157,16 @@ class _Writer:
             element("numberOfRangeLooks", 1), measure("rangeLookBandwidth", range_hz, "Hz"),
             measure("totalProcessedRangeBandwidth", range_hz, "Hz"),
             element("numberOfAzimuthLooks", 1), element("scalarLookWeights", numbers([1])),
-            measure("azimuthLookBandwidth", azimuth_hz, "Hz", beam=beam),
-            measure("totalProcessedAzimuthBandwidth", azimuth_hz, "Hz", beam=beam),
-            shape("azimuthWindow", beam=beam), shape("rangeWindow"),
+            *(measure("azimuthLookBandwidth", azimuth_hz, "Hz", beam=b) for b in self.beams),
+            *(measure("totalProcessedAzimuthBandwidth", azimuth_hz, "Hz", beam=b)
+              for b in self.beams),
+            *(shape("azimuthWindow", beam=b) for b in self.beams), shape("rangeWindow"),
             measure("satelliteHeight", s.satellite_height_m, "m"))
 
     def image(self):
         s, r = self.scene, self.r
-        streams = ("Real", "Imaginary") if r.product_is_complex else ("Magnitude",)
+        streams = {"Complex": ("Real", "Imaginary"), "Mixed": ("Magnitude", "Real", "Imaginary")}.get(
+            self.sample_type, ("Magnitude",))
         bits = int("".join(c for c in r.pixel_type if c.isdigit()))
         calibrated = not r.product_is_map  # map-projected products come without these files
         geographic = ([geo.map_projection(s)] if r.product_is_map
@@ -165,11 +174,11 @@ class _Writer:
         return element(
             "imageReferenceAttributes", element("productFormat", "GeoTIFF"),
             element("outputMediaInterleaving", "BSQ"),
-            *(element("lookupTableFileName", f"{stem}_{p}.xml", sarCalibrationType=kind, pole=p)
-              for p in r.image_poles for kind, stem in TABLES if calibrated),
+            *(element("lookupTableFileName", f"{stem}_{name}.xml", sarCalibrationType=kind, **key)
+              for name, key, _ in _tables_of(s) for kind, stem in TABLES if calibrated),
             element("incidenceAngleFileName", "incidenceAngles.xml") if calibrated else None,
-            *(element("noiseLevelFileName", f"noiseLevels_{p}.xml", pole=p)
-              for p in r.image_poles if calibrated),
+            *(element("noiseLevelFileName", f"noiseLevels_{name}.xml", **key)
+              for name, key, _ in _tables_of(s) if calibrated),
             element("rasterAttributes", element("sampleType", self.sample_type),
                     element("dataType", "Floating-Point" if "float" in r.pixel_type else "Integer"),
                     *(element("bitsPerSample", bits, dataStream=d) for d in streams),
@@ -183,39 +192,71 @@ class _Writer:
                     *geographic))
 
     def scene_attributes(self):
+        images = ([self.image_attributes(burst) for burst in self.scene.bursts]
+                  or [self.image_attributes(None)])
+        if self.r.shuffle:
+            np.random.default_rng([self.r.seed, 17]).shuffle(images)
+        return element("sceneAttributes", element("numberOfEntries", len(images)), *images)
+
+    def image_attributes(self, burst):
+        """Offsets, lines and samples are the burst's; ranges and angles those of the whole grid."""
         s, r = self.scene, self.r
+        key = dict(beam=burst.beam, burst=burst.number) if burst else dict(beam=self.beams[0])
         return element(
-            "sceneAttributes", element("numberOfEntries", 1), element(
-                "imageAttributes",
-                *(element("ipdf", f"../{path}", pole=p)
-                  for p, path in zip(r.image_poles, image_paths(r, r.name))),
-                element("pixelOffset", 0), element("lineOffset", 0), element("numLines", r.lines),
-                element("samplesPerLine", r.samples),
-                measure("incAngNearRng", s.incidence_near_deg, "deg"),
-                measure("incAngFarRng", s.incidence_far_deg, "deg"),
-                measure("slantRangeNearEdge", s.near_range_m, "m"),
-                measure("slantRangeFarEdge", s.far_range_m, "m"),
-                *(element("mean", number(300), pole=p) for p in r.image_poles),
-                *(element("sigma", number(150), pole=p) for p in r.image_poles),
-                sampleType=self.sample_type, beam=self.beam))
+            "imageAttributes",
+            *(element("ipdf", f"../{path}", pole=p)
+              for p, path in zip(r.image_poles, image_paths(r, burst))),
+            element("pixelOffset", burst.first_sample if burst else 0),
+            element("lineOffset", burst.first_line if burst else 0),
+            element("numLines", burst.lines if burst else r.lines),
+            element("samplesPerLine", burst.samples if burst else r.samples),
+            measure("incAngNearRng", s.incidence_near_deg, "deg"),
+            measure("incAngFarRng", s.incidence_far_deg, "deg"),
+            measure("slantRangeNearEdge", s.near_range_m, "m"),
+            measure("slantRangeFarEdge", s.far_range_m, "m"),
+            *(element("mean", number(300), pole=p) for p in r.image_poles),
+            *(element("sigma", number(150), pole=p) for p in r.image_poles),
+            sampleType=self.sample_type, **key)
 
     def doppler(self):
+        """Bursts have an estimate each, told apart by their first coefficients."""
         s = self.scene
         reference = s.doppler_reference_s
+        steps = s.line_interval_s if self.r.line_order == "increasing" else -s.line_interval_s
+        bursts = [(dict(beam=b.beam, burst=b.number),
+                   s.tick(s.first_line_s + steps * (b.first_line + b.lines / 2)), 10.0 * place)
+                  for place, b in enumerate(s.bursts)]
+        estimates = [(key, time_s, (100.0 + hz, -81901.25, 20215109.0))
+                     for key, time_s, hz in bursts] or [
+                         ({}, d.time_s, d.coefficients) for d in s.doppler]
+        rates = [(key, time_s) for key, time_s, _ in bursts] or [({}, s.tick(s.centre_s))]
         yield element(
-            "dopplerCentroid", element("numberOfEstimates", len(s.doppler)),
+            "dopplerCentroid", element("numberOfEstimates", len(estimates)),
             *(element("dopplerCentroidEstimate",
-                      element("timeOfDopplerCentroidEstimate", self.instant(d.time_s)),
+                      element("timeOfDopplerCentroidEstimate", self.instant(time_s)),
                       element("dopplerAmbiguity", 0),
                       measure("dopplerCentroidReferenceTime", reference, "s"),
-                      element("dopplerCentroidCoefficients", numbers(d.coefficients)),
-                      element("dopplerCentroidConfidence", number(0.85))) for d in s.doppler))
+                      element("dopplerCentroidCoefficients", numbers(coefficients)),
+                      element("dopplerCentroidConfidence", number(0.85)), **key)
+              for key, time_s, coefficients in estimates))
         yield element(
-            "dopplerRate", element("numberOfEstimates", 1),
-            element("dopplerRateEstimate",
-                    element("timeOfDopplerRateEstimate", self.instant(s.tick(s.centre_s))),
-                    measure("dopplerRateReferenceTime", reference, "s"),
-                    element("dopplerRateCoefficients", numbers(s.doppler_rate))))
+            "dopplerRate", element("numberOfEstimates", len(rates)),
+            *(element("dopplerRateEstimate",
+                      element("timeOfDopplerRateEstimate", self.instant(time_s)),
+                      measure("dopplerRateReferenceTime", reference, "s"),
+                      element("dopplerRateCoefficients", numbers(s.doppler_rate)), **key)
+              for key, time_s in rates))
+
+
+def _tables_of(scene):
+    """(part of the file's name, attributes, first column and columns) of each set of tables: one a
+    polarization, for bursts one a polarization and beam. Columns count in the common grid."""
+    r = scene.recipe
+    beams = {burst.beam: (burst.first_sample, burst.samples) for burst in scene.bursts}
+    return [(f"{beam}_{pole}" if beam else pole,
+             dict(beam=beam, pole=pole) if beam else dict(pole=pole), columns)
+            for pole in r.image_poles
+            for beam, columns in (beams or {None: (0, r.samples)}).items()]
 
 
 def gains(scene):
@@ -229,28 +270,35 @@ def _calibration(scene):
     """{path: root element}; every list runs from near to far range and says so."""
     r = scene.recipe
     far_first = r.pixel_order == "decreasing"
-    first, sign = (r.samples - 1, -1) if far_first else (0, 1)
 
-    def listing(kind):
-        return (element(f"pixelFirst{kind}Value", first), element("stepSize", sign),
-                element("numberOfValues", r.samples))
+    def listing(kind, columns, step=1, count=None):
+        first, size = columns
+        return (element(f"pixelFirst{kind}Value", first + size - 1 if far_first else first),
+                element("stepSize", -step if far_first else step),
+                element("numberOfValues", count or size))
 
+    def part(values, columns):
+        """Of values from near to far range, those of the columns."""
+        first, size = columns
+        near = r.samples - first - size if far_first else first
+        return values[near:near + size]
+
+    whole = (0, r.samples)
     roots = {"incidenceAngles.xml": element(
-        "incidenceAngles", *listing("Angles"),
+        "incidenceAngles", *listing("Angles", whole),
         *(measure("angles", angle, "deg") for angle in scene.incidence_profile(r.samples)),
         xmlns=NAMESPACE)}
     tables = gains(scene)
-    count = min(100, r.samples)
-    step = max(-(-(r.samples - 1) // max(count - 1, 1)), 1)
-    for pole in r.image_poles:
+    for name, _, columns in _tables_of(scene):
+        count = min(100, columns[1])
+        step = max(-(-(columns[1] - 1) // max(count - 1, 1)), 1)
         for _, stem in TABLES:
-            roots[f"{stem}_{pole}.xml"] = element(
-                "lut", *listing("Lut"), element("offset", 0),
-                element("gains", numbers(tables[stem])), xmlns=NAMESPACE)
-        roots[f"noiseLevels_{pole}.xml"] = element("noiseLevels", *(
+            roots[f"{stem}_{name}.xml"] = element(
+                "lut", *listing("Lut", columns), element("offset", 0),
+                element("gains", numbers(part(tables[stem], columns))), xmlns=NAMESPACE)
+        roots[f"noiseLevels_{name}.xml"] = element("noiseLevels", *(
             element("referenceNoiseLevel", element("sarCalibrationType", kind),
-                    element("pixelFirstNoiseValue", first), element("stepSize", sign * step),
-                    element("numberOfValues", count),
+                    *listing("Noise", columns, step, count),
                     element("noiseLevelValues",
                             numbers(-26 - i - 2 * np.sin(np.linspace(0, np.pi, count))),
                             units="dB"))
@@ -283,7 +331,7 @@ def _manifest(scene, folder, paths):
         **{"xmlns:xfdu": "urn:ccsds:schema:xfdu:1"})
 
 
-def write(scene, folder, name):
+def write(scene, folder, images):
     """The documents; returns their names relative to the folder."""
     roots = {"metadata/product.xml": _Writer(scene).product()}
     if not scene.recipe.product_is_map:
@@ -297,5 +345,5 @@ def write(scene, folder, name):
 
     for path, root in roots.items():
         save(path, root, (STYLESHEET,) if path.endswith("product.xml") else ())
-    save("manifest.safe", _manifest(scene, folder, [*roots, *image_paths(scene.recipe, name)]))
+    save("manifest.safe", _manifest(scene, folder, [*roots, *(image.path for image in images)]))
     return [*roots, "manifest.safe"]

@@ -12,12 +12,13 @@ from . import instants
 
 FAMILIES = ("capella-geo", "capella-slc", "capella-grd", "rcm", "radarsat2")
 COMPLEX_TYPES = {"capella-slc": ("SLC",), "rcm": ("SLC", "GRC", "GCC"), "radarsat2": ("SLC",)}
-SLANT_TYPES = ("SLC",)
+SLANT_TYPES = ("SLC", "MLC")
 MAP_TYPES = {"capella-geo": None, "rcm": ("GCC", "GCD"), "radarsat2": ("SSG", "SPG")}
 PRODUCT_TYPES = {
-    "rcm": ("GRD", "SLC", "GRC", "GCC", "SCD", "GCD"),
+    "rcm": ("GRD", "SLC", "MLC", "GRC", "GCC", "SCD", "GCD"),
     "radarsat2": ("SLC", "SGF", "SGX", "SGC", "SSG", "SPG"),
 }
+CROSS_PRODUCT = "XC"  # the complex image of MLC products, beside those of the powers
 PIXEL_TYPES = ("uint8", "uint16", "int16", "uint32", "int32", "float32", "float64")
 
 
@@ -95,6 +96,10 @@ class Recipe:
     target_grid: int = option("without targets: a grid of so many by so many", 3)
     tie_points: int = option("tie points along each side of the image", 11)
     # Particular to one family
+    beams: int = option("rcm SLC: ScanSAR beams, each cut into bursts (0: one whole image)", 0)
+    bursts: int = option("rcm SLC: bursts of each beam", 3)
+    shuffle: bool = option("rcm SLC: bursts out of order in the document", False,
+                           flags=("--shuffle",), off="--in-order")
     wings: str = option('radarsat2: wings of the receiver gains: "Combined", "Fore Aft", ...',
                         "Combined")
     crlf: bool = option("XML documents with CR LF line ends", False, flags=("--crlf",), off="--lf")
@@ -124,6 +129,9 @@ class Recipe:
     @property
     def product_is_slant(self):
         return self.product_type in SLANT_TYPES
+
+    def image_is_complex(self, pole):
+        return self.product_is_complex or (self.product_type == "MLC" and pole == CROSS_PRODUCT)
 
     @property
     def poles(self):
@@ -161,7 +169,7 @@ PLATFORMS = {
     "radarsat2": dict(satellite="RADARSAT-2", altitude=798e3, height=120.0),
 }
 SPACINGS = {  # line and pixel spacing where they differ from the family's default
-    ("rcm", "SLC"): (2.2, 2.6), ("rcm", "GRC"): (2.2, 3.0), ("rcm", "GCC"): (3.0, 3.0),
+    ("rcm", "SLC"): (2.2, 2.6), ("rcm", "MLC"): (8.8, 7.8), ("rcm", "GRC"): (2.2, 3.0), ("rcm", "GCC"): (3.0, 3.0),
     ("radarsat2", "SGF"): (12.5, 12.5), ("radarsat2", "SGX"): (8.0, 8.0),
     ("radarsat2", "SGC"): (50.0, 50.0),
     ("radarsat2", "SSG"): (12.5, 12.5), ("radarsat2", "SPG"): (12.5, 12.5),
@@ -175,6 +183,13 @@ def complete(recipe):
     r = dataclasses.replace(recipe)
     if r.line_spacing is None and r.pixel_spacing is None:
         r.line_spacing, r.pixel_spacing = SPACINGS.get((r.family, r.product_type), (None, None))
+    if r.product_type == "MLC":
+        r.polarizations = r.polarizations or "CH CV"
+        r.image_order = r.image_order or f"{r.polarizations} {CROSS_PRODUCT}"
+        r.pixel_type = r.pixel_type or "float32"
+        r.bands = r.bands or 2
+    if r.beams and r.acquisition is None:
+        r.acquisition = "Medium Resolution 50m"
     for key, value in {**DEFAULTS[r.family], **PLATFORMS[r.platform]}.items():
         if getattr(r, key) is None:
             setattr(r, key, value)
@@ -204,13 +219,22 @@ def check(r):
     need(r.product_type in allowed, f"product_type: {r.product_type!r} is none of {allowed}")
     need(r.lines >= 2 and r.samples >= 1, "lines, samples: at least 2 lines of 1 sample")
     need(r.line_spacing > 0 and r.pixel_spacing > 0, "line_spacing, pixel_spacing: above 0")
-    need(sorted(r.poles) == sorted(r.image_poles), "image_order: other poles than polarizations")
+    need(sorted(r.poles) == sorted(set(r.image_poles) - {CROSS_PRODUCT}),
+         "image_order: other poles than polarizations")
+    need(CROSS_PRODUCT not in r.image_poles or r.product_type == "MLC",
+         f"image_order: {CROSS_PRODUCT} is an image of MLC products")
     need(len(set(r.poles)) == len(r.poles) > 0, "polarizations: one or more, each once")
-    need(not r.product_is_complex or r.pixel_type in ("int16", "int32", "float32", "float64"),
+    some_complex = any(map(r.image_is_complex, r.image_poles))
+    need(not some_complex or r.pixel_type in ("int16", "int32", "float32", "float64"),
          f"pixel_type: {r.pixel_type} cannot hold complex parts")
-    need(r.bands == 1 or r.product_is_complex, "bands: 2 is for complex products")
+    need(r.bands == 1 or some_complex, "bands: 2 is for complex products")
     need(r.block is None or r.block > 0, "block: above 0")
     need(not r.tiled or r.block is None or r.block % 16 == 0, "block: tiles need a multiple of 16")
+    need(r.beams == 0 or (r.family == "rcm" and r.product_type == "SLC"),
+         "beams: bursts are for rcm products of the type SLC")
+    need(0 <= r.beams <= 26 and r.bursts >= 1, "beams, bursts: 0 to 26 beams of 1 burst or more")
+    need(not r.beams or (r.lines >= 40 * r.bursts and r.samples >= 60 * r.beams),
+         "beams, bursts: at least 40 lines a burst and 60 samples a beam")
     need(r.state_vectors is None or r.state_vectors >= 1, "state_vectors: at least 1")
     need(r.doppler_estimates >= 1, "doppler_estimates: at least 1")
     need(r.pixel_order == "increasing" or r.platform != "capella",

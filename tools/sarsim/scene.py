@@ -8,7 +8,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from . import ellipsoid, grids, orbit as orbits, polarformat, zerodoppler
+from . import bursts, ellipsoid, grids, orbit as orbits, polarformat, zerodoppler
 
 LIGHT_M_PER_S = 299792458.0
 RANGE_POLYNOMIAL_DEGREE = 5
@@ -61,8 +61,9 @@ class Scene:
         self._set_angles()
         self.doppler_reference_s = rounded(2 * self.near_range_m / LIGHT_M_PER_S)
         self._set_doppler()
+        self._set_bursts()
         self.tie_points = [] if r.product_is_map else self._tie_points()
-        self.targets = self._targets()
+        self.targets, self.beam_targets = self._targets()
 
     def tick(self, time_s):
         return round(time_s / self.tick_s) * self.tick_s
@@ -129,15 +130,28 @@ class Scene:
         else:
             self.range_coefficients = self._ground_to_slant()
         self.near_range_m = self.range_coefficients[0]
-        step = self.line_interval_s * (1 if r.line_order == "increasing" else -1)
-        self.grid = grids.SensorGrid(self.orbit, r.look, r.height, r.lines, r.samples,
-                                     self.first_line_s - self.line_times_late_s, step, r.pixel_spacing,
-                                     self.range_coefficients, far_first)
+        self.grid = self._sensor_grid(self.line_times_late_s)
         self.far_range_m = float(self.grid.time_range(0, 0 if far_first else r.samples - 1)[1])
         if r.product_is_polar:
             self.grid = polarformat.PolarFormatGrid(
                 self.orbit, self.centre_s, self.centre_ecef, r.height, r.lines, r.samples,
                 r.pixel_spacing, r.line_spacing)
+
+    def _sensor_grid(self, late_s):
+        r = self.recipe
+        step = self.line_interval_s * (1 if r.line_order == "increasing" else -1)
+        return grids.SensorGrid(self.orbit, r.look, r.height, r.lines, r.samples,
+                                self.first_line_s - late_s, step, r.pixel_spacing,
+                                self.range_coefficients, r.pixel_order == "decreasing")
+
+    def _set_bursts(self):
+        """Each beam's lines are late by its own pulse interval; without beams there is one grid."""
+        self.bursts = bursts.layout(self.recipe, self.radar["beams"]) if self.recipe.beams else []
+        self.beam_grids = {beam: self._sensor_grid(0.25 / prf) for beam, prf in zip(
+            self.radar["beams"], self.radar["prfs"])} if self.bursts else {}
+
+    def _grid_at(self, sample):
+        return (self.beam_grids[bursts.owner(self.bursts, sample)] if self.bursts else self.grid)
 
     def _ground_to_slant(self, from_near_m=None):
         """Slant range as a polynomial of the distance along the ground from the near edge."""
@@ -210,21 +224,33 @@ class Scene:
         lines = np.unique(np.round(np.linspace(0, r.lines - 1, r.tie_points)))
         samples = np.unique(np.round(np.linspace(0, r.samples - 1, r.tie_points)))
         line, sample = (grid.ravel() for grid in np.meshgrid(lines, samples, indexing="ij"))
-        lon, lat, _ = ellipsoid.to_geodetic(self.grid.ground(line, sample))
+        points = np.concatenate([self._grid_at(s).ground(l, s) for l, s in zip(line, sample)]
+                                if self.bursts else [self.grid.ground(line, sample)])
+        lon, lat, _ = ellipsoid.to_geodetic(points)
         return [(*map(float, row), r.height) for row in zip(line, sample, lon, lat)]
 
     def _targets(self):
+        """All targets where the image shows them, and where each beam does."""
         r = self.recipe
         wanted = r.targets if r.targets is not None else self._target_grid()
         if not wanted:
-            return []
+            return [], {beam: [] for beam in self.beam_grids}
         lon, lat = (np.array([float(t[key]) for t in wanted]) for key in ("lon", "lat"))
         height = np.array([float(t.get("height", r.height)) for t in wanted])
-        line, sample = self.grid.image(ellipsoid.to_ecef(lon, lat, height))
-        inside = ((line > -0.5) & (line < r.lines - 0.5)
-                  & (sample > -0.5) & (sample < r.samples - 0.5))
-        return [Target(*map(float, row[:5]), bool(row[5]))
-                for row in zip(lon, lat, height, line, sample, inside)]
+
+        def seen(grid):
+            line, sample = grid.image(ellipsoid.to_ecef(lon, lat, height))
+            inside = ((line > -0.5) & (line < r.lines - 0.5)
+                      & (sample > -0.5) & (sample < r.samples - 0.5))
+            return [Target(*map(float, row[:5]), bool(row[5]))
+                    for row in zip(lon, lat, height, line, sample, inside)]
+
+        by_beam = {beam: seen(grid) for beam, grid in self.beam_grids.items()}
+        targets = seen(self.grid)
+        if self.bursts:
+            targets = [by_beam[bursts.owner(self.bursts, target.sample)][k]
+                       for k, target in enumerate(targets)]
+        return targets, by_beam
 
     def _target_grid(self):
         """Targets spread over the image; all on the terrain but the last, 40 m above it."""

@@ -26,7 +26,7 @@ def _options(r):
     return options
 
 
-def _georeference(dataset, scene):
+def _georeference(dataset, scene, picture):
     if scene.recipe.product_is_map:
         dataset.SetGeoTransform(scene.grid.geotransform)
         dataset.SetSpatialRef(scene.grid.srs)
@@ -34,34 +34,37 @@ def _georeference(dataset, scene):
         wgs84 = osr.SpatialReference()
         wgs84.ImportFromEPSG(4326)
         wgs84.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
+        top, left, lines, samples = picture.window
         # The file counts from the corner of the first pixel, tie points from its centre.
-        dataset.SetGCPs([gdal.GCP(lon, lat, height, sample + 0.5, line + 0.5)
-                         for line, sample, lon, lat, height in scene.tie_points], wgs84)
+        dataset.SetGCPs([gdal.GCP(lon, lat, height, sample - left + 0.5, line - top + 0.5)
+                         for line, sample, lon, lat, height in scene.tie_points
+                         if top <= line < top + lines and left <= sample < left + samples], wgs84)
 
 
-def write(path, scene, content, pole, index):
-    """One image file; `content` is a pixels.Content, `index` the number of the file."""
+def write(path, scene, content, picture):
+    """One image file; `content` is a pixels.Content, `picture` a pixels.Picture."""
     r = scene.recipe
+    _, _, lines, samples = picture.window
     part_type, numpy_type = _TYPES[r.pixel_type]
-    one_complex_band = r.product_is_complex and r.bands == 1
-    bands = 2 if r.product_is_complex and r.bands == 2 else 1
+    one_complex_band = picture.is_complex and r.bands == 1
+    bands = 2 if picture.is_complex and r.bands == 2 else 1
     dataset = gdal.GetDriverByName("GTiff").Create(
-        path, r.samples, r.lines, bands,
+        path, samples, lines, bands,
         _COMPLEX[r.pixel_type] if one_complex_band else part_type, _options(r))
-    _georeference(dataset, scene)
+    _georeference(dataset, scene, picture)
     if not r.sparse:
         pixel_bytes = np.dtype(numpy_type).itemsize
-        for first, strip in content.strips(pole, index):
+        for first, strip in content.strips(picture):
             stored = _stored(strip, numpy_type)
             if one_complex_band:
                 dataset.GetRasterBand(1).WriteRaster(
-                    0, first, r.samples, len(strip), stored.tobytes(),
+                    0, first, samples, len(strip), stored.tobytes(),
                     buf_type=_COMPLEX[r.pixel_type])
             else:
                 dataset.WriteRaster(
-                    0, first, r.samples, len(strip), stored.tobytes(), buf_type=part_type,
+                    0, first, samples, len(strip), stored.tobytes(), buf_type=part_type,
                     band_list=list(range(1, bands + 1)), buf_pixel_space=bands * pixel_bytes,
-                    buf_line_space=r.samples * bands * pixel_bytes, buf_band_space=pixel_bytes)
+                    buf_line_space=samples * bands * pixel_bytes, buf_band_space=pixel_bytes)
     dataset.FlushCache()
     del dataset
 
@@ -69,7 +72,7 @@ def write(path, scene, content, pole, index):
 def _stored(strip, numpy_type):
     """Values as stored, the two parts of a complex sample side by side."""
     if np.iscomplexobj(strip):
-        strip = strip.view(np.float32)
+        strip = np.ascontiguousarray(strip).view(np.float32)
     if np.issubdtype(numpy_type, np.integer):
         limits = np.iinfo(numpy_type)
         strip = np.clip(np.rint(strip), limits.min, limits.max)

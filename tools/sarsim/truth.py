@@ -72,6 +72,18 @@ def _record(scene):
         "numberOfStateVectors": len(scene.vector_times_s)}
 
 
+def _burst(scene, burst, images):
+    """Its place in the grid, and where it shows the targets that lie in it."""
+    shown = [{**dataclasses.asdict(target), "target": number,
+              "line": target.line - burst.first_line, "sample": target.sample - burst.first_sample}
+             for number, target in enumerate(scene.beam_targets[burst.beam])]
+    return {"beam": burst.beam, "burst": burst.number, "lineOffset": burst.first_line,
+            "sampleOffset": burst.first_sample, "lines": burst.lines, "samples": burst.samples,
+            "files": {image.pole: image.path for image in images if image.burst == burst},
+            "targets": [t for t in shown if 0 <= t["line"] <= burst.lines - 1
+                        and 0 <= t["sample"] <= burst.samples - 1]}
+
+
 def write(path, scene, writer, opened, images, documents):
     r = scene.recipe
     at, timing = _timing(scene)
@@ -80,7 +92,7 @@ def write(path, scene, writer, opened, images, documents):
         "name": r.name, "family": r.family, "formatIndex": FORMAT_INDEX[r.family],
         "productType": r.product_type, "open": f"{r.name}/{writer.opened(r)}",
         "documents": documents,
-        "images": [{"file": file, "pole": pole} for file, pole in zip(images, r.image_poles)],
+        "images": [{"file": image.path, "pole": image.pole} for image in images],
         "polarizations": r.poles, "complex": r.product_is_complex,
         "mapProjected": r.product_is_map,
         "geometry": {"line0sample0": "centre of the first pixel", "heightM": r.height,
@@ -98,6 +110,8 @@ def write(path, scene, writer, opened, images, documents):
         "tiePoints": [dict(zip(("line", "sample", "lon", "lat", "height"), row))
                       for row in scene.tie_points],
         "recipe": dataclasses.asdict(r)}
+    if scene.bursts:
+        facts["bursts"] = [_burst(scene, burst, images) for burst in scene.bursts]
     if r.product_is_map:
         facts["geometry"].update(epsg=scene.grid.epsg, geotransform=scene.grid.geotransform)
     with open(path, "w", encoding="utf-8") as stream:

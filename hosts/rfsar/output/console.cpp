@@ -20,6 +20,11 @@ void warning(const std::string& text) {
         std::cerr << "rfsar: warning: " << text << '\n';
 }
 
+void note(const std::string& text) {
+    if (!quiet)
+        std::cerr << "rfsar: " << text << '\n';
+}
+
 void error(std::string_view text) {
     std::cerr << "rfsar: " << text << '\n';
 }

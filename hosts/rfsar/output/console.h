@@ -9,11 +9,13 @@
 /// Where rfsar talks: data to stdout, diagnostics to stderr.
 namespace console {
 
-/// Silences progress and warnings (-q).
+/// Silences progress, notes and warnings (-q).
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
 void error(std::string_view text);
+/// What was done, where it may surprise.
+void note(const std::string& text);
 
 /// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.
 void printJson(const nlohmann::ordered_json& document);

@@ -6,13 +6,6 @@
 
 namespace {
 
-std::uint32_t shrunk(std::uint32_t size, std::uint32_t longest, std::uint32_t wanted) {
-    if (longest <= wanted)
-        return size;
-    const double scaled = std::round(static_cast<double>(size) * wanted / longest);
-    return std::max(1U, static_cast<std::uint32_t>(scaled));
-}
-
 /// @return for each of `cells`, the first of `size` places that falls into it; then `size`.
 std::vector<std::uint32_t> boundsOf(std::uint32_t size, std::uint32_t cells) {
     std::vector<std::uint32_t> bounds(cells + 1);
@@ -68,10 +61,8 @@ void addDirections(const std::uint16_t* line, Sums& cosines, Sums& sines) {
 } // namespace
 
 ImageAverager::ImageAverager(Kind kind, std::uint32_t width, std::uint32_t height,
-                             std::uint32_t longSide)
-    : kind_(kind), width_(width), height_(height),
-      outWidth_(shrunk(width, std::max(width, height), longSide)),
-      outHeight_(shrunk(height, std::max(width, height), longSide)),
+                             std::uint32_t columns, std::uint32_t rows)
+    : kind_(kind), width_(width), height_(height), outWidth_(columns), outHeight_(rows),
       columnStart_(boundsOf(width, outWidth_)), lineStart_(boundsOf(height, outHeight_)),
       first_(std::size_t{outWidth_} * outHeight_),
       second_(kind == Kind::phase ? first_.size() : 0) {}
@@ -109,45 +100,15 @@ std::uint64_t ImageAverager::samplesIn(std::size_t cell) const {
     return lines * (columnStart_[column + 1] - columnStart_[column]);
 }
 
-std::vector<std::uint8_t> ImageAverager::grey() const {
-    return kind_ == Kind::magnitude ? greyOfMagnitude() : greyOfPhase();
-}
-
-std::vector<std::uint8_t> ImageAverager::greyOfMagnitude() const {
-    std::vector<float> amplitude(first_.size());
-    std::vector<float> seen;
-    for (std::size_t i = 0; i < first_.size(); ++i) {
-        amplitude[i] = static_cast<float>(
-            std::sqrt(static_cast<double>(first_[i]) / static_cast<double>(samplesIn(i))));
-        if (amplitude[i] > 0)
-            seen.push_back(amplitude[i]);
+std::vector<float> ImageAverager::means() const {
+    std::vector<float> means(first_.size());
+    for (std::size_t i = 0; i < means.size(); ++i) {
+        const auto sum = [&](const std::vector<std::uint64_t>& sums) { // of directions
+            return static_cast<double>(static_cast<std::int64_t>(sums[i]));
+        };
+        means[i] = static_cast<float>(kind_ == Kind::phase ? std::atan2(sum(second_), sum(first_))
+                                                           : static_cast<double>(first_[i]) /
+                                                                 static_cast<double>(samplesIn(i)));
     }
-    std::vector<std::uint8_t> grey(first_.size());
-    if (seen.empty())
-        return grey;
-    const auto percentile = [&seen](std::size_t percent) {
-        const auto at =
-            seen.begin() + static_cast<std::ptrdiff_t>((seen.size() - 1) * percent / 100);
-        std::nth_element(seen.begin(), at, seen.end());
-        return *at;
-    };
-    const float low = percentile(1);
-    const float high = std::max(percentile(99), std::nextafter(low, 2 * low + 1));
-    for (std::size_t i = 0; i < grey.size(); ++i) {
-        const float level = std::clamp((amplitude[i] - low) / (high - low), 0.0F, 1.0F);
-        if (amplitude[i] > 0)
-            grey[i] = static_cast<std::uint8_t>(std::lround(1 + 254 * std::sqrt(level)));
-    }
-    return grey;
-}
-
-std::vector<std::uint8_t> ImageAverager::greyOfPhase() const {
-    std::vector<std::uint8_t> grey(first_.size());
-    for (std::size_t i = 0; i < grey.size(); ++i) {
-        const double angle = std::atan2(static_cast<double>(static_cast<std::int64_t>(second_[i])),
-                                        static_cast<double>(static_cast<std::int64_t>(first_[i])));
-        const double turn = angle / (2 * std::numbers::pi) + 0.5;
-        grey[i] = static_cast<std::uint8_t>(std::lround(255 * turn));
-    }
-    return grey;
+    return means;
 }

@@ -13,11 +13,9 @@ class ImageAverager {
 public:
     enum class Kind { magnitude, phase };
 
-    /// @param longSide  pixels of the result's long side; never more than the image has.
-    ImageAverager(Kind kind, std::uint32_t width, std::uint32_t height, std::uint32_t longSide);
-
-    std::uint32_t width() const { return outWidth_; }
-    std::uint32_t height() const { return outHeight_; }
+    /// @param columns, rows  cells of the result; no more than the image has.
+    ImageAverager(Kind kind, std::uint32_t width, std::uint32_t height, std::uint32_t columns,
+                  std::uint32_t rows);
 
     /// Adds a rectangle of samples whose first is at (x, y). Phases are the patterns of signed
     /// ones.
@@ -25,10 +23,9 @@ public:
     void add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
              const std::uint16_t* samples, std::size_t stride);
 
-    /// @return width() * height() grey values: magnitudes stretched between the percentiles 1 and
-    ///         99 with a square root, phases -pi..pi as 0..255. Magnitudes of
-    ///         0 stay 0.
-    std::vector<std::uint8_t> grey() const;
+    /// @return for each cell, row by row, the mean power of its magnitudes, or the mean direction
+    ///         of its phases in radians (-pi..pi).
+    std::vector<float> means() const;
 
 private:
     /// The first image column or line that falls into each cell, and the end.
@@ -37,8 +34,6 @@ private:
     void addColumns(std::size_t row, std::uint32_t x, const std::vector<std::uint64_t>& columns,
                     std::vector<std::uint64_t>& cells);
     std::uint64_t samplesIn(std::size_t cell) const;
-    std::vector<std::uint8_t> greyOfMagnitude() const;
-    std::vector<std::uint8_t> greyOfPhase() const;
 
     Kind kind_;
     std::uint32_t width_;

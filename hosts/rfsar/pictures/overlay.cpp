@@ -32,6 +32,10 @@ constexpr Glyph glyphs[] = {
     {U'.', "....." "....." "....." "....." "....." ".##.." ".##.."},
     {U'-', "....." "....." "....." ".###." "....." "....." "....."},
     {U'°', ".##.." "#..#." "#..#." ".##.." "....." "....." "....."},
+    {U'+', "....." "..#.." "..#.." "#####" "..#.." "..#.." "....."},
+    {U'B', "####." "#...#" "#...#" "####." "#...#" "#...#" "####."},
+    {U'd', "....#" "....#" ".####" "#...#" "#...#" "#...#" ".####"},
+    {U'e', "....." "....." ".###." "#...#" "#####" "#...." ".###."},
     {U'E', "#####" "#...." "#...." "####." "#...." "#...." "#####"},
     {U'N', "#...#" "##..#" "##..#" "#.#.#" "#..##" "#..##" "#...#"},
     {U'S', ".####" "#...." "#...." ".###." "....#" "....#" "####."},
@@ -127,14 +131,19 @@ void Overlay::write(int left, int top, std::string_view text) {
     }
 }
 
-std::vector<std::uint8_t> Overlay::over(const std::vector<std::uint8_t>& grey) const {
-    std::vector<std::uint8_t> picture;
-    picture.reserve(3 * grey.size());
-    for (std::size_t i = 0; i < grey.size(); ++i) {
-        const double ground = grey[i] * (1 - rimDarkness * rim_[i] / 255);
-        for (const std::uint8_t colour : inkColour)
-            picture.push_back(
-                static_cast<std::uint8_t>(std::lround(ground + (colour - ground) * ink_[i] / 255)));
+void Overlay::frame(const Box& box) {
+    const double left = box.left - 0.5, top = box.top - 0.5;
+    const double right = left + box.width, bottom = top + box.height;
+    line({left, top}, {right, top});
+    line({right, top}, {right, bottom});
+    line({right, bottom}, {left, bottom});
+    line({left, bottom}, {left, top});
+}
+
+void Overlay::drawOver(std::vector<std::uint8_t>& rgb) const {
+    for (std::size_t i = 0; i < rgb.size(); ++i) {
+        const double ground = rgb[i] * (1 - rimDarkness * rim_[i / 3] / 255);
+        rgb[i] = static_cast<std::uint8_t>(
+            std::lround(ground + (inkColour[i % 3] - ground) * ink_[i / 3] / 255));
     }
-    return picture;
 }

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-/// Lines and short labels over a grey picture: yellow with a dark rim, legible over dark and
+/// Lines and short labels over a picture: yellow with a dark rim, legible over dark and
 /// bright. Places are in pixels of the picture, (0, 0) the centre of the first.
 class Overlay {
 public:
@@ -24,13 +24,15 @@ public:
     void line(const Spot& from, const Spot& to);
     /// A filled bar.
     void bar(const Box& box);
-    /// @param text  of digits, ".", "-", blanks, "°" (UTF-8) and the letters E, N, S, W, k, m.
+    /// Lines around a box.
+    void frame(const Box& box);
+    /// @param text  of digits, ".", "-", "+", blanks, "°" (UTF-8) and the letters B, E, N, S, W, d,
+    ///        e, k, m.
     Box sizeOf(std::string_view text) const;
     void write(int left, int top, std::string_view text);
 
-    /// @param grey  one value a pixel.
-    /// @return the picture in RGB.
-    std::vector<std::uint8_t> over(const std::vector<std::uint8_t>& grey) const;
+    /// @param rgb  the picture, three values a pixel; is drawn over.
+    void drawOver(std::vector<std::uint8_t>& rgb) const;
 
 private:
     void mark(std::vector<std::uint8_t>& cover, int x, int y, double part);

@@ -1,118 +1,93 @@
-#include "kimg/png_writer.h"
-#include "loader/product.h"
 #include "output/console.h"
 #include "output/interruption.h"
-#include "output/ordered_work.h"
 #include "output/output_file.h"
-#include "pictures/graticule.h"
-#include "pictures/image_averager.h"
-#include "product/families/product_facts.h"
+#include "pictures/drawing.h"
+#include "pictures/picture_file.h"
 #include "product/find_product.h"
 #include "verbs/verbs.h"
 
-#include <algorithm>
-#include <optional>
-
 namespace {
 
-struct QuicklookOptions {
+constexpr char description[] = "write a small picture of a product";
+constexpr char footer[] =
+    "The picture has square pixels on the ground. It is turned by quarters and mirrored so that\n"
+    "north is up and east is right as nearly as that allows; a line says what was done.\n"
+    "--north-up draws it on a map instead. Neighbours are averaged by their power. Grey runs from\n"
+    "the darkest to the brightest hundredth of the picture, as the square root of the amplitude "
+    "or,\n"
+    "with --db, in decibels: 10 log10 of the power, which is 20 log10 of a magnitude.\n"
+    "\n"
+    "--rgb takes three polarizations, or ratios of two, for red, green and blue. By default these\n"
+    "are HH,HV,VV of quad, co,cross,co/cross of dual (HH,HV,HH/HV), CH,CV,CH/CV of compact\n"
+    "polarization. Each colour is stretched on its own.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar quicklook product.xml -o picture.png --graticule --scale-bar --north-arrow\n"
+    "  rfsar quicklook product.xml --layer SIGMA_NOUGHT_HH --db --north-up -o map.tif";
+
+struct QuicklookVerb {
     std::string file;
-    std::string layer; ///< empty: the product's first
+    DrawingRequest request;
     std::string output;
-    std::uint32_t size = 1024;
-    bool graticule = false;
-    double graticuleStep = 0; ///< degrees; 0 for one that suits
-    bool scaleBar = false;
     bool force = false;
 };
 
-/// Rows of blocks on all cores, so that memory holds the picture and a block a core.
-void average(const loader::Layer& layer, ImageAverager& averager) {
-    constexpr std::uint32_t linesTogether = 256; // about
-    const std::uint32_t lines =
-        std::max(1U, linesTogether / layer.blockHeight()) * layer.blockHeight();
-    OrderedWork work;
-    work.items = (layer.height() + lines - 1) / lines;
-    work.slots = 2 * machineThreads();
-    std::vector<std::vector<std::uint16_t>> blocks(work.slots);
-    work.prepare = [&](std::size_t item, std::size_t slot) {
-        auto& block = blocks[slot];
-        block.resize(layer.blockBytes() / sizeof block[0]);
-        const auto top = static_cast<std::uint32_t>(item) * lines;
-        for (std::uint32_t y = top; y < std::min(top + lines, layer.height());
-             y += layer.blockHeight())
-            for (std::uint32_t x = 0; x < layer.width(); x += layer.blockWidth()) {
-                layer.readBlock(y / layer.blockHeight(), x / layer.blockWidth(), block.data());
-                averager.add(x, y, std::min(layer.blockWidth(), layer.width() - x),
-                             std::min(layer.blockHeight(), layer.height() - y), block.data(),
-                             layer.blockWidth());
-            }
-    };
-    console::Progress progress("averaging " + layer.name(), work.items);
-    work.take = [&](std::size_t item, std::size_t) { progress.advanceTo(item + 1); };
-    run(work);
-}
-
-/// What is drawn over the picture; nothing when nothing was asked for.
-std::optional<Overlay> overlayOf(const QuicklookOptions& options, const loader::Layer& layer,
-                                 const ImageAverager& averager) {
-    const bool graticule = options.graticule || options.graticuleStep > 0;
-    if (!graticule && !options.scaleBar)
-        return std::nullopt;
-    const product::Locator locator(layer);
-    if (!locator.remarks().empty())
-        console::warning(locator.remarks());
-    const PictureOf picture{locator, static_cast<double>(layer.width()),
-                            static_cast<double>(layer.height())};
-    Overlay overlay(averager.width(), averager.height());
-    std::vector<Overlay::Box> taken;
-    if (options.scaleBar)
-        taken.push_back(drawScaleBar(picture, overlay));
-    if (graticule)
-        drawGraticule(picture, options.graticuleStep, taken, overlay);
-    return overlay;
-}
-
-void quicklook(const QuicklookOptions& options) {
-    refuseOverwriting(options.output, options.force);
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
-    const auto names = opened.layerNames();
-    if (names.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
-    const loader::Layer layer =
-        opened.openLayer(options.layer.empty() ? names.front() : options.layer);
-    const bool phase = product::parseLayerName(layer.name()).isPhase();
-    ImageAverager averager(phase ? ImageAverager::Kind::phase : ImageAverager::Kind::magnitude,
-                           layer.width(), layer.height(), options.size);
-    const auto overlay = overlayOf(options, layer, averager);
-    average(layer, averager);
-    const auto grey = averager.grey();
-    const auto picture = overlay ? overlay->over(grey) : grey;
+void quicklook(const QuicklookVerb& verb) {
+    const kimg::PictureFormat format = pictureFormatOf(verb.output);
+    refuseOverwriting(verb.output, verb.force);
+    const Drawing drawing = draw(
+        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)), verb.request);
+    for (const std::string& warning : drawing.warnings)
+        console::warning(warning);
     std::string reason;
     interruption::watch();
-    if (!kimg::writePng(options.output, picture.data(), averager.width(), averager.height(),
-                        overlay ? 3 : 1, reason))
+    if (!kimg::writePicture(verb.output, format, drawing.picture, reason))
         throw loader::Error(reason);
+    if (!drawing.remark.empty())
+        console::note(drawing.remark);
 }
 
 } // namespace
 
 void addQuicklook(CLI::App& app) {
-    auto* verb = app.add_subcommand("quicklook", "write a small picture of a layer as PNG");
-    auto options = std::make_shared<QuicklookOptions>();
-    verb->add_option("FILE", options->file, "product")->required();
-    verb->add_option("--layer", options->layer, "layer name (default: the product's first)");
-    verb->add_option("-o,--output", options->output, "PNG file to write")->required();
-    verb->add_option("--size", options->size, "pixels of the long side")
+    auto* command = app.add_subcommand("quicklook", description);
+    command->footer(footer);
+    auto verb = std::make_shared<QuicklookVerb>();
+    DrawingRequest& request = verb->request;
+    command->add_option("FILE", verb->file, "product")->required();
+    auto* layer = command->add_option("--layer", request.layer,
+                                      "layer name, or another that export takes (default: the "
+                                      "product's first layer)");
+    command->add_option("-o,--output", verb->output, "picture to write: .png, .jpg or .tif")
+        ->required();
+    command->add_option("--size", request.longSide, "pixels of the long side")
         ->check(CLI::Range(1U, 32768U))
         ->capture_default_str();
-    verb->add_flag("--graticule", options->graticule,
-                   "draw meridians and parallels, labelled in degrees");
-    verb->add_option("--graticule-step", options->graticuleStep,
+    auto* stored = command->add_flag("--as-stored", request.asStored,
+                                     "keep the order of the file's lines and samples");
+    command
+        ->add_flag("--north-up", request.northUp,
+                   "draw a map in metres with north up, UTM or polar stereographic")
+        ->excludes(stored);
+    command->add_flag("--db", request.decibels, "grey in decibels, with a legend");
+    command
+        ->add_option("--rgb", request.rgb,
+                     "polarizations as colours: R,G,B (default: as told below)")
+        ->expected(0, 1)
+        ->type_name("[R,G,B]")
+        ->excludes(layer);
+    command->add_flag("--graticule", request.graticule,
+                      "draw meridians and parallels, labelled in degrees");
+    command
+        ->add_option("--graticule-step", request.graticuleStepDeg,
                      "degrees between them (default: about five lines)")
         ->check(CLI::PositiveNumber);
-    verb->add_flag("--scale-bar", options->scaleBar,
-                   "draw a bar of a round length on the ground, along the lines at the centre");
-    verb->add_flag("--force", options->force, "replace an existing file");
-    verb->callback([options] { quicklook(*options); });
+    command->add_flag("--scale-bar", request.scaleBar,
+                      "draw a bar of a round length on the ground at the picture's centre");
+    command->add_flag("--north-arrow", request.northArrow, "draw an arrow to the north");
+    command->add_flag("--force", verb->force, "replace an existing file");
+    command->callback([verb, command] {
+        verb->request.inColour = command->count("--rgb") > 0;
+        quicklook(*verb);
+    });
 }

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "product/images/raster.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// One grey or colour channel of a picture: an image, or the ratio of two.
+struct Channel {
+    std::unique_ptr<product::Raster> raster;
+    std::unique_ptr<product::Raster> divisor; ///< null for none
+};
+
+/// @param layer  in any case; empty for the product's first.
+/// @throws loader::Error naming product and layer.
+Channel greyChannel(const std::shared_ptr<const product::OpenedProduct>& opened,
+                    const std::string& layer);
+
+/// @param rgb  "HH,HV,HH/HV"; empty for what suits the product's polarizations.
+/// @return three channels.
+/// @throws loader::Error naming the product and what it lacks.
+std::vector<Channel> colourChannels(const std::shared_ptr<const product::OpenedProduct>& opened,
+                                    const std::string& rgb);
