@@ -9,11 +9,8 @@
 #include "metadata_element.h"
 #include "record_parts.h"
 #include "referenced_file.h"
-<<<<<<< HEAD
 #include "rf_constants.h"
-=======
 #include "sarm/geodesy.h"
->>>>>>> main
 #include "text_match.h"
 
 #include <algorithm>
@@ -192,13 +189,10 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
-<<<<<<< HEAD
     // The last line's time is stored as first + N intervals, and ground-range samples are judged by
     // a slant step that their products do not state.
     sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
-=======
     noteSceneHeight(*record, from);
->>>>>>> main
     record_parts::describeModel(*record, from.collect.file());
     record_parts::setImageWindow(*record);
     return record;

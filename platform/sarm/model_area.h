@@ -18,17 +18,13 @@ enum ModelAreaFlags : std::uint32_t {
     areaSelfTimed = 16,          ///< uneven state vectors were timed from their motion
     areaLateLineTimes = 32,      ///< the reader told that line times are late
     areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
-<<<<<<< HEAD
-    areaHabits = 7 << 7,         ///< SarmHabit as told by the reader, from areaHabitShift on
-    /// What readers told; the library's own description leaves it alone.
-    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaHabits,
-=======
     areaSceneHeight = 128,       ///< terrainHeightM was told by the reader
+    areaHabits = 7 << 8,         ///< SarmHabit as told by the reader, from areaHabitShift on
     /// What readers told; the library's own description leaves it alone.
-    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight,
->>>>>>> main
+    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight |
+                   areaHabits,
 };
-constexpr int areaHabitShift = 7;
+constexpr int areaHabitShift = 8;
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
 /// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
