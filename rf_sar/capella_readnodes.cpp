@@ -13,6 +13,8 @@
 #include "sarm/geodesy.h"
 #include "text_match.h"
 
+#include <boost/property_tree/json_parser.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -37,7 +39,14 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
     if (!kfio_FileExists(productFile))
         return extendedBeside(productFile, report);
     const std::string file = ktxt::narrow(productFile);
-    const kfio::ProductTree item = kfio::readJsonTree(file);
+    kfio::ProductTree item;
+    try {
+        item = kfio::readJsonTree(file);
+    } catch (const boost::property_tree::json_parser_error&) { // discovery has told of it
+        if (kfio_FileExists(capella_files::besideItem(productFile, u"_extended.json")))
+            return extendedBeside(productFile, report);
+        throw;
+    }
     const std::string& href = MetadataElement(item, file).text("assets.metadata.href");
     const auto named = capella_files::fileOfAsset(productFile, href);
     return named ? *named : extendedBeside(productFile, report);

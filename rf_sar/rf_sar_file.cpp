@@ -29,7 +29,13 @@ bool asksForCreation(const char16_t* mode) {
 void logFailure(const char* message) { TolvanLog::Write(identifyName, kerrError, message); }
 
 struct Shelver {
-    void operator()(imageMetadata* reader) const { shelveReader(reader); }
+    void operator()(imageMetadata* reader) const noexcept {
+        try {
+            shelveReader(reader);
+        } catch (const std::exception&) {
+            // short memory: it is gone instead of shelved
+        }
+    }
 };
 using ReaderPtr = std::unique_ptr<imageMetadata, Shelver>;
 
@@ -117,7 +123,7 @@ SarMetadataRecord* sarMetadataOf(RF_SARFile& file) {
 
 // cppcheck-suppress constParameter ; hosts look the signature up
 uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void*, int64_t* time) {
-    if (!file)
+    if (!file || !time)
         return RF_SAR_FAILURE;
     *time = 0;
     return 0;

@@ -46,6 +46,12 @@ KxfrXFormPtr sensorTransform(RF_SARFile& file, const char* function) {
     return transform;
 }
 
+/// @return whether the image file states coordinates.
+bool isPlaced(const KIMG_LAYER& image, KERR_REPORT** slot) {
+    const auto stated = kimg::georeferencing(&image, slot);
+    return stated && (stated->geoTransform || !stated->gcps.empty());
+}
+
 /// @return false when the image's projection could not be read; the report is in the slot.
 bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** slot) {
     if (const KxfrXFormPtr transform = sensorTransform(*layer.file, projectionReadName)) {
@@ -56,6 +62,10 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
         found.reset(kimg_LayerMapProjectionRead(layer.first.get(), slot));
         if (*slot)
             return false;
+        // Deviation: coordinates of a system that the image does not name are not called geographic.
+        // (Georeferencing.CoordinatesWithoutASystemHaveNoProjection)
+        if (!found && isPlaced(*layer.first.get(), slot))
+            return true;
     }
     // Kept: a layer that nothing places is geographic, with an empty transform.
     // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
@@ -139,6 +149,9 @@ uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName, d
                                 double* upperLeftY, double* pixelSizeX, double* pixelSizeY,
                                 char16_t** unitsName) {
     return entryPoint<uint32_t>(infoName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(infoName, layer, projectionName, upperLeftX, upperLeftY, pixelSizeX,
+                          pixelSizeY, unitsName))
+            return RF_SAR_FAILURE;
         *projectionName = *unitsName = nullptr;
         *upperLeftX = *upperLeftY = *pixelSizeX = *pixelSizeY = 0;
         if (!layer->first)
@@ -171,6 +184,9 @@ uint32_t rf_sarLayerMapProjectionRead(RF_SARLayer* layer, char16_t** projectionN
                                       char16_t** designName, char16_t** dictionary,
                                       char16_t** data) {
     return entryPoint<uint32_t>(projectionReadName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(projectionReadName, layer, projectionName, unitsName, datumName,
+                          spheroidName, authority, wkt, designName, dictionary, data))
+            return RF_SAR_FAILURE;
         for (char16_t** text : {projectionName, unitsName, datumName, spheroidName, authority, wkt,
                                 designName, dictionary, data})
             *text = nullptr;
@@ -200,6 +216,9 @@ uint32_t rf_sarLayerMapToPixelTransformRead(RF_SARLayer* layer, char16_t** proje
                                             char16_t*** to, char16_t*** data,
                                             char16_t*** dictionaries, char16_t*** designNames) {
     return entryPoint<uint32_t>(transformName, RF_SAR_FAILURE, [&](KerrException& failure) {
+        if (lacksArgument(transformName, layer, projectionName, unitsName, count, from, to, data,
+                          dictionaries, designNames))
+            return RF_SAR_FAILURE;
         const TransformOutputs out{
             projectionName, unitsName, count, {from, to, data, dictionaries, designNames}};
         *projectionName = *unitsName = nullptr;

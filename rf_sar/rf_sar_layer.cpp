@@ -164,6 +164,9 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
     try {
         KerrException failure("rf_sar", openName);
         try {
+            if (lacksArgument(openName, file, name, pixelType, width, height, reserved, blockWidth,
+                              blockHeight, layer))
+                return RF_SAR_FAILURE;
             return openLayer(file, name, out, layer, failure);
         } catch (const std::out_of_range&) {
             throw; // Kept: the one error that hosts catch themselves.
@@ -194,6 +197,8 @@ uint32_t rf_sarLayerClose(RF_SARLayer* layer) {
 }
 
 uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer*, uint32_t* type) {
+    if (!type)
+        return RF_SAR_FAILURE;
     *type = athematic;
     return 0;
 }

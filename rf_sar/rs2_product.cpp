@@ -10,17 +10,34 @@
 
 namespace rs2 {
 
-lmx::error_handler FirstError::handler() {
+lmx::error_handler BindingErrors::handler() {
     return [this](const lmx::s_error& error) {
-        error_ = error;
-        if (error_.file.empty())
-            error_.file = file_;
-        return error.code;
+        PassedOver* kind = error.code == lmx::elmx_error::elementUnexpected  ? &elements_
+                           : error.code == lmx::elmx_error::attributeUnknown ? &attributes_
+                                                                             : nullptr;
+        if (kind && ++kind->count > 1)
+            return lmx::elmx_error::ok;
+        lmx::s_error& kept = kind ? kind->first : error_;
+        kept = error;
+        if (kept.file.empty())
+            kept.file = file_;
+        if (!kind)
+            return error.code;
+        return lmx::elmx_error::ok;
     };
 }
 
-void FirstError::raise(KERR_REPORT** slot, std::string_view function,
-                       std::string_view message) const {
+void BindingErrors::warn(std::string_view function) const {
+    for (const PassedOver* kind : {&elements_, &attributes_})
+        if (kind->count > 0)
+            TolvanLog::Write(
+                function, kerrWarning,
+                kind->first.message() + "; passed over" +
+                    (kind->count == 1 ? "" : ", and " + std::to_string(kind->count - 1) + " more"));
+}
+
+void BindingErrors::raise(KERR_REPORT** slot, std::string_view function,
+                          std::string_view message) const {
     if (error_.code != lmx::elmx_error::ok) // short memory comes without details
         kerr::raise(slot, function, error_.message());
     kerr::raise(slot, function, message);
@@ -41,18 +58,19 @@ const rs2prod::c_product* Document::product(std::string_view function, KERR_REPO
     const std::string text = now == state_ ? std::move(text_) : std::string();
     text_.clear();
     state_ = now;
-    FirstError first(file_);
+    BindingErrors errors(file_);
     lmx::elmx_error error;
     auto bound = text.empty() ? std::make_unique<const rs2prod::c_product>(file_.c_str(), error,
-                                                                           first.handler())
+                                                                           errors.handler())
                               : std::make_unique<const rs2prod::c_product>(
-                                    text.data(), text.size(), error, first.handler());
+                                    text.data(), text.size(), error, errors.handler());
     if (error == lmx::elmx_error::ok) {
+        errors.warn(function);
         product_ = std::move(bound);
         return product_.get();
     }
-    first.raise(slot, function,
-                std::string(messages::schemaMismatch) + lmx::get_error_description(error));
+    errors.raise(slot, function,
+                 std::string(messages::schemaMismatch) + lmx::get_error_description(error));
     return nullptr;
 }
 

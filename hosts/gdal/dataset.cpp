@@ -187,7 +187,7 @@ char** SarDataset::GetMetadataDomainList() {
     return domains.StealList();
 }
 
-char** SarDataset::GetMetadata(const char* domain) {
+MetadataList SarDataset::GetMetadata(const char* domain) {
     provide(domain);
     return GDALPamDataset::GetMetadata(domain);
 }
@@ -220,11 +220,10 @@ char** SarDataset::GetFileList() {
     return files.StealList();
 }
 
-CPLErr SarDataset::GetGeoTransform(double* transform) {
-    if (!reference_.geoTransform)
-        return GDALPamDataset::GetGeoTransform(transform);
-    std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
-    return CE_None;
+bool SarDataset::copyGeoTransform(double* transform) const {
+    if (reference_.geoTransform)
+        std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
+    return reference_.geoTransform.has_value();
 }
 
 const OGRSpatialReference* SarDataset::GetSpatialRef() const {

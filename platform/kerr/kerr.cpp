@@ -11,6 +11,11 @@ kerr::Sink& printSink() {
     return sink;
 }
 
+kerr::Sink& logSink() {
+    static kerr::Sink sink;
+    return sink;
+}
+
 thread_local TolvanLog::Listener* innermostListener = nullptr;
 
 } // namespace
@@ -132,14 +137,26 @@ const char* KerrException::what() const noexcept {
     return first ? first->message.c_str() : "";
 }
 
+kerr::Sink TolvanLog::SetSink(kerr::Sink sink) {
+    const std::lock_guard lock(sinkMutex);
+    std::swap(logSink(), sink);
+    return sink;
+}
+
 void TolvanLog::Write(const KERR_REPORT& report) {
     if (innermostListener)
-        innermostListener->sink_(report);
+        return innermostListener->sink_(report);
+    kerr::Sink sink;
+    {
+        const std::lock_guard lock(sinkMutex);
+        sink = logSink();
+    }
+    if (sink)
+        sink(report);
 }
 
 void TolvanLog::Write(std::string_view function, int severity, std::string_view message) {
-    if (innermostListener)
-        innermostListener->sink_({std::string(function), severity, std::string(message), nullptr});
+    Write({std::string(function), severity, std::string(message), nullptr});
 }
 
 TolvanLog::Listener::Listener(kerr::Sink sink) : sink_(std::move(sink)), outer_(innermostListener) {

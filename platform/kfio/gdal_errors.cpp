@@ -2,6 +2,8 @@
 
 #include <cpl_error.h>
 
+#include <string_view>
+
 namespace kfio {
 namespace {
 
@@ -25,15 +27,29 @@ ErrorCapture::~ErrorCapture() {
 }
 
 void ErrorCapture::hear(const char* message) {
-    if (firstFailure_.empty())
-        firstFailure_ = message;
+    if (!firstFailure_.empty())
+        return;
+    std::string_view said = message;
+    // "In file port/x.cpp, at line 7, decompression failed": for GDAL's own developers.
+    constexpr std::string_view place = ", at line ";
+    if (const auto at = said.find(place); said.starts_with("In file ") && at != said.npos)
+        if (const auto behind = said.find(", ", at + place.size()); behind != said.npos)
+            said.remove_prefix(behind + 2);
+    while (said.ends_with('\n'))
+        said.remove_suffix(1);
+    firstFailure_ = said;
 }
 
 std::string ErrorCapture::describe(const std::string& path, const char* otherwise) const {
-    std::string reason = firstFailure_.empty() ? otherwise : firstFailure_;
-    while (!reason.empty() && reason.back() == '\n')
-        reason.pop_back();
+    const std::string reason = firstFailure_.empty() ? otherwise : firstFailure_;
     return reason.find(path) == std::string::npos ? path + ": " + reason : reason;
+}
+
+std::string ErrorCapture::reason(const std::string& path, const char* otherwise) const {
+    std::string reason = firstFailure_.empty() ? otherwise : firstFailure_;
+    if (reason.starts_with(path + ": "))
+        reason.erase(0, path.size() + 2);
+    return reason;
 }
 
 } // namespace kfio

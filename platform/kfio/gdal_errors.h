@@ -17,6 +17,8 @@ public:
     /// @return the first failure as "path: reason" (the path once, if GDAL names it itself); with
     ///         the other reason when GDAL gave none.
     std::string describe(const std::string& path, const char* otherwise) const;
+    /// @return the first failure without the file's name in front; else the other reason.
+    std::string reason(const std::string& path, const char* otherwise) const;
     /// @return whether a failure was heard.
     bool failed() const { return !firstFailure_.empty(); }
     /// @return the first failure as GDAL tells it; empty when there was none.

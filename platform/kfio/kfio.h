@@ -41,13 +41,15 @@ struct FileState {
     bool isRegularFile = false;
     bool isReadable = false;
     std::uint64_t size = 0;
-    std::int64_t modificationTime = 0; ///< ns since 1970-01-01 for local files, whole s else
+    std::int64_t modifiedNs = 0; ///< since 1970-01-01; whole seconds for virtual files
     bool operator==(const FileState&) const = default;
 };
 RF_PLATFORM_API FileState fileState(std::string_view name);
 
 /// @return whether links lead a file that a product has out of the folder above the product file's.
-///         False for virtual names and for files that are not there.
+///         False for virtual names and for files that are not there, and when the product file is a
+///         link as well and both lead into one store: into a folder that does not hold the
+///         product's own.
 RF_PLATFORM_API bool linkLeavesProduct(const std::string& productFile, const std::string& file);
 
 /// Reads a whole document.

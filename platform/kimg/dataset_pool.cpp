@@ -159,7 +159,7 @@ DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance
     if (image_)
         return;
     try {
-        registerDrivers();
+        registerImageDrivers();
         requireFile(file);
         image_ = openImage(file);
         if (!image_)

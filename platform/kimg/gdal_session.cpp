@@ -10,13 +10,20 @@
 
 namespace kimg {
 
-void registerDrivers() {
+void registerImageDrivers() {
     static std::once_flag once;
     std::call_once(once, [] {
         GDALRegister_GTiff();
+        GDALRegister_NITF();
+    });
+}
+
+void registerDrivers() {
+    registerImageDrivers();
+    static std::once_flag once;
+    std::call_once(once, [] {
         GDALRegister_COG();
         GDALRegister_VRT();
-        GDALRegister_NITF();
         GDALRegister_MEM();
         GDALRegister_PNG();
         GDALRegister_JPEG();

@@ -8,9 +8,12 @@
 
 namespace kimg {
 
-/// Registers the drivers that this library uses, once in the process: those that read images and
-/// those that write pictures. Drivers that a host has registered are left as they are, and none is
-/// loaded from plug-in folders.
+/// Registers the drivers that read images, once in the process: what a host gets that only reads.
+/// Drivers that a host has registered are left as they are, here and below, and none is loaded from
+/// plug-in folders.
+void registerImageDrivers();
+
+/// Registers all drivers that this library uses: those that write and read elevations as well.
 void registerDrivers();
 
 /// The names of the drivers that may open an image file, ended by null. Named one by one, so that

@@ -175,6 +175,9 @@ bool isPixelInterleaved(GDALDatasetH dataset) {
     return GDALGetRasterCount(dataset) > 1 && interleave && EQUAL(interleave, "PIXEL");
 }
 
+/// Whoever reads a block needs memory for all of it, a few times over.
+constexpr double largestBlockBytes = 1 << 30;
+
 void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
     const GDALRasterBandH band = GDALGetRasterBand(dataset, layer.band);
     const GDALDataType stored = GDALGetRasterDataType(band);
@@ -189,6 +192,11 @@ void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
     layer.width = GDALGetRasterBandXSize(band);
     layer.height = GDALGetRasterBandYSize(band);
     GDALGetBlockSize(band, &layer.blockWidth, &layer.blockHeight);
+    const double bytes = double{1} * layer.blockWidth * layer.blockHeight *
+                         GDALGetDataTypeSizeBytes(stored);
+    if (bytes > largestBlockBytes)
+        throw ImageError(layer.file.path + ": its blocks of " + std::to_string(layer.blockWidth) +
+                         " x " + std::to_string(layer.blockHeight) + " pixels are too large");
 }
 
 void requireKnownArguments(std::uint32_t access, std::uint32_t edge, const KPXM_RECT* fill,

@@ -66,6 +66,10 @@ def exports(library):
     return sorted({line.split(" ", 2)[2] for line in printed.splitlines()})
 
 
+def project_version():
+    return re.search(r"project\(rf_sar VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+
+
 class Architecture(unittest.TestCase):
     def test_arrows_point_down(self):
         for name, text in sources("platform", "rf_sar", "hosts"):
@@ -105,6 +109,29 @@ class Architecture(unittest.TestCase):
                          "update tests/exported_symbols.txt and have it reviewed")
         self.assertEqual(exports(LIBRARY.with_name("gdal_RF_SAR.so")),
                          ["GDALRegisterMe", "GDALRegister_RF_SAR"])
+
+    def test_what_a_release_exported_stays(self):
+        """Entry points of C for ever, C++ within a minor version, whose soname promises it."""
+        version = project_version()
+        now = {*exports(LIBRARY), *exports(LIBRARY.with_name("librf_platform.so"))}
+        releases = sorted((ROOT / "tests/released_symbols").glob("*.txt"))
+        self.assertTrue(releases)
+        for release in releases:
+            promised = release.read_text().splitlines()
+            if release.stem.split(".")[:2] != version.split(".")[:2]:
+                promised = [name for name in promised if name.startswith("rf_")]
+            self.assertEqual(sorted(set(promised) - now), [], f"{release.stem} exported these")
+
+    def test_the_debian_package_is_built_with_the_one_list_of_packages(self):
+        listed = subprocess.run([ROOT / "tools/install_packages.sh", "--list", "build"], check=True,
+                                capture_output=True, text=True).stdout.split()
+        control = (ROOT / "debian/control").read_text()
+        needed = re.search(r"^Build-Depends:\n((?: .*\n)+)", control, re.M)[1]
+        taken_for_granted = {"build-essential", "ccache"}  # by Debian; by who builds often
+        self.assertEqual(set(re.findall(r"^ ([a-z0-9-]+),", needed, re.M)) - {"debhelper-compat"},
+                         set(listed) - taken_for_granted)
+        self.assertTrue((ROOT / "debian/changelog").read_text().startswith(
+            f"rf-sar ({project_version()}) "))
 
 
 if __name__ == "__main__":

@@ -465,9 +465,9 @@ TEST(VirtualFiles, ReadStatAndListWithinBounds) {
     EXPECT_EQ(kfio::readVirtualFile(path, 8, reason), content);
     EXPECT_EQ(reason, "");
     EXPECT_FALSE(kfio::readVirtualFile(path, 7, reason));
-    EXPECT_THAT(reason, AllOf(HasSubstr(path), HasSubstr("7 bytes")));
+    EXPECT_EQ(reason, "is longer than 7 bytes");
     EXPECT_FALSE(kfio::readVirtualFile("/vsimem/none", 7, reason));
-    EXPECT_THAT(reason, HasSubstr("/vsimem/none"));
+    EXPECT_EQ(reason, "No such file or directory");
     EXPECT_THAT(kfio::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
     EXPECT_THAT(kfio::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
     VSIRmdirRecursive("/vsimem/virtual_files_test");

@@ -294,6 +294,27 @@ TEST(CapellaDiscovery, ExtendedFileLeadsToTheItem) {
     EXPECT_THAT(reasonOf(extended), HasSubstr("Failed to find parse JSON data"));
 }
 
+TEST(CapellaDiscovery, ExtendedMetadataServeForADamagedItem) {
+    const TemporaryFolder folder;
+    folder.write("CAPELLA_2.tif", "");
+    const auto item = folder.write("CAPELLA_2.json", "{\"properties\": {");
+    EXPECT_THAT(reasonOf(item), HasSubstr("Failed to find parse JSON data"));
+    const auto extended =
+        folder.write("CAPELLA_2_extended.json", support::capellaExtended("SLC"));
+    for (const auto& name : {item, extended}) {
+        std::string told;
+        const TolvanLog::Listener listener(
+            [&](const KERR_REPORT& report) { told += kerr_Text(&report); });
+        const FilePtr file = open(name);
+        ASSERT_TRUE(file) << name;
+        EXPECT_EQ(file->formatIndex, 1U);
+        EXPECT_EQ(namesOf(file.get(), rf_sarFileLayerNamesGet).front(), "X_VH_MAGNITUDE_1");
+        EXPECT_THAT(told, testing::AllOf(HasSubstr(item + " is damaged"), HasSubstr(extended)));
+    }
+    folder.write("CAPELLA_2_extended.json", "{");
+    EXPECT_THAT(reasonOf(item), HasSubstr("Failed to find parse JSON data"));
+}
+
 TEST(FileIdentify, TellsWhyAFileIsNoProductAndPrintsNothing) {
     const TemporaryFolder folder;
     const auto xml = [&](std::string_view text) { return reasonOf(folder.write("p.xml", text)); };

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <fstream>
 #include <new>
 
 namespace {
@@ -182,6 +183,9 @@ TEST_F(Rs2Readnodes, OneElementDecidesOneField) {
     const Case cases[] = {
         {"acquisitionType", "Fine Quad Polarization", mode, 1},
         {"acquisitionType", "Multi-Look Fine", mode, 1},
+        {"acquisitionType", "Low Incidence", mode, 1},
+        {"acquisitionType", "Wide", mode, 1},
+        {"acquisitionType", "Standard Quad Polarization", mode, 1},
         {"acquisitionType", "SpotlightB", mode, 2},
         {"acquisitionType", "ScanSAR Narrow", mode, 3},
         {"acquisitionType", "ScanSAR Wide", mode, 3},
@@ -285,6 +289,9 @@ TEST_F(Rs2Readnodes, StateVectorTimesAreFolded) {
         {"midnight behind the image's start", "2023-07-08T23:59:59.000000Z",
          "2023-07-09T00:00:05.000000Z", "2023-07-08T23:59:56.000000Z",
          "2023-07-09T00:00:08.000000Z", 86396, 12},
+        {"a minute between the vectors", "2023-07-08T01:02:01.000000Z",
+         "2023-07-08T01:02:07.000000Z", "2023-07-08T01:01:58.000000Z",
+         "2023-07-08T01:02:10.000000Z", 3718, 12},
     };
     for (const Case& c : cases) {
         document.set({{"zeroDopplerTimeFirstLine", c.firstLine},
@@ -374,6 +381,46 @@ TEST_F(Rs2Readnodes, BadProductsAreReported) {
     kerr::setPrintSink(old);
     EXPECT_THAT(printed, HasSubstr("XML does not match RS2 schema: "));
     EXPECT_THAT(printed, HasSubstr("/no/such/product.xml"));
+}
+
+TEST_F(Rs2Readnodes, WhatALaterSchemaBringsIsPassedOver) {
+    const auto name = document.write(folder);
+    std::ostringstream all;
+    all << std::ifstream(name).rdbuf();
+    const std::string whole = all.str();
+    const auto readWith = [&](std::string_view before, std::string_view added) {
+        std::ofstream(name) << std::string(whole).insert(whole.find(before), added);
+        return sarm::MetadataPtr(rs2_sarNodeRead(rs2::Document(ktxt::widen(name)), rs2Slc, slot));
+    };
+    const auto count = [](const std::string& text, std::string_view what) {
+        std::size_t found = 0;
+        for (auto at = text.find(what); at != text.npos; at = text.find(what, at + 1))
+            ++found;
+        return found;
+    };
+    {
+        const support::Log log;
+        const auto record =
+            readWith("<geolocationGrid>", "<later edition='2030'/><later/><later><x/></later>");
+        ASSERT_TRUE(record) << reported();
+        EXPECT_EQ(record->numberOfLines, 301);
+        EXPECT_THAT(log.text(),
+                    HasSubstr("rs2prod:later: an element is not known here (in "
+                              "rs2prod:geographicInformation); passed over, and 2 more"));
+        EXPECT_EQ(count(log.text(), "not known"), 1);
+    }
+    {
+        const support::Log log;
+        EXPECT_TRUE(readWith(" units=\"m\"", " later=\"1\" later2=\"2\""));
+        EXPECT_THAT(log.text(),
+                    HasSubstr("an attribute is not known (later=\"1\"); passed over, and"));
+        EXPECT_EQ(count(log.text(), "not known"), 1);
+    }
+    const support::Log log; // known, but too often or in the wrong place
+    EXPECT_FALSE(readWith("<sensor>", "<satellite>RADARSAT-2</satellite>"));
+    EXPECT_THAT(reported(), HasSubstr("rs2prod:satellite: an element is misplaced"));
+    EXPECT_FALSE(readWith("<satellite>", "<sensor>SAR</sensor>"));
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(Rs2Readnodes, ShortMemoryLeavesNothingOnTheHeap) {
