@@ -1,6 +1,7 @@
 #include "rcm_readnodes.h"
 
 #include "doppler_centroid.h"
+#include "kerr/kerr.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"
 #include "metadata_element.h"
@@ -78,7 +79,12 @@ double readCentreIncidence(const std::string& productFile, const std::string& na
     const MetadataElement angles = MetadataElement(document, file).child("incidenceAngles");
     angles.number("angles");
     const std::size_t count = angles.count("angles");
-    return count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
+    const double centre = count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
+    if (!(centre >= 0 && centre < 90))
+        TolvanLog::Write("readCentreIncidence", kerrWarning,
+                         file + ": incidenceAngles.angles[" + std::to_string(count / 2 - 1) +
+                             "] is " + std::to_string(centre) + ", which is no incidence angle");
+    return centre;
 }
 
 void readRadar(SarMetadataRecord& record, const Source& from) {

@@ -63,7 +63,7 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
         if (*slot)
             return false;
         // Deviation: coordinates of a system that the image does not name are not called geographic.
-        // (Georeferencing.CoordinatesWithoutASystemHaveNoProjection)
+        // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
         if (!found && isPlaced(*layer.first.get(), slot))
             return true;
     }

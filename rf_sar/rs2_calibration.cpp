@@ -10,6 +10,7 @@
 #include "sarm/sarm_nodes.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 namespace {
@@ -30,6 +31,23 @@ constexpr Entry entries[] = {
     {&Record::gammaOffset, &Record::gammaCount, &Record::gammaGains, messages::wrongGammaTable},
 };
 
+/// The record carries whatever numbers a table has; those that calibrate nothing are told.
+void warnOfUnusableNumbers(const std::string& file, const std::vector<double>& gains,
+                           double offset) {
+    const auto tell = [&](const std::string& where, double value) {
+        TolvanLog::Write(function, kerrWarning,
+                         file + ": " + where + " is " + std::to_string(value) +
+                             "; samples calibrated with it are no numbers");
+    };
+    if (!std::isfinite(offset))
+        tell("offset", offset);
+    const auto unusable = std::find_if(gains.begin(), gains.end(), [](double gain) {
+        return !std::isnormal(gain) || gain < 0;
+    });
+    if (unusable != gains.end())
+        tell("gains[" + std::to_string(unusable - gains.begin()) + ']', *unusable);
+}
+
 /// @return false with a report when the file does not match the tables' schema.
 bool readTable(const std::string& file, const Entry& entry, Record& record,
                rs2::BindingErrors& errors, KERR_REPORT** slot) {
@@ -39,9 +57,11 @@ bool readTable(const std::string& file, const Entry& entry, Record& record,
         errors.raise(slot, function, entry.message);
         return false;
     }
-    record.*entry.gains =
-        rs2::heapCopy(rs2::numbers(table.size_gains(), [&](auto i) { return table.get_gains(i); }));
-    record.*entry.count = static_cast<std::int32_t>(table.size_gains());
+    const auto gains =
+        rs2::numbers(table.size_gains(), [&](auto i) { return table.get_gains(i); });
+    warnOfUnusableNumbers(file, gains, table.get_offset());
+    record.*entry.gains = rs2::heapCopy(gains);
+    record.*entry.count = static_cast<std::int32_t>(gains.size());
     record.*entry.offset = table.get_offset();
     return true;
 }

@@ -13,6 +13,8 @@ namespace tolvan::jsonlib {
 /// Documents with more values are refused; real products have less than 40 000.
 constexpr std::size_t maximumItems = 1'000'000;
 
+/// @return how many arrays and objects are open at the deepest place; brackets in texts do not
+///         count.
 RF_PLATFORM_API std::size_t depthOf(std::string_view text);
 
 /// @return the number of values, or more: marks that are part of a text count too.

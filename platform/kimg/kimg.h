@@ -66,10 +66,13 @@ RF_PLATFORM_API void kimg_LayerClose(KIMG_LAYER* layer);
 /// layer itself stays valid until it is closed. Null is allowed.
 RF_PLATFORM_API void kimg_LayerTableRemove(KIMG_LAYER* layer);
 
-/// Size in pixels, and the shape of the file's own blocks (tiles or strips).
+/// @return pixels of a line. The layer must not be null, here and below.
 RF_PLATFORM_API std::uint32_t kimg_LayerWidthGet(const KIMG_LAYER* layer);
+/// @return lines.
 RF_PLATFORM_API std::uint32_t kimg_LayerHeightGet(const KIMG_LAYER* layer);
+/// @return pixels of a line of the file's own blocks (tiles or strips).
 RF_PLATFORM_API std::uint32_t kimg_LayerBlockWidthGet(const KIMG_LAYER* layer);
+/// @return lines of such a block.
 RF_PLATFORM_API std::uint32_t kimg_LayerBlockHeightGet(const KIMG_LAYER* layer);
 
 /// @return the type that the layer holds without loss (KpxmPixelType). The real layer of a complex

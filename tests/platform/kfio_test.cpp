@@ -1,6 +1,7 @@
 #include "kfio/kfio.h"
 
 #include "kfio/product_tree.h"
+#include "kfio/virtual_files.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"
 #include "support/temporary_folder.h"
@@ -122,17 +123,17 @@ TEST(Files, DamagedMembersOfAnArchiveAreNoticed) {
     for (int i = 0; i < 20'000; ++i)
         text += std::to_string(i * i);
     folder.write("in/a.xml", text += "</a>");
-    folder.write("in/b é.xml", text + " ");
+    folder.write("in/b c.xml", text + " ");
     for (const char* method : {"-0", "-6"}) { // stored and packed
         const std::string archive = folder / "p.zip";
         std::filesystem::remove(archive);
         ASSERT_EQ(std::system(("cd '" + folder.path().string() + "' && zip -q " + method +
                                " -r p.zip in").c_str()), 0);
         const std::string member = "/vsizip/" + archive + "/in/a.xml";
-        const std::string inBraces = "/vsizip/{" + archive + "}/in/b é.xml";
+        const std::string inBraces = "/vsizip/{" + archive + "}/in/b c.xml";
         std::string reason;
-        EXPECT_EQ(kfio::readDocument(member, reason), text) << reason;
-        EXPECT_EQ(kfio::readDocument(inBraces, reason), text + " ") << reason;
+        EXPECT_TRUE(kfio::readDocument(member, reason) == text) << reason;
+        EXPECT_TRUE(kfio::readDocument(inBraces, reason) == text + " ") << reason;
         EXPECT_EQ(kfio::faultOfVirtualFile(member), "");
         std::fstream file(archive, std::ios::in | std::ios::out | std::ios::binary);
         file.seekg(10'000);
@@ -144,7 +145,7 @@ TEST(Files, DamagedMembersOfAnArchiveAreNoticed) {
         const std::string damaged = folder / "q.zip"; // GDAL remembers archives by name
         std::filesystem::rename(archive, damaged);
         int faults = 0;
-        for (const char* name : {"/in/a.xml", "/in/b é.xml"}) {
+        for (const char* name : {"/in/a.xml", "/in/b c.xml"}) {
             const auto read = kfio::readDocument("/vsizip/" + damaged + name, reason);
             faults += !read;
             EXPECT_EQ(read.has_value(),

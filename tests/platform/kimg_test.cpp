@@ -1,8 +1,8 @@
 #include "kimg/kimg.h"
 
+#include "kfio/virtual_files.h"
 #include "kimg/georeferencing.h"
 #include "kimg/picture_writer.h"
-#include "kfio/virtual_files.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
 #include "support/test_image.h"
@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -452,6 +453,71 @@ TEST(ImageLayers, OpenUnderAnyNameAlsoInArchivesAndMemory) {
     VSIRmdirRecursive("/vsimem/kimg_test");
 }
 
+namespace {
+
+/// An image that packs well, so that damage to its archive rarely unpacks.
+void writeRamps(const std::string& path) {
+    GDALRegister_GTiff();
+    const GDALDatasetH image = GDALCreate(GDALGetDriverByName("GTiff"), path.c_str(), 300, 300, 1,
+                                          GDT_UInt16, nullptr);
+    std::vector<std::uint16_t> line(300);
+    for (int y = 0; y < 300; ++y) {
+        for (std::size_t x = 0; x < line.size(); ++x)
+            line[x] = static_cast<std::uint16_t>(x * x / 7 + static_cast<unsigned>(y * y));
+        EXPECT_EQ(GDALRasterIO(GDALGetRasterBand(image, 1), GF_Write, 0, y, 300, 1, line.data(),
+                               300, 1, GDT_UInt16, 0, 0), CE_None);
+    }
+    GDALClose(image);
+}
+
+} // namespace
+
+// GDAL reports that a member of an archive does not unpack, and answers that all is well.
+TEST(ImageLayers, WhatGdalReportsFailsTheRead) {
+    const TemporaryFolder folder;
+    writeRamps(folder / "a.tif");
+    ASSERT_EQ(std::system(("cd '" + folder.path().string() + "' && zip -q p.zip a.tif").c_str()),
+              0);
+    const Layer whole = open("/vsizip/" + folder / "p.zip" + "/a.tif#1");
+    ASSERT_TRUE(whole);
+    const auto size = std::filesystem::file_size(folder / "p.zip");
+    int refused = 0;
+    for (const int percent : {30, 50, 70, 85}) {
+        const std::string archive = folder / (std::to_string(percent) + ".zip");
+        std::filesystem::copy(folder / "p.zip", archive);
+        std::fstream file(archive, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(size * static_cast<unsigned>(percent) / 100));
+        file << std::string(size * static_cast<unsigned>(92 - percent) / 100, '\xFF');
+        file.close();
+        kerr::Slot slot;
+        const Layer layer = open("/vsizip/" + archive + "/a.tif#1", slot);
+        if (!layer) {
+            ++refused;
+            continue;
+        }
+        const auto width = kimg_LayerWidthGet(layer.get()), height = kimg_LayerHeightGet(layer.get());
+        const Rect damaged = read(layer.get(), 0, 0, width, height, kpxmF64, slot);
+        const Rect good = read(whole.get(), 0, 0, width, height, kpxmF64);
+        const bool same = std::memcmp(kpxm_PixelRectDataGet(damaged.get()),
+                                      kpxm_PixelRectDataGet(good.get()),
+                                      std::size_t{width} * height * sizeof(double)) == 0;
+        EXPECT_TRUE(slot || same) << percent;
+        refused += static_cast<bool>(slot);
+    }
+    EXPECT_EQ(refused, 4);
+}
+
+TEST(ImageLayers, BlocksThatNobodyHasRoomForAreRefused) {
+    const TemporaryFolder folder;
+    GDALRegister_GTiff();
+    const char* const options[] = {"TILED=YES", "BLOCKXSIZE=65536", "BLOCKYSIZE=65536",
+                                   "SPARSE_OK=TRUE", nullptr};
+    GDALClose(GDALCreate(GDALGetDriverByName("GTiff"), (folder / "a.tif").c_str(), 70000, 70000, 1,
+                         GDT_UInt16, const_cast<char**>(options)));
+    EXPECT_THAT(openFailure(folder / "a.tif#1"),
+                AllOf(HasSubstr(folder / "a.tif"), HasSubstr("65536 x 65536 pixels are too large")));
+}
+
 TEST(VirtualFiles, ReadStatAndListWithinBounds) {
     const std::string path = "/vsimem/virtual_files_test/é.xml",
                       content = std::string("<a>\0</a>", 8);
@@ -467,7 +533,7 @@ TEST(VirtualFiles, ReadStatAndListWithinBounds) {
     EXPECT_FALSE(kfio::readVirtualFile(path, 7, reason));
     EXPECT_EQ(reason, "is longer than 7 bytes");
     EXPECT_FALSE(kfio::readVirtualFile("/vsimem/none", 7, reason));
-    EXPECT_EQ(reason, "No such file or directory");
+    EXPECT_EQ(reason, "no such file");
     EXPECT_THAT(kfio::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
     EXPECT_THAT(kfio::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
     VSIRmdirRecursive("/vsimem/virtual_files_test");

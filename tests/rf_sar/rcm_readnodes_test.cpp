@@ -150,6 +150,14 @@ TEST_F(RcmReadnodes, CentreIncidenceIsTheLowerMiddleAngle) {
     writeAngles({});
     EXPECT_THAT(failure(),
                 HasSubstr("calibration/angles.xml: No such node (incidenceAngles.angles)"));
+    writeAngles({"10", "500"});
+    EXPECT_EQ(read()->incidenceAngleCentre, 10);
+    writeAngles({"500", "20"});
+    {
+        const support::Log log;
+        EXPECT_EQ(read()->incidenceAngleCentre, 500);
+        EXPECT_THAT(log.text(), HasSubstr("angles.xml: incidenceAngles.angles[0] is 500"));
+    }
     writeAngles({"10", "x", "30", "40"});
     EXPECT_THAT(failure(), HasSubstr("incidenceAngles.angles[1] is \"x\""));
     std::filesystem::remove(folder.path() / "calibration/angles.xml");

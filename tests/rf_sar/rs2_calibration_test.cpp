@@ -65,7 +65,10 @@ struct Rs2Calibration : testing::Test {
 } // namespace
 
 TEST_F(Rs2Calibration, TablesGoByTheirPlace) {
+    const support::Log log;
     const auto record = read();
+    EXPECT_THAT(log.text(), HasSubstr("tables/beta.xml: gains[1] is -inf"));
+    EXPECT_THAT(log.text(), testing::Not(HasSubstr("sigma.xml")));
     ASSERT_TRUE(record);
     EXPECT_EQ(reported(), "");
     EXPECT_EQ(record->betaOffset, 1);
