@@ -72,7 +72,8 @@ std::shared_ptr<rcmImageMetadata::Document> rcmImageMetadata::readDocument() con
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
     document->state = kfio::fileState(name); // of before the parse, so that no change slips by
-    kfio::readXmlTree(name, "geolocationGrid", &document->text)
+    document->text = kfio::readXmlText(name);
+    kfio::parseXmlTree(document->text, name, "geolocationGrid")
         .swap(document->tree); // trees do not move, they would be copied
     return document;
 }

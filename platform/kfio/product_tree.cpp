@@ -24,8 +24,7 @@ std::string readText(const std::string& name) {
 
 /// Parse errors know the line but not the file: they are raised again with it.
 template <class Error, class Parse>
-ProductTree parse(const std::string& name, Parse parseText) {
-    std::string text = readText<Error>(name);
+ProductTree parse(const std::string& name, std::string_view text, Parse parseText) {
     try {
         return parseText(text);
     } catch (const Error& error) {
@@ -34,7 +33,7 @@ ProductTree parse(const std::string& name, Parse parseText) {
 }
 
 /// The parser recurses, so that the document is measured before.
-ProductTree buildJsonTree(const std::string& text) {
+ProductTree buildJsonTree(std::string_view text) {
     if (tolvan::jsonlib::depthOf(text) > maximumDocumentDepth)
         throw pt::json_parser_error("nests deeper than " + std::to_string(maximumDocumentDepth) +
                                         " levels",
@@ -51,17 +50,24 @@ ProductTree buildJsonTree(const std::string& text) {
 
 } // namespace
 
-ProductTree readXmlTree(const std::string& name, std::string_view leaveOut, std::string* text) {
-    return parse<pt::xml_parser_error>(name, [&](std::string& read) {
-        ProductTree tree = buildXmlTree(read, leaveOut);
-        if (text)
-            text->swap(read);
-        return tree;
+std::string readXmlText(const std::string& name) {
+    return readText<pt::xml_parser_error>(name);
+}
+
+ProductTree parseXmlTree(std::string_view text, const std::string& name,
+                         std::string_view leaveOut) {
+    return parse<pt::xml_parser_error>(name, text, [leaveOut](std::string_view whole) {
+        return buildXmlTree(whole, leaveOut);
     });
 }
 
+ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
+    return parseXmlTree(readXmlText(name), name, leaveOut);
+}
+
 ProductTree readJsonTree(const std::string& name) {
-    return parse<pt::json_parser_error>(name, buildJsonTree);
+    return parse<pt::json_parser_error>(name, readText<pt::json_parser_error>(name),
+                                        buildJsonTree);
 }
 
 } // namespace kfio

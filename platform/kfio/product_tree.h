@@ -24,11 +24,16 @@ constexpr std::size_t maximumDocumentItems = tolvan::jsonlib::maximumItems;
 /// @param name  UTF-8, local or virtual.
 /// @param leaveOut  elements of this name are checked like all others but left out of the tree,
 ///        with all below: tie points make up most of a product and take most of the time.
-/// @param text  unless null, receives what was read.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
 ///         deep, holds too much, declares entities, or is malformed.
-RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {},
-                                        std::string* text = nullptr);
+RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
+/// The two steps of readXmlTree, for whoever keeps the text and parses some of it later.
+/// @throws boost::property_tree::xml_parser_error  as readXmlTree.
+RF_PLATFORM_API std::string readXmlText(const std::string& name);
+/// @param text  as readXmlText gives it.
+/// @param name  for errors.
+RF_PLATFORM_API ProductTree parseXmlTree(std::string_view text, const std::string& name,
+                                         std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
 

@@ -35,6 +35,11 @@ DOORS = {
 }
 
 
+# Where the hosts name families to users: help texts, and the look for GDAL's own driver.
+TEXTS_FOR_USERS = {"hosts/rfsar/main.cpp", "hosts/rfsar/verbs/doctor.cpp", "hosts/gdal/driver.cpp"}
+FAMILY = re.compile(r"^FAMILY\((\w+)\)", re.M)
+
+
 def sources(*folders):
     for folder in folders:
         for path in sorted((ROOT / folder).rglob("*")):
@@ -102,6 +107,29 @@ class Architecture(unittest.TestCase):
                                   "platform/jsonlib"):
             if name.endswith(".h") and not re.search(r"_session|dataset_pool|/layer\.h", name):
                 self.assertNotRegex(text, r"GDAL[A-Z]\w*H\b|xmlNode|Json::", name)
+
+    def test_families_are_known_in_their_folders_alone(self):
+        """Outside hosts/product/families nothing names a family, or a path of its documents."""
+        folder = "hosts/product/families/"
+        families = [name for name in FAMILY.findall((ROOT / folder / "registered.inc").read_text())
+                    if (ROOT / folder / name).is_dir()]
+        self.assertGreaterEqual(len(families), 3)
+        named = re.compile("|".join([*families, r"radarsat", r"\brs2\b"]), re.I)
+        paths = set()  # what the families' files quote and other words do not look like
+        for name, text in sources(folder.rstrip("/")):
+            paths |= {quoted for quoted in re.findall(r'"([^"\\\n ]+)"', text)
+                      if re.fullmatch(r"(<xmlattr>)?[a-z][\w:]*(/\w[\w:<>]*)+/?|"
+                                      r"[a-z]+[A-Z]\w{8,}|[a-z]+_[a-z_]{6,}|_extended", quoted)
+                      and not quoted.endswith(".h")}
+        self.assertIn("imageAttributes", paths)
+        self.assertIn("collect/start_timestamp", paths)
+        for name, text in sources("hosts"):
+            if name.startswith(folder):
+                continue
+            if name not in TEXTS_FOR_USERS:
+                self.assertIsNone(named.search(text), f"{name} names a family")
+            for path in paths:
+                self.assertNotIn(f'"{path}"', text, f"{name} knows a family's document")
 
     def test_exports_are_those_reviewed(self):
         listed = (ROOT / "tests/exported_symbols.txt").read_text().splitlines()
