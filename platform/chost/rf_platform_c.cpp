@@ -1,6 +1,6 @@
 #include "chost/rf_platform_c.h"
 
-#include "kerr/kerr.h"
+#include "kerr/log_sink.h"
 #include "kmif/kmif_node.h"
 #include "ktxt/ktxt.h"
 
@@ -14,7 +14,7 @@ void rf_platformListen(RF_PlatformListener listener, void* user) {
             listener(user, report.severity, kerr_Text(&report).c_str());
         };
     kerr::setPrintSink(sink);
-    TolvanLog::SetSink(sink);
+    kerr::setLogSink(sink);
 }
 
 uint32_t rf_platformLayerOpenGuarded(RF_PlatformLayerOpen open, RF_SARFile* file,

@@ -1,5 +1,7 @@
 #include "kerr/kerr.h"
 
+#include "kerr/log_sink.h"
+
 #include <cstdio>
 #include <mutex>
 
@@ -72,6 +74,12 @@ Sink setPrintSink(Sink sink) {
     return sink;
 }
 
+Sink setLogSink(Sink sink) {
+    const std::lock_guard lock(sinkMutex);
+    std::swap(logSink(), sink);
+    return sink;
+}
+
 void raise(KERR_REPORT** slot, std::string_view function, std::string_view message) {
     if (slot)
         *slot = kerr_CreateErrorReport(function, kerrError, message, *slot);
@@ -135,12 +143,6 @@ const KERR_REPORT* KerrException::report() const {
 const char* KerrException::what() const noexcept {
     const KERR_REPORT* first = report();
     return first ? first->message.c_str() : "";
-}
-
-kerr::Sink TolvanLog::SetSink(kerr::Sink sink) {
-    const std::lock_guard lock(sinkMutex);
-    std::swap(logSink(), sink);
-    return sink;
 }
 
 void TolvanLog::Write(const KERR_REPORT& report) {

@@ -119,11 +119,7 @@ public:
         std::string text_;
     };
 
-    /// Replaces where reports go that no listener of their thread hears; an empty sink drops them.
-    /// @return the sink that was in force.
-    static kerr::Sink SetSink(kerr::Sink sink);
-
-    /// Sends a report to the listener of this thread, else to the sink, if there is one.
+    /// Sends a report to the listener of this thread, if there is one.
     static void Write(const KERR_REPORT& report);
     static void Write(std::string_view function, int severity, std::string_view message);
 

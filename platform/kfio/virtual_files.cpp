@@ -77,7 +77,9 @@ std::optional<std::string> readVirtualFile(const std::string& path, std::size_t 
     return std::nullopt;
 }
 
-std::string faultOfVirtualFile(const std::string& path) {
+std::string faultInArchive(const std::string& path) {
+    if (!path.starts_with("/vsizip/"))
+        return {};
     return readThrough(path, [](std::string_view) { return true; });
 }
 

@@ -27,10 +27,10 @@ RF_PLATFORM_API std::optional<VirtualStat> virtualStat(const std::string& path);
 RF_PLATFORM_API std::optional<std::string>
 readVirtualFile(const std::string& path, std::size_t maxBytes, std::string& reason);
 
-/// Reads a file to its end, as large as it may be.
-/// @return what is wrong with it: it cannot be read, or is not what the directory of its zip
-///         archive states. Empty when nothing is wrong.
-RF_PLATFORM_API std::string faultOfVirtualFile(const std::string& path);
+/// Reads a member of a zip archive to its end, as large as it may be; of other files nothing.
+/// @return what is wrong with it, a sentence without subject: it does not unpack, or is not what the
+///         archive's directory states. Empty when nothing is wrong.
+RF_PLATFORM_API std::string faultInArchive(const std::string& path);
 
 /// @return the names (not paths) in a folder, sorted; empty when there is no such folder.
 RF_PLATFORM_API std::vector<std::string> listVirtualFolder(const std::string& path);

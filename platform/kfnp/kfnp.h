@@ -10,9 +10,7 @@
 /// operating system takes. Under POSIX both are the same text, and "\" is an ordinary character.
 /// Pure functions, any thread.
 
-/// @return the internal name as the operating system takes it.
 RF_PLATFORM_API std::u16string kfnp_FileNameInternalToExternal(std::u16string_view name);
-/// @return the operating system's name as an internal one.
 RF_PLATFORM_API std::u16string kfnp_FileNameExternalToInternal(std::u16string_view name);
 
 /// @return everything up to and including the last separator; empty when there is none.
@@ -45,7 +43,6 @@ enum class Reference {
     url,      ///< "scheme://…"
     empty,
 };
-/// @param name  UTF-8 or any bytes, as the product has it; no file is touched.
 RF_PLATFORM_API Reference classifyReference(std::string_view name);
 
 /// @return the last component of a path or URL, without a query.

@@ -30,11 +30,9 @@ namespace kpxm {
 /// @return bytes of one pixel; 0 for a number outside the list.
 RF_PLATFORM_API std::size_t pixelSize(std::uint32_t pixelType);
 
-/// @param pixel  needs no alignment, here and below.
-/// @return one pixel of any type; 0 for a number outside the list.
+/// Reads and writes one pixel of any type. Integers are rounded to nearest and clamped to their
+/// range, NaN becomes 0; real types take the real part. `pixel` needs no alignment.
 RF_PLATFORM_API std::complex<double> loadPixel(const void* pixel, std::uint32_t pixelType);
-/// Writes one pixel of any type; nothing for a number outside the list. Integers are rounded to
-/// nearest and clamped to their range, NaN becomes 0; real types take the real part.
 RF_PLATFORM_API void storePixel(void* pixel, std::uint32_t pixelType, std::complex<double> value);
 
 } // namespace kpxm

@@ -26,7 +26,6 @@ struct OrbitPolynomials {
     double velocity[3][maxOrbitDegree + 1] = {};
 };
 
-/// @return position and velocity at any time; beyond the fitted span they grow wrong fast.
 RF_PLATFORM_API StateVector stateAt(const OrbitPolynomials& orbit, double timeS);
 
 /// Motion under gravity alone: earth's mass and J2 to J4, in the rotating frame (Runge-Kutta of

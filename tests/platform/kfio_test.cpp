@@ -134,7 +134,7 @@ TEST(Files, DamagedMembersOfAnArchiveAreNoticed) {
         std::string reason;
         EXPECT_TRUE(kfio::readDocument(member, reason) == text) << reason;
         EXPECT_TRUE(kfio::readDocument(inBraces, reason) == text + " ") << reason;
-        EXPECT_EQ(kfio::faultOfVirtualFile(member), "");
+        EXPECT_EQ(kfio::faultInArchive(member), "");
         std::fstream file(archive, std::ios::in | std::ios::out | std::ios::binary);
         file.seekg(10'000);
         const int byte = file.peek();
@@ -149,7 +149,7 @@ TEST(Files, DamagedMembersOfAnArchiveAreNoticed) {
             const auto read = kfio::readDocument("/vsizip/" + damaged + name, reason);
             faults += !read;
             EXPECT_EQ(read.has_value(),
-                      kfio::faultOfVirtualFile("/vsizip/" + damaged + name).empty());
+                      kfio::faultInArchive("/vsizip/" + damaged + name).empty());
         }
         EXPECT_EQ(faults, 1) << method;
         EXPECT_THAT(reason, testing::Not(testing::HasSubstr(".cpp")));
