@@ -30,6 +30,7 @@ void registerDrivers() {
         GDALRegister_SRTMHGT();
         GDALRegister_DTED();
         GDALRegister_AAIGrid();
+        GDALRegister_GTX();
     });
 }
 
@@ -39,7 +40,8 @@ const char* const* imageDrivers() {
 }
 
 const char* const* elevationDrivers() {
-    static constexpr const char* names[] = {"GTiff", "SRTMHGT", "DTED", "AAIGrid", nullptr};
+    static constexpr const char* names[] = {"GTiff",   "VRT", "SRTMHGT", "DTED",
+                                            "AAIGrid", "GTX", nullptr};
     return names;
 }
 
