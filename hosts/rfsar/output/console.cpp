@@ -1,5 +1,7 @@
 #include "output/console.h"
 
+#include "output/terminal.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -25,6 +27,10 @@ Listening::Listening(const Listener& listener, std::ostream& stream) {
 Listening::~Listening() {
     heardBy = nullptr;
     data = &std::cout;
+}
+
+bool showsProgress() {
+    return !heardBy && !quiet && isatty(STDERR_FILENO) == 1;
 }
 
 void setQuiet(bool on) {
@@ -53,8 +59,7 @@ void printJson(const nlohmann::ordered_json& document) {
 }
 
 Progress::Progress(std::string what, std::uint64_t total)
-    : what_(std::move(what)), total_(total),
-      shown_(!heardBy && !quiet && isatty(STDERR_FILENO) == 1) {}
+    : what_(std::move(what)), total_(total), shown_(showsProgress()) {}
 
 Progress::~Progress() {
     if (shown_ && percent_ >= 0)

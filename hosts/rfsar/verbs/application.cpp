@@ -2,8 +2,10 @@
 
 #include "loader/plugin.h"
 #include "output/interruption.h"
+#include "verbs/archive_verbs.h"
 #include "verbs/verbs.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -21,27 +23,43 @@ constexpr char description[] =
     "FILE is a product folder, product.xml, manifest.safe, a Capella item or its extended JSON,\n"
     "a .zip as downloaded, or a virtual path (/vsizip/, /vsicurl/, ...).";
 
-/// The verbs on a command line, and what the one that ran returns.
-class Verbs {
+void addVerbs(CLI::App& app, int& status) {
+    addFormats(app);
+    addDoctor(app, status);
+    addIdentify(app, status);
+    addInfo(app, status);
+    addNode(app);
+    addRead(app);
+    addExport(app);
+    addGeocode(app);
+    addQuicklook(app);
+    addLocate(app);
+    addCheck(app, status);
+    addStac(app);
+}
+
+int parse(std::vector<std::string> arguments);
+
+/// The command line, and what the verb that ran returns.
+class CommandLine {
 public:
-    Verbs() : app(description, "rfsar") {
+    CommandLine() : app(description, "rfsar") {
         app.set_version_flag("--version", std::string("rfsar ") + RF_SAR_VERSION);
         app.require_subcommand(1);
         app.fallthrough();
         app.add_flag("-q,--quiet", quiet_, "no progress and no warnings");
         app.parse_complete_callback([this] { console::setQuiet(quiet_); });
-        addFormats(app);
-        addDoctor(app, status);
-        addIdentify(app, status);
-        addInfo(app, status);
-        addNode(app);
-        addRead(app);
-        addExport(app);
-        addGeocode(app);
-        addQuicklook(app);
-        addLocate(app);
-        addCheck(app, status);
-        addStac(app);
+        addVerbs(app, status);
+        addList(app, status);
+        addBatch(app, status, addVerbs, parse);
+        addCatalogue(app);
+        addFind(app);
+    }
+
+    /// @param arguments  without the program's name.
+    void parseAll(std::vector<std::string> arguments) {
+        std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
+        app.parse(std::move(arguments));
     }
 
     CLI::App app;
@@ -51,13 +69,13 @@ private:
     bool quiet_ = false;
 };
 
-int parse(int argc, char** argv) {
-    Verbs verbs;
+int parse(std::vector<std::string> arguments) {
+    CommandLine line;
     try {
-        verbs.app.parse(argc, argv);
-        return verbs.status;
+        line.parseAll(std::move(arguments));
+        return line.status;
     } catch (const CLI::ParseError& error) {
-        return verbs.app.exit(error) == 0 ? done : usage;
+        return line.app.exit(error) == 0 ? done : usage;
     }
 }
 
@@ -73,7 +91,7 @@ void flush() {
 
 int run(int argc, char** argv) {
     try {
-        const int status = parse(argc, argv);
+        const int status = parse({argv + 1, argv + argc});
         flush();
         return status;
     } catch (const interruption::Interrupted& interrupted) {
@@ -89,13 +107,11 @@ std::string runInside(const std::vector<std::string>& arguments,
     std::ostringstream printed;
     const console::Listening listening(listener, printed);
     const interruption::LeftAlone leftAlone;
-    Verbs verbs;
-    // The library takes its arguments from the last to the first.
-    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    CommandLine line;
     try {
-        verbs.app.parse(reversed);
+        line.parseAll(arguments);
     } catch (const CLI::Success& help) {
-        verbs.app.exit(help, printed, printed);
+        line.app.exit(help, printed, printed);
     } catch (const CLI::ParseError& error) {
         throw loader::Error(error.what());
     }
