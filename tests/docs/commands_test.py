@@ -39,6 +39,7 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
     "rfsar batch stac FOLDER --into items --slurm": ("needs a cluster",
                                                      "tests/archives/slurm_test.py"),
     "tools/archive_trial.sh": ("takes many minutes", None),
+    "./host": ("the document shows its source; needs the installed plug-in", INSTALL),
     "build/bin/pixel_kernel_check": ("every pair of 16-bit parts takes ten minutes", None),
 }
 INSTEAD = {"cmake --preset install": "cmake --build --preset install",
