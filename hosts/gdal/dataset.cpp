@@ -39,8 +39,7 @@ bool isTiff(const std::string& file) {
 
 SarDataset::SarDataset(const OpenRequest& request)
     : opened_(std::make_shared<OpenedProduct>(
-          loader::Product(loader::Plugin::instance(), request.file))),
-      georef_(request.georef) {
+          loader::Product(loader::Plugin::instance(), request.file))) {
     SetDescription(request.description.c_str());
     if (!opened_->document.fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
@@ -56,9 +55,7 @@ SarDataset::SarDataset(const OpenRequest& request)
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
     for (const auto& [key, text] : product::metadataItems(opened_->document))
         oMDMD.SetMetadataItem(key.c_str(), text.c_str());
-    reference_ = georeference(*opened_, image(), georef_);
-    if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
-        provideRpc(); // what was asked for by name is refused now, not later
+    reference_ = std::make_unique<const Georeference>(opened_, image(), request.georef);
     nameSidecars(request);
 }
 
@@ -149,18 +146,13 @@ void SarDataset::provide(const char* domain) {
         return;
     try {
         if (EQUAL(domain, "RPC"))
-            provideRpc();
+            for (const auto& [key, text] : reference_->rpc())
+                oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
         else if (STARTS_WITH(domain, jsonPrefix))
             provideNode(domain + strlen(jsonPrefix));
     } catch (const loader::Error& error) {
         CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
     }
-}
-
-void SarDataset::provideRpc() {
-    provided_.insert("RPC");
-    for (const auto& [key, text] : rationalFunctions(*opened_, image(), georef_))
-        oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
 }
 
 void SarDataset::provideNode(const std::string& name) {
@@ -221,26 +213,27 @@ char** SarDataset::GetFileList() {
 }
 
 CPLErr SarDataset::GetGeoTransform(double* transform) {
-    if (!reference_.geoTransform)
+    const auto& known = reference_->geoTransform();
+    if (!known)
         return GDALPamDataset::GetGeoTransform(transform);
-    std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
+    std::copy(known->begin(), known->end(), transform);
     return CE_None;
 }
 
 const OGRSpatialReference* SarDataset::GetSpatialRef() const {
-    return reference_.geoTransform ? &reference_.system : GDALPamDataset::GetSpatialRef();
+    return reference_->geoTransform() ? &reference_->system() : GDALPamDataset::GetSpatialRef();
 }
 
 int SarDataset::GetGCPCount() {
-    return reference_.gcps.count();
+    return reference_->gcps().count();
 }
 
 const OGRSpatialReference* SarDataset::GetGCPSpatialRef() const {
-    return reference_.gcps.count() == 0 ? nullptr : &reference_.system;
+    return reference_->gcps().count() == 0 ? nullptr : &reference_->system();
 }
 
 const GDAL_GCP* SarDataset::GetGCPs() {
-    return reference_.gcps.data();
+    return reference_->gcps().data();
 }
 
 CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int* factors,

@@ -242,14 +242,17 @@ void checkGround(const Subject& subject, Findings& findings) {
     try {
         const loader::Layer layer = subject.opened.openLayer(subject.opened.layerNames().at(0));
         const Locator locator(layer);
-        const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
+        const PlaceSource source = locator.place()->source;
+        const std::string who = source == PlaceSource::model       ? "sensor model"
+                                : source == PlaceSource::functions ? "rational functions"
+                                                                   : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, subject.document), findings);
         for (const std::string& file : imageFiles(subject.document, subject.facts)) {
             if (!kfio::fileState(file).exists)
                 continue; // told by the files' check
             const std::string name = kfnp::lastComponent(file);
-            if (locator.usesHeight())
+            if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
                              againstImageTies(locator, file), findings);
             addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),

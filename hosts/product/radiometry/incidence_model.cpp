@@ -1,6 +1,5 @@
 #include "product/radiometry/incidence_model.h"
 
-#include "product/place/georeferencing.h"
 #include "product/place/polar_format.h"
 
 namespace product {
@@ -8,9 +7,9 @@ namespace {
 
 constexpr std::uint32_t columnsApart = 32;
 
-loader::Georeferencing placeOfLayer(const loader::Product& product, const std::string& layer) {
-    loader::Georeferencing found = georeferencingOf(product.openLayer(layer));
-    if (!found.transform || !found.transform->sensorModel())
+Place placeOfLayer(const loader::Product& product, const std::string& layer) {
+    Place found = placeOf(product.openLayer(layer));
+    if (found.source != PlaceSource::model)
         throw loader::Error(product.name() +
                             ": there is no sensor model to compute incidence "
                             "angles from" +

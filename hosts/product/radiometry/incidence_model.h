@@ -2,6 +2,7 @@
 
 #include "loader/product.h"
 #include "product/families/product_document.h"
+#include "product/place/place.h"
 #include "product/radiometry/column_profile.h"
 
 #include <string>
@@ -27,7 +28,7 @@ public:
 
 private:
     std::string name_;
-    loader::Georeferencing place_; ///< with a sensor model
+    Place place_; ///< with a sensor model
 };
 
 } // namespace product
