@@ -44,6 +44,10 @@ std::size_t SensorModel::imageToGround(std::span<const ImagePosition> image,
     return answers;
 }
 
+Vec3 SensorModel::antennaAt(double) const {
+    return {none, none, none};
+}
+
 ImagePosition SensorModel::centre() const {
     const ImageSize size = imageSize();
     return {(size.samples - 1) / 2.0, (size.lines - 1) / 2.0};

@@ -55,11 +55,12 @@ public:
     virtual std::optional<double> incidenceDeg(const ImagePosition& image,
                                                double heightM) const = 0;
 
-    virtual Ellipsoid ellipsoid() const = 0;
+    /// @return what heights count from.
+    virtual Ellipsoid ellipsoid() const { return {}; }
 
     /// @return where the antenna is when it sees a line, earth-fixed, m; in polar format at the
-    ///         centre of the aperture, one place for all lines.
-    virtual Vec3 antennaAt(double line) const = 0;
+    ///         centre of the aperture, one place for all lines. NaN for models that do not know.
+    virtual Vec3 antennaAt(double line) const;
 
     /// @return the middle of the image: ((samples - 1) / 2, (lines - 1) / 2).
     ImagePosition centre() const;
