@@ -36,6 +36,7 @@ int run(int argc, char** argv) {
     addRead(app);
     addExport(app);
     addGeocode(app);
+    addRtc(app);
     addQuicklook(app);
     addLocate(app);
     addCheck(app, status);
