@@ -41,9 +41,9 @@ OpenRequest requestOf(const GDALOpenInfo& info) {
     if (const char* dem = CSLFetchNameValue(info.papszOpenOptions, "DEM"); dem && *dem)
         request.elevation.paths = {dem};
     request.elevation.heights = CSLFetchNameValueDef(info.papszOpenOptions, "DEM_HEIGHTS", "AUTO");
-    for (const char* name : {"AUTO", "ELLIPSOID", "EGM96", "EGM2008"})
-        if (EQUAL(name, request.elevation.heights.c_str()))
-            request.elevation.heights = CPLString(name).tolower();
+    for (const char* known : {"AUTO", "ELLIPSOID", "EGM96", "EGM2008"})
+        if (EQUAL(known, request.elevation.heights.c_str()))
+            request.elevation.heights = CPLString(known).tolower();
     if (!request.layer.empty() && !request.calibration.empty())
         throw loader::Error(request.file + ": LAYER and CALIBRATION exclude each other");
     if (!request.elevation.paths.empty() && !request.onTheMap)

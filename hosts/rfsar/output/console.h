@@ -13,8 +13,6 @@ namespace console {
 void setQuiet(bool quiet);
 
 void warning(const std::string& text);
-/// What a user may like to know.
-void note(const std::string& text);
 void error(std::string_view text);
 /// What was done, where it may surprise.
 void note(const std::string& text);
