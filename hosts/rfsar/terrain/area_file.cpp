@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint32_t blockWidth = 1024, blockHeight = 32;
+constexpr std::uint32_t wide = 1024, tall = 32; // blocks
 
 } // namespace
 
@@ -66,7 +66,7 @@ void AreaFile::read(Plane plane, std::uint32_t line, std::uint32_t column, std::
 
 PlaneRaster::PlaneRaster(const AreaFile& file, AreaFile::Plane plane)
     : Raster(nullptr, {"", "", "", Mean::ofValues, kimg::SampleType::float32, file.width(),
-                       file.height(), blockWidth, blockHeight}),
+                       file.height(), wide, tall}),
       file_(file), plane_(plane) {}
 
 void PlaneRaster::readBlock(std::uint32_t row, std::uint32_t column, void* samples) const {
@@ -81,7 +81,7 @@ void PlaneRaster::readBlock(std::uint32_t row, std::uint32_t column, void* sampl
 LitRaster::LitRaster(const AreaFile& file, const product::Raster* image)
     : Raster(nullptr,
              {"", "", "", Mean::ofValues, kimg::SampleType::float32, file.width(), file.height(),
-              image ? image->blockWidth() : blockWidth, image ? image->blockHeight() : blockHeight}),
+              image ? image->blockWidth() : wide, image ? image->blockHeight() : tall}),
       file_(file), image_(image) {}
 
 void LitRaster::readBlock(std::uint32_t row, std::uint32_t column, void* samples) const {
