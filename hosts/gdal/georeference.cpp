@@ -46,7 +46,9 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
 Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
                            GeorefChoice choice)
     : opened_(std::move(opened)), image_(image), choice_(choice) {
-    if (choice_ != GeorefChoice::automatic && choice_ != GeorefChoice::product)
+    if (choice_ == GeorefChoice::product)
+        find();
+    else if (choice_ != GeorefChoice::automatic)
         require();
 }
 
@@ -54,7 +56,7 @@ Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const Pr
 void Georeference::require() const {
     const auto refuse = [&](const char* wanted) {
         const std::string why = place_ ? place_->remarks : "";
-        throw loader::Error(opened_->product.name() + ": there is no " + wanted +
+        throw loader::Error(opened_->name() + ": there is no " + wanted +
                             (why.empty() ? "" : " (" + why + ")"));
     };
     place();
@@ -72,10 +74,10 @@ product::Window Georeference::whole() const {
 }
 
 std::shared_ptr<const product::Place> Georeference::place() const {
-    if (!place_ && image_ && image_->samples && !opened_->layerNames.empty())
+    if (!place_ && image_ && image_->samples && !opened_->layerNames().empty())
         place_ = std::make_shared<const product::Place>(
-            product::placeOf(opened_->product, opened_->layerNames.front(),
-                             image_->samples->width(), image_->samples->height()));
+            product::placeOf(*opened_, opened_->layerNames().front(), image_->samples->width(),
+                             image_->samples->height()));
     return place_;
 }
 
@@ -86,7 +88,7 @@ void Georeference::take(const kimg::Georeferencing& found) const {
 }
 
 void Georeference::findStated() const {
-    const auto ties = product::tiePoints(opened_->document);
+    const auto& ties = opened_->stated().tiePoints();
     if (image_ && image_->samples) {
         const kimg::Georeferencing file = statedByFile(*image_);
         if (file.geoTransform || ties.empty())
@@ -117,16 +119,16 @@ void Georeference::findRpc() const {
     if (choice_ == GeorefChoice::gcp)
         return;
     if (choice_ == GeorefChoice::product) {
-        *rpc_ = product::ownRpc(opened_->document);
+        *rpc_ = opened_->stated().rationalFunctions();
         if (rpc_->empty() && image_ && image_->samples)
             *rpc_ = statedByFile(*image_).rpc;
         return;
     }
     std::string remarks;
     if (place())
-        *rpc_ = product::publishedRpc(*place_, whole(), remarks);
+        *rpc_ = product::publishedRpc(*opened_, *place_, whole(), remarks);
     if (!remarks.empty())
-        warn(loader::Error(opened_->product.name() + ": " + remarks));
+        warn(loader::Error(opened_->name() + ": " + remarks));
 }
 
 const std::optional<std::array<double, 6>>& Georeference::geoTransform() const {

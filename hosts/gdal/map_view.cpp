@@ -27,17 +27,13 @@ struct Part {
     bool operator==(const Part&) const = default;
 };
 
-class MapView final : public GDALDataset {
+class MapView final : public WithGeoTransform<GDALDataset> {
 public:
     MapView(std::unique_ptr<SarDataset> shown, product::MapPositions positions);
 
-    CPLErr GetGeoTransform(double* transform) override {
-        std::copy_n(frame_.geoTransform().data(), 6, transform);
-        return CE_None;
-    }
     const OGRSpatialReference* GetSpatialRef() const override { return &system_; }
     char** GetFileList() override { return shown_->GetFileList(); }
-    char** GetMetadata(const char* domain) override {
+    MetadataList GetMetadata(const char* domain) override {
         return isRpc(domain) ? nullptr : shown_->GetMetadata(domain);
     }
     const char* GetMetadataItem(const char* name, const char* domain) override {
@@ -48,6 +44,10 @@ public:
     CPLErr draw(GDALRasterBand& band, const Part& part, GDALDataType type, void* samples);
 
 private:
+    bool copyGeoTransform(double* transform) const override {
+        std::copy_n(frame_.geoTransform().data(), 6, transform);
+        return true;
+    }
     static bool isRpc(const char* domain) { return domain && EQUAL(domain, "RPC"); }
     const std::vector<KxfrPixel>& positionsOf(const Part& part);
 
@@ -69,7 +69,7 @@ public:
     }
 
     char** GetMetadataDomainList() override { return shown_.GetMetadataDomainList(); }
-    char** GetMetadata(const char* domain) override { return shown_.GetMetadata(domain); }
+    MetadataList GetMetadata(const char* domain) override { return shown_.GetMetadata(domain); }
     const char* GetMetadataItem(const char* name, const char* domain) override {
         return shown_.GetMetadataItem(name, domain);
     }
@@ -225,7 +225,8 @@ std::string wktOf(const OGRSpatialReference* system) {
 std::unique_ptr<GDALDataset> onTheMap(std::unique_ptr<SarDataset> opened,
                                       const kimg::ElevationSource& elevation) {
     std::array<double, 6> transform{};
-    if (opened->GetRasterCount() == 0 || opened->GetGeoTransform(transform.data()) == CE_None)
+    if (opened->GetRasterCount() == 0 ||
+        GDALGetGeoTransform(opened.get(), transform.data()) == CE_None)
         return opened;
     const std::string name = opened->GetDescription();
     try {

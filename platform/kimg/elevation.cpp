@@ -20,6 +20,7 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double metresInDegree = 111e3;
+constexpr double mostPixelsPast = 16; ///< that a coarser neighbour's half pixel is wide
 constexpr std::size_t mostPixelsAtOnce = std::size_t{4} << 20; // 32 MiB
 
 using Kind = KprjHeightSystem::Kind;
@@ -190,7 +191,7 @@ void ElevationModel::State::locate(const Way& way, double nearLonDeg,
     const KPRJ_PROJECTION& projection = group.projection();
     const double turn = projection.isGeographic ? 6.283185307179586 / projection.unitSize : 0;
     double from = nearLonDeg * turn / 360;
-    if (turn > 0 && group.period() == 0) {
+    if (turn > 0 && !group.isClosed()) {
         const auto& g = group.first().geoTransform();
         const double middle = g[0] + g[1] * group.first().width() / 2;
         from += turn * std::round((middle - from) / turn);
@@ -206,6 +207,23 @@ void ElevationModel::State::locate(const Way& way, double nearLonDeg,
     }
 }
 
+namespace {
+
+/// A place in a group, or where it leaves the group's files.
+struct Clamped {
+    double sample, line;
+    double past; ///< pixels from there to the place
+};
+
+Clamped clamped(const ElevationGroup& group, double sample, double line) {
+    const auto& e = group.extent();
+    const double x = group.isClosed() ? sample : std::clamp(sample, e[0], e[1]);
+    const double y = std::clamp(line, e[2], e[3]);
+    return {x, y, std::hypot(sample - x, line - y)};
+}
+
+} // namespace
+
 /// Looks points up in one group; halves what spreads too far to be read at once.
 void ElevationModel::State::answer(const ElevationGroup& group, const Places& places,
                                    std::span<Open> open) const {
@@ -215,17 +233,19 @@ void ElevationModel::State::answer(const ElevationGroup& group, const Places& pl
         const double sample = places.samples[each.point], line = places.lines[each.point];
         if (std::isnan(sample + line))
             continue;
-        left = std::min(left, sample);
-        right = std::max(right, sample);
-        top = std::min(top, line);
-        bottom = std::max(bottom, line);
+        const Clamped at = clamped(group, sample, line);
+        if (at.past > mostPixelsPast)
+            continue;
+        left = std::min(left, at.sample);
+        right = std::max(right, at.sample);
+        top = std::min(top, at.line);
+        bottom = std::max(bottom, at.line);
     }
     if (!(left <= right))
         return;
     ElevationGroup::Window window(group, left, top, right, bottom);
     constexpr std::size_t alwaysRead = 1 << 16;
-    const std::size_t most =
-        std::clamp(8 * open.size(), alwaysRead, std::max(alwaysRead, mostPixelsAtOnce));
+    const std::size_t most = std::clamp(8 * open.size(), alwaysRead, mostPixelsAtOnce);
     if (window.size() > most && open.size() > 1) {
         answer(group, places, open.first(open.size() / 2));
         answer(group, places, open.subspan(open.size() / 2));
@@ -236,16 +256,25 @@ void ElevationModel::State::answer(const ElevationGroup& group, const Places& pl
     window.read();
     const double pixelM = group.pixelM();
     for (Open& each : open) {
-        const auto found = window.at(places.samples[each.point], places.lines[each.point]);
+        const double sample = places.samples[each.point], line = places.lines[each.point];
+        const Clamped at = clamped(group, sample, line);
+        if (!(at.past <= mostPixelsPast))
+            continue;
+        const auto found = window.at(at.sample, at.line);
         const double height = found.heightM + places.zeros[each.point];
         if (!(found.heightM > outsideAllFiles) || std::isnan(height))
             continue; // outside, or a hole that another file may fill
-        const double edgeM = found.pastEdge * pixelM;
-        if (found.pastEdge == 0 || std::isinf(each.edgeM)) {
+        const double edgeM = (found.pastEdge + at.past) * pixelM;
+        if (edgeM == 0) {
+            each = {each.point, height, 0, 0};
+        } else if (std::isinf(each.edgeM)) {
             each = {each.point, height, edgeM, pixelM / 2};
-        } else { // between the edges of two files
+        } else if (edgeM + each.edgeM <= 1.01 * (pixelM / 2 + each.reachM)) {
+            // Between the edges of two files that touch.
             const double both = each.edgeM + edgeM;
             each = {each.point, (each.height * edgeM + height * each.edgeM) / both, 0, 0};
+        } else if (edgeM <= pixelM / 2 && each.edgeM > each.reachM) {
+            each = {each.point, height, edgeM, pixelM / 2};
         }
     }
 }

@@ -74,7 +74,7 @@ ElevationGroup::Window::Window(const ElevationGroup& group, double left, double 
     : group_(group) {
     // One pixel more on each side: a place beside an edge asks for it.
     const auto& e = group.extent_;
-    const bool closed = group.period_ > 0;
+    const bool closed = group.isClosed();
     const double from = closed ? left : std::max(left, e[0] - 1);
     const double to = closed ? right : std::min(right, e[1] + 1);
     const double first = std::max(top, e[2] - 1), last = std::min(bottom, e[3] + 1);

@@ -32,6 +32,8 @@ public:
     KxfrPixel pixelOf(double x, double y) const;
     /// @return samples once around the earth; 0 where the map does not close.
     double period() const { return period_; }
+    /// @return whether files reach over more than half of the earth's turn: columns go on then.
+    bool isClosed() const { return period_ > 0 && extent_[1] - extent_[0] > period_ / 2; }
     /// @return the outermost pixel centres of all files: samples from, to, lines from, to.
     const std::array<double, 4>& extent() const { return extent_; }
 

@@ -2,9 +2,7 @@
 
 #include "kimg/georeferencing.h"
 #include "product/images/image_samples.h"
-#include "product/place/ground_ties.h"
 #include "product/place/rpc_items.h"
-#include "product/radiometry/column_profile.h"
 
 #include <algorithm>
 #include <array>
@@ -100,17 +98,12 @@ double Residuals::worst() const {
     return std::max(lineMax, sampleMax);
 }
 
-Residuals againstTiePoints(const Locator& locator, const ProductDocument& document) {
-    return compare(locator, tiePoints(document));
+Residuals againstTiePoints(const Locator& locator, const StatedProduct& product) {
+    return compare(locator, product.tiePoints());
 }
 
-Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile) {
-    std::vector<double> stated;
-    if (const auto list =
-            document.extended.get_child_optional("collect.image.image_geometry.geotransform"))
-        for (const auto& [key, element] : *list)
-            for (const double number : parseNumbers(element.data(), document.extendedFile))
-                stated.push_back(number);
+Residuals againstStatedMap(const StatedProduct& product, const std::string& imageFile) {
+    const std::vector<double> stated = product.mapTransform();
     const ImageSamples image(imageFile);
     const auto own = placeOf(image).geoTransform;
     if (stated.size() != 6 || !own)
@@ -140,9 +133,9 @@ Residuals againstImageTies(const Locator& locator, const std::string& imageFile)
     return compare(locator, ties);
 }
 
-RpcResiduals ownRpcAgainstTiePoints(const ProductDocument& document) {
-    const auto ties = tiePoints(document);
-    const auto items = rpcOf(ownRpc(document));
+RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product) {
+    const auto& ties = product.tiePoints();
+    const auto items = rpcOf(product.rationalFunctions());
     if (ties.empty() || !items)
         return {};
     const sarm::Rpc& rpc = *items;

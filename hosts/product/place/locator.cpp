@@ -4,8 +4,8 @@
 
 namespace product {
 
-Locator::Locator(const loader::Layer& layer)
-    : Locator(std::make_shared<const Place>(placeOf(layer))) {}
+Locator::Locator(const OpenedProduct& opened, const loader::Layer& layer)
+    : Locator(std::make_shared<const Place>(placeOf(opened, layer))) {}
 
 Locator::Locator(std::shared_ptr<const Place> place, KxfrPixel origin)
     : place_(std::move(place)), origin_(origin) {

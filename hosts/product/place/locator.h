@@ -15,7 +15,7 @@ namespace product {
 class Locator {
 public:
     /// @throws loader::Error naming the layer when nothing says where it lies on the earth.
-    explicit Locator(const loader::Layer& layer);
+    Locator(const OpenedProduct& opened, const loader::Layer& layer);
     /// @param origin  where the image's first pixel lies in the place's grid: (0, 0) but for parts
     ///        of a larger one.
     explicit Locator(std::shared_ptr<const Place> place, KxfrPixel origin = {});

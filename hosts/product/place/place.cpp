@@ -2,7 +2,6 @@
 
 #include "kxfr/part.h"
 #include "loader/heard.h"
-#include "product/place/polar_format.h"
 #include "product/place/rpc_transform.h"
 #include "product/place/stated_place.h"
 
@@ -11,11 +10,9 @@
 namespace product {
 namespace {
 
-constexpr double mostPixelsOff = 0.1; ///< of functions from the ties that go with them
-
 /// What is known of an image before its place is.
 struct Image {
-    const std::string& productFile;
+    const OpenedProduct& opened;
     const std::string& layer;
     std::uint32_t width, height;
 };
@@ -35,13 +32,12 @@ void onWgs84(Place& place, const Image& image) {
         fail(image, *slot.get());
 }
 
-/// @return whether the product states a polar-format grid, whose model the plug-in's record has no
-///         room for.
-bool placeByPolarFormat(Place& place, const Image& image) {
-    const ProductDocument document = readDocument(image.productFile);
-    if (!statesPolarFormat(document))
+/// @return whether the product states a grid whose model the plug-in's record has no room for.
+bool placeByOwnModel(Place& place, const Image& image) {
+    const StatedProduct& stated = image.opened.stated();
+    if (!stated.hasOwnModel())
         return false;
-    place.transform = polarFormatTransform(document);
+    place.transform = stated.ownModel();
     loader::requireSize(*place.transform, image.layer, image.width, image.height);
     place.source = PlaceSource::model;
     onWgs84(place, image);
@@ -62,7 +58,7 @@ double meanHeight(const std::vector<TiePoint>& ties) {
 /// @return whether functions, or else tie points, serve.
 bool placeByStatement(Place& place, const Image& image, StatedPlace stated, const char* whose) {
     const auto functions = functionsOf(stated);
-    if (functions && functions->worstPixels <= mostPixelsOff) {
+    if (functions && functions->worstPixels <= functionsServePixels) {
         place.source = PlaceSource::functions;
         place.functions = functions->rpc;
         place.transform = rpcTransform(
@@ -92,18 +88,17 @@ bool placeByStatement(Place& place, const Image& image, StatedPlace stated, cons
 void placeByStatements(Place& place, const Image& image) {
     try {
         if (placeByStatement(place, image,
-                             statedByProduct(image.productFile, image.width, image.height),
+                             statedByProduct(image.opened.stated(), image.width, image.height),
                              "product's own"))
             return;
     } catch (const loader::Error& error) {
         append(place.remarks, error.what());
     }
-    placeByStatement(place, image, statedByImage(image.productFile), "image file's");
+    placeByStatement(place, image, statedByImage(image.opened), "image file's");
 }
 
 Place find(const Image& image, const loader::Layer* layer, std::string remarks) {
     Place place;
-    place.productFile = image.productFile;
     place.layer = image.layer;
     place.remarks = std::move(remarks);
     if (layer) {
@@ -119,8 +114,10 @@ Place find(const Image& image, const loader::Layer* layer, std::string remarks) 
         append(place.remarks, found.remarks);
     }
     try {
-        if (placeByPolarFormat(place, image))
+        if (placeByOwnModel(place, image)) {
+            place.remarks.clear();
             return place;
+        }
     } catch (const loader::Error& error) {
         place.transform = nullptr;
         place.remarks = error.what();
@@ -131,21 +128,20 @@ Place find(const Image& image, const loader::Layer* layer, std::string remarks) 
 
 } // namespace
 
-Place placeOf(const loader::Layer& layer) {
-    return find({layer.productFile(), layer.name(), layer.width(), layer.height()}, &layer, "");
+Place placeOf(const OpenedProduct& opened, const loader::Layer& layer) {
+    return find({opened, layer.name(), layer.width(), layer.height()}, &layer, "");
 }
 
-Place placeOf(const loader::Product& product, const std::string& layer, std::uint32_t width,
+Place placeOf(const OpenedProduct& opened, const std::string& layer, std::uint32_t width,
               std::uint32_t height) {
-    std::optional<loader::Layer> opened;
+    std::optional<loader::Layer> open;
     std::string remarks;
     try {
-        opened.emplace(product.openLayer(layer));
+        open.emplace(opened.product.openLayer(layer));
     } catch (const loader::Error& error) {
         remarks = error.what();
     }
-    return find({product.name(), layer, width, height}, opened ? &*opened : nullptr,
-                std::move(remarks));
+    return find({opened, layer, width, height}, open ? &*open : nullptr, std::move(remarks));
 }
 
 } // namespace product

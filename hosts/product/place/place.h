@@ -1,7 +1,6 @@
 #pragma once
 
-#include "loader/product.h"
-#include "product/place/ground_ties.h"
+#include "product/opened_product.h"
 #include "sarm/rpc.h"
 
 #include <memory>
@@ -29,18 +28,18 @@ struct Place {
     std::optional<sarm::Rpc> functions;
     std::string remarks; ///< why it is not better, empty if nothing to tell
 
-    std::string productFile, layer; ///< for whom it was found
+    std::string layer; ///< for which it was found
     bool usesHeight() const { return transform && transform->sensorModel(); }
 };
 
 /// @param layer  a layer on the image's grid.
 /// @throws loader::Error naming the layer when the plug-in's texts cannot be decoded, or what
 ///         tells the place is of an image of another size.
-Place placeOf(const loader::Layer& layer);
+Place placeOf(const OpenedProduct& opened, const loader::Layer& layer);
 
 /// As above for an image whose layer the plug-in may not be able to open.
 /// @param layer  name of the layer; width, height of the image.
-Place placeOf(const loader::Product& product, const std::string& layer, std::uint32_t width,
+Place placeOf(const OpenedProduct& opened, const std::string& layer, std::uint32_t width,
               std::uint32_t height);
 
 } // namespace product

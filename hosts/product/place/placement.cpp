@@ -13,7 +13,6 @@ namespace {
 using kimg::GroundControlPoint;
 
 constexpr int tiesPerSide = 11;
-constexpr double maxRpcErrorPixels = 0.1;
 
 /// From the centre of the image's first pixel to the outer corner of the window's.
 std::array<double, 6> geoTransformOf(const kxfr::AffineData& affine, const Window& window) {
@@ -65,19 +64,19 @@ int unbrokenSystem(const std::vector<GroundControlPoint>& gcps) {
 }
 
 bool fits(const sarm::Rpc& rpc) {
-    return std::max(rpc.maxLineError, rpc.maxSampleError) <= maxRpcErrorPixels;
+    return std::max(rpc.maxLineError, rpc.maxSampleError) <= functionsServePixels;
 }
 
-std::optional<sarm::Rpc> rpcOfModel(const Place& place, std::string& remarks) {
+std::optional<sarm::Rpc> rpcOfModel(const OpenedProduct& opened, const Place& place,
+                                    std::string& remarks) {
     const sarm::SensorModel& model = *place.transform->sensorModel();
     if (const auto fitted = sarm::fitRpc(model); fitted && fits(*fitted))
         return fitted;
     const sarm::ImageSize size = model.imageSize();
     std::optional<StatedFunctions> own;
     try {
-        own =
-            functionsOf(statedByProduct(place.productFile, static_cast<std::uint32_t>(size.samples),
-                                        static_cast<std::uint32_t>(size.lines)));
+        own = functionsOf(statedByProduct(opened.stated(), static_cast<std::uint32_t>(size.samples),
+                                          static_cast<std::uint32_t>(size.lines)));
     } catch (const loader::Error&) {
         // What is damaged is told by the checks.
     }
@@ -139,10 +138,11 @@ kimg::Georeferencing placementOf(const Place& place, const Window& window) {
         gcpsOf(place.ties.empty() ? tieGrid(*place.transform, window) : place.ties, window));
 }
 
-RpcItems publishedRpc(const Place& place, const Window& window, std::string& remarks) {
+RpcItems publishedRpc(const OpenedProduct& opened, const Place& place, const Window& window,
+                      std::string& remarks) {
     std::optional<sarm::Rpc> rpc = place.functions;
     if (place.source == PlaceSource::model)
-        rpc = rpcOfModel(place, remarks);
+        rpc = rpcOfModel(opened, place, remarks);
     if (!rpc)
         return {};
     rpc->lineOffset -= window.y;

@@ -37,6 +37,7 @@ std::vector<kimg::GroundControlPoint> gcpsOf(const std::vector<TiePoint>& ties,
 /// pixel of it; else the product's own where these are; of a place without model the ones that it
 /// stands on. Errors are stated (ERR_BIAS, ERR_RAND). None fit over a pole.
 /// @param remarks  receives why there are none, if there could have been some.
-RpcItems publishedRpc(const Place& place, const Window& window, std::string& remarks);
+RpcItems publishedRpc(const OpenedProduct& opened, const Place& place, const Window& window,
+                      std::string& remarks);
 
 } // namespace product

@@ -2,10 +2,7 @@
 
 #include "kprj/kprj.h"
 #include "loader/heard.h"
-#include "loader/plugin.h"
-#include "product/families/image_claims.h"
-#include "product/images/image_files.h"
-#include "product/images/image_samples.h"
+#include "product/images/image_claims.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,34 +23,28 @@ double worstPixels(const sarm::Rpc& rpc, const std::vector<TiePoint>& ties) {
 
 } // namespace
 
-StatedPlace statedByProduct(const std::string& productFile, std::uint32_t width,
+StatedPlace statedByProduct(const StatedProduct& product, std::uint32_t width,
                             std::uint32_t height) {
-    const ProductDocument document = readDocument(productFile);
-    StatedPlace stated{tiePoints(document), ownRpc(document)};
+    StatedPlace stated{product.tiePoints(), product.rationalFunctions()};
     if (stated.ties.empty() && stated.rpc.empty())
         return stated;
-    if (const std::string other = sizeContradiction(imageClaims(document), width, height);
+    if (const std::string other = sizeContradiction(product.imageClaims(), width, height);
         !other.empty())
-        throw loader::Error(document.file + ": the image " + other +
+        throw loader::Error(product.file() + ": the image " + other +
                             ", so that its tie points do not serve");
     return stated;
 }
 
-StatedPlace statedByImage(const std::string& productFile) {
-    const ProductDocument document = readDocument(productFile);
-    for (const std::string& name : imageFiles(document, readFacts(document)))
-        try {
-            const ImageSamples image(name);
-            kerr::Slot slot;
-            const auto found = kimg::georeferencing(image.layer(), slot);
-            if (!found)
-                throw loader::Error(name + ": its georeferencing cannot be read: " +
-                                    loader::Heard::text(*slot.get()));
-            return statedBy(*found, name);
-        } catch (const loader::Error&) {
-            continue; // the images' own checks tell
-        }
-    return {};
+StatedPlace statedByImage(const OpenedProduct& opened) {
+    const ProductImage* image = opened.firstImage();
+    if (!image)
+        return {};
+    kerr::Slot slot;
+    const auto found = kimg::georeferencing(image->samples->layer(), slot);
+    if (!found)
+        throw loader::Error(image->file + ": its georeferencing cannot be read: " +
+                            loader::Heard::text(*slot.get()));
+    return statedBy(*found, image->file);
 }
 
 StatedPlace statedBy(const kimg::Georeferencing& file, const std::string& name) {
@@ -84,7 +75,7 @@ std::optional<StatedFunctions> functionsOf(const StatedPlace& stated) {
     StatedFunctions found{*standard, worstPixels(*standard, stated.ties)};
     const sarm::Rpc earlier = fromEarlierOrder(*standard);
     const double worst = worstPixels(earlier, stated.ties);
-    if (found.worstPixels > 1 && worst < 0.1 * found.worstPixels)
+    if (found.worstPixels > functionsServePixels && worst < 0.1 * found.worstPixels)
         found = {earlier, worst};
     return found;
 }

@@ -148,8 +148,8 @@ void addMarks(const DrawingRequest& request, Canvas& canvas, kimg::Picture& pict
 
 } // namespace
 
-Drawing draw(loader::Product product, const DrawingRequest& request) {
-    const auto opened = std::make_shared<const product::OpenedProduct>(std::move(product));
+Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
+             const DrawingRequest& request) {
     std::vector<Channel> channels;
     if (request.inColour)
         channels = colourChannels(opened, request.rgb);
@@ -167,7 +167,7 @@ Drawing draw(loader::Product product, const DrawingRequest& request) {
     kimg::Picture& picture = drawing.picture;
     picture.width = canvas.width;
     picture.height = canvas.height;
-    picture.items = product::metadataItems(opened->document);
+    picture.items = product::metadataItems(opened->stated());
     if (wantsMarks(request) || (request.decibels && !request.inColour))
         addMarks(request, canvas, picture);
     else if (request.inColour) {

@@ -5,7 +5,6 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/raster_tiles.h"
-#include "product/find_product.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -79,7 +78,7 @@ Placed placeWindow(const product::Raster& raster, const product::Window& window)
     const product::Place found = raster.findPlace();
     Placed placed{product::placementOf(found, window), {}};
     std::string remark;
-    placed.place.rpc = product::publishedRpc(found, window, remark);
+    placed.place.rpc = product::publishedRpc(raster.opened(), found, window, remark);
     for (const std::string& each : {found.remarks, remark})
         if (!each.empty())
             placed.remarks.push_back(each);
@@ -145,9 +144,8 @@ void addOverviews(TiffWriter& writer, const product::Raster& raster) {
 
 void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const Rasters rasters = product::openRasters(
-        loader::Product(loader::Plugin::instance(), product::findProduct(options.file)),
-        options.layers);
+    const Rasters rasters =
+        product::openRasters(product::openProduct(options.file), options.layers);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.

@@ -5,7 +5,6 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/resampler.h"
-#include "product/find_product.h"
 #include "product/place/map_frame.h"
 #include "verbs/elevation_options.h"
 #include "verbs/verbs.h"
@@ -145,9 +144,9 @@ void tellElevation(const product::MapPositions& positions, bool required) {
 
 void geocode(const GeocodeVerb& verb) {
     refuseOverwriting(verb.output, verb.force);
-    const auto rasters = product::openRasters(
-        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)),
-        verb.layer.empty() ? std::vector<std::string>() : std::vector{verb.layer});
+    const auto rasters = product::openRasters(product::openProduct(verb.file),
+                                              verb.layer.empty() ? std::vector<std::string>()
+                                                                 : std::vector{verb.layer});
     const product::Raster& raster = *rasters.front();
     resamplingOf(verb, raster); // refuses at once what would be refused later
     const product::MapPositions positions(

@@ -1,4 +1,4 @@
-#include "product/place/polar_format.h"
+#include "product/families/capella/polar_format.h"
 
 #include "loader/heard.h"
 #include "loader/plugin.h"
@@ -19,8 +19,8 @@ constexpr double mostPixelsOff = 2; ///< from the stated place of the middle pix
 /// Reads numbers below one element; errors name the file and the path.
 class Numbers {
 public:
-    Numbers(const ProductDocument& document, const char* parent)
-        : file_(document.extendedFile), tree_(document.extended), parent_(parent) {}
+    Numbers(const ProductTree& document, const std::string& file, const char* parent)
+        : file_(file), tree_(document), parent_(parent) {}
 
     bool has(const std::string& path) const { return find(path) != nullptr; }
 
@@ -102,9 +102,9 @@ ValueAndSlope valueAt(const std::vector<double>& coefficients, double x) {
 }
 
 /// "Rows" of the grid run in range and are the samples of the file; its "columns" are the lines.
-sarm::PolarFormatParameters readParameters(const ProductDocument& document) {
-    const Numbers image(document, "collect/image");
-    const Numbers grid(document, "collect/image/image_geometry");
+sarm::PolarFormatParameters readParameters(const ProductTree& document, const std::string& file) {
+    const Numbers image(document, file, "collect/image");
+    const Numbers grid(document, file, "collect/image/image_geometry");
     sarm::PolarFormatParameters p;
     p.numberOfLines = image.count("rows");
     p.numberOfSamples = image.count("columns");
@@ -133,8 +133,9 @@ sarm::PolarFormatParameters readParameters(const ProductDocument& document) {
 }
 
 /// The product's middle pixel, where it states its place, tells whether all was understood.
-void requireMiddle(const ProductDocument& document, const sarm::SensorModel& model) {
-    const Numbers middle(document, "collect/image/center_pixel");
+void requireMiddle(const ProductTree& document, const std::string& file,
+                   const sarm::SensorModel& model) {
+    const Numbers middle(document, file, "collect/image/center_pixel");
     if (!middle.has("target_position"))
         return;
     const int sample = model.imageSize().samples / 2, line = model.imageSize().lines / 2;
@@ -154,18 +155,13 @@ void requireMiddle(const ProductDocument& document, const sarm::SensorModel& mod
 
 } // namespace
 
-bool statesPolarFormat(const ProductDocument& document) {
-    return textAt(document.extended, "collect/image/image_geometry/type") == "pfa";
-}
-
-KxfrXFormPtr polarFormatTransform(const ProductDocument& document) {
+KxfrXFormPtr polarFormatTransform(const ProductTree& document, const std::string& file) {
     kerr::Slot slot;
-    KxfrXFormPtr transform(kxfr_XFormFromPolarFormat(readParameters(document), slot));
+    KxfrXFormPtr transform(kxfr_XFormFromPolarFormat(readParameters(document, file), slot));
     if (!transform)
-        throw loader::Error(
-            document.extendedFile +
-            ": its polar-format grid has no sensor model: " + loader::Heard::text(*slot.get()));
-    requireMiddle(document, *transform->sensorModel());
+        throw loader::Error(file + ": its polar-format grid has no sensor model: " +
+                            loader::Heard::text(*slot.get()));
+    requireMiddle(document, file, *transform->sensorModel());
     return transform;
 }
 
