@@ -73,12 +73,12 @@ std::vector<BetaNought> openBetaNought(const std::shared_ptr<const OpenedProduct
         return found == entries.end() ? nullptr : &*found;
     };
     std::vector<BetaNought> all;
-    for (const ProductImage& image : opened->images) {
+    for (const ProductImage& image : opened->images()) {
         const Entry* beta = find(Entry::Kind::calibrated, image.pole, Radiometry::betaNought);
         const Entry* sigma = find(Entry::Kind::calibrated, image.pole, Radiometry::sigmaNought);
         const Entry* incidence = find(Entry::Kind::incidence, image.pole, {});
         const Entry* noise = find(Entry::Kind::noise, image.pole, {});
-        const std::string who = opened->product.name() + ": ";
+        const std::string who = opened->name() + ": ";
         if (!beta && !sigma)
             throw loader::Error(who + "states neither beta nought nor sigma nought for " +
                                 (image.pole.empty() ? "its image" : image.pole) +

@@ -31,7 +31,7 @@ std::string joined(const std::vector<std::string>& texts) {
 void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
                     const product::Locator& locator, const product::Raster& image) {
     const auto ties =
-        product::statedByProduct(opened.product.name(), image.width(), image.height()).ties;
+        product::statedByProduct(opened.stated(), image.width(), image.height()).ties;
     double sums[2] = {}, squares[2] = {};
     double count = 0;
     for (const product::TiePoint& tie : ties) {
@@ -71,7 +71,7 @@ void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
 MetadataItems rtcMetadata(const product::OpenedProduct& opened, const product::Locator& locator,
                           const std::vector<product::BetaNought>& images,
                           const RtcAccount& account) {
-    MetadataItems items = product::metadataItems(opened.document);
+    MetadataItems items = product::metadataItems(opened.stated());
     items.emplace_back("BACKSCATTER_MEASUREMENT", "gamma nought, terrain-flattened");
     items.emplace_back("BACKSCATTER_CONVENTION", account.inDb ? "dB" : "linear power");
     items.emplace_back("SOURCE_MEASUREMENT",

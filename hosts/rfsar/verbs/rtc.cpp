@@ -4,7 +4,6 @@
 #include "output/interruption.h"
 #include "output/output_file.h"
 #include "output/tile_work.h"
-#include "product/find_product.h"
 #include "product/place/map_frame.h"
 #include "product/place/terrain_nodes.h"
 #include "terrain/flattened_tiles.h"
@@ -55,9 +54,7 @@ std::string stacName(const RtcVerb& verb) {
 /// The product, its images as beta nought, and where they lie.
 struct Scene {
     explicit Scene(const RtcVerb& verb)
-        : file(product::findProduct(verb.file)),
-          opened(std::make_shared<const product::OpenedProduct>(
-              loader::Product(loader::Plugin::instance(), file))) {
+        : opened(product::openProduct(verb.file)), file(opened->name()) {
         requireModel();
         images = product::openBetaNought(opened, verb.noiseRemoved);
         for (const product::BetaNought& image : images)
@@ -72,8 +69,8 @@ struct Scene {
     std::uint32_t height() const { return images.front().power->height(); }
     const sarm::SensorModel& model() const { return *place->transform->sensorModel(); }
 
-    std::string file;
     std::shared_ptr<const product::OpenedProduct> opened;
+    std::string file;
     std::shared_ptr<const product::Place> place;
     std::vector<product::BetaNought> images;
 
@@ -81,10 +78,10 @@ private:
     void requireModel() {
         const product::ProductImage* image = opened->firstImage();
         if (!image)
-            throw loader::Error(opened->images.empty() ? file + ": has no images"
-                                                       : opened->images.front().fault);
+            throw loader::Error(opened->images().empty() ? file + ": has no images"
+                                                         : opened->images().front().fault);
         place = std::make_shared<const product::Place>(
-            product::placeOf(opened->product, opened->layerOf(*image), image->samples->width(),
+            product::placeOf(*opened, opened->layerOf(*image), image->samples->width(),
                              image->samples->height()));
         const bool isMap = place->source == product::PlaceSource::map;
         if (place->source != product::PlaceSource::model)
@@ -130,7 +127,7 @@ kimg::Georeferencing placeInRadarGrid(const Scene& scene) {
     const product::Window whole{0, 0, scene.width(), scene.height()};
     kimg::Georeferencing place = product::placementOf(*scene.place, whole);
     std::string remark;
-    place.rpc = product::publishedRpc(*scene.place, whole, remark);
+    place.rpc = product::publishedRpc(*scene.opened, *scene.place, whole, remark);
     if (!remark.empty())
         console::warning(remark);
     return place;
