@@ -37,7 +37,7 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
         return extendedBeside(productFile, report);
     const std::string file = ktxt::narrow(productFile);
     const kfio::ProductTree item = kfio::readJsonTree(file);
-    const std::string& href = MetadataElement(item, file).text("assets.metadata.href");
+    const std::string href = MetadataElement(item, file).text("assets.metadata.href");
     const auto named = capella_files::fileOfAsset(productFile, href);
     return named ? *named : extendedBeside(productFile, report);
 }
@@ -172,9 +172,9 @@ void noteSceneHeight(SarMetadataRecord& record, const Source& from) {
     const double heightM = sarm::toGeodetic({metres(0), metres(1), metres(2)},
                                             {record.semiMajorAxis, record.semiMinorAxis})
                                .heightM;
-    constexpr double mostM = 10000;
+    constexpr double mostM = 10000, perM = 1e6; // finer digits are noise of the conversion
     if (std::abs(heightM) <= mostM)
-        sarm_NoteSceneHeight(&record, heightM);
+        sarm_NoteSceneHeight(&record, std::round(heightM * perM) / perM);
 }
 
 sarm::MetadataPtr build(const Source& from) {
