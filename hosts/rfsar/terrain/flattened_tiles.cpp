@@ -15,25 +15,27 @@ constexpr float none = std::numeric_limits<float>::quiet_NaN();
 FlattenedTiles::Source::Source(std::unique_ptr<product::Raster> made, Resampling method,
                                double reduction, double noData, std::size_t memory,
                                std::size_t slots)
-    : raster(std::move(made)), cache(*raster, memory / 2),
-      resampler(*raster, cache, method, reduction, noData, memory / 2 / slots) {}
+    : raster(std::move(made)), cache(*raster, memory / 4 * 3),
+      resampler(*raster, cache, method, reduction, noData, memory / 4 / slots) {}
 
 FlattenedTiles::FlattenedTiles(const AreaFile& areas,
                                const std::vector<product::BetaNought>& images, Resampling method,
                                double reduction, bool inDb, std::size_t memory, std::size_t slots)
     : images_(images), inDb_(inDb) {
-    const std::size_t share = memory / (images.size() + 4);
-    const auto add = [&](std::unique_ptr<product::Raster> raster, Resampling by, double noData) {
+    const auto add = [&](std::unique_ptr<product::Raster> raster, Resampling by, double noData,
+                         std::size_t share) {
         sources_.push_back(
             std::make_unique<Source>(std::move(raster), by, reduction, noData, share, slots));
     };
+    // Images of whole lines, or compressed ones, are dear to read again; the passing file is not.
+    const std::size_t little = memory / 16, much = (memory - 4 * little) / images.size();
     for (const product::BetaNought& image : images)
-        add(std::make_unique<LitRaster>(areas, image.power.get()), method, 0);
-    add(std::make_unique<LitRaster>(areas, nullptr), method, 0);
-    add(std::make_unique<PlaneRaster>(areas, AreaFile::gammaArea), method, 0);
-    add(std::make_unique<PlaneRaster>(areas, AreaFile::sigmaArea), method, 0);
+        add(std::make_unique<LitRaster>(areas, image.power.get()), method, 0, much);
+    add(std::make_unique<LitRaster>(areas, nullptr), method, 0, little);
+    add(std::make_unique<PlaneRaster>(areas, AreaFile::gammaArea), method, 0, little);
+    add(std::make_unique<PlaneRaster>(areas, AreaFile::sigmaArea), method, 0, little);
     add(std::make_unique<PlaneRaster>(areas, AreaFile::mask), Resampling::nearest,
-        +RtcMask::outside);
+        +RtcMask::outside, little);
 }
 
 std::vector<kimg::TiffBand> FlattenedTiles::bandsOf(
