@@ -106,10 +106,14 @@ class HostInC(ProductCase):
 
     SOURCE = ROOT / "tests/host_example/host.c"
 
-    def test_it_compiles_as_c_and_reads_a_product(self):
+    def compiled(self):
         host = self.folder / "host"
         subprocess.run(["cc", "-std=c11", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'rf_sar'}",
                         f"-I{ROOT / 'platform/chost'}", self.SOURCE, "-o", host, "-ldl"], check=True)
+        return host
+
+    def test_it_compiles_as_c_and_reads_a_product(self):
+        host = self.compiled()
         product = self.make("rcm", lines=40, samples=30, name="sample")
         link = pathlib.Path("/proc/self/cwd") / "metadata/product.xml"  # its names are ASCII
         done = subprocess.run([host, BUILD / "lib/rf_sar.so", link, ":SAR_Metadata"],
@@ -125,6 +129,23 @@ class HostInC(ProductCase):
         image = gdal.Open(str(product.folder / product.truth["images"][0]["file"]))
         block = image.ReadAsArray(0, 0, min(width, 30), min(height, 40))
         self.assertIn(f"sum {int(block.sum(dtype=float))}\n", head)
+
+    def test_a_reason_reaches_it(self):
+        host = self.compiled()
+        product = self.make("capella-geo", name="sample")
+        item = next(p for p in product.folder.glob("*.json") if "_extended" not in p.name)
+        stated = json.loads(item.read_text("utf-8"))
+        stated["properties"]["sar:polarizations"].insert(0, "VV")  # two layers, one image
+        item.write_text(json.dumps(stated), "utf-8")
+        link = pathlib.Path("/proc/self/cwd") / item.name
+        for arguments, reason in (
+                ([link, ":SAR_Metadata", "X_HH_MAGNITUDE_2"], "no image for layer X_HH_MAGNITUDE_2"),
+                (["missing.json"], "Could not fine and open the file"),
+                ([link, ":Unknown", "nonsense"], "no image for layer nonsense")):
+            done = subprocess.run([host, BUILD / "lib/rf_sar.so", *arguments],
+                                  cwd=product.folder, capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 1, done.stderr)
+            self.assertIn(reason, done.stderr)
 
     def test_the_document_shows_exactly_this_file(self):
         document = (ROOT / "docs/host-interface.md").read_text("utf-8")

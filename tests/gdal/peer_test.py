@@ -22,7 +22,8 @@ class BesideGdalsOwnDriver(ProductCase):
                 product = self.make("rcm", name=f"p{number}", lines=90, samples=131,
                                     incidence=25.0, **fields)
                 peer = gdal.OpenEx(str(product.opened), allowed_drivers=["RCM"])
-                yield product, open_product(product.opened), peer
+                ours = open_product(product.opened, GEOREF="PRODUCT")
+                yield product, ours, peer
 
     def test_samples_and_polarizations(self):
         for _, ours, peer in self.products():
