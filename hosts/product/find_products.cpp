@@ -1,8 +1,8 @@
 #include "product/find_products.h"
 
 #include "kfio/kfio.h"
+#include "kfio/virtual_files.h"
 #include "kfnp/kfnp.h"
-#include "kimg/virtual_files.h"
 #include "loader/plugin.h"
 #include "product/families/family.h"
 #include "product/find_product.h"
@@ -33,7 +33,7 @@ Likeness likenessOf(const std::string& file, const Family& family) {
     if (kfnp::isVirtual(file)) {
         constexpr std::size_t largest = 64 << 20;
         std::string reason;
-        head = kimg::readVirtualFile(file, largest, reason).value_or("");
+        head = kfio::readVirtualFile(file, largest, reason).value_or("");
         head.resize(std::min(head.size(), static_cast<std::size_t>(family.headBytes)));
     } else {
         std::ifstream stream(file, std::ios::binary);
@@ -80,7 +80,7 @@ private:
     Folder list(const std::string& path) const {
         Folder folder;
         if (kfnp::isVirtual(path)) {
-            for (const std::string& name : kimg::listVirtualFolder(path))
+            for (const std::string& name : kfio::listVirtualFolder(path))
                 (kfio::fileState(path + '/' + name).isRegularFile ? folder.files : folder.folders)
                     .push_back(name);
             return folder;
@@ -166,7 +166,7 @@ std::vector<FoundProduct> findProducts(const std::vector<std::string>& entries,
 
 bool isForeign(const std::string& file) {
     if (isZip(file)) {
-        if (kimg::listVirtualFolder("/vsizip/" + file).empty())
+        if (kfio::listVirtualFolder("/vsizip/" + file).empty())
             return false; // damaged
         try {
             findProduct(file);
