@@ -53,7 +53,7 @@ std::string joined(const std::vector<std::string>& words) {
 
 Recipe recipeNow(const Order& order, const kfio::FileState& product) {
     return {order.verb, joined(order.options), RF_SAR_VERSION, product.size,
-            product.modificationTime};
+            product.modifiedNs};
 }
 
 /// @return why a result must be made; nullopt when it is as it would be now. A result that is not

@@ -132,7 +132,7 @@ private:
         before.found = true;
         const kfio::FileState state = kfio::fileState(file);
         if (options_.force || static_cast<std::int64_t>(state.size) != before.bytes ||
-            state.modificationTime != before.modifiedNs)
+            state.modifiedNs != before.modifiedNs)
             return false;
         ++kept_;
         const std::string checked = checkedNow(file, before.checked);
@@ -171,8 +171,8 @@ private:
             const auto known = known_.find(file);
             const bool isKnown = known != known_.end();
             row["bytes"] = states[product].size;
-            row["modified"] = timeText(states[product].modificationTime);
-            row["modifiedNs"] = states[product].modificationTime;
+            row["modified"] = timeText(states[product].modifiedNs);
+            row["modifiedNs"] = states[product].modifiedNs;
             row["vanished"] = false;
             // A check of what the product was before says nothing of it now.
             if (const std::string checked = checkedNow(file, ""); !checked.empty())
