@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, makes a sample product of each format, opens them, and writes
-# pictures into demo-output/.
+# Installs what is needed, builds the library, the program and the GDAL driver, makes a sample
+# product of each format, opens them, and writes pictures into demo-output/.
 set -euo pipefail
 cd "$(dirname "$0")"
-tools/install_packages.sh
-cmake --preset dev
-cmake --build --preset dev --target rfsar rf_sar
+tools/install_packages.sh build demo
+cmake --preset dev -DRF_SAR_TESTS=OFF -DRF_SAR_BENCHMARKS=OFF
+cmake --build --preset dev
 
 rfsar=build/bin/rfsar
 out=demo-output

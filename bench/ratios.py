@@ -13,6 +13,7 @@ import platform
 import subprocess
 import tempfile
 
+import driver_bench
 import scene_bench
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
@@ -127,6 +128,11 @@ def main():
                 print_row(what, found[ours], peer, found[theirs], goal)
             else:
                 print(f"| {what} | not on this machine | | | | | |", flush=True)
+    if driver_bench.there():
+        for row in driver_bench.measure(options.folder, options.runs, options.side):
+            print_row(*row)
+    else:
+        print("| GDAL's RCM driver | not on this machine | | | | | |", flush=True)
     for row in scene_bench.measure(options.folder, options.runs, options.side):
         print_row(*row)
 

@@ -32,12 +32,12 @@ constexpr Entry entries[] = {
 };
 
 /// @return false with a report when the file does not match the tables' schema.
-bool readTable(const std::string& file, const Entry& entry, Record& record, KERR_REPORT** slot) {
-    rs2::FirstError first;
+bool readTable(const std::string& file, const Entry& entry, Record& record,
+               rs2::BindingErrors& errors, KERR_REPORT** slot) {
     lmx::elmx_error error;
-    const rs2prod_lut::c_lut table(file.c_str(), error, first.handler());
+    const rs2prod_lut::c_lut table(file.c_str(), error, errors.handler());
     if (error != lmx::elmx_error::ok && error != lmx::elmx_error::withoutNamespace) {
-        first.raise(slot, function, entry.message);
+        errors.raise(slot, function, entry.message);
         return false;
     }
     record.*entry.gains =
@@ -49,7 +49,7 @@ bool readTable(const std::string& file, const Entry& entry, Record& record, KERR
 
 /// The same for a file as product.xml names it.
 bool readNamedTable(std::u16string_view productFile, const std::string& name, const Entry& entry,
-                    Record& record, KERR_REPORT** slot) {
+                    Record& record, rs2::BindingErrors& errors, KERR_REPORT** slot) {
     const std::string folder =
         ktxt::narrow(kfnp_FileNameGetPathPart(kfnp_FileNameExternalToInternal(productFile)));
     const std::string file = kfnp::clean(folder + name);
@@ -61,7 +61,7 @@ bool readNamedTable(std::u16string_view productFile, const std::string& name, co
         kerr::raise(slot, function, entry.message);
         return false;
     }
-    return readTable(file, entry, record, slot);
+    return readTable(file, entry, record, errors, slot);
 }
 
 } // namespace
@@ -75,11 +75,13 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     CalibrationPtr record(kmsc::makeArray<Record>(1).release());
     if (!record)
         throw std::bad_alloc();
+    rs2::BindingErrors errors;
     std::size_t read = 0;
     while (read < std::min(image.size_lookupTable(), std::size(entries)) &&
            readNamedTable(productFile, image.get_lookupTable(read).get_lookupTable(), entries[read],
-                          *record, slot))
+                          *record, errors, slot))
         ++read;
+    errors.warn(function);
     if (read == 0)
         return nullptr;
     return record;

@@ -9,15 +9,32 @@
 
 namespace rs2 {
 
-lmx::error_handler FirstError::handler() {
+lmx::error_handler BindingErrors::handler() {
     return [this](const lmx::s_error& error) {
-        error_ = error;
-        return error.code;
+        PassedOver* kind = error.code == lmx::elmx_error::elementUnexpected  ? &elements_
+                           : error.code == lmx::elmx_error::attributeUnknown ? &attributes_
+                                                                             : nullptr;
+        if (!kind) {
+            error_ = error;
+            return error.code;
+        }
+        if (++kind->count == 1)
+            kind->first = error;
+        return lmx::elmx_error::ok;
     };
 }
 
-void FirstError::raise(KERR_REPORT** slot, std::string_view function,
-                       std::string_view message) const {
+void BindingErrors::warn(std::string_view function) const {
+    for (const PassedOver* kind : {&elements_, &attributes_})
+        if (kind->count > 0)
+            TolvanLog::Write(
+                function, kerrWarning,
+                kind->first.message() + "; passed over" +
+                    (kind->count == 1 ? "" : ", and " + std::to_string(kind->count - 1) + " more"));
+}
+
+void BindingErrors::raise(KERR_REPORT** slot, std::string_view function,
+                          std::string_view message) const {
     if (error_.code != lmx::elmx_error::ok) // short memory comes without details
         kerr::raise(slot, function, error_.message());
     kerr::raise(slot, function, message);
@@ -25,14 +42,16 @@ void FirstError::raise(KERR_REPORT** slot, std::string_view function,
 
 std::unique_ptr<const rs2prod::c_product>
 bindProduct(std::string_view productFile, std::string_view function, KERR_REPORT** slot) {
-    FirstError first;
+    BindingErrors errors;
     lmx::elmx_error error;
     auto product = std::make_unique<const rs2prod::c_product>(std::string(productFile).c_str(),
-                                                              error, first.handler());
-    if (error == lmx::elmx_error::ok)
+                                                              error, errors.handler());
+    if (error == lmx::elmx_error::ok) {
+        errors.warn(function);
         return product;
-    first.raise(slot, function,
-                std::string(messages::schemaMismatch) + lmx::get_error_description(error));
+    }
+    errors.raise(slot, function,
+                 std::string(messages::schemaMismatch) + lmx::get_error_description(error));
     return nullptr;
 }
 

@@ -18,16 +18,26 @@ class c_product;
 /// thread.
 namespace rs2 {
 
-/// Keeps the first error of a binding, which then stops.
-class FirstError {
+/// Judges the errors of a binding: passes over what the schema does not know, and stops at the
+/// first other one. Deviation: an element or attribute of an unknown name does not refuse the
+/// document, so that a later edition of the schema does not cost the record. One that is known but
+/// misplaced does. (Rs2Readnodes.WhatALaterSchemaBringsIsPassedOver)
+class BindingErrors {
 public:
-    /// To be handed to one binding, which this object must outlive.
+    /// To be handed to bindings of one product, which this object must outlive.
     lmx::error_handler handler();
     /// Puts the agreed message into the slot, caused by the error with its file, element and line.
     void raise(KERR_REPORT** slot, std::string_view function, std::string_view message) const;
+    /// Logs what was passed over, as one warning for elements and one for attributes.
+    void warn(std::string_view function) const;
 
 private:
+    struct PassedOver {
+        lmx::s_error first;
+        std::size_t count = 0;
+    };
     lmx::s_error error_;
+    PassedOver elements_, attributes_;
 };
 
 /// Reads and checks a product.xml, local or virtual.

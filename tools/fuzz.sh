@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ $# -eq 0 ]]; then
-    sed -n '2,5s/^# //p' "$0"
+    sed -n '/^# Builds/,/^[^#]/s/^# //p' "$0"
     exit 2
 fi
 hours=$1
@@ -14,6 +14,7 @@ shift
 kinds=("${@:-}")
 [[ -n ${kinds[0]} ]] || kinds=(text kmif transform trees rs2_binding rs2_lut rs2 rcm capella)
 
+tools/install_packages.sh build demo fuzz
 cmake --preset fuzz > /dev/null
 cmake --build --preset fuzz
 build=build-fuzz/tests/fuzz

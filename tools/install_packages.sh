@@ -1,9 +1,37 @@
 #!/usr/bin/env bash
-# Installs what packages.txt lists and is not installed yet. Usage: tools/install_packages.sh
+# Installs the groups of packages.txt that it is given, as far as they are not installed yet:
+# install_packages.sh GROUP...
+# With --list it prints their names and installs nothing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-mapfile -t wanted < <(grep -vE '^\s*(#|$)' packages.txt)
+only_list=
+if [[ ${1-} == --list ]]; then
+    only_list=1
+    shift
+fi
+groups=$(sed -n 's/^\[\(.*\)\]$/\1/p' packages.txt)
+if [[ $# -eq 0 ]]; then
+    sed -n '/^# Installs/,/^[^#]/s/^# //p' "$0"
+    echo "Groups:" $groups
+    exit 2
+fi
+
+packages_of() {
+    awk -v group="[$1]" '/^\[/ { inside = $0 == group; next } inside && /^[^#]/' packages.txt
+}
+
+wanted=()
+for group in "$@"; do
+    grep -qx -- "$group" <<<"$groups" ||
+        { echo "install_packages: packages.txt has no group $group; it has" $groups >&2; exit 2; }
+    mapfile -t -O "${#wanted[@]}" wanted < <(packages_of "$group")
+done
+if [[ $only_list ]]; then
+    printf '%s\n' "${wanted[@]}"
+    exit 0
+fi
+
 missing=()
 for package in "${wanted[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||

@@ -38,23 +38,21 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<OpenedProduct>(
+    : opened_(std::make_shared<const OpenedProduct>(
           loader::Product(loader::Plugin::instance(), request.file))),
       georef_(request.georef) {
     SetDescription(request.description.c_str());
-    if (!opened_->document.fault.empty())
-        CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out",
-                 opened_->document.fault.c_str());
-    for (const std::string& warning :
-         product::warnings(opened_->product, opened_->document, opened_->facts))
-        CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->product.name().c_str(),
-                 warning.c_str());
+    const std::string& fault = opened_->stated().facts().fault;
+    if (!fault.empty())
+        CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out", fault.c_str());
+    for (const std::string& warning : product::warnings(*opened_))
+        CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->name().c_str(), warning.c_str());
     const std::vector<Entry> entries = catalogue(*opened_);
     addBands(request, entries);
     if (request.layer.empty())
         listSubdatasets(entries);
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
-    for (const auto& [key, text] : product::metadataItems(opened_->document))
+    for (const auto& [key, text] : product::metadataItems(opened_->stated()))
         oMDMD.SetMetadataItem(key.c_str(), text.c_str());
     reference_ = georeference(*opened_, image(), georef_);
     if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
@@ -76,7 +74,7 @@ std::vector<Entry> SarDataset::chosen(const OpenRequest& request,
             found.push_back(entry);
     if (!found.empty())
         return found;
-    throw loader::Error(opened_->product.name() + ": the product has " +
+    throw loader::Error(opened_->name() + ": the product has " +
                         (request.layer.empty() ? "no tables for " + request.calibration
                                                : "no layer \"" + request.layer + "\""));
 }
@@ -91,7 +89,7 @@ void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& 
         for (const Entry& entry : shown_) {
             bands.push_back(makeBand(opened_, entry));
             if (!sameShape(*bands.front(), *bands.back()))
-                throw loader::Error(opened_->product.name() +
+                throw loader::Error(opened_->name() +
                                     ": its layers differ in size or type");
         }
     } catch (const loader::Error& error) {
@@ -112,7 +110,7 @@ void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::string key = "SUBDATASET_" + std::to_string(i + 1);
         list.SetNameValue((key + "_NAME").c_str(),
-                          formatDatasetName({opened_->product.name(), entries[i].name}).c_str());
+                          formatDatasetName({opened_->name(), entries[i].name}).c_str());
         list.SetNameValue((key + "_DESC").c_str(),
                           (entries[i].name + " - " + entries[i].description).c_str());
     }
@@ -124,7 +122,7 @@ void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
 /// put such files there: they are not followed to other files.
 void SarDataset::nameSidecars(const OpenRequest& request) {
     const std::string& shown = request.layer.empty() ? request.calibration : request.layer;
-    std::string stem = opened_->product.name();
+    std::string stem = opened_->name();
     SetPhysicalFilename(stem.c_str());
     if (!shown.empty()) {
         SetSubdatasetName(shown.c_str());
@@ -164,7 +162,7 @@ void SarDataset::provideRpc() {
 }
 
 void SarDataset::provideNode(const std::string& name) {
-    const std::vector<std::string>& names = opened_->nodeNames;
+    const std::vector<std::string>& names = opened_->nodeNames();
     if (std::find(names.begin(), names.end(), ":" + name) == names.end())
         return;
     std::string remarks;
@@ -172,14 +170,14 @@ void SarDataset::provideNode(const std::string& name) {
     json.AddString(kmif_NodeToJson(opened_->product.node(":" + name, remarks)).c_str());
     oMDMD.SetMetadata(json.List(), (jsonPrefix + name).c_str());
     if (!remarks.empty())
-        CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->product.name().c_str(),
+        CPLError(CE_Warning, CPLE_AppDefined, "%s: node %s: %s", opened_->name().c_str(),
                  name.c_str(), remarks.c_str());
 }
 
 char** SarDataset::GetMetadataDomainList() {
     provide("RPC");
     CPLStringList domains(GDALPamDataset::GetMetadataDomainList());
-    for (const std::string& name : opened_->nodeNames) {
+    for (const std::string& name : opened_->nodeNames()) {
         const std::string domain = jsonPrefix + name.substr(1);
         if (domains.FindString(domain.c_str()) < 0)
             domains.AddString(domain.c_str());
@@ -187,7 +185,7 @@ char** SarDataset::GetMetadataDomainList() {
     return domains.StealList();
 }
 
-char** SarDataset::GetMetadata(const char* domain) {
+MetadataList SarDataset::GetMetadata(const char* domain) {
     provide(domain);
     return GDALPamDataset::GetMetadata(domain);
 }
@@ -204,27 +202,24 @@ char** SarDataset::GetFileList() {
             kfio::fileState(file).isRegularFile)
             files.AddString(file.c_str());
     };
-    add(opened_->product.name());
+    add(opened_->name());
     const CPLStringList sidecars(GDALPamDataset::GetFileList());
     for (int i = 0; i < sidecars.size(); ++i)
         add(sidecars[i]); // and what GDAL takes for the dataset's own file, unless it is a folder
-    add(opened_->document.file);
-    add(opened_->document.extendedFile);
-    for (const ProductImage& image : opened_->images)
+    const product::StatedProduct& stated = opened_->stated();
+    for (const std::string& file : stated.facts().documents)
+        add(file);
+    for (const product::StatedImage& image : stated.facts().images)
         add(image.file);
-    for (const auto* names : {&opened_->facts.tables, &opened_->facts.furtherFiles})
-        for (const std::string& name : *names)
-            if (const std::string file = opened_->document.folder() + name;
-                product::isOwnFile(opened_->document, file))
-                add(file); // tools copy and delete what is listed
+    for (const std::string& file : stated.furtherFiles())
+        add(file);
     return files.StealList();
 }
 
-CPLErr SarDataset::GetGeoTransform(double* transform) {
-    if (!reference_.geoTransform)
-        return GDALPamDataset::GetGeoTransform(transform);
-    std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
-    return CE_None;
+bool SarDataset::copyGeoTransform(double* transform) const {
+    if (reference_.geoTransform)
+        std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
+    return reference_.geoTransform.has_value();
 }
 
 const OGRSpatialReference* SarDataset::GetSpatialRef() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bands.h"
+#include "gdal_versions.h"
 #include "georeference.h"
 
 #include <cpl_string.h>
@@ -23,16 +24,15 @@ struct OpenRequest {
 
 /// A product as a whole, or one entry of it. One thread at a time, as GDAL has it; any number of
 /// datasets in parallel.
-class SarDataset final : public GDALPamDataset {
+class SarDataset final : public WithGeoTransform<GDALPamDataset> {
 public:
     /// @throws loader::Error naming the file.
     explicit SarDataset(const OpenRequest& request);
 
     char** GetFileList() override;
     char** GetMetadataDomainList() override;
-    char** GetMetadata(const char* domain) override;
+    MetadataList GetMetadata(const char* domain) override;
     const char* GetMetadataItem(const char* name, const char* domain) override;
-    CPLErr GetGeoTransform(double* transform) override;
     const OGRSpatialReference* GetSpatialRef() const override;
     int GetGCPCount() override;
     const OGRSpatialReference* GetGCPSpatialRef() const override;
@@ -45,6 +45,7 @@ protected:
                            CSLConstList options) override;
 
 private:
+    bool copyGeoTransform(double* transform) const override;
     std::vector<Entry> chosen(const OpenRequest& request, const std::vector<Entry>& entries) const;
     void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
     void listSubdatasets(const std::vector<Entry>& entries);

@@ -1,7 +1,6 @@
 #include "georeference.h"
 
 #include "kimg/georeferencing.h"
-#include "product/place/ground_ties.h"
 
 #include <cpl_string.h>
 
@@ -44,7 +43,7 @@ void setTies(Georeference& reference, std::vector<GroundTie> ties) {
 
 void addOwnTies(Georeference& reference, const OpenedProduct& opened,
                 const kimg::Georeferencing& file) {
-    std::vector<GroundTie> ties = tiesOf(product::tiePoints(opened.document));
+    std::vector<GroundTie> ties = tiesOf(opened.stated().tiePoints());
     if (!ties.empty())
         return setTies(reference, std::move(ties));
     for (const kimg::GroundControlPoint& gcp : file.gcps)
@@ -62,13 +61,13 @@ void addModelTies(Georeference& reference, const SharedGrid& grid, const Product
 }
 
 product::RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
-    product::RpcItems rpc = product::ownRpc(opened.document);
+    product::RpcItems rpc = opened.stated().rationalFunctions();
     return rpc.empty() ? file.rpc : rpc;
 }
 
 [[noreturn]] void refuse(const OpenedProduct& opened, const std::string& wanted,
                          const std::string& why) {
-    throw loader::Error(opened.product.name() + ": there is no " + wanted +
+    throw loader::Error(opened.name() + ": there is no " + wanted +
                         (why.empty() ? "" : " (" + why + ")"));
 }
 

@@ -36,7 +36,7 @@ public:
     }
 
     char** GetMetadataDomainList() override { return shown_.GetMetadataDomainList(); }
-    char** GetMetadata(const char* domain) override { return shown_.GetMetadata(domain); }
+    MetadataList GetMetadata(const char* domain) override { return shown_.GetMetadata(domain); }
     const char* GetMetadataItem(const char* name, const char* domain) override {
         return shown_.GetMetadataItem(name, domain);
     }
@@ -49,13 +49,15 @@ public:
     }
 
 private:
-    GDALRasterBand* RefUnderlyingRasterBand() const override { return &warped_; }
+    GDALRasterBand* RefUnderlyingRasterBand(RF_SAR_GDAL_FORCE_OPEN) const override {
+        return &warped_;
+    }
 
     GDALRasterBand& warped_;
     GDALRasterBand& shown_;
 };
 
-class MapView final : public GDALDataset {
+class MapView final : public WithGeoTransform<GDALDataset> {
 public:
     MapView(SharedDataset warped, std::unique_ptr<SarDataset> shown)
         : shown_(std::move(shown)), warped_(std::move(warped)) {
@@ -66,12 +68,9 @@ public:
             SetBand(i, new MapBand(*warped_->GetRasterBand(i), *shown_->GetRasterBand(i)));
     }
 
-    CPLErr GetGeoTransform(double* transform) override {
-        return warped_->GetGeoTransform(transform);
-    }
     const OGRSpatialReference* GetSpatialRef() const override { return warped_->GetSpatialRef(); }
     char** GetFileList() override { return shown_->GetFileList(); }
-    char** GetMetadata(const char* domain) override {
+    MetadataList GetMetadata(const char* domain) override {
         return isRpc(domain) ? nullptr : shown_->GetMetadata(domain);
     }
     const char* GetMetadataItem(const char* name, const char* domain) override {
@@ -79,6 +78,9 @@ public:
     }
 
 private:
+    bool copyGeoTransform(double* transform) const override {
+        return GDALGetGeoTransform(GDALDataset::ToHandle(warped_.get()), transform) == CE_None;
+    }
     static bool isRpc(const char* domain) { return domain && EQUAL(domain, "RPC"); }
 
     std::unique_ptr<SarDataset> shown_;
@@ -116,7 +118,8 @@ std::string wktOf(const OGRSpatialReference* system) {
 std::unique_ptr<GDALDataset> onTheMap(std::unique_ptr<SarDataset> opened,
                                       const std::string& elevation) {
     std::array<double, 6> transform{};
-    if (opened->GetRasterCount() == 0 || opened->GetGeoTransform(transform.data()) == CE_None)
+    if (opened->GetRasterCount() == 0 ||
+        GDALGetGeoTransform(opened.get(), transform.data()) == CE_None)
         return opened;
     CPLErrorReset();
     const CPLStringList options = transformOptions(*opened, elevation);

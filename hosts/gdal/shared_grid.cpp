@@ -29,10 +29,11 @@ std::vector<GroundTie> SharedGrid::ties(std::uint32_t width, std::uint32_t heigh
 }
 
 SharedGrid sharedGrid(const OpenedProduct& opened) {
-    if (opened.layerNames.empty())
+    if (opened.layerNames().empty())
         return {{nullptr, nullptr, "the product has no layers"}};
     try {
-        return {product::georeferencingOf(opened.product.openLayer(opened.layerNames.front()))};
+        return {product::georeferencingOf(
+            opened, opened.product.openLayer(opened.layerNames().front()))};
     } catch (const loader::Error& error) {
         return {{nullptr, nullptr, error.what()}};
     }

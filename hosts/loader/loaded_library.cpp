@@ -16,7 +16,8 @@ struct Search {
 int visit(dl_phdr_info* library, std::size_t, void* user) {
     auto& search = *static_cast<Search*>(user);
     const fs::path path(library->dlpi_name);
-    if (path.filename() != search.fileName)
+    const std::string name = path.filename().string();
+    if (name != search.fileName && !name.starts_with(search.fileName + ".")) // "x.so", "x.so.1.2"
         return 0;
     std::error_code unresolved;
     const fs::path resolved = fs::canonical(path, unresolved);

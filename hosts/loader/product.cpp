@@ -20,9 +20,8 @@ void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint3
                 std::to_string(imageHeight) + " pixels");
 }
 
-Layer::Layer(const Plugin& plugin, RF_SARFile* file, const std::string& productFile,
-             const std::string& name)
-    : plugin_(&plugin), productFile_(productFile), name_(name), layer_(nullptr, Closer{&plugin}) {
+Layer::Layer(const Plugin& plugin, RF_SARFile* file, const std::string& name)
+    : plugin_(&plugin), name_(name), layer_(nullptr, Closer{&plugin}) {
     const Heard heard;
     RF_SARLayer* layer = nullptr;
     std::uint32_t reserved = 0;

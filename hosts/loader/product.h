@@ -16,12 +16,9 @@ void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint3
 /// An open layer. Move-only; must not outlive its product. Reads may run on many threads.
 class Layer {
 public:
-    Layer(const Plugin& plugin, RF_SARFile* file, const std::string& productFile,
-          const std::string& name);
+    Layer(const Plugin& plugin, RF_SARFile* file, const std::string& name);
 
     const std::string& name() const { return name_; }
-    /// @return the product's name, as it was opened.
-    const std::string& productFile() const { return productFile_; }
     std::uint32_t pixelType() const { return pixelType_; }
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
@@ -57,7 +54,6 @@ private:
     };
 
     const Plugin* plugin_;
-    std::string productFile_;
     std::string name_;
     std::uint32_t pixelType_ = 0;
     std::uint32_t width_ = 0;
@@ -87,7 +83,7 @@ public:
     /// @throws Error saying why, when the product does not have the node.
     KmifNode node(const std::string& name, std::string& remarks) const;
     Layer openLayer(const std::string& name) const {
-        return Layer(*plugin_, file_.get(), name_, name);
+        return Layer(*plugin_, file_.get(), name);
     }
     RF_SARFile* handle() const { return file_.get(); }
 

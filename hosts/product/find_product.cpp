@@ -6,6 +6,7 @@
 #include "kstr/kstr.h"
 #include "ktxt/ktxt.h"
 #include "loader/host_texts.h"
+#include "product/families/family.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -42,31 +43,18 @@ bool isFile(const std::string& name) {
     return kfio::fileState(name).isRegularFile;
 }
 
-/// The JSON files that can be products: items, and extended files whose item is missing.
-std::vector<std::string> capellaFiles(const std::vector<std::string>& names) {
-    constexpr std::string_view extended = "_extended.json";
-    std::vector<std::string> found;
-    for (const std::string& name : names) {
-        if (!endsWith(name, ".json"))
-            continue;
-        const bool companion =
-            endsWith(name, extended) &&
-            std::find(names.begin(), names.end(),
-                      name.substr(0, name.size() - extended.size()) + ".json") != names.end();
-        if (!companion)
-            found.push_back(name);
-    }
-    return found;
-}
-
 std::vector<std::string> productsIn(const std::string& folder) {
     const std::string prefix = folder + (folder.back() == '/' ? "" : "/");
-    for (const char* name : {"product.xml", "metadata/product.xml"})
-        if (isFile(prefix + name))
-            return {prefix + name};
+    for (const Family* family : families())
+        for (const std::string_view place : family->places)
+            if (const std::string file = prefix + std::string(place); isFile(file))
+                return {file};
+    const std::vector<std::string> names = listFolder(folder);
     std::vector<std::string> found;
-    for (const std::string& name : capellaFiles(listFolder(folder)))
-        found.push_back(prefix + name);
+    for (const Family* family : families())
+        if (family->productsAmong)
+            for (const std::string& name : family->productsAmong(names))
+                found.push_back(prefix + name);
     return found;
 }
 

@@ -1,15 +1,11 @@
 #pragma once
 
-#include "product/families/product_document.h"
-
-#include <string>
-#include <utility>
-#include <vector>
+#include "product/families/stated_product.h"
 
 namespace product {
 
-/// @return the product's facts under the keys that users of GDAL know, as the product writes them;
-///         those that it does not state are left out.
-std::vector<std::pair<std::string, std::string>> metadataItems(const ProductDocument& document);
+/// @return the product's facts and the names of its calibration tables under the keys that users
+///         of GDAL know, as the product writes them; what it does not state is left out.
+TextItems metadataItems(const StatedProduct& product);
 
 } // namespace product

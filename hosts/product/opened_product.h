@@ -1,8 +1,10 @@
 #pragma once
 
 #include "loader/product.h"
-#include "product/families/product_facts.h"
+#include "product/families/stated_product.h"
 #include "product/images/image_samples.h"
+#include "product/images/layer_name.h"
+#include "product/kept.h"
 
 #include <memory>
 #include <string>
@@ -18,18 +20,26 @@ struct ProductImage {
     std::string fault;                     ///< why
 };
 
-/// A product with all that it states and its image files open.
-struct OpenedProduct {
-    /// @throws loader::Error naming the file.
-    explicit OpenedProduct(loader::Product opened);
+/// A product that is open: the plug-in's side of it, what it states, and its image files. All but
+/// the first waits until somebody asks, happens once, and is kept. Constant; any thread.
+class OpenedProduct {
+public:
+    explicit OpenedProduct(loader::Product opened) : product(std::move(opened)) {}
 
-    loader::Product product;
-    ProductDocument document;
-    ProductFacts facts;
-    std::vector<std::string> layerNames;
-    std::vector<std::string> nodeNames; ///< with their colon
-    std::vector<ProductImage> images;   ///< in the product's own order
-    bool layersInPairs;                 ///< magnitude and phase of each image
+    const loader::Product product;
+
+    /// @return the product file's name, as it was opened.
+    const std::string& name() const { return product.name(); }
+    /// @throws loader::Error naming the file when the product's documents cannot be read.
+    const StatedProduct& stated() const;
+    /// @throws loader::Error when the plug-in cannot list them.
+    const std::vector<std::string>& layerNames() const;
+    /// With their colon.
+    const std::vector<std::string>& nodeNames() const;
+    /// @return whether each image has a magnitude and a phase layer.
+    bool layersInPairs() const;
+    /// @return the images in the product's own order, each opened.
+    const std::vector<ProductImage>& images() const;
 
     /// @return the image that serves a layer; null when the product names none.
     const ProductImage* imageOf(const LayerName& layer) const;
@@ -37,6 +47,15 @@ struct OpenedProduct {
     std::string layerOf(const ProductImage& image) const;
     /// @return the first image that could be opened; null when there is none.
     const ProductImage* firstImage() const;
+
+private:
+    Kept<std::unique_ptr<const StatedProduct>> stated_;
+    Kept<std::vector<std::string>> layerNames_, nodeNames_;
+    Kept<std::vector<ProductImage>> images_;
 };
+
+/// @param entry  what a user names: findProduct() tells which product that is.
+/// @throws loader::Error naming what cannot be found or opened.
+std::shared_ptr<const OpenedProduct> openProduct(const std::string& entry);
 
 } // namespace product

@@ -38,8 +38,7 @@ std::string readGuarded(const std::string& name, const Measures& measures) {
 
 /// Parse errors know the line but not the file: they are raised again with it.
 template <class Error, class Parse>
-ProductTree parse(const std::string& name, const Measures& measures, Parse parseText) {
-    std::string text = readGuarded<Error>(name, measures);
+ProductTree parse(const std::string& name, std::string text, Parse parseText) {
     try {
         return parseText(std::move(text));
     } catch (const Error& error) {
@@ -56,14 +55,23 @@ ProductTree buildJsonTree(const std::string& text) {
 
 } // namespace
 
-ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
-    return parse<pt::xml_parser_error>(name, {xmlDepth, xmlItems}, [leaveOut](std::string text) {
-        return buildXmlTree(std::move(text), leaveOut);
+std::string readXmlText(const std::string& name) {
+    return readGuarded<pt::xml_parser_error>(name, {xmlDepth, xmlItems});
+}
+
+ProductTree parseXmlTree(std::string text, const std::string& name, std::string_view leaveOut) {
+    return parse<pt::xml_parser_error>(name, std::move(text), [leaveOut](std::string whole) {
+        return buildXmlTree(std::move(whole), leaveOut);
     });
 }
 
+ProductTree readXmlTree(const std::string& name, std::string_view leaveOut) {
+    return parseXmlTree(readXmlText(name), name, leaveOut);
+}
+
 ProductTree readJsonTree(const std::string& name) {
-    return parse<pt::json_parser_error>(name, {jsonDepth, jsonItems}, buildJsonTree);
+    return parse<pt::json_parser_error>(
+        name, readGuarded<pt::json_parser_error>(name, {jsonDepth, jsonItems}), buildJsonTree);
 }
 
 } // namespace kfio

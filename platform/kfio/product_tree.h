@@ -19,6 +19,13 @@ using ProductTree = boost::property_tree::ptree;
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
 ///         deep, holds too much, or is malformed.
 RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
+/// The two steps of readXmlTree, for whoever keeps the text and parses some of it later.
+/// @throws boost::property_tree::xml_parser_error  as readXmlTree.
+RF_PLATFORM_API std::string readXmlText(const std::string& name);
+/// @param text  as readXmlText gives it.
+/// @param name  for errors.
+RF_PLATFORM_API ProductTree parseXmlTree(std::string text, const std::string& name,
+                                         std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);
 

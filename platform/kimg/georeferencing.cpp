@@ -36,7 +36,7 @@ Georeferencing readGeoreferencing(GDALDatasetH dataset) {
                               gcps[i].dfGCPZ});
     found.wkt = wktOf(found.geoTransform || found.gcps.empty() ? GDALGetSpatialRef(dataset)
                                                                : GDALGetGCPSpatialRef(dataset));
-    for (char** item = GDALGetMetadata(dataset, "RPC"); item && *item; ++item) {
+    for (CSLConstList item = GDALGetMetadata(dataset, "RPC"); item && *item; ++item) {
         const std::string text = *item;
         const auto equals = text.find('=');
         if (equals != std::string::npos)

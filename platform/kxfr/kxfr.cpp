@@ -3,6 +3,7 @@
 #include "kerr/reported.h"
 #include "kxfr/part.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 
 namespace lmx {
 
@@ -89,6 +90,7 @@ std::optional<c_datetime> c_datetime::from_string(std::string_view text) {
     result.hour_ = static_cast<signed char>(hour);
     result.minute_ = static_cast<signed char>(minute);
     std::from_chars(secondText.data(), secondText.data() + 2 + fraction.size(), result.second_);
+    result.second_ = std::min(result.second_, std::nextafter(60.0, 0.0)); // of many nines
     return result;
 }
 

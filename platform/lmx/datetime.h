@@ -26,7 +26,7 @@ public:
     int get_day() const { return day_; }
     int get_hour() const { return hour_; }
     int get_minute() const { return minute_; }
-    /// With the fraction, rounded to the nearest double.
+    /// With the fraction, rounded to the nearest double below 60.
     double get_second() const { return second_; }
 
     /// Same text; 12:00Z and 12:00:00.0Z differ.

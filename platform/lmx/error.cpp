@@ -27,7 +27,7 @@ const char* get_error_description(elmx_error error) {
     case elmx_error::withoutNamespace:
         return "the elements have no namespace and were matched by name alone";
     case elmx_error::elementUnexpected:
-        return "an element is not expected here";
+        return "an element is not known here";
     case elmx_error::elementMissing:
         return "a mandatory element is missing";
     case elmx_error::patternMismatch:
@@ -48,6 +48,8 @@ const char* get_error_description(elmx_error error) {
         return "an element occurs too often";
     case elmx_error::textUnexpected:
         return "text is not expected here";
+    case elmx_error::elementMisplaced:
+        return "an element is misplaced: it is known, but not expected here, or not again";
     case elmx_error::valueInvalid:
         return "a value is not valid for its type";
     case elmx_error::valueNotFixed:

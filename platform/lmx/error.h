@@ -21,7 +21,7 @@ enum class elmx_error : int {
     wrongRoot = 9,         ///< the root element is not the schema's
     textNotWritable = 10,  ///< a text holds what XML cannot: control characters, bad UTF-8
     withoutNamespace = 19, ///< read whole and valid, but by local names: no element has a namespace
-    elementUnexpected = 20, ///< an element stands where the schema has none
+    elementUnexpected = 20, ///< an element whose name the class around it does not know
     elementMissing = 21,
     patternMismatch = 22,
     valueNotInSet = 23,
@@ -32,6 +32,7 @@ enum class elmx_error : int {
     attributeUnreadable = 28, ///< an attribute's text is no value of its type
     tooManyElements = 29,     ///< while writing: more occurrences than the schema has
     textUnexpected = 30,      ///< characters between the children of an element
+    elementMisplaced = 31,    ///< an element that the class knows, at a wrong place or too often
     valueInvalid = 35,        ///< an element's text is no value of its type
     valueNotFixed = 43,       ///< an attribute with one fixed value has another
 };
@@ -42,7 +43,9 @@ RF_PLATFORM_API const char* get_error_description(elmx_error error);
 /// One error and where it is.
 struct s_error {
     elmx_error code = elmx_error::ok;
-    std::string element;  ///< the element that the error is about, with its prefix
+    /// The element that the error is about, with its prefix. This and the detail are one line of
+    /// valid UTF-8, long ones cut.
+    std::string element;
     std::string detail;   ///< what was found, may be empty
     std::string file;     ///< empty when the document came from memory
     std::size_t line = 0; ///< from 1; 0 while writing

@@ -13,18 +13,28 @@ public:
     struct Piece {
         std::size_t begin = 0, size = 0;
     };
+    struct Name {
+        Piece uri, local, prefix;
+    };
     struct Attribute {
-        Piece name, value;
+        Name name;
+        Piece value;
     };
     struct Event {
         c_xml_reader::e_event kind = c_xml_reader::e_event::stop;
-        Piece name, text;
+        Name name;
+        Piece text;
         std::size_t firstAttribute = 0, attributes = 0;
         std::size_t offset = 0; ///< in the document, bytes
     };
 
     bool empty() const { return current_ >= events_.size(); }
-    const Event& front() const { return events_[current_]; }
+    std::size_t size() const { return events_.size(); }
+    /// An empty one when there is none.
+    const Event& front() const {
+        static const Event none;
+        return empty() ? none : events_[current_];
+    }
     void pop() { ++current_; }
     /// Forgets the events; memory is kept for the next ones.
     void clear() {
@@ -38,8 +48,20 @@ public:
         block_.append(text);
         return {block_.size() - text.size(), text.size()};
     }
-    void addAttribute(std::string_view name, std::string_view value) {
-        const Piece keptName = keep(name);
+    /// @param whole  "local", "uri|local" or "uri|local|prefix".
+    Name keepName(std::string_view whole, char separator) {
+        const auto [begin, size] = keep(whole);
+        const auto first = whole.find(separator);
+        if (first == std::string_view::npos)
+            return {{}, {begin, size}, {}};
+        const auto second = std::min(whole.find(separator, first + 1), size);
+        const auto prefix = std::min(second + 1, size);
+        return {{begin, first},
+                {begin + first + 1, second - first - 1},
+                {begin + prefix, size - prefix}};
+    }
+    void addAttribute(std::string_view name, std::string_view value, char separator) {
+        const Name keptName = keepName(name, separator);
         attributes_.push_back({keptName, keep(value)});
     }
     void add(Event event) {
@@ -49,7 +71,8 @@ public:
 
     std::string_view view(Piece piece) const { return {block_.data() + piece.begin, piece.size}; }
     const Attribute& attribute(std::size_t index) const {
-        return attributes_[front().firstAttribute + index];
+        static const Attribute none;
+        return index < front().attributes ? attributes_[front().firstAttribute + index] : none;
     }
 
 private:

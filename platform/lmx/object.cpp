@@ -23,6 +23,13 @@ decltype(auto) visit(Object& object, const s_member& member, Body body) {
                       member.storage);
 }
 
+bool isList(const s_member& member) {
+    return member.type && member.type->isList;
+}
+bool mayBeEmpty(const s_member& member) {
+    return member.type->minItems == 0 && member.minOccurs > 0;
+}
+
 void assign(child_ptr& to, const child_ptr& from) {
     to = from ? from->clone() : nullptr;
 }
@@ -77,10 +84,22 @@ std::size_t c_object::occurrences(std::size_t index) const {
         if constexpr (std::is_same_v<T, child_ptr>)
             return value != nullptr;
         else if constexpr (isVector<T>)
-            // A list in one element is there once when it has items.
-            return member(index).type && member(index).type->isList ? !value.empty() : value.size();
+            // A list in one element is there once when it has items, or may and must do without.
+            return !isList(member(index)) ? value.size()
+                   : value.empty()        ? mayBeEmpty(member(index))
+                                          : 1;
         else
             return present_ >> index & 1;
+    });
+}
+
+bool c_object::is_length_ok(std::size_t index) const {
+    const auto& list = member(index);
+    return !isList(list) || visit(*this, list, [&](const auto& value) {
+        using T = std::remove_cvref_t<decltype(value)>;
+        if constexpr (isVector<T>)
+            return value.size() >= list.type->minItems && value.size() <= list.type->maxItems;
+        return true;
     });
 }
 
@@ -92,7 +111,9 @@ bool c_object::occurrences_ok() const {
     if (description().isChoice)
         return chosen() != 0;
     for (std::size_t i = 0; i < description().members.size(); ++i)
-        if (occurrences(i) < member(i).minOccurs || occurrences(i) > member(i).maxOccurs)
+        if (const auto count = occurrences(i); count < member(i).minOccurs ||
+                                               count > member(i).maxOccurs ||
+                                               (count > 0 && !is_length_ok(i)))
             return false;
     return true;
 }

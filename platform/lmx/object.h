@@ -66,7 +66,8 @@ public:
     virtual child_ptr clone() const = 0;
 
     /// Reads the element whose start tag the reader stands at, and leaves the reader behind its end
-    /// tag. What the object held before is gone. On failure it holds what was read so far.
+    /// tag. What the object held before is gone. On failure it holds what was read so far. At the
+    /// end of a document there is nothing to read, which is an error whatever the handler says.
     /// @return ok, or the code that the reader's handler stopped with.
     virtual elmx_error unmarshal(c_xml_reader& reader, std::string_view name) = 0;
     /// The steps of unmarshal: @return false, with error set, to stop.
@@ -103,7 +104,8 @@ protected:
     elmx_error write_attributes(c_xml_writer& writer) const;
     elmx_error write_children(c_xml_writer& writer) const;
 
-    /// Whether each member is there as often as it has to be. Children are not asked.
+    /// Whether each member is there as often as it has to be, and each list as long. Children are
+    /// not asked.
     bool occurrences_ok() const;
     bool is_present(std::size_t member) const;
     void remove(std::size_t member);
@@ -137,6 +139,8 @@ private:
     class ElementReader;
     const s_member& member(std::size_t index) const { return description().members[index]; }
     std::size_t occurrences(std::size_t index) const;
+    /// Whether a list in one element or attribute has as many items as it has to.
+    bool is_length_ok(std::size_t index) const;
     bool read_text(c_xml_reader& reader, std::size_t index, elmx_error& error);
     elmx_error parse_into(std::size_t index, std::string_view text);
     elmx_error write_member(c_xml_writer& writer, std::size_t index) const;

@@ -1,5 +1,7 @@
-#include "lmx/list_tokeniser.h"
 #include "lmx/object.h"
+
+#include "lmx/list_tokeniser.h"
+#include "lmx/message_text.h"
 
 #include "kfio/kfio.h"
 #include "ktxt/ktxt.h"
@@ -43,6 +45,27 @@ std::string whatStands(const c_xml_reader& reader) {
     return "found the end of the element";
 }
 
+/// Nothing can be read at the end of a document, whatever the handler says.
+elmx_error refuseEnd(c_xml_reader& reader, std::string_view name) {
+    if (reader.fatal_error() != elmx_error::ok)
+        return reader.fatal_error();
+    reader.handle_error(elmx_error::elementMissing, reader.qualified_name(name),
+                        "found the end of the document");
+    return elmx_error::elementMissing;
+}
+
+std::string nameOf(const s_attribute& attribute) {
+    std::string name(attribute.prefix);
+    return name.append(name.empty() ? "" : ":").append(attribute.name);
+}
+
+/// Parts of a value that something stood between never run together: 1 and 2 are not 12.
+void appendPart(std::string& value, std::string_view part) {
+    if (!value.empty() && !part.empty())
+        value += ' ';
+    value += part;
+}
+
 } // namespace
 
 /// Reads the children of one object in the order of its class.
@@ -66,36 +89,32 @@ public:
     bool readChoice() {
         const auto chosen = std::ranges::find_if(
             members_, [&](const auto& each) { return standsAt(reader_, each); });
-        return chosen == members_.end() || readOne(std::size_t(chosen - members_.begin()));
+        if (chosen != members_.end())
+            return readOne(std::size_t(chosen - members_.begin()));
+        return go(reader_.handle_error(elmx_error::elementMissing,
+                                       nameOf(reader_, members_.front()), whatStands(reader_)));
     }
 
 private:
-    /// All occurrences of a member; a missing one is reported once.
+    /// All occurrences of a member; a missing one is reported once. What no member from here on
+    /// takes is refused and, when tolerated, passed over; what a later one takes waits its turn.
     bool readMember(std::size_t index) {
         const auto& member = members_[index];
-        bool reported = false;
         for (std::size_t count = 0; count < member.maxOccurs;) {
             if (standsAt(reader_, member)) {
                 if (!readOne(index) || !arrive())
                     return false;
                 ++count;
-                continue;
+            } else if (reader_.event() == c_xml_reader::e_event::start && !isAwaited(index + 1)) {
+                if (!refuseElement())
+                    return false;
+            } else if (count >= member.minOccurs) {
+                return true;
+            } else {
+                return !stopped() &&
+                       go(reader_.handle_error(elmx_error::elementMissing, nameOf(reader_, member),
+                                               whatStands(reader_)));
             }
-            if (count >= member.minOccurs)
-                break;
-            if (stopped())
-                return false;
-            if (!reported &&
-                !go(reader_.handle_error(elmx_error::elementMissing, nameOf(reader_, member),
-                                         whatStands(reader_))))
-                return false;
-            reported = true;
-            // Tolerated: what no later member will take is passed over, the rest waits its turn.
-            if (reader_.event() != c_xml_reader::e_event::start || isAwaited(index + 1))
-                break;
-            reader_.skip_element();
-            if (!arrive())
-                return false;
         }
         return true;
     }
@@ -119,7 +138,9 @@ private:
     }
 
     bool refuseElement() {
-        if (!go(reader_.handle_error(elmx_error::elementUnexpected, reader_.element_name())))
+        const auto code =
+            isAwaited(0) ? elmx_error::elementMisplaced : elmx_error::elementUnexpected;
+        if (!go(reader_.handle_error(code, reader_.element_name(), "in " + reader_.open_element())))
             return false;
         reader_.skip_element();
         return arrive();
@@ -129,8 +150,8 @@ private:
     bool arrive() {
         if (reader_.event() == c_xml_reader::e_event::stop || isBlank(reader_.text()))
             return true;
-        return go(reader_.handle_error(elmx_error::textUnexpected, object_.description().name,
-                                       std::string(reader_.text().substr(0, 40))));
+        return go(reader_.handle_error(elmx_error::textUnexpected, reader_.open_element(),
+                                       shown(reader_.text())));
     }
 
     bool go(elmx_error decision) {
@@ -148,6 +169,8 @@ private:
 elmx_error c_object::read_element(c_xml_reader& reader, std::string_view name) {
     free_children();
     clear_values();
+    if (reader.event() == c_xml_reader::e_event::stop)
+        return refuseEnd(reader, name);
     auto error = elmx_error::ok;
     if (!description().isChoice) {
         if (!reader.at_element(name))
@@ -175,8 +198,7 @@ bool c_object::read_attribute(c_xml_reader& reader, elmx_error& error) {
     });
     const auto report = [&](elmx_error code) {
         error = reader.handle_error(code, reader.element_name(),
-                                    std::string(found.name) + "=\"" +
-                                        std::string(found.value.substr(0, 40)) + "\"");
+                                    nameOf(found) + "=\"" + shown(found.value) + "\"");
         return error == elmx_error::ok;
     };
     if (known == members.end())
@@ -230,12 +252,12 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
         for (std::size_t i = 0; i < reader.attribute_count(); ++i)
             if (const auto found = reader.attribute(i); !isSchemaHint(found))
                 if (!go(reader.handle_error(elmx_error::attributeUnknown, element(),
-                                            std::string(found.name))))
+                                            nameOf(found))))
                     return false;
     reader.next();
     std::string before; // text that stands before a child that was passed over
     while (reader.event() == c_xml_reader::e_event::start) {
-        before += reader.text();
+        appendPart(before, reader.text());
         if (!go(reader.handle_error(elmx_error::elementUnexpected, reader.element_name(),
                                     "in " + element())))
             return false;
@@ -243,10 +265,11 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
     }
     if (reader.event() == c_xml_reader::e_event::stop)
         return go(reader.fatal_error());
-    const auto code = before.empty() ? parse_into(index, reader.text())
-                                     : parse_into(index, before.append(reader.text()));
-    if (code != elmx_error::ok &&
-        !go(reader.handle_error(code, element(), std::string(reader.text().substr(0, 40)))))
+    if (!before.empty())
+        appendPart(before, reader.text());
+    const auto text = before.empty() ? reader.text() : std::string_view(before);
+    const auto code = parse_into(index, text);
+    if (code != elmx_error::ok && !go(reader.handle_error(code, element(), shown(text))))
         return false;
     reader.next();
     return true;
@@ -254,7 +277,7 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
 
 elmx_error c_object::read_root(c_xml_reader& reader, const s_root& root) {
     if (reader.event() == c_xml_reader::e_event::stop)
-        return reader.fatal_error();
+        return refuseEnd(reader, root.name);
     const auto readable = std::ranges::find_if(
         root.readable, [&](const s_ns_map& space) { return reader.uri() == space.uri; });
     if (readable == root.readable.end() || reader.local_name() != root.name) {

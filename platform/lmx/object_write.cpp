@@ -73,13 +73,17 @@ elmx_error c_object::write_attributes(c_xml_writer& writer) const {
         if (each.kind != e_member::attribute)
             continue;
         auto error = elmx_error::ok;
-        if (is_present(i))
+        if (!is_present(i))
+            error = each.minOccurs == 0 ? elmx_error::ok
+                                        : writer.handle_error(elmx_error::attributeMissing,
+                                                              writer.open_element(), each.name);
+        else if (!is_length_ok(i))
+            error = writer.handle_error(elmx_error::lengthOutOfBounds, writer.open_element(),
+                                        each.name);
+        if (error == elmx_error::ok && is_present(i))
             error = std::visit(
                 [&](auto pointer) { return writer.attribute(each.name, textOf(this->*pointer)); },
                 each.storage);
-        else if (each.minOccurs > 0)
-            error =
-                writer.handle_error(elmx_error::attributeMissing, description().name, each.name);
         if (error != elmx_error::ok)
             return error;
     }
@@ -88,7 +92,9 @@ elmx_error c_object::write_attributes(c_xml_writer& writer) const {
 
 elmx_error c_object::write_children(c_xml_writer& writer) const {
     if (description().isChoice && chosen() == 0)
-        return writer.handle_error(elmx_error::elementMissing, description().name);
+        return writer.handle_error(elmx_error::elementMissing,
+                                   writer.qualified_name(description().members.front().name),
+                                   "in " + writer.open_element());
     for (std::size_t i = 0; i < description().members.size(); ++i)
         if (member(i).kind != e_member::attribute)
             if (const auto error = write_member(writer, i); error != elmx_error::ok)
@@ -99,13 +105,17 @@ elmx_error c_object::write_children(c_xml_writer& writer) const {
 elmx_error c_object::write_member(c_xml_writer& writer, std::size_t index) const {
     const auto& each = member(index);
     const auto count = occurrences(index);
+    const auto refuse = [&](elmx_error code) {
+        return writer.handle_error(code, writer.qualified_name(each.name),
+                                   "in " + writer.open_element());
+    };
     auto error = elmx_error::ok;
     if (count < each.minOccurs && !description().isChoice)
-        error = writer.handle_error(elmx_error::elementMissing, writer.qualified_name(each.name),
-                                    description().name);
+        error = refuse(elmx_error::elementMissing);
     else if (count > each.maxOccurs)
-        error = writer.handle_error(elmx_error::tooManyElements, writer.qualified_name(each.name),
-                                    description().name);
+        error = refuse(elmx_error::tooManyElements);
+    else if (count > 0 && !is_length_ok(index))
+        error = refuse(elmx_error::lengthOutOfBounds);
     if (error != elmx_error::ok || count == 0)
         return error;
     return std::visit(

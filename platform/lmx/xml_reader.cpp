@@ -1,30 +1,29 @@
 #include "lmx/xml_reader.h"
 
 #include "lmx/event_queue.h"
+#include "lmx/message_text.h"
+#include "lmx/text_encoding.h"
 
 #include <algorithm>
 #include <cassert>
 #include <expat.h>
+#include <strings.h>
 
 namespace lmx {
 
 namespace {
 
-/// Between the uri and the name of what the parser reports; no uri can hold it.
+/// Between uri, name and prefix in what the parser reports; it refuses a uri that holds one.
 constexpr char uriSeparator = '\n';
 /// Small enough that the events of one stretch stay in the cache.
 constexpr std::size_t stretchBytes = 16384;
-
-struct QualifiedName {
-    std::string_view uri, name;
-};
-
-QualifiedName split(std::string_view whole) {
-    const auto separator = whole.rfind(uriSeparator);
-    if (separator == std::string_view::npos)
-        return {{}, whole};
-    return {whole.substr(0, separator), whole.substr(separator + 1)};
-}
+/// So much longer the next stretch is while nothing comes out: the parser begins an unfinished
+/// comment, tag or name again with every stretch.
+constexpr std::size_t stretchGrowth = 4;
+/// The parser pauses here: a long stretch may end in very many short elements.
+constexpr std::size_t maxQueued = 8192;
+/// Names of open elements are for messages.
+constexpr std::size_t maxShownName = 64;
 
 /// Turns a byte offset into a line; offsets that grow cost each byte once.
 class LineCounter {
@@ -52,6 +51,31 @@ private:
 
 } // namespace
 
+/// The elements around the current event, by names as messages show them.
+class OpenElements {
+public:
+    void enter(std::string_view prefix, std::string_view name, bool known) {
+        if (names_.size() == depth_)
+            names_.emplace_back();
+        auto& entered = names_[depth_++]; // its memory is used again
+        entered.known = known;
+        entered.text.assign(prefix.substr(0, maxShownName));
+        if (!prefix.empty())
+            entered.text += ':';
+        entered.text.append(name.substr(0, maxShownName));
+    }
+    void leave() { depth_ -= depth_ > 0 ? 1 : 0; }
+    struct Name {
+        std::string text;
+        bool known = false; ///< in the namespace that is read: without the document's own prefix
+    };
+    const Name* innermost() const { return depth_ > 0 ? &names_[depth_ - 1] : nullptr; }
+
+private:
+    std::vector<Name> names_;
+    std::size_t depth_ = 0;
+};
+
 /// Feeds the document to expat stretch by stretch and queues what it reports.
 class c_xml_reader::s_parser {
 public:
@@ -60,7 +84,11 @@ public:
           parser_(XML_ParserCreateNS(nullptr, uriSeparator)) {
         if (!parser_)
             throw std::bad_alloc();
+        XML_SetReturnNSTriplet(parser_, 1);
         XML_SetUserData(parser_, this);
+        XML_SetUnknownEncodingHandler(parser_, teachEncoding, nullptr);
+        XML_SetXmlDeclHandler(parser_, onDeclaration);
+        XML_SetStartNamespaceDeclHandler(parser_, onNamespace);
         XML_SetElementHandler(parser_, onStart, onEnd);
         XML_SetCharacterDataHandler(parser_, onText);
         XML_SetStartDoctypeDeclHandler(parser_, onDoctype);
@@ -72,25 +100,40 @@ public:
     /// Fills the queue until it holds an event, the document ends or error is set.
     void fill() {
         queue.clear();
-        while (queue.empty() && !finished_ && error == elmx_error::ok) {
-            const auto stretch = rest_.substr(0, stretchBytes);
-            rest_.remove_prefix(stretch.size());
-            finished_ = rest_.empty();
-            if (XML_Parse(parser_, stretch.data(), static_cast<int>(stretch.size()), finished_) !=
-                XML_STATUS_OK)
+        for (std::size_t size = stretchBytes;
+             queue.empty() && error == elmx_error::ok && (paused_ || !finished_);
+             size *= stretchGrowth) {
+            const auto status = paused_ ? XML_ResumeParser(parser_) : feed(size);
+            paused_ = status == XML_STATUS_SUSPENDED;
+            if (status == XML_STATUS_ERROR)
                 fail();
         }
+        if (queue.empty() && error == elmx_error::ok)
+            errorOffset = document_.size();
     }
 
     EventQueue queue;
+    OpenElements open;
     LineCounter lines;
     elmx_error error = elmx_error::ok; ///< comes after the events that are queued
-    std::string element, detail;
-    std::size_t errorOffset = 0;
+    std::string element, detail;       ///< element: empty when it is the innermost open one
+    std::size_t errorOffset = 0;       ///< or the end
 
 private:
+    XML_Status feed(std::size_t size) {
+        const auto stretch = rest_.substr(0, size);
+        rest_.remove_prefix(stretch.size());
+        finished_ = rest_.empty();
+        return XML_Parse(parser_, stretch.data(), static_cast<int>(stretch.size()), finished_);
+    }
+
     std::size_t offset() const {
-        return static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_)));
+#if XML_MAJOR_VERSION > 2 || XML_MINOR_VERSION >= 9
+        const auto index = XML_GetCurrentByteIndex64(parser_);
+#else
+        const auto index = XML_GetCurrentByteIndex(parser_);
+#endif
+        return index < 0 ? 0 : static_cast<std::size_t>(index);
     }
 
     void fail() {
@@ -105,14 +148,19 @@ private:
         detail = XML_ErrorString(code);
     }
 
-    /// The name in the tag that an error lies in or behind.
+    /// The name in the tag that an error lies in; empty without one, or when its bytes are no text.
     std::string_view tagBefore(std::size_t position) const {
         const auto tag = document_.rfind('<', position);
-        if (tag == std::string_view::npos)
+        if (tag == std::string_view::npos ||
+            document_.substr(tag, position - tag).find('>') != std::string_view::npos)
             return {};
-        const auto name = document_.substr(tag + 1).substr(0, 64);
-        const auto begin = name.starts_with('/') ? 1u : 0u;
-        return name.substr(begin, name.find_first_of(" \t\r\n/><!", begin) - begin);
+        const auto text = document_.substr(tag + 1).substr(0, maxShownName);
+        const auto begin = text.starts_with('/') ? 1u : 0u;
+        const auto name = text.substr(begin, text.find_first_of(" \t\r\n/><!", begin) - begin);
+        const auto isText = [this](char c) {
+            return static_cast<unsigned char>(c) < 0x80 ? c >= ' ' : !otherEncoding_;
+        };
+        return std::ranges::all_of(name, isText) ? name : std::string_view();
     }
 
     void stop(elmx_error reason) {
@@ -136,7 +184,9 @@ private:
     void add(e_event kind, const char* name, std::size_t attributes) {
         const auto text = queue.keep(pendingText_);
         pendingText_.clear();
-        queue.add({kind, queue.keep(name), text, 0, attributes, offset()});
+        queue.add({kind, queue.keepName(name, uriSeparator), text, 0, attributes, offset()});
+        if (queue.size() == maxQueued)
+            XML_StopParser(parser_, XML_TRUE);
     }
 
     static void onStart(void* self, const char* name, const char** attributes) {
@@ -145,7 +195,7 @@ private:
                 return parser.stop(elmx_error::tooDeep);
             std::size_t count = 0;
             for (auto next = attributes; *next; next += 2, ++count)
-                parser.queue.addAttribute(next[0], next[1]);
+                parser.queue.addAttribute(next[0], next[1], uriSeparator);
             parser.add(e_event::start, name, count);
         });
     }
@@ -164,11 +214,29 @@ private:
         guarded(self, [](s_parser& parser) { parser.stop(elmx_error::doctypeRefused); });
     }
 
+    /// Every element repeats its namespace's name to us: a long one would cost its square.
+    static void onNamespace(void* self, const char*, const char* uri) {
+        guarded(self, [=](s_parser& parser) {
+            if (!uri || std::string_view(uri).size() <= maxUriBytes)
+                return;
+            parser.detail =
+                "the name of a namespace has more than " + std::to_string(maxUriBytes) + " bytes";
+            parser.stop(elmx_error::tooLarge);
+        });
+    }
+    static void onDeclaration(void* self, const char*, const char* encoding, int) {
+        if (!encoding)
+            return;
+        const auto is = [encoding](const char* name) { return strcasecmp(encoding, name) == 0; };
+        static_cast<s_parser*>(self)->otherEncoding_ = !is("UTF-8") && !is("US-ASCII");
+    }
+
     std::string_view document_, rest_;
     std::string pendingText_;
     XML_Parser parser_;
     int depth_ = 0;
-    bool finished_ = false;
+    bool finished_ = false, paused_ = false;
+    bool otherEncoding_ = false; ///< than UTF-8
 };
 
 c_xml_reader::c_xml_reader(std::string_view document, std::string file, error_handler handler)
@@ -188,11 +256,11 @@ c_xml_reader::e_event c_xml_reader::event() const {
 }
 
 std::string_view c_xml_reader::uri() const {
-    return split(parser_->queue.view(parser_->queue.front().name)).uri;
+    return parser_->queue.view(parser_->queue.front().name.uri);
 }
 
 std::string_view c_xml_reader::local_name() const {
-    return split(parser_->queue.view(parser_->queue.front().name)).name;
+    return parser_->queue.view(parser_->queue.front().name.local);
 }
 
 std::string_view c_xml_reader::text() const {
@@ -205,13 +273,18 @@ std::size_t c_xml_reader::attribute_count() const {
 
 s_attribute c_xml_reader::attribute(std::size_t index) const {
     const auto& found = parser_->queue.attribute(index);
-    const auto [uri, name] = split(parser_->queue.view(found.name));
-    return {uri, name, parser_->queue.view(found.value)};
+    const auto& queue = parser_->queue;
+    return {queue.view(found.name.uri), queue.view(found.name.local), queue.view(found.value),
+            queue.view(found.name.prefix)};
 }
 
 void c_xml_reader::next() {
     if (parser_->queue.empty())
         return;
+    if (event() == e_event::start)
+        parser_->open.enter(is_known() ? std::string_view() : prefix(), local_name(), is_known());
+    else
+        parser_->open.leave();
     parser_->queue.pop();
     if (!parser_->queue.empty())
         return;
@@ -240,10 +313,7 @@ void c_xml_reader::set_namespace(const s_ns_map& space) {
 }
 
 bool c_xml_reader::at_element(std::string_view name) const {
-    if (event() != e_event::start)
-        return false;
-    const auto found = split(parser_->queue.view(parser_->queue.front().name));
-    return found.name == name && found.uri == space_.uri;
+    return event() == e_event::start && local_name() == name && is_known();
 }
 
 std::string c_xml_reader::qualified_name(std::string_view name) const {
@@ -252,7 +322,24 @@ std::string c_xml_reader::qualified_name(std::string_view name) const {
 }
 
 std::string c_xml_reader::element_name() const {
-    return uri() == space_.uri ? qualified_name(local_name()) : std::string(local_name());
+    if (is_known())
+        return qualified_name(local_name());
+    std::string result(prefix());
+    return result.append(result.empty() ? "" : ":").append(local_name());
+}
+
+std::string c_xml_reader::open_element() const {
+    const auto* name = parser_->open.innermost();
+    if (!name)
+        return {};
+    return name->known ? qualified_name(name->text) : name->text;
+}
+
+bool c_xml_reader::is_known() const {
+    return uri() == space_.uri;
+}
+std::string_view c_xml_reader::prefix() const {
+    return parser_->queue.view(parser_->queue.front().name.prefix);
 }
 
 elmx_error c_xml_reader::fatal_error() const {
@@ -264,14 +351,15 @@ elmx_error c_xml_reader::handle_error(elmx_error code, std::string element, std:
         return code;
     const auto offset =
         parser_->queue.empty() ? parser_->errorOffset : parser_->queue.front().offset;
-    return handler_(
-        {code, std::move(element), std::move(detail), file_, parser_->lines.line(offset)});
+    return handler_({code, shown(element, maxShownName + 16), shown(detail, 120), file_,
+                     parser_->lines.line(offset)});
 }
 
 void c_xml_reader::report_fatal() {
     fatal_ = parser_->error;
     if (fatal_ != elmx_error::ok)
-        handle_error(fatal_, parser_->element, parser_->detail);
+        handle_error(fatal_, parser_->element.empty() ? open_element() : parser_->element,
+                     parser_->detail);
 }
 
 } // namespace lmx

@@ -12,16 +12,19 @@ namespace lmx {
 struct s_attribute {
     std::string_view uri; ///< empty for an attribute without a prefix
     std::string_view name, value;
+    std::string_view prefix; ///< as the document has it
 };
 
 /// Pulls the elements of an XML document one after the other, with namespaces resolved. Comments
 /// and processing instructions do not exist for it. Document types, and with them entities,
-/// external files and the network, are refused; depth and size are bounded. One object, one thread
-/// at a time.
+/// external files and the network, are refused; depth and size are bounded. UTF-8 and UTF-16 are
+/// read, and the encodings that the system converts and that keep ASCII in place (windows-1252,
+/// ISO 8859, Shift_JIS, EUC, ...). Views are UTF-8. One object, one thread at a time.
 class RF_PLATFORM_API c_xml_reader {
 public:
     static constexpr int maxDepth = 256;
     static constexpr std::size_t maxBytes = std::size_t{256} << 20;
+    static constexpr std::size_t maxUriBytes = 4096; ///< of a namespace
 
     enum class e_event {
         start, ///< a start tag
@@ -38,7 +41,7 @@ public:
     c_xml_reader(const c_xml_reader&) = delete;
     c_xml_reader& operator=(const c_xml_reader&) = delete;
 
-    /// The current event. All views hold until next().
+    /// The current event. All views hold until next(); at the end they are empty.
     e_event event() const;
     std::string_view uri() const;        ///< of the element, empty without a namespace
     std::string_view local_name() const; ///< of the element, without a prefix
@@ -60,8 +63,11 @@ public:
     bool at_element(std::string_view name) const;
     /// An element's name with the prefix of the namespace.
     std::string qualified_name(std::string_view name) const;
-    /// The current element's name for messages, with the prefix when it is in the namespace.
+    /// The current element's name for messages: with the prefix of the namespace, or else with the
+    /// document's own.
     std::string element_name() const;
+    /// The same of the innermost element that was entered; empty at the root and behind it.
+    std::string open_element() const;
 
     /// ok, or why the document cannot be read on; it has been through the handler.
     elmx_error fatal_error() const;
@@ -78,6 +84,8 @@ private:
     std::size_t selected_ = 0;
     elmx_error fatal_ = elmx_error::ok;
 
+    bool is_known() const; ///< whether the element is in the namespace
+    std::string_view prefix() const;
     void report_fatal();
 };
 

@@ -1,5 +1,7 @@
 #include "lmx/xml_writer.h"
 
+#include "lmx/message_text.h"
+
 #include <algorithm>
 #include <boost/locale/utf.hpp>
 #include <cassert>
@@ -51,6 +53,7 @@ c_xml_writer::c_xml_writer(e_style style, error_handler handler)
 
 void c_xml_writer::set_namespace(const s_ns_map& space) {
     space_ = space;
+    hasNamespace_ = true;
 }
 
 std::string c_xml_writer::qualified_name(std::string_view name) const {
@@ -125,7 +128,7 @@ void c_xml_writer::end_element() {
 }
 
 elmx_error c_xml_writer::handle_error(elmx_error code, std::string element, std::string detail) {
-    return handler_ ? handler_({code, std::move(element), std::move(detail), {}, 0}) : code;
+    return handler_ ? handler_({code, shown(element, 80), shown(detail, 120), {}, 0}) : code;
 }
 
 } // namespace lmx

@@ -20,8 +20,11 @@ public:
 
     explicit c_xml_writer(e_style style = e_style::pretty, error_handler handler = {});
 
-    /// The namespace of all elements; the first element declares it.
+    /// The namespace of all elements; the first element declares it. An empty prefix makes it the
+    /// default one, an empty uri leaves the elements without any. A document class sets its own
+    /// only when none was set.
     void set_namespace(const s_ns_map& space);
+    bool has_namespace() const { return hasNamespace_; }
     void start_element(std::string_view name);
     /// After start_element, before anything else.
     elmx_error attribute(std::string_view name, std::string_view value);
@@ -34,6 +37,8 @@ public:
     elmx_error handle_error(elmx_error code, std::string element, std::string detail = {});
     /// The element's name with the prefix of the namespace.
     std::string qualified_name(std::string_view name) const;
+    /// The innermost element that is open, for messages; empty when none is.
+    std::string open_element() const { return open_.empty() ? std::string() : open_.back(); }
 
 private:
     void finish_tag();
@@ -42,6 +47,7 @@ private:
     e_style style_;
     error_handler handler_;
     s_ns_map space_ = {"", ""};
+    bool hasNamespace_ = false;
     std::string document_;
     std::vector<std::string> open_; ///< qualified names
     std::vector<std::pair<std::string, std::string>> attributes_;

@@ -33,20 +33,29 @@ std::size_t Model::groundToImage(std::span<const GroundPosition> ground,
                                                       std::min(ground.size(), image.size()));
 }
 
+std::size_t Model::groundToImage(std::span<const GroundPosition> ground,
+                                 std::span<ImagePosition> image, std::span<Vec3> space) const {
+    return usableModelKernels().front().groundToImageAndSpace(
+        parameters_, ground.data(), image.data(), space.data(),
+        std::min({ground.size(), image.size(), space.size()}));
+}
+
 std::size_t Model::imageToGround(std::span<const ImagePosition> image,
                                  std::span<GroundPosition> ground) const {
     return usableModelKernels().front().imageToGround(parameters_, image.data(), ground.data(),
                                                       std::min(ground.size(), image.size()));
 }
 
+Vec3 Model::antennaAt(double line) const {
+    const RadarGrid& grid = parameters_.grid;
+    return stateAt(parameters_.orbit, grid.timeOfLine0S + line * grid.timePerLineS).position;
+}
+
 std::optional<double> Model::incidenceDeg(const ImagePosition& image, double heightM) const {
     const std::optional<GroundPosition> ground = imageToGround(image, heightM);
     if (!ground)
         return std::nullopt;
-    const RadarGrid& grid = parameters_.grid;
-    const double time = grid.timeOfLine0S + image.line * grid.timePerLineS;
-    return sarm::incidenceDeg(*ground, stateAt(parameters_.orbit, time).position,
-                              parameters_.ellipsoid);
+    return sarm::incidenceDeg(*ground, antennaAt(image.line), parameters_.ellipsoid);
 }
 
 } // namespace sarm

@@ -59,8 +59,12 @@ public:
                                                 double heightM) const override;
     std::size_t groundToImage(std::span<const GroundPosition> ground,
                               std::span<ImagePosition> image) const override;
+    std::size_t groundToImage(std::span<const GroundPosition> ground,
+                              std::span<ImagePosition> image, std::span<Vec3> space) const override;
     std::size_t imageToGround(std::span<const ImagePosition> image,
                               std::span<GroundPosition> ground) const override;
+    Ellipsoid ellipsoid() const override { return parameters_.ellipsoid; }
+    Vec3 antennaAt(double line) const override;
     std::optional<double> incidenceDeg(const ImagePosition& image, double heightM) const override;
 
     /// How fromRecord made this model; all defaults for a model made from its parameters.

@@ -46,10 +46,10 @@ namespace {
 
 constexpr ModelKernels kernels[] = {
 #ifdef RF_SAR_WIDE_REGISTERS
-    {widest::groundToImage, widest::imageToGround},
-    {wide::groundToImage, wide::imageToGround},
+    {widest::groundToImage, widest::imageToGround, widest::groundToImageAndSpace},
+    {wide::groundToImage, wide::imageToGround, wide::groundToImageAndSpace},
 #endif
-    {narrow::groundToImage, narrow::imageToGround},
+    {narrow::groundToImage, narrow::imageToGround, narrow::groundToImageAndSpace},
 };
 
 std::size_t tooWide() {

@@ -52,6 +52,8 @@ public:
     std::optional<ImagePosition> groundToImage(const GroundPosition& ground) const override;
     std::optional<GroundPosition> imageToGround(const ImagePosition& image,
                                                 double heightM) const override;
+    Ellipsoid ellipsoid() const override { return parameters_.ellipsoid; }
+    Vec3 antennaAt(double) const override { return parameters_.antennaPosition; }
     std::optional<double> incidenceDeg(const ImagePosition& image, double heightM) const override;
 
 private:

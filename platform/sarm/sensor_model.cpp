@@ -24,6 +24,14 @@ std::size_t SensorModel::groundToImage(std::span<const GroundPosition> ground,
     return answers;
 }
 
+std::size_t SensorModel::groundToImage(std::span<const GroundPosition> ground,
+                                       std::span<ImagePosition> image,
+                                       std::span<Vec3> space) const {
+    for (std::size_t i = 0; i < std::min(ground.size(), space.size()); ++i)
+        space[i] = toEarthFixed(ground[i], ellipsoid());
+    return groundToImage(ground, image);
+}
+
 std::size_t SensorModel::imageToGround(std::span<const ImagePosition> image,
                                        std::span<GroundPosition> ground) const {
     std::size_t answers = 0;
@@ -34,6 +42,10 @@ std::size_t SensorModel::imageToGround(std::span<const ImagePosition> image,
         answers += found.has_value();
     }
     return answers;
+}
+
+Vec3 SensorModel::antennaAt(double) const {
+    return {none, none, none};
 }
 
 ImagePosition SensorModel::centre() const {

@@ -41,6 +41,11 @@ public:
     virtual std::size_t groundToImage(std::span<const GroundPosition> ground,
                                       std::span<ImagePosition> image) const;
 
+    /// The same, and the points' earth-fixed positions, m (also of those that have no answer; not a
+    /// number where a coordinate is none). The three spans have one length.
+    virtual std::size_t groundToImage(std::span<const GroundPosition> ground,
+                                      std::span<ImagePosition> image, std::span<Vec3> space) const;
+
     /// As above; heights are taken from ground[i].heightM, which stay as they are.
     virtual std::size_t imageToGround(std::span<const ImagePosition> image,
                                       std::span<GroundPosition> ground) const;
@@ -49,6 +54,13 @@ public:
     ///         normal, degrees; nullopt as imageToGround.
     virtual std::optional<double> incidenceDeg(const ImagePosition& image,
                                                double heightM) const = 0;
+
+    /// @return what heights count from.
+    virtual Ellipsoid ellipsoid() const { return {}; }
+
+    /// @return where the antenna is when it sees a line, earth-fixed, m; in polar format at the
+    ///         centre of the aperture, one place for all lines. NaN for models that do not know.
+    virtual Vec3 antennaAt(double line) const;
 
     /// @return the middle of the image: ((samples - 1) / 2, (lines - 1) / 2).
     ImagePosition centre() const;

@@ -33,6 +33,11 @@ DOORS = {
 }
 
 
+# Where the hosts name families to users: help texts, and the look for GDAL's own driver.
+TEXTS_FOR_USERS = {"hosts/rfsar/main.cpp", "hosts/rfsar/verbs/doctor.cpp", "hosts/gdal/driver.cpp"}
+FAMILY = re.compile(r"^FAMILY\((\w+)\)", re.M)
+
+
 def sources(*folders):
     for folder in folders:
         for path in sorted((ROOT / folder).rglob("*")):
@@ -64,6 +69,10 @@ def exports(library):
     return sorted({line.split(" ", 2)[2] for line in printed.splitlines()})
 
 
+def project_version():
+    return re.search(r"project\(rf_sar VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+
+
 class Architecture(unittest.TestCase):
     def test_arrows_point_down(self):
         for name, text in sources("platform", "rf_sar", "hosts"):
@@ -84,12 +93,58 @@ class Architecture(unittest.TestCase):
             if name.endswith(".h") and not re.search(r"_session|dataset_pool|/layer\.h", name):
                 self.assertNotRegex(text, r"GDAL[A-Z]\w*H\b|xmlNode|Json::", name)
 
+    def test_families_are_known_in_their_folders_alone(self):
+        """Outside hosts/product/families nothing names a family, or a path of its documents."""
+        folder = "hosts/product/families/"
+        families = [name for name in FAMILY.findall((ROOT / folder / "registered.inc").read_text())
+                    if (ROOT / folder / name).is_dir()]
+        self.assertGreaterEqual(len(families), 3)
+        named = re.compile("|".join([*families, r"radarsat", r"\brs2\b"]), re.I)
+        paths = set()  # what the families' files quote and other words do not look like
+        for name, text in sources(folder.rstrip("/")):
+            paths |= {quoted for quoted in re.findall(r'"([^"\\\n ]+)"', text)
+                      if re.fullmatch(r"(<xmlattr>)?[a-z][\w:]*(/\w[\w:<>]*)+/?|"
+                                      r"[a-z]+[A-Z]\w{8,}|[a-z]+_[a-z_]{6,}|_extended", quoted)
+                      and not quoted.endswith(".h")}
+        self.assertIn("imageAttributes", paths)
+        self.assertIn("collect/start_timestamp", paths)
+        for name, text in sources("hosts"):
+            if name.startswith(folder):
+                continue
+            if name not in TEXTS_FOR_USERS:
+                self.assertIsNone(named.search(text), f"{name} names a family")
+            for path in paths:
+                self.assertNotIn(f'"{path}"', text, f"{name} knows a family's document")
+
     def test_exports_are_those_reviewed(self):
         listed = (ROOT / "tests/exported_symbols.txt").read_text().splitlines()
         self.assertEqual(exports(LIBRARY), listed,
                          "update tests/exported_symbols.txt and have it reviewed")
         self.assertEqual(exports(LIBRARY.with_name("gdal_RF_SAR.so")),
                          ["GDALRegisterMe", "GDALRegister_RF_SAR"])
+
+    def test_what_a_release_exported_stays(self):
+        """Entry points of C for ever, C++ within a minor version, whose soname promises it."""
+        version = project_version()
+        now = {*exports(LIBRARY), *exports(LIBRARY.with_name("librf_platform.so"))}
+        releases = sorted((ROOT / "tests/released_symbols").glob("*.txt"))
+        self.assertTrue(releases)
+        for release in releases:
+            promised = release.read_text().splitlines()
+            if release.stem.split(".")[:2] != version.split(".")[:2]:
+                promised = [name for name in promised if name.startswith("rf_")]
+            self.assertEqual(sorted(set(promised) - now), [], f"{release.stem} exported these")
+
+    def test_the_debian_package_is_built_with_the_one_list_of_packages(self):
+        listed = subprocess.run([ROOT / "tools/install_packages.sh", "--list", "build"], check=True,
+                                capture_output=True, text=True).stdout.split()
+        control = (ROOT / "debian/control").read_text()
+        needed = re.search(r"^Build-Depends:\n((?: .*\n)+)", control, re.M)[1]
+        taken_for_granted = {"build-essential", "ccache"}  # by Debian; by who builds often
+        self.assertEqual(set(re.findall(r"^ ([a-z0-9-]+),", needed, re.M)) - {"debhelper-compat"},
+                         set(listed) - taken_for_granted)
+        self.assertTrue((ROOT / "debian/changelog").read_text().startswith(
+            f"rf-sar ({project_version()}) "))
 
 
 if __name__ == "__main__":

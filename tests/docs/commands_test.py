@@ -12,30 +12,38 @@ from products import REAL_PRODUCTS, RFSAR, ROOT, ProductCase, rfsar_json  # noqa
 
 BUILD = pathlib.Path(os.environ.get("RF_SAR_BUILD", ROOT / "build"))
 DOCUMENTS = sorted([ROOT / "README.md", *(ROOT / "docs").rglob("*.md"),
+                    ROOT / "CONTRIBUTING.md", ROOT / "SECURITY.md",
                     *(ROOT / folder / "README.md" for folder in
-                      ("tools/sarsim", "bench", "platform"))])
+                      ("tools/sarsim", "bench", "platform", "packaging"))])
 
 PACKAGE = "tools/test_package.sh"
+TRIAL = "debian/tests/opens-products"
+ON_DEBIAN = "tools/test_on_debian.sh"
 INSTALL = "tests/cli/install_test.py"
 NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds what is run instead)
     "./demo.sh": ("installs packages and builds; what it shows are commands of the README", None),
     "./test.sh": ("runs this test", None),
     "cmake --workflow": ("runs this test", None),
-    "cmake --preset release": ("a build of its own", PACKAGE),
-    "(cd build-release && cpack -G DEB)": ("needs that build", PACKAGE),
-    "sudo apt install": ("installs on this machine", PACKAGE),
-    "rfsar doctor": ("is for what has been installed", PACKAGE),
-    "sudo tools/test_package.sh": ("needs root, a mirror of Debian and minutes", None),
+    "cmake --preset install": ("a build of its own", ON_DEBIAN),
     "cmake --install": ("installs the build that is tested", INSTALL),
+    "ctest --preset": ("runs this test, or others", None),
+    "tools/install_packages.sh": ("installs packages", ON_DEBIAN),
+    "dpkg-buildpackage": ("a build of its own", PACKAGE),
+    "sudo apt install": ("installs on this machine", PACKAGE),
+    "rfsar doctor": ("is for what has been installed", TRIAL),
+    "sudo tools/test_package.sh": ("needs root, a mirror of Debian and minutes", None),
+    "sudo tools/test_on_debian.sh": ("needs root, a mirror of Debian and minutes", None),
+    "tools/lint.sh": ("takes minutes", None),
     "tools/fuzz.sh": ("runs for hours", None),
     "build/bin/pixel_kernel_check": ("every pair of 16-bit parts takes ten minutes", None),
 }
-INSTEAD = {"cmake --preset release": "cmake --preset release && cmake --build --preset release",
-           "(cd build-release && cpack -G DEB)": "cpack -G DEB",
-           "sudo apt install": "apt-get install", "rfsar doctor": "rfsar doctor", "cmake --install": '"--install"'}
+INSTEAD = {"cmake --preset install": "cmake --build --preset install",
+           "cmake --install": '"--install"', "tools/install_packages.sh": "tools/install_packages.sh",
+           "dpkg-buildpackage": "dpkg-buildpackage -us -uc", "sudo apt install": "apt-get install",
+           "rfsar doctor": "rfsar doctor"}
 SHORTER = {"_bench": "--benchmark_list_tests=true", "ratios.py": "--scenes --side 400 --runs 1"}
 
-PROGRAM = re.compile(r"(\(cd |export |echo |sudo |cmake |python3 |rfsar |gdal\w+ |"
+PROGRAM = re.compile(r"(\(cd |export |echo |sudo |cmake |ctest |dpkg-\w+ |python3 |rfsar |gdal\w+ |"
                      r"(\./|build/bin/|/usr/bin/)\S|(tools|bench)/\S+\.sh)")
 ASSIGNMENT = re.compile(r"(\w+=\S* )*")
 

@@ -4,11 +4,10 @@
 #include "fuzz/require.h"
 #include "fuzz/sections.h"
 #include "product/checks/checks.h"
-#include "product/families/product_facts.h"
-#include "product/find_product.h"
 #include "product/metadata_items.h"
 #include "product/place/footprint.h"
 #include "product/place/placement.h"
+#include "product/radiometry/calibration.h"
 #include "product/radiometry/noise_tables.h"
 
 #include <set>
@@ -39,24 +38,24 @@ void readBlocks(const loader::Layer& layer) {
             attempt([&] { layer.readBlock(row, column, block.data()); });
 }
 
-void locate(const loader::Layer& layer) {
+void locate(const product::OpenedProduct& opened, const loader::Layer& layer) {
     attempt([&] {
-        const product::Locator locator(layer);
+        const product::Locator locator(opened, layer);
         for (const auto& ring :
              product::footprintOf(locator, layer.width(), layer.height()).polygons)
             for (const product::LonLat& corner : ring)
                 fuzz::require(std::abs(corner.lonDeg) <= 180 && std::abs(corner.latDeg) <= 90,
                               "a footprint lies on the earth");
     });
-    attempt([&] { product::placementOf(layer, {0, 0, layer.width(), layer.height()}); });
+    attempt([&] { product::placementOf(opened, layer, {0, 0, layer.width(), layer.height()}); });
 }
 
 /// All layers lie on the same ground; one is located.
-void readLayer(const loader::Product& opened, const std::string& name, bool isFirst) {
-    const loader::Layer layer = opened.openLayer(name);
+void readLayer(const product::OpenedProduct& opened, const std::string& name, bool isFirst) {
+    const loader::Layer layer = opened.product.openLayer(name);
     attempt([&] { readBlocks(layer); });
     if (isFirst)
-        locate(layer);
+        locate(opened, layer);
 }
 
 void readNode(const loader::Product& opened, const std::string& name) {
@@ -70,25 +69,30 @@ void readNode(const loader::Product& opened, const std::string& name) {
 
 constexpr std::uint32_t someWidth = 64; // columns; the seeds' images have as many or fewer
 
-void readDocument(const std::string& file) {
-    const product::ProductDocument document = product::readDocument(file);
-    static_cast<void>(product::metadataItems(document));
-    for (const product::NoiseTable& table : product::noiseTables(document))
-        attempt([&] { product::readNoise(document, table, someWidth); });
-    if (!product::incidenceFile(document).empty())
-        attempt([&] { product::readIncidence(document, someWidth); });
+void readStatements(const product::StatedProduct& stated) {
+    static_cast<void>(product::metadataItems(stated));
+    static_cast<void>(stated.acquisition());
+    static_cast<void>(stated.radar());
+    static_cast<void>(stated.outline());
+    for (const product::CalibrationTable& table : stated.calibrationTables())
+        attempt([&] { product::readCalibration(stated, table, someWidth, false); });
+    for (const product::NoiseTable& table : stated.noiseTables())
+        attempt([&] { product::readNoise(stated, table, someWidth); });
+    if (!stated.incidenceFile().empty())
+        attempt([&] { product::readIncidence(stated, someWidth); });
 }
 
 void readProduct(const std::string& entry) {
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(entry));
+    const auto whole = product::openProduct(entry);
+    const product::OpenedProduct& opened = *whole;
     auto names = opened.layerNames();
     names.resize(std::min(names.size(), mostLayers));
     names.push_back("C_HH_MAGNITUDE_OneLineAsBlock_1");
     for (const std::string& name : names)
         attempt([&] { readLayer(opened, name, name == names.front()); });
     for (const std::string& name : opened.nodeNames())
-        attempt([&] { readNode(opened, name); });
-    attempt([&] { readDocument(opened.name()); });
+        attempt([&] { readNode(opened.product, name); });
+    attempt([&] { readStatements(opened.stated()); });
     static_cast<void>(product::runChecks(opened));
 }
 

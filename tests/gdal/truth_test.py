@@ -103,7 +103,7 @@ DISAGREEMENTS = [
     (RS2, FEWER_GAINS, "calibration", "lutSigma.xml: its gains do not cover the 48 columns",
      {"SIGMA_NOUGHT_HH": "do not cover the 48 columns"}),
     (RS2, edit(r"(<gains>)(\S+ )", r"\1\2\2", "lutSigma.xml"), "calibration",
-     "lutSigma has 49 gains for lines of 48 samples", {}),
+     "lutSigma.xml: has 49 gains for lines of 48 samples", {}),
     (RS2, FEWER_LEVELS, "calibration", "product.xml: its values do not cover the 48 columns",
      {"NESZ": "do not cover the 48 columns"}),
     (RCM, edit(r"<stepSize>[^<]*", "<stepSize>0", "incidenceAngles.xml"), "calibration",

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <fstream>
 #include <new>
 
 namespace {
@@ -373,6 +374,46 @@ TEST_F(Rs2Readnodes, BadProductsAreReported) {
     kerr::setPrintSink(old);
     EXPECT_THAT(printed, HasSubstr("XML does not match RS2 schema: "));
     EXPECT_THAT(printed, HasSubstr("/no/such/product.xml"));
+}
+
+TEST_F(Rs2Readnodes, WhatALaterSchemaBringsIsPassedOver) {
+    const auto name = document.write(folder);
+    std::ostringstream all;
+    all << std::ifstream(name).rdbuf();
+    const std::string whole = all.str();
+    const auto readWith = [&](std::string_view before, std::string_view added) {
+        std::ofstream(name) << std::string(whole).insert(whole.find(before), added);
+        return sarm::MetadataPtr(rs2_sarNodeRead(ktxt::widen(name), rs2Slc, slot));
+    };
+    const auto count = [](const std::string& text, std::string_view what) {
+        std::size_t found = 0;
+        for (auto at = text.find(what); at != text.npos; at = text.find(what, at + 1))
+            ++found;
+        return found;
+    };
+    {
+        const support::Log log;
+        const auto record =
+            readWith("<geolocationGrid>", "<later edition='2030'/><later/><later><x/></later>");
+        ASSERT_TRUE(record) << reported();
+        EXPECT_EQ(record->numberOfLines, 301);
+        EXPECT_THAT(log.text(),
+                    HasSubstr("rs2prod:later: an element is not known here (in "
+                              "rs2prod:geographicInformation); passed over, and 2 more"));
+        EXPECT_EQ(count(log.text(), "not known"), 1);
+    }
+    {
+        const support::Log log;
+        EXPECT_TRUE(readWith(" units=\"m\"", " later=\"1\" later2=\"2\""));
+        EXPECT_THAT(log.text(),
+                    HasSubstr("an attribute is not known (later=\"1\"); passed over, and"));
+        EXPECT_EQ(count(log.text(), "not known"), 1);
+    }
+    const support::Log log; // known, but too often or in the wrong place
+    EXPECT_FALSE(readWith("<sensor>", "<satellite>RADARSAT-2</satellite>"));
+    EXPECT_THAT(reported(), HasSubstr("rs2prod:satellite: an element is misplaced"));
+    EXPECT_FALSE(readWith("<satellite>", "<sensor>SAR</sensor>"));
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(Rs2Readnodes, ShortMemoryLeavesNothingOnTheHeap) {

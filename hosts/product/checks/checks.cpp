@@ -3,29 +3,18 @@
 #include "product/checks/ground_checks.h"
 #include "product/checks/line_times.h"
 #include "product/checks/time_checks.h"
-#include "product/families/image_claims.h"
-#include "product/images/image_files.h"
-#include "product/place/ground_ties.h"
-#include "product/place/polar_format.h"
+#include "product/images/image_claims.h"
 #include "product/radiometry/calibration.h"
 #include "product/radiometry/noise_tables.h"
 
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
-#include "records/calibration_lut_record.h"
 
 #include <algorithm>
 #include <set>
 
 namespace product {
 namespace {
-
-/// What checks look at.
-struct Subject {
-    const loader::Product& opened;
-    const ProductDocument& document;
-    const ProductFacts& facts;
-};
 
 /// Where a check puts what it finds.
 struct Findings {
@@ -43,13 +32,16 @@ struct Findings {
 };
 
 /// The files that a product names, each once, in the order in which it matters.
-std::vector<std::string> namedFiles(const Subject& subject) {
-    std::vector<std::string> names = imageFiles(subject.document, subject.facts);
-    for (const CalibrationTable& table : calibrationTables(subject.document))
+std::vector<std::string> namedFiles(const OpenedProduct& opened) {
+    const StatedProduct& stated = opened.stated();
+    std::vector<std::string> names;
+    for (const StatedImage& image : stated.facts().images)
+        names.push_back(image.file);
+    for (const CalibrationTable& table : stated.calibrationTables())
         names.push_back(table.file);
-    for (const NoiseTable& table : noiseTables(subject.document))
+    for (const NoiseTable& table : stated.noiseTables())
         names.push_back(table.file);
-    names.push_back(incidenceFile(subject.document));
+    names.push_back(stated.incidenceFile());
     std::set<std::string> seen = {""}; // what the document holds itself
     std::erase_if(names, [&](const std::string& name) { return !seen.insert(name).second; });
     return names;
@@ -67,8 +59,8 @@ std::string faultOf(const std::string& file) {
     return state.size == 0 ? "is empty" : "";
 }
 
-void checkFiles(const Subject& subject, Findings& findings) {
-    const auto files = namedFiles(subject);
+void checkFiles(const OpenedProduct& opened, Findings& findings) {
+    const auto files = namedFiles(opened);
     std::size_t good = 0;
     for (const std::string& file : files) {
         const std::string fault = faultOf(file);
@@ -80,12 +72,12 @@ void checkFiles(const Subject& subject, Findings& findings) {
     findings.addWhenAll(good, files.size(), "files that the product names are there");
 }
 
-void checkLayers(const Subject& subject, Findings& findings) {
-    const auto names = subject.opened.layerNames();
+void checkLayers(const OpenedProduct& opened, Findings& findings) {
+    const auto& names = opened.layerNames();
     std::size_t good = 0;
     for (const std::string& name : names)
         try {
-            static_cast<void>(subject.opened.openLayer(name));
+            static_cast<void>(opened.product.openLayer(name));
             ++good;
         } catch (const loader::Error& error) {
             findings.add(Verdict::fail, error.what());
@@ -93,53 +85,51 @@ void checkLayers(const Subject& subject, Findings& findings) {
     findings.addWhenAll(good, names.size(), "layers open");
 }
 
-void checkModel(const Subject& subject, Findings& findings) {
-    if (const std::string remark = modelRemark(subject.facts); !remark.empty())
+void checkModel(const OpenedProduct& opened, Findings& findings) {
+    if (const std::string remark = modelRemark(opened.stated().facts()); !remark.empty())
         return findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
-        static_cast<void>(subject.opened.node(":SAR_Metadata", remarks));
+        static_cast<void>(opened.product.node(":SAR_Metadata", remarks));
     } catch (const loader::Error& error) {
         return findings.add(Verdict::warn, error.what());
     }
     if (remarks.empty())
         findings.add(Verdict::ok, "the product has a SAR model");
-    else if (!statesPolarFormat(subject.document))
+    else if (!opened.stated().hasOwnModel())
         findings.add(Verdict::warn, remarks);
 }
 
-void checkPolarFormat(const Subject& subject, Findings& findings) {
-    if (!statesPolarFormat(subject.document))
+void checkOwnModel(const OpenedProduct& opened, Findings& findings) {
+    if (!opened.stated().hasOwnModel())
         return;
     try {
-        static_cast<void>(polarFormatTransform(subject.document));
+        static_cast<void>(opened.stated().ownModel());
         findings.add(Verdict::ok, "the product has a polar-format sensor model");
     } catch (const loader::Error& error) {
         findings.add(Verdict::warn, error.what());
     }
 }
 
-/// Tables of RADARSAT-2 have one gain a sample: longer ones belong to another image.
-void checkNodeLengths(const Subject& subject, std::uint32_t width, Findings& findings) {
-    std::string remarks;
-    const KmifNode node = subject.opened.node(":Rs2_Calibration", remarks);
-    const auto& tables = *static_cast<const CalibrationLutRecord*>(node.data());
-    const std::pair<const char*, std::int32_t> counts[] = {{"lutBeta", tables.betaCount},
-                                                           {"lutSigma", tables.sigmaCount},
-                                                           {"lutGamma", tables.gammaCount}};
-    for (const auto& [name, gains] : counts)
-        if (gains > static_cast<std::int64_t>(width))
-            findings.add(Verdict::warn, std::string(name) + " has " + std::to_string(gains) +
-                                            " gains for lines of " + std::to_string(width) +
-                                            " samples");
+/// A table that reaches more than a step beyond the image belongs to another one.
+void checkReach(const StatedProduct& stated, const CalibrationTable& table, std::uint32_t width,
+                Findings& findings) {
+    const ColumnProfile& gains = stated.gains(table).gains;
+    const auto count = static_cast<std::int64_t>(gains.values.size());
+    const std::int64_t last = gains.first + gains.step * (count - 1);
+    const std::int64_t step = std::abs(gains.step);
+    if (count != 0 && (std::min(gains.first, last) <= -step ||
+                       std::max(gains.first, last) >= std::int64_t{width} - 1 + step))
+        findings.add(Verdict::warn, table.file + ": has " + std::to_string(count) +
+                                        " gains for lines of " + std::to_string(width) +
+                                        " samples");
 }
 
 /// Reads everything that goes by the image's columns, which the product states.
-void checkTables(const Subject& subject, Findings& findings) {
-    const ProductDocument& document = subject.document;
-    const auto calibrated = calibrationTables(document);
-    const auto noise = noiseTables(document);
-    const std::uint32_t width = imageClaims(document).width;
+void checkTables(const OpenedProduct& opened, Findings& findings) {
+    const StatedProduct& stated = opened.stated();
+    const auto calibrated = stated.calibrationTables();
+    const std::uint32_t width = stated.imageClaims().width;
     std::size_t good = 0, total = 0;
     const auto attempt = [&](const auto& read) {
         ++total;
@@ -151,28 +141,44 @@ void checkTables(const Subject& subject, Findings& findings) {
         }
     };
     for (const CalibrationTable& table : calibrated)
-        attempt([&] { return readCalibration(subject.opened, document, table, width, true); });
+        attempt([&] { return readCalibration(stated, table, width, true); });
     const bool longerTold = good == total;
-    for (const NoiseTable& table : noise)
-        attempt([&] { return readNoise(document, table, width); });
-    if (!incidenceFile(document).empty())
-        attempt([&] { return readIncidence(document, width); });
+    for (const NoiseTable& table : stated.noiseTables())
+        attempt([&] { return readNoise(stated, table, width); });
+    if (!stated.incidenceFile().empty())
+        attempt([&] { return readIncidence(stated, width); });
     findings.addWhenAll(good, total, "tables cover the image's lines");
-    if (longerTold && !calibrated.empty() && document.kind == ProductDocument::Kind::radarsat2)
-        checkNodeLengths(subject, width, findings);
+    if (longerTold)
+        for (const CalibrationTable& table : calibrated)
+            checkReach(stated, table, width, findings);
+}
+
+/// @return sentences on layer names that carry another pole than their image, or hide what it is.
+std::vector<std::string> nameContradictions(const OpenedProduct& opened) {
+    const ProductFacts& facts = opened.stated().facts();
+    std::vector<std::string> found;
+    for (const std::string& text : opened.layerNames()) {
+        const LayerName name = parseLayerName(text);
+        const std::size_t image = imageOfLayer(name, opened.layersInPairs());
+        if (image >= facts.images.size() || facts.images[image].pole.empty() ||
+            facts.images[image].pole == name.pole)
+            continue;
+        found.push_back("layer " + text + " shows polarization " + facts.images[image].pole +
+                        ", although its name says " + name.pole +
+                        ": the product lists its images in another order than its polarizations");
+    }
+    if (facts.namedAsDetected)
+        found.push_back("product type " + facts.productType +
+                        " has complex samples, which its layers, named as magnitudes, cannot show; "
+                        "COMPLEX_HH and the like can");
+    return found;
 }
 
 /// Layer names follow the list of polarizations, the images their own order.
-void checkPolarizations(const Subject& subject, Findings& findings) {
-    auto found = contradictions(subject.facts, subject.opened.layerNames());
-    const ProductDocument& document = subject.document;
-    const std::string sent = textAt(document.extended, "collect/radar/transmit_polarization"),
-                      heard = textAt(document.extended, "collect/radar/receive_polarization");
-    if (!sent.empty() &&
-        std::find(subject.facts.polarizations.begin(), subject.facts.polarizations.end(),
-                  sent + heard) == subject.facts.polarizations.end())
-        found.push_back(document.extendedFile + " states polarization " + sent + heard +
-                        ", which the item does not list");
+void checkPolarizations(const OpenedProduct& opened, Findings& findings) {
+    std::vector<std::string> found = nameContradictions(opened);
+    for (std::string& sentence : opened.stated().contradictions())
+        found.push_back(std::move(sentence));
     for (const std::string& sentence : found)
         findings.add(Verdict::warn, sentence);
     if (found.empty())
@@ -181,42 +187,41 @@ void checkPolarizations(const Subject& subject, Findings& findings) {
 
 /// Looks at the images that open; the others are the layers' check's to tell.
 template <class Contradiction>
-void checkImages(const Subject& subject, const std::string& areRight, const Contradiction& what,
+void checkImages(const OpenedProduct& opened, const std::string& areRight, const Contradiction& what,
                  Findings& findings) {
-    const auto files = imageFiles(subject.document, subject.facts);
     std::size_t good = 0;
-    for (const std::string& file : files)
-        try {
-            const std::string wrong = what(ImageSamples(file));
-            if (wrong.empty())
-                ++good;
-            else
-                findings.add(Verdict::fail, file + " " + wrong);
-        } catch (const loader::Error&) {
-        }
-    findings.addWhenAll(good, files.size(), areRight);
+    for (const ProductImage& image : opened.images()) {
+        if (!image.samples)
+            continue;
+        const std::string wrong = what(*image.samples);
+        if (wrong.empty())
+            ++good;
+        else
+            findings.add(Verdict::fail, image.file + " " + wrong);
+    }
+    findings.addWhenAll(good, opened.images().size(), areRight);
 }
 
-void checkSizes(const Subject& subject, Findings& findings) {
-    const ImageClaims stated = imageClaims(subject.document);
+void checkSizes(const OpenedProduct& opened, Findings& findings) {
+    const ImageClaims stated = opened.stated().imageClaims();
     checkImages(
-        subject, "images have the size that the product states",
+        opened, "images have the size that the product states",
         [&](const ImageSamples& image) {
             return sizeContradiction(stated, image.width(), image.height());
         },
         findings);
 }
 
-void checkTypes(const Subject& subject, Findings& findings) {
-    const ImageClaims stated = imageClaims(subject.document);
+void checkTypes(const OpenedProduct& opened, Findings& findings) {
+    const ImageClaims stated = opened.stated().imageClaims();
     checkImages(
-        subject, "images hold samples of the type that the product states",
+        opened, "images hold samples of the type that the product states",
         [&](const ImageSamples& image) { return typeContradiction(stated, image.form()); },
         findings);
 }
 
-void checkTimes(const Subject& subject, Findings& findings) {
-    const auto found = timeContradictions(subject.document);
+void checkTimes(const OpenedProduct& opened, Findings& findings) {
+    const auto found = timeContradictions(opened.stated().times());
     for (const std::string& sentence : found)
         findings.add(Verdict::warn, sentence);
     if (found.empty())
@@ -238,14 +243,15 @@ void addResiduals(const char* against, const Residuals& residuals, Findings& fin
 }
 
 /// The model, or the image's own georeferencing, against what else the product states.
-void checkGround(const Subject& subject, Findings& findings) {
+void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
-        const loader::Layer layer = subject.opened.openLayer(subject.opened.layerNames().at(0));
-        const Locator locator(layer);
+        const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
+        const Locator locator(opened, layer);
         const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
-                     againstTiePoints(locator, subject.document), findings);
-        for (const std::string& file : imageFiles(subject.document, subject.facts)) {
+                     againstTiePoints(locator, opened.stated()), findings);
+        for (const StatedImage& image : opened.stated().facts().images) {
+            const std::string& file = image.file;
             if (!kfio::fileState(file).exists)
                 continue; // told by the files' check
             const std::string name = kfnp::lastComponent(file);
@@ -253,7 +259,7 @@ void checkGround(const Subject& subject, Findings& findings) {
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
                              againstImageTies(locator, file), findings);
             addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),
-                         againstStatedMap(subject.document, file), findings);
+                         againstStatedMap(opened.stated(), file), findings);
         }
     } catch (const std::exception& error) {
         findings.add(Verdict::warn, error.what());
@@ -261,21 +267,21 @@ void checkGround(const Subject& subject, Findings& findings) {
 }
 
 /// Both readings of line times that are known to be late, whichever places the image.
-void checkLineTimes(const Subject& subject, Findings& findings) {
-    const auto nodes = subject.opened.nodeNames();
+void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
+    const auto& nodes = opened.nodeNames();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
         return;
     try {
-        if (const auto found = lineTimeResiduals(subject.opened, tiePoints(subject.document)))
+        if (const auto found = lineTimeResiduals(opened.product, opened.stated().tiePoints()))
             findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
     } catch (const loader::Error&) {
         // told by the model's check
     }
 }
 
-void checkRpc(const Subject& subject, Findings& findings) {
+void checkRpc(const OpenedProduct& opened, Findings& findings) {
     try {
-        const RpcResiduals found = ownRpcAgainstTiePoints(subject.document);
+        const RpcResiduals found = ownRpcAgainstTiePoints(opened.stated());
         addResiduals(found.earlierOrder
                          ? "rational functions, whose coefficients stand in the earlier order "
                            "(RPC00A), against the tie points, "
@@ -288,7 +294,7 @@ void checkRpc(const Subject& subject, Findings& findings) {
 
 struct Check {
     const char* name;
-    void (*run)(const Subject& subject, Findings& findings);
+    void (*run)(const OpenedProduct& opened, Findings& findings);
     bool cheap; ///< reads headers and tables at most
 };
 /// Each adds its findings; none when there is nothing to check.
@@ -296,7 +302,7 @@ constexpr Check checks[] = {
     {"files", checkFiles, false},
     {"layers", checkLayers, false},
     {"model", checkModel, false},
-    {"grid", checkPolarFormat, true},
+    {"grid", checkOwnModel, true},
     {"sizes", checkSizes, true},
     {"types", checkTypes, true},
     {"poles", checkPolarizations, true},
@@ -307,14 +313,14 @@ constexpr Check checks[] = {
     {"calibration", checkTables, true},
 };
 
-std::vector<Finding> runOn(const Subject& subject, bool cheapOnly) {
+std::vector<Finding> runOn(const OpenedProduct& opened, bool cheapOnly) {
     std::vector<Finding> all;
     for (const Check& check : checks) {
         if (cheapOnly && !check.cheap)
             continue;
         Findings findings{check.name, all};
         try {
-            check.run(subject, findings);
+            check.run(opened, findings);
         } catch (const loader::Error& error) {
             findings.add(Verdict::fail, error.what());
         }
@@ -324,19 +330,28 @@ std::vector<Finding> runOn(const Subject& subject, bool cheapOnly) {
 
 } // namespace
 
-std::vector<std::string> warnings(const loader::Product& opened, const ProductDocument& document,
-                                  const ProductFacts& facts) {
+std::vector<std::string> warnings(const OpenedProduct& opened) {
     std::vector<std::string> sentences;
-    for (Finding& finding : runOn({opened, document, facts}, true))
+    for (Finding& finding : runOn(opened, true))
         if (finding.verdict != Verdict::ok)
             sentences.push_back(std::move(finding.sentence));
     return sentences;
 }
 
-std::vector<Finding> runChecks(const loader::Product& opened) {
-    const ProductDocument document = readDocument(opened.name());
-    const ProductFacts facts = readFacts(document);
-    return runOn({opened, document, facts}, false);
+std::string modelRemark(const ProductFacts& facts) {
+    static constexpr std::string_view withModel[] = {"SLC", "SGF", "SGX", "SGC", "SCF", "SCS",
+                                                     "SCX", "GRD", "GRC", "SCD", "GEO", "GEC"};
+    const bool known = facts.productType.empty() ||
+                       std::find(std::begin(withModel), std::end(withModel), facts.productType) !=
+                           std::end(withModel);
+    return known ? ""
+                 : "product type " + facts.productType +
+                       " has no SAR model; georeferencing is the image's own";
+}
+
+std::vector<Finding> runChecks(const OpenedProduct& opened) {
+    static_cast<void>(opened.stated()); // nothing can be checked without it
+    return runOn(opened, false);
 }
 
 } // namespace product

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "loader/product.h"
-#include "product/families/product_facts.h"
+#include "product/opened_product.h"
 
 #include <string>
 #include <vector>
@@ -22,12 +21,14 @@ struct Finding {
 /// @return what is wrong, each a sentence; empty when nothing is. Images that do not open are left
 ///         to the caller, who opens them.
 /// @throws loader::Error when the plug-in cannot list the product's layers.
-std::vector<std::string> warnings(const loader::Product& opened, const ProductDocument& document,
-                                  const ProductFacts& facts);
+std::vector<std::string> warnings(const OpenedProduct& opened);
+
+/// @return a sentence when products of this type have no SAR model, else "".
+std::string modelRemark(const ProductFacts& facts);
 
 /// Runs every check on an open product, in order; one that finds nothing wrong says so, one that
 /// cannot be made fails.
-/// @throws loader::Error when the product file cannot be read again.
-std::vector<Finding> runChecks(const loader::Product& opened);
+/// @throws loader::Error when the product's documents cannot be read.
+std::vector<Finding> runChecks(const OpenedProduct& opened);
 
 } // namespace product

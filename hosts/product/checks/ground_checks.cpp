@@ -2,8 +2,6 @@
 
 #include "kimg/georeferencing.h"
 #include "product/images/image_samples.h"
-#include "product/place/ground_ties.h"
-#include "product/radiometry/column_profile.h"
 #include "sarm/rpc.h"
 
 #include <algorithm>
@@ -144,17 +142,12 @@ double Residuals::worst() const {
     return std::max(lineMax, sampleMax);
 }
 
-Residuals againstTiePoints(const Locator& locator, const ProductDocument& document) {
-    return compare(locator, tiePoints(document));
+Residuals againstTiePoints(const Locator& locator, const StatedProduct& product) {
+    return compare(locator, product.tiePoints());
 }
 
-Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile) {
-    std::vector<double> stated;
-    if (const auto list =
-            document.extended.get_child_optional("collect.image.image_geometry.geotransform"))
-        for (const auto& [key, element] : *list)
-            for (const double number : parseNumbers(element.data(), document.extendedFile))
-                stated.push_back(number);
+Residuals againstStatedMap(const StatedProduct& product, const std::string& imageFile) {
+    const std::vector<double> stated = product.mapTransform();
     const ImageSamples image(imageFile);
     const auto own = placeOf(image).geoTransform;
     if (stated.size() != 6 || !own)
@@ -184,9 +177,9 @@ Residuals againstImageTies(const Locator& locator, const std::string& imageFile)
     return compare(locator, ties);
 }
 
-RpcResiduals ownRpcAgainstTiePoints(const ProductDocument& document) {
-    const auto ties = tiePoints(document);
-    const auto items = ownRpc(document);
+RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product) {
+    const auto& ties = product.tiePoints();
+    const auto items = product.rationalFunctions();
     if (ties.empty() || items.empty())
         return {};
     const sarm::Rpc rpc = rpcOf({items.begin(), items.end()});

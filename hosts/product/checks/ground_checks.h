@@ -1,6 +1,5 @@
 #pragma once
 
-#include "product/families/product_document.h"
 #include "product/place/locator.h"
 
 #include <string>
@@ -23,16 +22,16 @@ struct Residuals {
 
 /// The transform of a layer against the product's geolocation grid; no points when it has none.
 /// @throws loader::Error naming the file when the grid cannot be read.
-Residuals againstTiePoints(const Locator& locator, const ProductDocument& document);
+Residuals againstTiePoints(const Locator& locator, const StatedProduct& product);
 
 /// The transform against the tie points that an image file carries, longitudes and latitudes only.
 /// @throws loader::Error naming the file when it cannot be read.
 Residuals againstImageTies(const Locator& locator, const std::string& imageFile);
 
-/// The map coordinates of an image's corners against those that a Capella product states; no
+/// The map coordinates of an image's corners against those that the product states; no
 /// points when it states none, or the image carries none.
 /// @throws loader::Error naming the file when it cannot be read.
-Residuals againstStatedMap(const ProductDocument& document, const std::string& imageFile);
+Residuals againstStatedMap(const StatedProduct& product, const std::string& imageFile);
 
 /// The product's own rational functions against its geolocation grid.
 struct RpcResiduals {
@@ -41,6 +40,6 @@ struct RpcResiduals {
 };
 /// @return no points when the product lacks one of the two.
 /// @throws loader::Error naming the file when one of them cannot be read.
-RpcResiduals ownRpcAgainstTiePoints(const ProductDocument& document);
+RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product);
 
 } // namespace product

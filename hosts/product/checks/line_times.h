@@ -1,7 +1,7 @@
 #pragma once
 
 #include "loader/product.h"
-#include "product/place/ground_ties.h"
+#include "product/families/statements.h"
 
 #include <optional>
 #include <string>

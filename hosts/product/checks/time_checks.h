@@ -1,15 +1,12 @@
 #pragma once
 
-#include "product/families/product_document.h"
-
-#include <string>
-#include <vector>
+#include "product/families/statements.h"
 
 namespace product {
 
 /// @return sentences on times of the product that are out of order or leave each other: line
 ///         times against their stated order, state vectors, the image against its orbit, a
 ///         collect's start, stop and lines. Empty when all agree.
-std::vector<std::string> timeContradictions(const ProductDocument& document);
+std::vector<std::string> timeContradictions(const StatedTimes& times);
 
 } // namespace product

@@ -1,7 +1,5 @@
 #include "product/images/catalogue.h"
 
-#include "product/radiometry/incidence_model.h"
-
 #include <algorithm>
 
 namespace product {
@@ -39,16 +37,16 @@ std::string described(const std::string& pole, const std::string& what) {
 
 /// Images that could not be opened are taken for what the layers say.
 bool isComplex(const OpenedProduct& opened, const ProductImage& image) {
-    return image.samples ? image.samples->isComplex() : opened.layersInPairs;
+    return image.samples ? image.samples->isComplex() : opened.layersInPairs();
 }
 
 void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
-    for (const std::string& name : opened.layerNames) {
+    for (const std::string& name : opened.layerNames()) {
         const LayerName parsed = parseLayerName(name);
         const ProductImage* image = opened.imageOf(parsed);
         const std::string pole = image && !image->pole.empty() ? image->pole : parsed.pole;
         const bool hidden =
-            image && image->samples && image->samples->isComplex() && !opened.layersInPairs;
+            image && image->samples && image->samples->isComplex() && !opened.layersInPairs();
         const std::string what = parsed.isPhase() ? "phase, Int16"
                                  : hidden         ? "none, as the image is complex, UInt16"
                                                   : "magnitude, UInt16";
@@ -57,7 +55,7 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
 }
 
 void addComplexSamples(const OpenedProduct& opened, std::vector<Entry>& entries) {
-    for (const ProductImage& image : opened.images) {
+    for (const ProductImage& image : opened.images()) {
         if (!isComplex(opened, image))
             continue;
         const std::string type =
@@ -73,10 +71,10 @@ void addComplexSamples(const OpenedProduct& opened, std::vector<Entry>& entries)
 }
 
 void addCalibrated(const OpenedProduct& opened, std::vector<Entry>& entries) {
-    const auto tables = calibrationTables(opened.document);
+    const auto tables = opened.stated().calibrationTables();
     for (const Radiometry kind :
          {Radiometry::sigmaNought, Radiometry::betaNought, Radiometry::gamma})
-        for (const ProductImage& image : opened.images) {
+        for (const ProductImage& image : opened.images()) {
             const auto table =
                 std::find_if(tables.begin(), tables.end(), [&](const auto& candidate) {
                     return candidate.kind == kind &&
@@ -97,7 +95,7 @@ void addCalibrated(const OpenedProduct& opened, std::vector<Entry>& entries) {
 
 void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const ProductImage* first = opened.firstImage();
-    for (const NoiseTable& table : noiseTables(opened.document))
+    for (const NoiseTable& table : opened.stated().noiseTables())
         entries.push_back({Entry::Kind::noise,
                            withPole("NESZ", table.pole),
                            described(table.pole, "noise-equivalent sigma nought, dB, Float32"),
@@ -105,7 +103,7 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
                            first,
                            {},
                            table});
-    if (!incidenceFile(opened.document).empty() || statesRadarGrid(opened.document))
+    if (!opened.stated().incidenceFile().empty() || opened.stated().hasRadarGrid())
         entries.push_back({Entry::Kind::incidence,
                            "INCIDENCE_ANGLE",
                            "incidence angle, degrees, Float32",

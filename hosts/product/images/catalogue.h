@@ -1,8 +1,6 @@
 #pragma once
 
 #include "product/opened_product.h"
-#include "product/radiometry/calibration.h"
-#include "product/radiometry/noise_tables.h"
 
 namespace product {
 

@@ -1,6 +1,8 @@
 #include "product/images/raster.h"
 
+#include "product/radiometry/calibration.h"
 #include "product/radiometry/incidence_model.h"
+#include "product/radiometry/noise_tables.h"
 
 #include <strings.h>
 
@@ -11,29 +13,23 @@ namespace {
 
 using kimg::SampleType;
 
-/// The product, keeping all that was opened with it.
-std::shared_ptr<const loader::Product>
-productOf(const std::shared_ptr<const OpenedProduct>& opened) {
-    return {opened, &opened->product};
-}
-
 /// A layer of the plug-in, block by block as it is.
 class LayerRaster final : public Raster {
 public:
-    LayerRaster(const std::shared_ptr<const loader::Product>& product, const std::string& name)
-        : LayerRaster(product, product->openLayer(name)) {}
+    LayerRaster(const std::shared_ptr<const OpenedProduct>& opened, const std::string& name)
+        : LayerRaster(opened, opened->product.openLayer(name)) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const override {
         try {
             layer_.readBlock(row, column, samples);
         } catch (const loader::Error& error) {
-            throw loader::Error(product().name() + ": " + error.what());
+            throw loader::Error(opened().name() + ": " + error.what());
         }
     }
 
 private:
-    LayerRaster(std::shared_ptr<const loader::Product> product, loader::Layer layer)
-        : Raster(std::move(product), aboutOf(layer)), layer_(std::move(layer)) {}
+    LayerRaster(std::shared_ptr<const OpenedProduct> opened, loader::Layer layer)
+        : Raster(std::move(opened), aboutOf(layer)), layer_(std::move(layer)) {}
 
     static About aboutOf(const loader::Layer& layer) {
         const bool phase = parseLayerName(layer.name()).isPhase();
@@ -55,7 +51,7 @@ private:
 class ImageRaster : public Raster {
 protected:
     ImageRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry, About about)
-        : Raster(productOf(opened), filledIn(*opened, entry, std::move(about))),
+        : Raster(opened, filledIn(*opened, entry, std::move(about))),
           samples_(*entry.image->samples) {}
 
     ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
@@ -113,8 +109,8 @@ class CalibratedRaster final : public ImageRaster {
 public:
     CalibratedRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, {}),
-          calibration_(readCalibration(opened->product, opened->document, entry.table,
-                                       samples().width(), samples().isComplex())) {}
+          calibration_(readCalibration(opened->stated(), entry.table, samples().width(),
+                                       samples().isComplex())) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
         thread_local std::vector<double> power; // of one block; as large as the largest so far
@@ -143,7 +139,7 @@ class IncidenceRaster final : public ImageRaster {
 public:
     IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, aboutLines(entry, "degree")),
-          model_(opened->product, opened->layerOf(*entry.image)) {}
+          model_(*opened, opened->layerOf(*entry.image)) {}
 
     void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
         const std::vector<double> angles = model_.along(row, width()).expand(width());
@@ -175,7 +171,7 @@ private:
 
 void requireImage(const OpenedProduct& opened, const Entry& entry) {
     if (!entry.image)
-        throw loader::Error(opened.product.name() + ": has no image for " + entry.name);
+        throw loader::Error(opened.name() + ": has no image for " + entry.name);
     if (!entry.image->samples)
         throw loader::Error(entry.image->fault);
 }
@@ -194,7 +190,7 @@ void Raster::requireInside(const Window& window) const {
 loader::Layer Raster::openGridLayer() const {
     if (about_.gridLayer.empty())
         throw loader::Error("layer " + name() + ": nothing says where it lies");
-    return product_->openLayer(about_.gridLayer);
+    return opened_->product.openLayer(about_.gridLayer);
 }
 
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
@@ -202,31 +198,31 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     requireImage(*opened, entry);
     switch (entry.kind) {
     case Entry::Kind::layer:
-        return std::make_unique<LayerRaster>(productOf(opened), entry.name);
+        return std::make_unique<LayerRaster>(opened, entry.name);
     case Entry::Kind::complexSamples:
         return std::make_unique<ComplexRaster>(opened, entry);
     case Entry::Kind::noise:
         return std::make_unique<ColumnRaster>(
             opened, entry, "dB",
-            readNoise(opened->document, entry.noise, entry.image->samples->width()));
+            readNoise(opened->stated(), entry.noise, entry.image->samples->width()));
     case Entry::Kind::incidence:
-        if (incidenceFile(opened->document).empty())
+        if (opened->stated().incidenceFile().empty())
             return std::make_unique<IncidenceRaster>(opened, entry);
         return std::make_unique<ColumnRaster>(
             opened, entry, "degree",
-            readIncidence(opened->document, entry.image->samples->width()));
+            readIncidence(opened->stated(), entry.image->samples->width()));
     case Entry::Kind::calibrated:
         break;
     }
     return std::make_unique<CalibratedRaster>(opened, entry);
 }
 
-std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
+std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  std::vector<std::string> names) {
-    const std::vector<std::string> layers = product.layerNames();
+    const std::vector<std::string>& layers = opened->layerNames();
     if (names.empty()) {
         if (layers.empty())
-            throw loader::Error(product.name() + ": the product has no layers");
+            throw loader::Error(opened->name() + ": the product has no layers");
         names = {layers.front()};
     }
     std::vector<std::unique_ptr<Raster>> rasters;
@@ -234,20 +230,17 @@ std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
         return std::find(layers.begin(), layers.end(), name) != layers.end();
     };
     if (std::all_of(names.begin(), names.end(), isLayer)) {
-        const auto shared = std::make_shared<const loader::Product>(std::move(product));
         for (const std::string& name : names)
-            rasters.push_back(std::make_unique<LayerRaster>(shared, name));
+            rasters.push_back(std::make_unique<LayerRaster>(opened, name));
         return rasters;
     }
-    const auto opened = std::make_shared<const OpenedProduct>(std::move(product));
     const std::vector<Entry> entries = catalogue(*opened);
     for (const std::string& name : names) {
         const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& each) {
             return sameName(each.name, name);
         });
         if (entry == entries.end())
-            throw loader::Error(opened->product.name() + ": the product has no layer \"" + name +
-                                "\"");
+            throw loader::Error(opened->name() + ": the product has no layer \"" + name + "\"");
         rasters.push_back(openRaster(opened, *entry));
     }
     return rasters;

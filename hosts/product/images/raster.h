@@ -21,6 +21,7 @@ public:
     /// How neighbours are averaged.
     enum class Mean { ofPower, ofValues, none };
 
+    const OpenedProduct& opened() const { return *opened_; }
     const std::string& name() const { return about_.name; }
     /// "dB", "degree", or "".
     const std::string& unit() const { return about_.unit; }
@@ -54,12 +55,11 @@ protected:
         kimg::SampleType type = kimg::SampleType::float32;
         std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
     };
-    Raster(std::shared_ptr<const loader::Product> product, About about)
-        : product_(std::move(product)), about_(std::move(about)) {}
-    const loader::Product& product() const { return *product_; }
+    Raster(std::shared_ptr<const OpenedProduct> opened, About about)
+        : opened_(std::move(opened)), about_(std::move(about)) {}
 
 private:
-    std::shared_ptr<const loader::Product> product_;
+    std::shared_ptr<const OpenedProduct> opened_;
     About about_;
 };
 
@@ -72,7 +72,7 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
 /// looked at when a name asks for more than a layer of the plug-in.
 /// @param names  none for the product's first layer.
 /// @throws loader::Error as openRaster, and naming what the product does not have.
-std::vector<std::unique_ptr<Raster>> openRasters(loader::Product product,
+std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  std::vector<std::string> names);
 
 } // namespace product

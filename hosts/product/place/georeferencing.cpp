@@ -1,7 +1,6 @@
 #include "product/place/georeferencing.h"
 
 #include "loader/heard.h"
-#include "product/place/polar_format.h"
 
 #include <optional>
 
@@ -10,12 +9,12 @@ namespace {
 
 /// @return nothing when the product states no such grid.
 /// @throws loader::Error when it is damaged, or one of another image.
-std::optional<loader::Georeferencing> byPolarFormat(const loader::Layer& layer) {
-    const ProductDocument document = readDocument(layer.productFile());
-    if (!statesPolarFormat(document))
+std::optional<loader::Georeferencing> byOwnModel(const StatedProduct& stated,
+                                                 const loader::Layer& layer) {
+    if (!stated.hasOwnModel())
         return std::nullopt;
     loader::Georeferencing found;
-    found.transform = polarFormatTransform(document);
+    found.transform = stated.ownModel();
     loader::requireSize(*found.transform, layer.name(), layer.width(), layer.height());
     kerr::Slot slot;
     found.projection.reset(kprj_GeographicWgs84(slot));
@@ -26,12 +25,12 @@ std::optional<loader::Georeferencing> byPolarFormat(const loader::Layer& layer) 
 
 } // namespace
 
-loader::Georeferencing georeferencingOf(const loader::Layer& layer) {
+loader::Georeferencing georeferencingOf(const OpenedProduct& opened, const loader::Layer& layer) {
     loader::Georeferencing found = layer.georeferencing();
     if (found.transform && found.transform->sensorModel())
         return found;
     try {
-        if (auto better = byPolarFormat(layer))
+        if (auto better = byOwnModel(opened.stated(), layer))
             return *std::move(better);
     } catch (const loader::Error& error) {
         found.remarks = error.what();

@@ -5,7 +5,8 @@
 
 namespace product {
 
-Locator::Locator(const loader::Layer& layer) : found_(georeferencingOf(layer)) {
+Locator::Locator(const OpenedProduct& opened, const loader::Layer& layer)
+    : found_(georeferencingOf(opened, layer)) {
     const std::string why = found_.remarks.empty() ? "" : " (" + found_.remarks + ")";
     if (!found_.transform)
         throw loader::Error("layer " + layer.name() + ": nothing says where it lies" + why);

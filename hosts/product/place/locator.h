@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kimg/elevation.h"
-#include "loader/product.h"
+#include "product/opened_product.h"
 
 #include <span>
 
@@ -13,7 +13,7 @@ namespace product {
 class Locator {
 public:
     /// @throws loader::Error naming the layer when it has no georeferencing, or none on the earth.
-    explicit Locator(const loader::Layer& layer);
+    Locator(const OpenedProduct& opened, const loader::Layer& layer);
 
     /// @return whether heights have a bearing: a sensor model. Else the image's own georeferencing
     ///         answers, and remarks() may tell why.

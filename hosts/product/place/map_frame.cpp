@@ -156,9 +156,10 @@ std::string sizeText(double width, double height) {
 
 } // namespace
 
-MapPositions::MapPositions(const loader::Layer& layer, const MapRequest& request)
+MapPositions::MapPositions(const OpenedProduct& opened, const loader::Layer& layer,
+                           const MapRequest& request)
     : layerName_(layer.name()), system_(request.system), width_(layer.width()),
-      height_(layer.height()), resolution_(request.resolution), locator_(layer) {
+      height_(layer.height()), resolution_(request.resolution), locator_(opened, layer) {
     kerr::Slot slot;
     projection_ =
         required(KprjProjectionPtr(kprj_ProjectionFromText(system_, slot)), system_ + ": ", slot);

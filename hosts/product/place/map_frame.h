@@ -38,7 +38,8 @@ struct MapRequest {
 class MapPositions {
 public:
     /// @throws loader::Error naming layer, system or elevation model that cannot serve.
-    MapPositions(const loader::Layer& layer, const MapRequest& request);
+    MapPositions(const OpenedProduct& opened, const loader::Layer& layer,
+                 const MapRequest& request);
 
     /// @return the smallest frame that shows the whole image, its edges at multiples of the
     ///         resolution. Geographic maps across the antimeridian go on beyond 180 degrees.

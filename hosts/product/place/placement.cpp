@@ -98,8 +98,9 @@ void addRpc(Placement& placement, const sarm::SensorModel& model, const Window& 
 
 } // namespace
 
-Placement placementOf(const loader::Layer& layer, const Window& window) {
-    const loader::Georeferencing found = georeferencingOf(layer);
+Placement placementOf(const OpenedProduct& opened, const loader::Layer& layer,
+                      const Window& window) {
+    const loader::Georeferencing found = georeferencingOf(opened, layer);
     Placement placement;
     placement.remarks = found.remarks;
     if (!found.transform)

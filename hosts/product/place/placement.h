@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kimg/georeferencing.h"
-#include "loader/product.h"
+#include "product/opened_product.h"
 
 namespace product {
 
@@ -21,6 +21,7 @@ struct Placement {
 };
 
 /// @throws loader::Error naming the layer when its georeferencing cannot be read.
-Placement placementOf(const loader::Layer& layer, const Window& window);
+Placement placementOf(const OpenedProduct& opened, const loader::Layer& layer,
+                      const Window& window);
 
 } // namespace product

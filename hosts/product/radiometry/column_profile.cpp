@@ -3,25 +3,12 @@
 #include "loader/plugin.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 namespace product {
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
 constexpr std::uint32_t longestLine = 1 << 24;
-
-template <class Number>
-Number parseOne(std::string_view text, const std::string& file) {
-    Number number{};
-    const char* begin = text.data() + (text.starts_with('+') ? 1 : 0);
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(begin, end, number);
-    if (error != std::errc() || stop != end)
-        throw loader::Error(file + ": \"" + std::string(text) + "\" is not a number");
-    return number;
-}
 
 } // namespace
 
@@ -48,22 +35,6 @@ std::vector<double> ColumnProfile::expand(std::uint32_t width) const {
             part == 0 ? values[before] : (1 - part) * values[before] + part * values[before + 1];
     }
     return columns;
-}
-
-std::vector<double> parseNumbers(const std::string& text, const std::string& file) {
-    std::vector<double> numbers;
-    for (std::size_t at = text.find_first_not_of(blanks); at != std::string::npos;) {
-        const std::size_t end = std::min(text.find_first_of(blanks, at), text.size());
-        numbers.push_back(parseOne<double>(std::string_view(text).substr(at, end - at), file));
-        at = text.find_first_not_of(blanks, end);
-    }
-    return numbers;
-}
-
-std::int64_t parseInteger(const std::string& text, const std::string& file) {
-    const std::size_t at = std::min(text.find_first_not_of(blanks), text.size());
-    const std::size_t end = text.find_last_not_of(blanks) + 1;
-    return parseOne<std::int64_t>(std::string_view(text).substr(at, end > at ? end - at : 0), file);
 }
 
 } // namespace product

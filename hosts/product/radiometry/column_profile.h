@@ -21,11 +21,4 @@ struct ColumnProfile {
     std::vector<double> expand(std::uint32_t width) const;
 };
 
-/// @return the numbers of a list with blanks between, as documents write them.
-/// @throws loader::Error naming the file and the text that is no number.
-std::vector<double> parseNumbers(const std::string& text, const std::string& file);
-
-/// @throws loader::Error naming the file when the text is not one whole number.
-std::int64_t parseInteger(const std::string& text, const std::string& file);
-
 } // namespace product

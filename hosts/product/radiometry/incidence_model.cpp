@@ -1,17 +1,16 @@
 #include "product/radiometry/incidence_model.h"
 
 #include "product/place/georeferencing.h"
-#include "product/place/polar_format.h"
 
 namespace product {
 namespace {
 
 constexpr std::uint32_t columnsApart = 32;
 
-loader::Georeferencing placeOfLayer(const loader::Product& product, const std::string& layer) {
-    loader::Georeferencing found = georeferencingOf(product.openLayer(layer));
+loader::Georeferencing placeOfLayer(const OpenedProduct& opened, const std::string& layer) {
+    loader::Georeferencing found = georeferencingOf(opened, opened.product.openLayer(layer));
     if (!found.transform || !found.transform->sensorModel())
-        throw loader::Error(product.name() +
+        throw loader::Error(opened.name() +
                             ": there is no sensor model to compute incidence "
                             "angles from" +
                             (found.remarks.empty() ? "" : ": " + found.remarks));
@@ -20,21 +19,8 @@ loader::Georeferencing placeOfLayer(const loader::Product& product, const std::s
 
 } // namespace
 
-bool statesRadarGrid(const ProductDocument& document) {
-    if (document.kind == ProductDocument::Kind::capella)
-        return statesPolarFormat(document) ||
-               !textAt(document.extended, "collect/image/image_geometry/range_to_first_sample")
-                    .empty();
-    const char* parent = document.kind == ProductDocument::Kind::rcm ? "imageReferenceAttributes"
-                                                                     : "imageAttributes";
-    return document.root
-        .get_child_optional(std::string(parent) +
-                            ".geographicInformation.geolocationGrid.imageTiePoint")
-        .has_value();
-}
-
-IncidenceModel::IncidenceModel(const loader::Product& product, const std::string& layer)
-    : name_(product.name()), place_(placeOfLayer(product, layer)) {}
+IncidenceModel::IncidenceModel(const OpenedProduct& opened, const std::string& layer)
+    : name_(opened.name()), place_(placeOfLayer(opened, layer)) {}
 
 ColumnProfile IncidenceModel::along(std::uint32_t line, std::uint32_t width) const {
     const sarm::SensorModel& model = *place_.transform->sensorModel();

@@ -1,16 +1,11 @@
 #pragma once
 
-#include "loader/product.h"
-#include "product/families/product_document.h"
+#include "product/opened_product.h"
 #include "product/radiometry/column_profile.h"
 
 #include <string>
 
 namespace product {
-
-/// @return whether the product states a radar's grid, of range and time or in polar format, from
-///         which a sensor model can be made; maps have none.
-bool statesRadarGrid(const ProductDocument& document);
 
 /// Incidence angles computed from the sensor model, for products without a table of them: between
 /// the line of sight and the ellipsoid's normal, where the pixel meets the height of the scene.
@@ -18,7 +13,7 @@ bool statesRadarGrid(const ProductDocument& document);
 class IncidenceModel {
 public:
     /// @throws loader::Error naming the product when there is no model of that layer.
-    IncidenceModel(const loader::Product& product, const std::string& layer);
+    IncidenceModel(const OpenedProduct& opened, const std::string& layer);
 
     /// @return degrees along a line of an image of this width; linear between columns that lie
     ///         so close that the error stays below 1e-5 degrees.

@@ -4,56 +4,24 @@
 #include "kfnp/kfnp.h"
 #include "output/geojson.h"
 #include "output/stac_place.h"
-#include "product/images/image_files.h"
-#include "product/metadata_items.h"
+#include "product/families/document_text.h"
+#include "product/opened_product.h"
 
 #include "records/sar_metadata_record.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <map>
 #include <optional>
 
 namespace {
 
 using nlohmann::ordered_json;
-using product::ProductDocument;
-using product::textAt;
-using Facts = std::map<std::string, std::string>;
-
 constexpr char sarSchema[] = "https://stac-extensions.github.io/sar/v1.0.0/schema.json";
 constexpr char satSchema[] = "https://stac-extensions.github.io/sat/v1.0.0/schema.json";
 constexpr char viewSchema[] = "https://stac-extensions.github.io/view/v1.0.0/schema.json";
 constexpr char projSchema[] = "https://stac-extensions.github.io/projection/v1.1.0/schema.json";
-
-std::string lower(std::string text) {
-    for (char& c : text)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return text;
-}
-
-std::string factOf(const Facts& facts, const char* key) {
-    const auto found = facts.find(key);
-    return found == facts.end() ? "" : found->second;
-}
-
-std::string firstText(std::initializer_list<std::string> texts) {
-    for (const std::string& text : texts)
-        if (!text.empty() && text != "null")
-            return text;
-    return "";
-}
-
-std::optional<double> number(const std::string& text) {
-    double value = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (fault != std::errc() || end != text.data() + text.size() || !std::isfinite(value))
-        return std::nullopt;
-    return value;
-}
 
 void addPositive(ordered_json& properties, const char* key, std::optional<double> value) {
     if (value && *value > 0)
@@ -66,133 +34,84 @@ void addChoice(ordered_json& properties, const char* key, const std::string& val
         properties[key] = value;
 }
 
-/// All products count in UTC; some leave the zone out.
-std::string zoned(const std::string& time) {
-    return time.empty() || time.back() == 'Z' ? time : time + 'Z';
-}
-
-void addTimes(ordered_json& properties, const ProductDocument& document, const Facts& facts) {
-    std::string start = zoned(firstText({textAt(document.extended, "collect/start_timestamp"),
-                                         textAt(document.root, "properties/start_datetime"),
-                                         factOf(facts, "FIRST_LINE_TIME")}));
-    std::string end = zoned(firstText({textAt(document.extended, "collect/stop_timestamp"),
-                                       textAt(document.root, "properties/end_datetime"),
-                                       factOf(facts, "LAST_LINE_TIME")}));
+void addTimes(ordered_json& properties, const product::StatedProduct& stated) {
+    const product::Acquisition when = stated.acquisition();
+    std::string start = product::firstText({when.collectStart, when.start, when.collectStop,
+                                            when.stop});
+    std::string end = product::firstText({when.collectStop, when.stop, start});
     if (start.empty())
-        start = zoned(firstText({factOf(facts, "ACQUISITION_START_TIME"), end}));
-    if (end.empty())
-        end = start;
-    if (start.empty())
-        throw loader::Error(document.file + ": states no time, which a STAC item needs");
-    if (end < start) // lines may run against time
+        throw loader::Error(stated.file() + ": states no time, which a STAC item needs");
+    if (end < start)
         std::swap(start, end);
     properties["datetime"] = start;
     properties["start_datetime"] = start;
     properties["end_datetime"] = end;
 }
 
-/// The smallest of an element's numbers; beams have one each.
-std::optional<double> smallest(const product::ProductDocument& document, const std::string& name) {
-    std::optional<double> least;
-    if (const auto parent =
-            document.root.get_child_optional("imageGenerationParameters.sarProcessingInformation"))
-        for (const auto& [key, element] : *parent)
-            if (const auto value = number(element.data()); key == name && value && *value > 0)
-                least = std::min(least.value_or(*value), *value);
-    return least;
-}
-
-std::optional<double> secondsOfDay(const std::string& time) {
-    const auto clock = time.find('T');
-    if (clock == std::string::npos || time.size() < clock + 9)
-        return std::nullopt;
-    const auto hours = number(time.substr(clock + 1, 2)),
-               minutes = number(time.substr(clock + 4, 2));
-    const auto end = time.find_first_not_of("0123456789.", clock + 7);
-    const auto seconds = number(time.substr(clock + 7, end - clock - 7));
-    if (!hours || !minutes || !seconds)
-        return std::nullopt;
-    return *hours * 3600 + *minutes * 60 + *seconds;
-}
-
 /// Metres on the ground in a second, as an image in the radar's grid states its lines.
-std::optional<double> lineSpeed(const Facts& facts, const StacPlace& place) {
-    const auto spacing = number(factOf(facts, "LINE_SPACING"));
-    const auto first = secondsOfDay(factOf(facts, "FIRST_LINE_TIME"));
-    const auto last = secondsOfDay(factOf(facts, "LAST_LINE_TIME"));
-    if (!spacing || !first || !last || !place.shape || place.transform || *first == *last)
+std::optional<double> lineSpeed(const product::StatedProduct& stated, const StacPlace& place) {
+    const auto spacing = stated.acquisition().lineSpacingM;
+    const product::StatedTimes times = stated.times();
+    const double duration = std::abs(times.lastS - times.firstS);
+    if (!spacing || !(duration > 0) || !place.shape || place.transform)
         return std::nullopt;
-    constexpr double day = 86400;
-    return *spacing * ((*place.shape)[0] - 1) / std::abs(std::remainder(*last - *first, day));
+    return *spacing * ((*place.shape)[0] - 1) / duration;
 }
 
-/// As the product states it; RADARSAT-2 and RCM state the bandwidths of a look instead: c / 2B in
-/// slant range, speed over ground / B in azimuth.
-void addResolution(ordered_json& properties, const ProductDocument& document, const Facts& facts,
+/// As the product states it, or from the bandwidths of a look: c / 2B in slant range, speed over
+/// ground / B in azimuth.
+void addResolution(ordered_json& properties, const product::StatedProduct& stated,
                    const StacPlace& place) {
     constexpr double lightMS = 299792458;
-    auto range = number(firstText({textAt(document.root, "properties/sar:resolution_range"),
-                                   textAt(document.extended, "collect/image/range_resolution")}));
-    auto azimuth =
-        number(firstText({textAt(document.root, "properties/sar:resolution_azimuth"),
-                          textAt(document.extended, "collect/image/azimuth_resolution")}));
-    if (const auto bandwidth = smallest(document, "rangeLookBandwidth"); !range && bandwidth)
-        range = lightMS / 2 / *bandwidth;
-    if (const auto bandwidth = smallest(document, "azimuthLookBandwidth"); !azimuth && bandwidth)
-        if (const auto speed = lineSpeed(facts, place))
-            azimuth = *speed / *bandwidth;
+    const product::RadarFacts radar = stated.radar();
+    auto range = radar.rangeResolutionM;
+    auto azimuth = radar.azimuthResolutionM;
+    if (!range && radar.rangeBandwidthHz)
+        range = lightMS / 2 / *radar.rangeBandwidthHz;
+    if (!azimuth && radar.azimuthBandwidthHz)
+        if (const auto speed = lineSpeed(stated, place))
+            azimuth = *speed / *radar.azimuthBandwidthHz;
     addPositive(properties, "sar:resolution_range", range);
     addPositive(properties, "sar:resolution_azimuth", azimuth);
 }
 
 /// @return whether all that the SAR extension requires is there.
-bool addSar(ordered_json& properties, const ProductDocument& document, const Facts& facts,
-            const product::ProductFacts& stated, const std::string& sensor,
-            const StacPlace& place) {
-    properties["sar:instrument_mode"] = factOf(facts, "BEAM_MODE");
+bool addSar(ordered_json& properties, const product::StatedProduct& stated,
+            const std::string& sensor, const StacPlace& place) {
+    const product::Acquisition acquisition = stated.acquisition();
+    const product::RadarFacts radar = stated.radar();
+    const product::ProductFacts& facts = stated.facts();
+    properties["sar:instrument_mode"] = acquisition.beamMode;
     properties["sar:frequency_band"] = sensor;
-    auto hertz = number(
-        firstText({textAt(document.root, "sourceAttributes/radarParameters/radarCenterFrequency"),
-                   textAt(document.extended, "collect/radar/center_frequency")}));
-    addPositive(properties, "sar:center_frequency",
-                hertz ? *hertz / 1e9
-                      : number(textAt(document.root, "properties/sar:center_frequency")));
-    properties["sar:polarizations"] = stated.polarizations;
-    properties["sar:product_type"] = stated.productType;
-    addPositive(properties, "sar:pixel_spacing_range", number(factOf(facts, "PIXEL_SPACING")));
-    addPositive(properties, "sar:pixel_spacing_azimuth", number(factOf(facts, "LINE_SPACING")));
-    const std::string processing = "imageGenerationParameters/sarProcessingInformation/";
-    for (const auto& [key, xml, json] :
-         {std::tuple("sar:looks_range", "numberOfRangeLooks", "collect/image/range_looks"),
-          std::tuple("sar:looks_azimuth", "numberOfAzimuthLooks", "collect/image/azimuth_looks")})
-        if (const auto looks = number(firstText(
-                {textAt(document.root, processing + xml), textAt(document.extended, json)}));
-            looks && *looks >= 1 && *looks == std::floor(*looks))
+    addPositive(properties, "sar:center_frequency", radar.centreFrequencyGHz);
+    properties["sar:polarizations"] = facts.polarizations;
+    properties["sar:product_type"] = facts.productType;
+    addPositive(properties, "sar:pixel_spacing_range", acquisition.pixelSpacingM);
+    addPositive(properties, "sar:pixel_spacing_azimuth", acquisition.lineSpacingM);
+    for (const auto& [key, looks] : {std::pair("sar:looks_range", radar.rangeLooks),
+                                     std::pair("sar:looks_azimuth", radar.azimuthLooks)})
+        if (looks && *looks >= 1 && *looks == std::floor(*looks))
             properties[key] = static_cast<int>(*looks);
-    addPositive(
-        properties, "sar:looks_equivalent_number",
-        number(firstText({textAt(document.extended, "collect/image/enl"),
-                          textAt(document.root, "properties/sar:looks_equivalent_number")})));
-    addResolution(properties, document, facts, place);
-    addChoice(properties, "sar:observation_direction", lower(factOf(facts, "ANTENNA_POINTING")),
-              {"left", "right"});
+    addPositive(properties, "sar:looks_equivalent_number", radar.equivalentLooks);
+    addResolution(properties, stated, place);
+    addChoice(properties, "sar:observation_direction", acquisition.lookSide, {"left", "right"});
 
-    const auto& poles = stated.polarizations;
+    const auto& poles = facts.polarizations;
     const bool known = std::all_of(poles.begin(), poles.end(), [](const std::string& pole) {
         return pole == "HH" || pole == "HV" || pole == "VH" || pole == "VV";
     });
-    return known && !poles.empty() && !stated.productType.empty() && !sensor.empty() &&
-           !factOf(facts, "BEAM_MODE").empty();
+    return known && !poles.empty() && !facts.productType.empty() && !sensor.empty() &&
+           !acquisition.beamMode.empty();
 }
 
 /// As the product's record has it; a product without one may still state the angle.
-std::optional<double> recordedIncidenceDeg(const loader::Product& opened) {
-    const auto nodes = opened.nodeNames();
+std::optional<double> recordedIncidenceDeg(const product::OpenedProduct& opened) {
+    const auto& nodes = opened.nodeNames();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
         return std::nullopt;
     try {
         std::string remarks;
-        const KmifNode node = opened.node(":SAR_Metadata", remarks);
+        const KmifNode node = opened.product.node(":SAR_Metadata", remarks);
         const double angle =
             static_cast<const SarMetadataRecord*>(node.data())->incidenceAngleCentre;
         return angle > 0 ? std::optional(angle) : std::nullopt;
@@ -202,16 +121,15 @@ std::optional<double> recordedIncidenceDeg(const loader::Product& opened) {
 }
 
 /// The angle at the scene's centre: of the product's record, else as the document states it.
-std::optional<double> incidenceDeg(const loader::Product* opened, const Facts& facts) {
+std::optional<double> incidenceDeg(const product::OpenedProduct* opened,
+                                   const product::Acquisition& stated) {
     if (opened)
         if (const auto angle = recordedIncidenceDeg(*opened))
             return angle;
-    if (const auto centre = number(factOf(facts, "CENTER_INCIDENCE_ANGLE")))
-        return centre;
-    const auto nearAngle = number(factOf(facts, "NEAR_RANGE_INCIDENCE_ANGLE"));
-    const auto farAngle = number(factOf(facts, "FAR_RANGE_INCIDENCE_ANGLE"));
-    if (nearAngle && farAngle)
-        return (*nearAngle + *farAngle) / 2;
+    if (stated.centreIncidenceDeg)
+        return stated.centreIncidenceDeg;
+    if (stated.nearIncidenceDeg && stated.farIncidenceDeg)
+        return (*stated.nearIncidenceDeg + *stated.farIncidenceDeg) / 2;
     return std::nullopt;
 }
 
@@ -221,18 +139,6 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
         properties["proj:shape"] = *place.shape;
     if (place.transform)
         properties["proj:transform"] = *place.transform;
-}
-
-std::string idOf(const ProductDocument& document) {
-    if (std::string id =
-            firstText({textAt(document.root, "productId"), textAt(document.root, "id")});
-        !id.empty())
-        return id;
-    std::string stem = kfnp::lastComponent(document.file);
-    stem.erase(stem.rfind('.'));
-    if (stem.ends_with("_extended"))
-        stem.erase(stem.size() - std::string_view("_extended").size());
-    return stem;
 }
 
 /// A file name as an IRI reference: what would mean something else in one is escaped.
@@ -255,7 +161,7 @@ std::string reference(const std::string& file, const std::filesystem::path& fold
 }
 
 std::string mediaType(const std::string& file) {
-    const std::string extension = lower(std::filesystem::path(file).extension());
+    const std::string extension = product::lowerCase(std::filesystem::path(file).extension());
     if (extension == ".tif" || extension == ".tiff")
         return "image/tiff; application=geotiff";
     if (extension == ".xml")
@@ -263,64 +169,73 @@ std::string mediaType(const std::string& file) {
     return extension == ".json" ? "application/json" : "application/octet-stream";
 }
 
-ordered_json assets(const ProductDocument& document, const product::ProductFacts& facts,
-                    const std::filesystem::path& folder) {
+ordered_json assets(const product::ProductFacts& facts, const std::filesystem::path& folder) {
     const auto asset = [&](const std::string& file, const char* role) {
         return ordered_json{{"href", reference(file, folder)},
                             {"type", mediaType(file)},
                             {"roles", ordered_json::array({role})}};
     };
     ordered_json found;
-    const auto files = product::imageFiles(document, facts);
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        std::string key = lower(facts.images[i].pole);
+    for (std::size_t i = 0; i < facts.images.size(); ++i) {
+        const product::StatedImage& image = facts.images[i];
+        std::string key = product::lowerCase(image.pole);
         if (key.empty() || found.contains(key))
             key = "image-" + std::to_string(i + 1);
-        found[key] = asset(files[i], "data");
-        if (!facts.images[i].pole.empty())
-            found[key]["sar:polarizations"] = ordered_json::array({facts.images[i].pole});
+        found[key] = asset(image.file, "data");
+        if (!image.pole.empty())
+            found[key]["sar:polarizations"] = ordered_json::array({image.pole});
     }
-    found["metadata"] = asset(document.file, "metadata");
-    if (!document.root.empty() && !document.extended.empty())
-        found["extended-metadata"] = asset(document.extendedFile, "metadata");
+    found["metadata"] = asset(facts.documents.front(), "metadata");
+    for (std::size_t i = 1; i < facts.documents.size(); ++i)
+        found[i == 1 ? "extended-metadata" : "metadata-" + std::to_string(i + 1)] =
+            asset(facts.documents[i], "metadata");
     return found;
 }
 
-/// @return the image of a Capella item that is not there; "" when nothing of the kind is amiss.
-std::string missingImage(const std::string& file) {
-    try {
-        const ProductDocument document = product::readDocument(file);
-        const auto stated = product::readFacts(document);
-        const auto images = product::imageFiles(document, stated);
-        const bool missing = document.kind == ProductDocument::Kind::capella &&
-                             !stated.productType.empty() && !images.empty() &&
-                             !kfio::fileState(images.front()).exists;
-        return missing ? images.front() : "";
-    } catch (const loader::Error&) {
-        return "";
+/// A product, or what it states where the plug-in does not open it for want of its images.
+struct Source {
+    std::shared_ptr<const product::OpenedProduct> opened; ///< null without images
+    std::unique_ptr<const product::StatedProduct> statedAlone;
+
+    const product::StatedProduct& stated() const {
+        return opened ? opened->stated() : *statedAlone;
     }
+};
+
+/// @return the first image of a product that is not there and keeps the plug-in from opening it;
+///         "" when nothing of the kind is amiss.
+std::string missingImage(const product::ProductFacts& facts) {
+    const bool missing = facts.needsImages && !facts.productType.empty() &&
+                         !facts.images.empty() &&
+                         !kfio::fileState(facts.images.front().file).exists;
+    return missing ? facts.images.front().file : "";
 }
 
-/// The plug-in opens no Capella item without its image; the documents still tell.
-std::optional<loader::Product> openUnlessImageless(const std::string& file,
-                                                   std::vector<std::string>& warnings) {
+Source openUnlessImageless(const std::string& file, std::vector<std::string>& warnings) {
     try {
-        return loader::Product(loader::Plugin::instance(), file);
+        return {product::openProduct(file), nullptr};
     } catch (const loader::Error&) {
-        const std::string image = missingImage(file);
+        auto stated = [&]() -> std::unique_ptr<const product::StatedProduct> {
+            try {
+                return product::readStatedProduct(file);
+            } catch (const loader::Error&) {
+                return nullptr; // what the plug-in says of it is told
+            }
+        }();
+        const std::string image = stated ? missingImage(stated->facts()) : "";
         if (image.empty())
             throw;
         warnings.push_back(image + ": is not there");
-        return std::nullopt;
+        return {nullptr, std::move(stated)};
     }
 }
 
-std::string sensorOf(const loader::Product* opened, const ProductDocument& document) {
-    if (!opened)
-        return firstText({textAt(document.root, "properties/sar:frequency_band"), "X"});
-    const auto names = opened->layerNames();
+std::string sensorOf(const Source& source) {
+    if (!source.opened)
+        return source.stated().radar().band;
+    const auto& names = source.opened->layerNames();
     if (names.empty())
-        throw loader::Error(opened->name() + ": the product has no layers");
+        throw loader::Error(source.opened->name() + ": the product has no layers");
     return product::parseLayerName(names.front()).sensor;
 }
 
@@ -328,30 +243,27 @@ std::string sensorOf(const loader::Product* opened, const ProductDocument& docum
 
 ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
                       std::vector<std::string>& warnings) {
-    const auto whole = openUnlessImageless(file, warnings);
-    const loader::Product* opened = whole ? &*whole : nullptr;
-    const ProductDocument document = product::readDocument(file);
-    const product::ProductFacts stated = product::readFacts(document);
-    const auto items = product::metadataItems(document);
-    const Facts facts(items.begin(), items.end());
-    const StacPlace place = stacPlace(opened, document, warnings);
+    const Source source = openUnlessImageless(file, warnings);
+    const product::StatedProduct& stated = source.stated();
+    const product::Acquisition acquisition = stated.acquisition();
+    const StacPlace place = stacPlace(source.opened.get(), stated, warnings);
 
     ordered_json properties;
     auto extensions = ordered_json::array();
-    addTimes(properties, document, facts);
-    properties["platform"] = lower(stated.satellite);
+    addTimes(properties, stated);
+    properties["platform"] = product::lowerCase(stated.facts().satellite);
     properties["instruments"] = {"sar"};
-    if (addSar(properties, document, facts, stated, sensorOf(opened, document), place))
+    if (addSar(properties, stated, sensorOf(source), place))
         extensions.push_back(sarSchema);
     else
         warnings.push_back(file + ": the SAR extension of STAC has no words for these "
                                   "polarizations, or a field that it requires is missing; "
                                   "the item does not declare it");
-    addChoice(properties, "sat:orbit_state", lower(factOf(facts, "ORBIT_DIRECTION")),
-              {"ascending", "descending"});
+    addChoice(properties, "sat:orbit_state", acquisition.pass, {"ascending", "descending"});
     if (properties.contains("sat:orbit_state"))
         extensions.push_back(satSchema);
-    if (const auto angle = incidenceDeg(opened, facts); angle && *angle >= 0 && *angle <= 90) {
+    if (const auto angle = incidenceDeg(source.opened.get(), acquisition);
+        angle && *angle >= 0 && *angle <= 90) {
         properties["view:incidence_angle"] = *angle;
         extensions.push_back(viewSchema);
     }
@@ -361,12 +273,12 @@ ordered_json stacItem(const std::string& file, const std::filesystem::path& fold
     ordered_json item = {{"type", "Feature"},
                          {"stac_version", "1.0.0"},
                          {"stac_extensions", extensions},
-                         {"id", idOf(document)},
+                         {"id", stated.facts().id},
                          {"geometry", footprintJson(place.footprint)}};
     if (!place.footprint.polygons.empty())
         item["bbox"] = boundingBox(place.footprint);
     item["properties"] = properties;
     item["links"] = ordered_json::array();
-    item["assets"] = assets(document, stated, folder);
+    item["assets"] = assets(stated.facts(), folder);
     return item;
 }

@@ -1,7 +1,6 @@
 #include "output/stac_place.h"
 
 #include "product/place/georeferencing.h"
-#include "product/place/ground_ties.h"
 #include "product/place/placement.h"
 
 #include <algorithm>
@@ -9,16 +8,13 @@
 
 namespace {
 
-using product::ProductDocument;
-using product::textAt;
-
-std::optional<loader::Layer> firstLayer(const loader::Product* opened,
+std::optional<loader::Layer> firstLayer(const product::OpenedProduct* opened,
                                         std::vector<std::string>& warnings) {
     if (!opened)
         return std::nullopt;
     for (const std::string& name : opened->layerNames())
         try {
-            return opened->openLayer(name);
+            return opened->product.openLayer(name);
         } catch (const loader::Error& error) {
             warnings.push_back(opened->name() + ": " + error.what());
         }
@@ -34,26 +30,19 @@ std::optional<Number> parsed(const std::string& text) {
     return value;
 }
 
-std::optional<std::array<std::uint32_t, 2>> statedShape(const ProductDocument& document) {
-    for (const auto& [lines, samples] :
-         {std::pair("imageAttributes/rasterAttributes/numberOfLines",
-                    "imageAttributes/rasterAttributes/numberOfSamplesPerLine"),
-          std::pair("sceneAttributes/imageAttributes/numLines",
-                    "sceneAttributes/imageAttributes/samplesPerLine"),
-          std::pair("collect/image/rows", "collect/image/columns")}) {
-        const bool capella = document.kind == ProductDocument::Kind::capella;
-        const auto& tree = capella ? document.extended : document.root;
-        const auto height = parsed<std::uint32_t>(textAt(tree, lines));
-        const auto width = parsed<std::uint32_t>(textAt(tree, samples));
-        if (height && width && *height > 0 && *width > 0)
-            return {{*height, *width}};
+std::optional<std::array<std::uint32_t, 2>> statedShape(const product::StatedProduct& stated) {
+    try {
+        const product::ImageClaims claims = stated.imageClaims();
+        if (claims.width > 0 && claims.height > 0)
+            return {{claims.height, claims.width}};
+    } catch (const loader::Error&) { // an item does without
     }
     return std::nullopt;
 }
 
 /// The outer points of the product's own grid, which stands in the order of its lines.
-product::Footprint ofTiePoints(const ProductDocument& document) {
-    const std::vector<product::TiePoint> ties = product::tiePoints(document);
+product::Footprint ofTiePoints(const product::StatedProduct& stated) {
+    const std::vector<product::TiePoint>& ties = stated.tiePoints();
     if (ties.empty())
         return {};
     const auto [firstLine, lastLine] = std::minmax_element(
@@ -83,20 +72,11 @@ product::Footprint ofTiePoints(const ProductDocument& document) {
     return {product::polygonsOf(ring), {}};
 }
 
-/// A polygon of the item's own, where it is one of four corners or more.
-product::Footprint ofItem(const ProductDocument& document) {
-    const auto rings = document.root.get_child_optional("geometry.coordinates");
+/// The outline that the product states.
+product::Footprint ofOutline(const product::StatedProduct& stated) {
     std::vector<product::LonLat> ring;
-    if (rings && !rings->empty() && textAt(document.root, "geometry/type") == "Polygon")
-        for (const auto& [key, point] : rings->front().second) {
-            std::vector<double> numbers;
-            for (const auto& [index, coordinate] : point)
-                if (const auto value = parsed<double>(coordinate.data()))
-                    numbers.push_back(*value);
-            if (numbers.size() < 2)
-                return {};
-            ring.push_back({numbers[0], numbers[1]});
-        }
+    for (const auto& [lonDeg, latDeg] : stated.outline())
+        ring.push_back({lonDeg, latDeg});
     if (ring.size() > 1)
         ring.pop_back(); // closed
     return {product::polygonsOf(ring), {}};
@@ -111,25 +91,24 @@ std::optional<int> epsgOf(const loader::Georeferencing& found) {
 
 } // namespace
 
-StacPlace stacPlace(const loader::Product* opened, const ProductDocument& document,
+StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedProduct& stated,
                     std::vector<std::string>& warnings) {
     StacPlace place;
     const auto layer = firstLayer(opened, warnings);
     if (!layer) {
-        place.shape = statedShape(document);
-        place.footprint = document.kind == ProductDocument::Kind::capella ? ofItem(document)
-                                                                          : ofTiePoints(document);
+        place.shape = statedShape(stated);
+        place.footprint = stated.outline().empty() ? ofTiePoints(stated) : ofOutline(stated);
         return place;
     }
     place.shape = {layer->height(), layer->width()};
     try {
         place.footprint =
-            product::footprintOf(product::Locator(*layer), layer->width(), layer->height());
+            product::footprintOf(product::Locator(*opened, *layer), layer->width(), layer->height());
         const product::Window whole{0, 0, layer->width(), layer->height()};
-        if (const auto map = product::placementOf(*layer, whole).place.geoTransform) {
+        if (const auto map = product::placementOf(*opened, *layer, whole).place.geoTransform) {
             const auto& t = *map;
             place.transform = {t[1], t[2], t[0], t[4], t[5], t[3]};
-            place.epsg = epsgOf(product::georeferencingOf(*layer));
+            place.epsg = epsgOf(product::georeferencingOf(*opened, *layer));
         }
     } catch (const loader::Error& error) {
         warnings.emplace_back(error.what());

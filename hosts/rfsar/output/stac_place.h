@@ -1,7 +1,6 @@
 #pragma once
 
-#include "loader/product.h"
-#include "product/families/product_document.h"
+#include "product/opened_product.h"
 #include "product/place/footprint.h"
 
 #include <array>
@@ -15,8 +14,8 @@ struct StacPlace {
     std::optional<std::array<double, 6>> transform;    ///< a, b, c, d, e, f of a map
 };
 
-/// From the first layer that can be opened; where there is none, from what the document states.
+/// From the first layer that can be opened; where there is none, from what the product states.
 /// @param opened  null when the plug-in cannot open the product.
 /// @param warnings  receives why something is missing.
-StacPlace stacPlace(const loader::Product* opened, const product::ProductDocument& document,
+StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedProduct& stated,
                     std::vector<std::string>& warnings);

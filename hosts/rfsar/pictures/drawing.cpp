@@ -29,7 +29,7 @@ Place placeOf(const product::Raster& raster) {
     Place place;
     try {
         place.grid.emplace(raster.openGridLayer());
-        place.locator = std::make_unique<product::Locator>(*place.grid);
+        place.locator = std::make_unique<product::Locator>(raster.opened(), *place.grid);
         place.ground = groundGrid(*place.locator, raster.width(), raster.height());
         if (!place.ground)
             place.why = "layer " + raster.name() + ": its centre has no place on the ground";
@@ -108,7 +108,7 @@ Canvas onMap(const std::vector<Channel>& channels, const DrawingRequest& request
     if (quantityOf(raster) == Quantity::phase)
         throw loader::Error("layer " + raster.name() +
                             ": phases cannot be averaged onto a map; leave --north-up out");
-    const PictureMap map(*place.grid, request.longSide);
+    const PictureMap map(raster.opened(), *place.grid, request.longSide);
     const auto [columns, rows] = layOut(raster.width(), raster.height(),
                                         request.longSide + request.longSide / 2, place.ground, {})
                                      .cells();
@@ -147,8 +147,8 @@ void addMarks(const DrawingRequest& request, Canvas& canvas, kimg::Picture& pict
 
 } // namespace
 
-Drawing draw(loader::Product product, const DrawingRequest& request) {
-    const auto opened = std::make_shared<const product::OpenedProduct>(std::move(product));
+Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
+             const DrawingRequest& request) {
     std::vector<Channel> channels;
     if (request.inColour)
         channels = colourChannels(opened, request.rgb);
@@ -166,7 +166,7 @@ Drawing draw(loader::Product product, const DrawingRequest& request) {
     kimg::Picture& picture = drawing.picture;
     picture.width = canvas.width;
     picture.height = canvas.height;
-    picture.items = product::metadataItems(opened->document);
+    picture.items = product::metadataItems(opened->stated());
     if (wantsMarks(request) || (request.decibels && !request.inColour))
         addMarks(request, canvas, picture);
     else if (request.inColour) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kimg/picture_writer.h"
-#include "loader/product.h"
+#include "product/opened_product.h"
 
 #include <string>
 #include <vector>
@@ -29,4 +29,5 @@ struct Drawing {
 /// Reads and draws a product, with progress. Without a place on the ground the picture is as
 /// stored, unless a map or marks are asked for.
 /// @throws loader::Error naming the file or layer and the reason.
-Drawing draw(loader::Product product, const DrawingRequest& request);
+Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
+             const DrawingRequest& request);

@@ -12,7 +12,8 @@ class PictureMap {
 public:
     /// @param longSide  pixels of the map's long side, about.
     /// @throws loader::Error naming the layer when it has no place on a map.
-    PictureMap(const loader::Layer& layer, std::uint32_t longSide);
+    PictureMap(const product::OpenedProduct& opened, const loader::Layer& layer,
+               std::uint32_t longSide);
 
     const product::MapFrame& frame() const { return frame_; }
 

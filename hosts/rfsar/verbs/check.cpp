@@ -1,7 +1,5 @@
-#include "loader/product.h"
 #include "output/console.h"
 #include "product/checks/checks.h"
-#include "product/find_product.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -50,10 +48,10 @@ void addCheck(CLI::App& app, int& status) {
     verb->add_option("FILE", *file, "product")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([&status, file, json] {
-        const loader::Product opened(loader::Plugin::instance(), product::findProduct(*file));
-        const auto findings = product::runChecks(opened);
+        const auto opened = product::openProduct(*file);
+        const auto findings = product::runChecks(*opened);
         if (json->count() > 0)
-            printDocument(opened.name(), findings);
+            printDocument(opened->name(), findings);
         else
             printText(findings);
         status = std::any_of(findings.begin(), findings.end(), [](const product::Finding& each) {

@@ -5,7 +5,6 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/raster_tiles.h"
-#include "product/find_product.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -130,14 +129,13 @@ void addOverviews(TiffWriter& writer, const product::Raster& raster) {
 
 void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const Rasters rasters = product::openRasters(
-        loader::Product(loader::Plugin::instance(), product::findProduct(options.file)),
-        options.layers);
+    const Rasters rasters = product::openRasters(product::openProduct(options.file), options.layers);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.
     auto placed = std::async(std::launch::async, [&] {
-        return product::placementOf(rasters.front()->openGridLayer(), window);
+        return product::placementOf(rasters.front()->opened(), rasters.front()->openGridLayer(),
+                                    window);
     });
     const std::size_t memory = options.maxMemoryMiB << 20;
     kimg::limitBlockCache(memory / 4);

@@ -5,7 +5,6 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/resampler.h"
-#include "product/find_product.h"
 #include "product/place/map_frame.h"
 #include "verbs/verbs.h"
 
@@ -84,7 +83,7 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loade
     work.prepare = [&](std::size_t item, std::size_t number) {
         Slot& slot = slots[number];
         if (!slot.positions)
-            slot.positions = std::make_unique<product::MapPositions>(grid, verb.request);
+            slot.positions = std::make_unique<product::MapPositions>(raster.opened(), grid, verb.request);
         slot.tile.resize(samples * raster.sampleBytes());
         const std::uint32_t x = column(item) * side, y = row(item) * side;
         const std::uint32_t width = std::min(side, frame.width - x);
@@ -123,12 +122,12 @@ void optimize(const std::string& from, const std::string& output, const product:
 void geocode(const GeocodeVerb& verb) {
     refuseOverwriting(verb.output, verb.force);
     const auto rasters = product::openRasters(
-        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)),
+        product::openProduct(verb.file),
         verb.layer.empty() ? std::vector<std::string>() : std::vector{verb.layer});
     const product::Raster& raster = *rasters.front();
     resamplingOf(verb, raster); // refuses at once what would be refused later
     const loader::Layer grid = raster.openGridLayer();
-    const product::MapPositions positions(grid, verb.request);
+    const product::MapPositions positions(raster.opened(), grid, verb.request);
     if (!positions.locator().remarks().empty())
         console::warning(positions.locator().remarks());
     if (!verb.request.elevation.empty() && !positions.locator().usesHeight())

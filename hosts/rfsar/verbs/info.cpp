@@ -1,8 +1,6 @@
-#include "loader/product.h"
 #include "output/console.h"
 #include "output/geojson.h"
 #include "product/checks/checks.h"
-#include "product/find_product.h"
 #include "product/images/catalogue.h"
 #include "verbs/verbs.h"
 
@@ -19,17 +17,17 @@ namespace {
 using nlohmann::ordered_json;
 
 /// The footprint of the first layer that can be opened; the others lie on the same ground.
-product::Footprint footprintOf(const loader::Product& opened, const std::vector<std::string>& names,
+product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
-    for (const std::string& name : names) {
+    for (const std::string& name : opened.layerNames()) {
         std::optional<loader::Layer> layer;
         try {
-            layer.emplace(opened.openLayer(name));
+            layer.emplace(opened.product.openLayer(name));
         } catch (const loader::Error&) {
             continue; // describeLayer has told
         }
         try {
-            const product::Locator locator(*layer);
+            const product::Locator locator(opened, *layer);
             const std::string& remarks = locator.remarks();
             if (!remarks.empty() &&
                 std::find(warnings.begin(), warnings.end(), remarks) == warnings.end())
@@ -44,16 +42,16 @@ product::Footprint footprintOf(const loader::Product& opened, const std::vector<
 }
 
 /// Describes one layer; one that cannot be opened keeps its name and adds a warning.
-ordered_json describeLayer(const loader::Product& opened, const std::string& name,
-                           const product::ProductFacts& facts, bool complexProduct,
+ordered_json describeLayer(const product::OpenedProduct& opened, const std::string& name,
                            std::vector<std::string>& warnings) {
+    const product::ProductFacts& facts = opened.stated().facts();
     const auto parsed = product::parseLayerName(name);
-    const std::size_t image = product::imageOfLayer(parsed, complexProduct);
+    const std::size_t image = product::imageOfLayer(parsed, opened.layersInPairs());
     const bool known = image < facts.images.size() && !facts.images[image].pole.empty();
     ordered_json layer = {{"name", name}, {"pole", known ? facts.images[image].pole : parsed.pole}};
     try {
-        const loader::Layer open = opened.openLayer(name);
-        layer["pixelType"] = opened.plugin().pixelTypeName(open.pixelType());
+        const loader::Layer open = opened.product.openLayer(name);
+        layer["pixelType"] = opened.product.plugin().pixelTypeName(open.pixelType());
         layer["width"] = open.width();
         layer["height"] = open.height();
         layer["blockWidth"] = open.blockWidth();
@@ -72,40 +70,40 @@ struct Description {
 };
 
 /// What export and geocode take beside layers.
-std::vector<std::string> exportNames(const product::OpenedProduct& whole) {
+std::vector<std::string> exportNames(const product::OpenedProduct& opened) {
     std::vector<std::string> names;
-    for (const product::Entry& each : product::catalogue(whole))
+    for (const product::Entry& each : product::catalogue(opened))
         if (each.kind != product::Entry::Kind::layer)
             names.push_back(each.name);
     return names;
 }
 
 Description describe(const std::string& entry) {
-    const product::OpenedProduct whole(
-        loader::Product(loader::Plugin::instance(), product::findProduct(entry)));
-    const loader::Product& opened = whole.product;
-    const auto& facts = whole.facts;
-    const auto& names = whole.layerNames;
+    const auto whole = product::openProduct(entry);
+    const product::OpenedProduct& opened = *whole;
+    const product::ProductFacts& facts = opened.stated().facts();
+    const auto& names = opened.layerNames();
     const auto parsed = [&](std::size_t i) { return product::parseLayerName(names[i]); };
-    const bool complexProduct = names.size() > 1 && parsed(1).isPhase();
+    const bool complexProduct = opened.layersInPairs();
 
     std::vector<std::string> poles;
     for (std::size_t i = 0; i < names.size(); i += complexProduct ? 2 : 1)
         poles.push_back(parsed(i).pole);
     auto images = ordered_json::array();
     for (const auto& image : facts.images)
-        images.push_back({{"file", image.file}, {"pole", image.pole}});
+        images.push_back({{"file", image.name}, {"pole", image.pole}});
 
-    auto warnings = product::warnings(opened, whole.document, facts);
+    auto warnings = product::warnings(opened);
     if (const std::string remark = product::modelRemark(facts); !remark.empty())
         warnings.push_back(remark);
     auto layers = ordered_json::array();
     for (const std::string& name : names)
-        layers.push_back(describeLayer(opened, name, facts, complexProduct, warnings));
-    const product::Footprint footprint = footprintOf(opened, names, warnings);
+        layers.push_back(describeLayer(opened, name, warnings));
+    const product::Footprint footprint = footprintOf(opened, warnings);
     ordered_json json = {
         {"file", opened.name()},
-        {"format", {{"index", opened.formatIndex()}, {"title", opened.format().title}}},
+        {"format", {{"index", opened.product.formatIndex()},
+                    {"title", opened.product.format().title}}},
         {"satellite", facts.satellite},
         {"productType", facts.productType},
         {"sensor", names.empty() ? "" : parsed(0).sensor},
@@ -113,8 +111,8 @@ Description describe(const std::string& entry) {
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
-        {"exports", exportNames(whole)},
-        {"nodes", whole.nodeNames},
+        {"exports", exportNames(opened)},
+        {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
     return {std::move(json), footprint.corners};

@@ -1,8 +1,6 @@
 #include "loader/heard.h"
-#include "loader/product.h"
 #include "output/console.h"
 #include "output/point_stream.h"
-#include "product/find_product.h"
 #include "product/place/locator.h"
 #include "verbs/verbs.h"
 
@@ -140,15 +138,15 @@ private:
 };
 
 void locate(const LocateOptions& options) {
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
+    const auto opened = product::openProduct(options.file);
     std::string name = options.layer;
     if (name.empty()) {
-        const auto names = opened.layerNames();
+        const auto& names = opened->layerNames();
         if (names.empty())
-            throw loader::Error(opened.name() + ": it has no layers");
+            throw loader::Error(opened->name() + ": it has no layers");
         name = names.front();
     }
-    const product::Locator locator(opened.openLayer(name));
+    const product::Locator locator(*opened, opened->product.openLayer(name));
     Session session(options, locator);
     readPoints(STDIN_FILENO, [&](std::span<const PointLine> lines) {
         options.inverse ? session.toImage(lines) : session.toGround(lines);

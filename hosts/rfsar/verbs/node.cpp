@@ -1,6 +1,5 @@
-#include "loader/product.h"
 #include "output/console.h"
-#include "product/find_product.h"
+#include "product/opened_product.h"
 #include "verbs/verbs.h"
 
 #include <iostream>
@@ -13,9 +12,9 @@ void addNode(CLI::App& app) {
     verb->add_option("NAME", *name, "the node's name, as info lists it: \":SAR_Metadata\"")
         ->required();
     verb->callback([file, name] {
-        const loader::Product product(loader::Plugin::instance(), product::findProduct(*file));
+        const auto opened = product::openProduct(*file);
         std::string remarks;
-        std::cout << kmif_NodeToJson(product.node(*name, remarks)) << '\n';
+        std::cout << kmif_NodeToJson(opened->product.node(*name, remarks)) << '\n';
         if (!remarks.empty())
             console::warning(remarks);
     });

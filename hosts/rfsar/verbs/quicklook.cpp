@@ -3,7 +3,6 @@
 #include "output/output_file.h"
 #include "pictures/drawing.h"
 #include "pictures/picture_file.h"
-#include "product/find_product.h"
 #include "verbs/verbs.h"
 
 namespace {
@@ -35,8 +34,7 @@ struct QuicklookVerb {
 void quicklook(const QuicklookVerb& verb) {
     const kimg::PictureFormat format = pictureFormatOf(verb.output);
     refuseOverwriting(verb.output, verb.force);
-    const Drawing drawing = draw(
-        loader::Product(loader::Plugin::instance(), product::findProduct(verb.file)), verb.request);
+    const Drawing drawing = draw(product::openProduct(verb.file), verb.request);
     for (const std::string& warning : drawing.warnings)
         console::warning(warning);
     std::string reason;

@@ -1,7 +1,6 @@
-#include "loader/product.h"
 #include "output/console.h"
 #include "output/output_file.h"
-#include "product/find_product.h"
+#include "product/opened_product.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -22,8 +21,8 @@ struct ReadOptions {
 
 /// Reads in bands of lines, so that a scene larger than memory streams.
 void read(const ReadOptions& options) {
-    const loader::Product opened(loader::Plugin::instance(), product::findProduct(options.file));
-    const loader::Layer layer = opened.openLayer(options.layer);
+    const auto opened = product::openProduct(options.file);
+    const loader::Layer layer = opened->product.openLayer(options.layer);
     std::array<std::uint32_t, 4> window = {0, 0, layer.width(), layer.height()};
     std::copy(options.window.begin(), options.window.end(), window.begin());
     const auto [x, y, width, height] = window;

@@ -7,11 +7,13 @@
 #define LMX_BINDING_API __attribute__((visibility("default")))
 #endif
 
-/// One class for each type of the schema, named c_ and the type's name. All are values. Members are
-/// reached by
+/// One class for each type of the schema, named c_ and the type's name. All are values; one that was
+/// moved from is empty. Members are reached by
 ///   get_x()              the value, or a child by reference; what is not there reads as the default
 ///                        (0, false, empty). On an object that is not const, get_ of a child that is
-///                        not there makes it.
+///                        not there makes it, and what was a valid document may be none any more:
+///                        read through a const object, or by
+///   find_x()             a single child, null when it is not there
 ///   set_x(value)         a value; what does not fit its type is not stored and gives the code.
 ///                        Without an argument where the schema has one value only.
 ///   assign_x(child)      copies a child in and returns the copy
@@ -34,6 +36,7 @@ public:
     class c_height;
     c_note();
     c_note(const c_note& other);
+    c_note(c_note&& other) noexcept;
     /// Reads a document. error tells how it went; on failure the object holds what was read so far.
     /// @param file_name  UTF-8, or wide.
     c_note(const char* file_name, lmx::elmx_error& error,
@@ -43,6 +46,7 @@ public:
     c_note(const void* memory, std::size_t size, lmx::elmx_error& error,
         const lmx::error_handler& handler = {});
     c_note& operator=(const c_note& other);
+    c_note& operator=(c_note&& other) noexcept;
     ~c_note() override;
     void swap(c_note& other) noexcept;
     void reset();
@@ -60,7 +64,8 @@ public:
     static const lmx::s_ns_map& ns_map; ///< what it is written with
 
     const c_note::c_height& get_height() const;
-    c_note::c_height& get_height();
+    c_note::c_height& get_height(); ///< makes it when it is not there; to look, use find_
+    const c_note::c_height* find_height() const;
     c_note::c_height& assign_height(const c_note::c_height& value);
 
     static const lmx::s_class class_description;
@@ -77,7 +82,9 @@ class LMX_BINDING_API c_note::c_height : public lmx::c_object {
 public:
     c_height();
     c_height(const c_height& other);
+    c_height(c_height&& other) noexcept;
     c_height& operator=(const c_height& other);
+    c_height& operator=(c_height&& other) noexcept;
     ~c_height() override;
     void swap(c_height& other) noexcept;
     void reset();

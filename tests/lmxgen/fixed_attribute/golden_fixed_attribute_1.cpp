@@ -14,9 +14,15 @@ constinit const lmx::s_class c_note::c_height::class_description = {"height", me
 
 c_note::c_height::c_height() = default;
 c_note::c_height::c_height(const c_height& other) : lmx::c_object(other) { copy_members(other); }
+c_note::c_height::c_height(c_height&& other) noexcept { swap_members(other); }
 c_note::c_height& c_note::c_height::operator=(const c_height& other) {
     c_height copy(other);
     swap(copy);
+    return *this;
+}
+c_note::c_height& c_note::c_height::operator=(c_height&& other) noexcept {
+    c_height moved(std::move(other));
+    swap(moved);
     return *this;
 }
 c_note::c_height::~c_height() = default;
@@ -55,6 +61,7 @@ constinit const lmx::s_class c_note::class_description = {"note", member_table, 
 
 c_note::c_note() = default;
 c_note::c_note(const c_note& other) : lmx::c_object(other) { copy_members(other); }
+c_note::c_note(c_note&& other) noexcept { swap_members(other); }
 c_note::c_note(const char* file_name, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_file(file_name, types::root, handler); }
 c_note::c_note(const char16_t* file_name, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_file(file_name, types::root, handler); }
 c_note::c_note(const void* memory, std::size_t size, lmx::elmx_error& error, const lmx::error_handler& handler) { error = bind_document({static_cast<const char*>(memory), size}, {}, types::root, handler); }
@@ -62,6 +69,11 @@ const lmx::s_ns_map& c_note::ns_map = ns_map_writer[0];
 c_note& c_note::operator=(const c_note& other) {
     c_note copy(other);
     swap(copy);
+    return *this;
+}
+c_note& c_note::operator=(c_note&& other) noexcept {
+    c_note moved(std::move(other));
+    swap(moved);
     return *this;
 }
 c_note::~c_note() = default;
@@ -81,7 +93,8 @@ bool c_note::unmarshal_attributes(lmx::c_xml_reader& reader, lmx::elmx_error& er
 bool c_note::unmarshal_attributes_check(lmx::c_xml_reader& reader, lmx::elmx_error& error) { return check_attributes(reader, error); }
 bool c_note::unmarshal_body(lmx::c_xml_reader& reader, lmx::elmx_error& error) { return read_body(reader, error); }
 lmx::elmx_error c_note::marshal(lmx::c_xml_writer& writer, std::string_view name) const {
-    writer.set_namespace(ns_map);
+    if (!writer.has_namespace())
+        writer.set_namespace(ns_map);
     return write_element(writer, name);
 }
 lmx::elmx_error c_note::marshal_attributes(lmx::c_xml_writer& writer) const { return write_attributes(writer); }
@@ -91,6 +104,7 @@ const c_note::c_height& c_note::get_height() const { return lmx::child_or_missin
 c_note::c_height& c_note::get_height() {
     return lmx::child_or_new<c_note::c_height>(height_);
 }
+const c_note::c_height* c_note::find_height() const { return static_cast<const c_note::c_height*>(height_.get()); }
 c_note::c_height& c_note::assign_height(const c_note::c_height& value) {
     auto copy = std::make_unique<c_note::c_height>(value);
     height_ = std::move(copy);

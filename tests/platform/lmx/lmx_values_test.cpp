@@ -16,6 +16,9 @@ TEST(LmxDateTime, KeepsEveryDigitAndEveryPart) {
     EXPECT_EQ(time->get_year() * 10000 + time->get_month() * 100 + time->get_day(), 20170430);
     EXPECT_EQ(time->get_hour() * 100 + time->get_minute(), 842);
     EXPECT_EQ(time->get_second(), 53.123456789012345678);
+    const auto nines = c_datetime::from_string("2017-04-30T08:42:59." + std::string(30, '9') + "Z");
+    EXPECT_LT(nines->get_second(), 60.0);
+    EXPECT_GT(nines->get_second(), 59.9999999999999);
 }
 
 TEST(LmxDateTime, TakesValidDatesOnly) {

@@ -107,11 +107,11 @@ TEST(StateVector, ATolerantHandlerGetsTheRest) {
         std::vector<int> codes;
     } cases[] = {
         {x + restOfVector, {21}},                    // a child is missing
-        {stranger + stamp + x + restOfVector, {21}}, // ... or comes after a stranger
-        {stamp + x + restOfVector + stamp + stranger, {20, 20}},
+        {stranger + stamp + x + restOfVector, {20}}, // ... or only stands behind a stranger
+        {stamp + x + restOfVector + stamp + stranger, {31, 20}},
         {restOfVector.substr(0, restOfVector.find("<p:z")) + stamp + x +
              restOfVector.substr(restOfVector.find("<p:z")),
-         {21, 21, 21}}, // wrong order: yPosition comes before time and x
+         {21, 21, 31, 31}}, // wrong order: yPosition comes before time and x
         {replaced(stamp, "Z<", "<") + replaced(x, "'m'", "'km' mass='1'") + restOfVector,
          {22, 43, 26, 25}},
     };
@@ -121,6 +121,64 @@ TEST(StateVector, ATolerantHandlerGetsTheRest) {
         EXPECT_EQ(vector.get_zVelocity().get_zVelocity(), 6) << each.children;
         EXPECT_EQ(vector.get_yPosition().get_yPosition(), 2) << each.children;
     }
+}
+
+TEST(StateVector, AReaderAtItsEndIsRefused) {
+    const std::string document = "<p:stateVector xmlns:p='" + std::string(ns_map_reader[0].uri) +
+                                 "'>" + stamp + x + restOfVector + "</p:stateVector>";
+    std::vector<s_error> errors;
+    lmx::c_xml_reader reader(document, "", [&](const s_error& error) {
+        errors.push_back(error);
+        return elmx_error::ok;
+    });
+    reader.set_namespace(ns_map_reader[0]);
+    c_stateVectorDataStore vector;
+    EXPECT_EQ(vector.unmarshal(reader, "stateVector"), elmx_error::ok);
+    EXPECT_EQ(vector.unmarshal(reader, "stateVector"), elmx_error::elementMissing);
+    c_mapProjectionDataStore::c_anon_utmProjectionParameters choice;
+    EXPECT_EQ(choice.unmarshal(reader, ""), elmx_error::elementMissing);
+    c_product product;
+    EXPECT_EQ(product.unmarshal(reader, "product"), elmx_error::elementMissing);
+    ASSERT_EQ(errors.size(), 3u);
+    EXPECT_EQ(errors[0].element, "rs2prod:stateVector");
+}
+
+TEST(StateVector, MessagesNameTheElement) {
+    const auto messageOf = [](const std::string& children) {
+        std::string message;
+        const std::string document = "<p:stateVector xmlns:q='urn:q' xmlns:p='" +
+                                     std::string(ns_map_reader[0].uri) + "'>" + children;
+        lmx::c_xml_reader reader(document, "", [&](const s_error& error) {
+            message = error.message();
+            return error.code;
+        });
+        reader.set_namespace(ns_map_reader[0]);
+        c_stateVectorDataStore().unmarshal(reader, "stateVector");
+        return message.substr(message.find(": ") + 2);
+    };
+    const struct {
+        std::string children, message;
+    } cases[] = {
+        {stamp + "\ntext" + x, "rs2prod:stateVector: text is not expected here ( text)"},
+        {"<q:odd/>" + stamp, "q:odd: an element is not known here (in rs2prod:stateVector)"},
+        {stamp + stamp, "rs2prod:timeStamp: an element is misplaced: it is known, but not expected "
+                        "here, or not again (in rs2prod:stateVector)"},
+        {stamp + replaced(x, "units", "q:units"),
+         "rs2prod:xPosition: an attribute is not known (q:units=\"m\")"},
+        {replaced(stamp, "Z", "Z<p:b/>"),
+         "rs2prod:b: an element is not known here (in rs2prod:timeStamp)"},
+        {stamp, "rs2prod:stateVector: the document is not well-formed XML (no element found)"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(messageOf(each.children), each.message);
+}
+
+TEST(StateVector, PartsOfAValueNeverRunTogether) {
+    c_stateVectorDataStore vector;
+    const auto split = replaced(x, "1<", "1<p:b/>2<");
+    EXPECT_EQ(bindStateVector(stamp + split + restOfVector, vector, true),
+              (std::vector<int>{20, 35}));
+    EXPECT_EQ(vector.get_xPosition().get_xPosition(), 0);
 }
 
 TEST(StateVector, AnAttributeReadTwiceIsRepeated) {
@@ -155,6 +213,80 @@ TEST(Rs2Binding, EveryMemberSurvivesReadingAndWriting) {
     };
     EXPECT_EQ(count(canonical(first), "</"), count(seed(), "</"));
     EXPECT_EQ(count(canonical(first), "=\""), count(seed(), "=\""));
+}
+
+TEST(Rs2Binding, AStrangerAnywhereCostsNothingButItself) {
+    c_product whole;
+    ASSERT_TRUE(errorsOf(whole, seed(), false).empty());
+    const auto expected = canonical(whole);
+    const std::string strangers[] = {"<stranger a='1'><productId>x</productId>text</stranger>",
+                                     "<q:height xmlns:q='urn:q'/>"};
+    std::size_t places = 0;
+    for (auto at = seed().find("<productId"); at != std::string::npos;
+         at = seed().find('<', at + 1)) {
+        if (seed().compare(at, 10, "</product>") == 0)
+            break;
+        if (seed()[at + 1] == '/')
+            continue;
+        for (const auto& stranger : strangers) {
+            c_product product;
+            const auto errors = errorsOf(product, std::string(seed()).insert(at, stranger), true);
+            ASSERT_EQ(errors.size(), 1u) << errors[1].message() << seed().substr(at, 80);
+            EXPECT_EQ(errors[0].code, elmx_error::elementUnexpected);
+            ASSERT_EQ(canonical(product), expected) << seed().substr(at, 80);
+        }
+        ++places;
+    }
+    EXPECT_GT(places, 300u);
+}
+
+TEST(Rs2Binding, ListsHoldTheirSizesWhenBuiltAndWritten) {
+    const auto codeOfWriting = [](const lmx::c_object& object) {
+        lmx::c_xml_writer writer;
+        return object.marshal(writer, "part");
+    };
+    c_product product;
+    errorsOf(product, seed(), false);
+    auto& rational =
+        product.get_imageAttributes().get_geographicInformation().get_rationalFunctions();
+    rational.delete_lineNumeratorCoefficients(0);
+    EXPECT_FALSE(rational.is_occurs_ok());
+    EXPECT_EQ(codeOfWriting(rational), elmx_error::lengthOutOfBounds);
+    EXPECT_EQ(codeOfWriting(product), elmx_error::lengthOutOfBounds);
+    rational.clear_lineNumeratorCoefficients();
+    EXPECT_EQ(codeOfWriting(rational), elmx_error::elementMissing);
+
+    c_dopplerRateValuesDataStore rate; // one element with a list
+    rate.get_dopplerRateReferenceTime().set_dopplerRateReferenceTime(0);
+    rate.get_dopplerRateReferenceTime().set_units();
+    for (int i = 0; i < 10; ++i)
+        rate.append_dopplerRateValuesCoefficients(i);
+    EXPECT_TRUE(rate.is_occurs_ok());
+    EXPECT_EQ(codeOfWriting(rate), elmx_error::ok);
+    rate.append_dopplerRateValuesCoefficients(10);
+    EXPECT_FALSE(rate.is_occurs_ok());
+    EXPECT_EQ(codeOfWriting(rate), elmx_error::lengthOutOfBounds);
+
+    auto& shifts = product
+                       .get_imageAttributes() // a value with attributes
+                       .get_geographicInformation()
+                       .get_referenceEllipsoidParameters()
+                       .get_datumShiftParameters();
+    shifts.append_datumShiftParameters(1);
+    EXPECT_FALSE(shifts.is_occurs_ok());
+    EXPECT_EQ(codeOfWriting(shifts), elmx_error::lengthOutOfBounds);
+}
+
+TEST(Rs2Binding, TheWritersNamespaceWins) {
+    c_product product;
+    errorsOf(product, seed(), false);
+    lmx::c_xml_writer writer;
+    writer.set_namespace({"", c_product::ns_map.uri});
+    ASSERT_EQ(product.marshal(writer, "product"), elmx_error::ok);
+    EXPECT_EQ(writer.document().find("rs2prod:"), std::string::npos);
+    c_product again;
+    EXPECT_TRUE(errorsOf(again, writer.document(), false).empty());
+    EXPECT_EQ(canonical(again), canonical(product));
 }
 
 TEST(Rs2Binding, ErrorsNameElementLineAndFile) {
@@ -231,7 +363,34 @@ TEST(Rs2Binding, CopiesAreDeepAndResetEmpties) {
     EXPECT_TRUE(copy.is_occurs_ok());
 }
 
+TEST(Rs2Binding, MovesTakeTheContents) {
+    static_assert(std::is_nothrow_move_constructible_v<c_product> &&
+                  std::is_nothrow_move_assignable_v<c_product> &&
+                  std::is_nothrow_swappable_v<c_product>);
+    c_product first, empty;
+    errorsOf(first, seed(), false);
+    const auto before = canonical(first);
+    const auto* image = first.find_imageAttributes();
+    c_product second(std::move(first));
+    EXPECT_EQ(second.find_imageAttributes(), image);
+    EXPECT_EQ(first.find_imageAttributes(), nullptr); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(first.get_productId(), "");
+    EXPECT_FALSE(first.is_occurs_ok());
+    std::swap(second, empty);
+    EXPECT_EQ(empty.find_imageAttributes(), image);
+    second = std::move(empty);
+    EXPECT_EQ(canonical(second), before);
+    auto& itself = second;
+    second = std::move(itself);
+    EXPECT_EQ(canonical(second), before);
+}
+
 TEST(Rs2Binding, WhatIsMissingReadsAsTheDefault) {
+    c_product created;
+    EXPECT_EQ(created.find_sourceAttributes(), nullptr);
+    created.get_sourceAttributes(); // makes it
+    EXPECT_NE(created.find_sourceAttributes(), nullptr);
+
     const c_product empty;
     const auto& processing = empty.get_imageGenerationParameters();
     EXPECT_EQ(processing.size_dopplerCentroid(), 0u);

@@ -29,7 +29,7 @@ TEST(LutBinding, ReadsBothFormsOfTheNamespace) {
     EXPECT_EQ(bound(lut("copyright='c' xmlns='urn:other'", "1.5 2"), error).size_gains(), 0u);
     EXPECT_EQ(error, elmx_error::wrongRoot);
     bound("<lut copyright='c'><offset>1</offset><gains xmlns='urn:other'>1</gains></lut>", error);
-    EXPECT_EQ(error, elmx_error::elementMissing);
+    EXPECT_EQ(error, elmx_error::elementUnexpected);
     bound(lut("copyright='c'", "1.5 x"), error);
     EXPECT_EQ(error, elmx_error::valueInvalid);
 }
@@ -59,4 +59,16 @@ TEST(LutBinding, TakesNinetyThousandGainsAndNoMore) {
     EXPECT_EQ(error, elmx_error::lengthOutOfBounds);
     bound(lut(space, " "), error);
     EXPECT_EQ(error, elmx_error::lengthOutOfBounds);
+}
+
+TEST(LutBinding, IsWrittenWithTheNamespaceThatTheWriterHas) {
+    auto error = elmx_error::ok;
+    const auto table = bound(lut(space, "1.5 2"), error);
+    lmx::c_xml_writer without;
+    without.set_namespace({"", ""});
+    ASSERT_EQ(table.marshal(without, "lut"), elmx_error::ok);
+    EXPECT_NE(without.document().find("<lut copyright=\"c\">\n\t<offset>0.5<"), std::string::npos)
+        << without.document();
+    EXPECT_EQ(bound(without.document(), error).size_gains(), 2u);
+    EXPECT_EQ(error, elmx_error::withoutNamespace);
 }

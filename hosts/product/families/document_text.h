@@ -1,0 +1,63 @@
+#pragma once
+
+#include "kfio/product_tree.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Texts, numbers and files of metadata documents, for the families that read them.
+namespace product {
+
+/// @return the text at a path of names joined by "/", "" when it is not there. JSON keys may hold
+///         dots and colons.
+std::string textAt(const kfio::ProductTree& tree, const std::string& path);
+/// @return the element at such a path; null when it is not there.
+const kfio::ProductTree* elementAt(const kfio::ProductTree& tree, const std::string& path);
+
+/// @return the first text that says something: neither "" nor JSON's "null".
+std::string firstText(std::initializer_list<std::string> texts);
+
+/// @return the numbers of a list with blanks between, as documents write them.
+/// @throws loader::Error naming the file and the text that is no number.
+std::vector<double> parseNumbers(const std::string& text, const std::string& file);
+
+/// @throws loader::Error naming the file when the text is not one whole number.
+std::int64_t parseInteger(const std::string& text, const std::string& file);
+
+/// @return the number that is the whole text; nothing for any other text.
+std::optional<double> numberOf(const std::string& text);
+
+/// @return the size of an image; 0 when the text is empty.
+/// @throws loader::Error naming the file when it is no whole number above 0.
+std::uint32_t parseSize(const std::string& text, const std::string& file);
+
+/// @return the words of a list with blanks between.
+std::vector<std::string> wordsOf(const std::string& text);
+std::string lowerCase(std::string text);
+
+/// All products count in UTC; some leave the zone out.
+/// @return the time with its "Z"; "" stays "".
+std::string zoned(const std::string& time);
+
+/// @return GPS seconds; NaN for a text that is no time. Zones stand there and do not shift it.
+double gpsSecondsOf(const std::string& time);
+
+/// @param productFile  of the product that gives the name.
+/// @param file  the product's folder and the name.
+/// @return whether neither the name nor links lead it out of the product.
+bool isOwnFile(const std::string& productFile, const std::string& file);
+
+/// Reads an XML file that a product names.
+/// @throws loader::Error naming the file when it cannot be read, or its name leaves the product.
+kfio::ProductTree readTable(const std::string& productFile, const std::string& file);
+
+/// @return what is wrong with a document, naming the file once: the parser mostly does already.
+std::string faultOf(const std::string& file, const std::exception& error);
+
+/// A key for users, and where a document states it.
+using KeyAndPath = std::pair<const char*, const char*>;
+
+} // namespace product

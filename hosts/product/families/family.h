@@ -1,0 +1,45 @@
+#pragma once
+
+#include "kfio/product_tree.h"
+#include "product/families/stated_product.h"
+
+#include <span>
+#include <string_view>
+
+namespace product {
+
+/// A product file, read once.
+struct Document {
+    std::string file;       ///< as it was opened
+    std::string text;       ///< of XML files
+    kfio::ProductTree tree; ///< of XML files without the elements that Family::leftOut names
+};
+
+/// Whether the first bytes of a file are those of a family's product file.
+enum class Likeness {
+    no,
+    yes,
+    unknown, ///< more bytes would tell
+};
+
+/// What a family of products tells of itself before one of them is open.
+struct Family {
+    /// The extension of product files, in lower case, with its dot.
+    std::string_view extension;
+    /// Where a product's folder holds the product file; empty where its name says nothing.
+    std::span<const std::string_view> places;
+    /// @param names  of all files of a folder.
+    /// @return those that are product files; null where `places` tells.
+    std::vector<std::string> (*productsAmong)(const std::vector<std::string>& names);
+    /// Nothing is parsed.
+    Likeness (*looksLike)(std::string_view head);
+    int headBytes; ///< that looksLike() may need
+    /// @return what the product states; null for a document of another family.
+    /// @throws loader::Error or a property tree's error.
+    std::unique_ptr<const StatedProduct> (*read)(Document& document);
+};
+
+/// @return all families, in the order in which they are asked.
+std::span<const Family* const> families();
+
+} // namespace product

@@ -1,0 +1,125 @@
+#include "product/families/xml_product.h"
+
+namespace product {
+namespace {
+
+using kfio::ProductTree;
+
+constexpr char scene[] = "sceneAttributes/imageAttributes";
+constexpr char raster[] = "imageReferenceAttributes/rasterAttributes/";
+
+/// RADARSAT Constellation: product.xml and a folder of tables in "metadata", images in "imagery".
+class RcmProduct final : public XmlProduct {
+public:
+    explicit RcmProduct(Document& document)
+        : XmlProduct(
+              document,
+              {.image = "imageReferenceAttributes",
+               .tableFolder = "calibration/",
+               .tableName = "lookupTableFileName",
+               .tableKind = "<xmlattr>/sarCalibrationType",
+               .furtherNames = {"incidenceAngleFileName", "noiseLevelFileName"},
+               .items = {
+                   {"BEAM_MODE", "sourceAttributes/beamMode"},
+                   {"BEAM_MODE_DEFINITION_ID", "sourceAttributes/beamModeDefinitionId"},
+                   {"FAR_RANGE_INCIDENCE_ANGLE", "sceneAttributes/imageAttributes/incAngFarRng"},
+                   {"LINE_SPACING", "imageReferenceAttributes/rasterAttributes/sampledLineSpacing"},
+                   {"NEAR_RANGE_INCIDENCE_ANGLE", "sceneAttributes/imageAttributes/incAngNearRng"},
+                   {"ORBIT_DATA_FILE",
+                    "sourceAttributes/orbitAndAttitude/orbitInformation/orbitDataFileName"},
+                   {"PIXEL_SPACING",
+                    "imageReferenceAttributes/rasterAttributes/sampledPixelSpacing"},
+                   {"SLANT_RANGE_NEAR_EDGE", "sceneAttributes/imageAttributes/slantRangeNearEdge"},
+               }}) {
+        if (const ProductTree* parent = elementAt(root(), scene))
+            addImages(*parent, "ipdf");
+        const std::string& type = facts_.productType;
+        facts_.namedAsDetected = type == "GRC" || type == "GCC";
+    }
+
+    ImageClaims imageClaims() const override {
+        const std::string image = std::string(scene) + "/";
+        ImageClaims claims;
+        claims.width = parseSize(text(image + "samplesPerLine"), file());
+        claims.height = parseSize(text(image + "numLines"), file());
+        if (const std::string bits = text(raster + std::string("bitsPerSample")); !bits.empty())
+            claims.bits = static_cast<unsigned>(parseInteger(bits, file()));
+        if (const std::string type = text(image + "<xmlattr>/sampleType"); !type.empty())
+            claims.isComplex = type == "Complex";
+        if (const std::string type = text(raster + std::string("dataType")); !type.empty())
+            claims.isFloating = type == "Floating-Point";
+        return claims;
+    }
+
+    Acquisition acquisition() const override {
+        Acquisition facts = XmlProduct::acquisition();
+        facts.beamMode = text("sourceAttributes/beamMode");
+        facts.nearIncidenceDeg = numberOf(text(scene + std::string("/incAngNearRng")));
+        facts.farIncidenceDeg = numberOf(text(scene + std::string("/incAngFarRng")));
+        const std::string& type = facts_.productType;
+        facts.geometry = type == "SLC" || type == "MLC"   ? "slant"
+                         : type == "GRD" || type == "GRC" ? "ground"
+                         : type == "GCD" || type == "GCC" ? "map"
+                                                          : "";
+        return facts;
+    }
+
+    std::vector<NoiseTable> noiseTables() const override {
+        std::vector<NoiseTable> tables;
+        if (const ProductTree* names = image())
+            for (const auto& [key, element] : *names)
+                if (key == "noiseLevelFileName") {
+                    const std::string name = tableFile(element.data());
+                    tables.push_back({textAt(element, "<xmlattr>/pole"), name, name});
+                }
+        return tables;
+    }
+
+    std::string incidenceFile() const override {
+        const std::string name = text("imageReferenceAttributes/incidenceAngleFileName");
+        return name.empty() ? name : tableFile(name);
+    }
+
+private:
+    ColumnProfile readNoise(const NoiseTable& table, std::uint32_t) const override {
+        const ProductTree whole = readTable(file(), table.file);
+        const ProductTree* parent = elementAt(whole, "noiseLevels");
+        const ProductTree* levels = parent ? sigmaLevels(*parent) : nullptr;
+        if (!levels)
+            throw loader::Error(table.file + ": has no noise levels for sigma nought");
+        return levelsOf(*levels, table.file);
+    }
+
+    ColumnProfile readIncidence() const override {
+        const std::string name = incidenceFile();
+        const ProductTree whole = readTable(file(), name);
+        ColumnProfile profile{
+            parseInteger(textAt(whole, "incidenceAngles/pixelFirstAnglesValue"), name),
+            parseInteger(textAt(whole, "incidenceAngles/stepSize"), name),
+            {}};
+        if (const ProductTree* parent = elementAt(whole, "incidenceAngles"))
+            for (const auto& [key, element] : *parent)
+                if (key == "angles")
+                    for (const double angle : parseNumbers(element.data(), name))
+                        profile.values.push_back(angle);
+        return profile;
+    }
+};
+
+constexpr std::string_view places[] = {"metadata/product.xml", "product.xml"};
+
+} // namespace
+
+extern const Family rcm;
+const Family rcm = {
+    .extension = ".xml",
+    .places = places,
+    .productsAmong = nullptr,
+    .looksLike = [](std::string_view head) { return looksLikeProductXml(head, "rcmGsProductSchema"); },
+    .headBytes = 4096, // a root element's attributes
+    .read = [](Document& document) -> std::unique_ptr<const StatedProduct> {
+        return std::make_unique<RcmProduct>(document);
+    },
+};
+
+} // namespace product

@@ -1,0 +1,26 @@
+#include "product/families/stated_product.h"
+
+namespace product {
+
+std::string StatedProduct::folder() const {
+    return file().substr(0, file().rfind('/') + 1);
+}
+
+const std::vector<TiePoint>& StatedProduct::tiePoints() const {
+    return tiePoints_.get([&] { return readTiePoints(); });
+}
+
+const StatedGains& StatedProduct::gains(const CalibrationTable& table) const {
+    return gains_.get(table.file, [&] { return readGains(table); });
+}
+
+const ColumnProfile& StatedProduct::noise(const NoiseTable& table, std::uint32_t width) const {
+    return noise_.get(table.file + '\n' + std::to_string(width),
+                      [&] { return readNoise(table, width); });
+}
+
+const ColumnProfile& StatedProduct::incidence() const {
+    return incidence_.get([&] { return readIncidence(); });
+}
+
+} // namespace product

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "kxfr/kxfr.h"
+#include "product/families/statements.h"
+#include "product/kept.h"
+
+namespace product {
+
+/// What a product states of itself. Each family of products implements it in a folder of its own,
+/// and nothing else knows the family's documents. The main document is parsed when the product is
+/// opened; whatever takes time beyond that is read when first asked for, once, and kept. Constant;
+/// any thread.
+///
+/// Errors are loader::Error, naming the file and what is wrong.
+class StatedProduct {
+public:
+    virtual ~StatedProduct() = default;
+    StatedProduct(const StatedProduct&) = delete;
+    StatedProduct& operator=(const StatedProduct&) = delete;
+
+    const ProductFacts& facts() const { return facts_; }
+    /// @return the product file: what the plug-in reads.
+    const std::string& file() const { return facts_.documents.front(); }
+    /// @return its folder, with the last separator.
+    std::string folder() const;
+    /// @return the files that belong to the product, documents and images apart.
+    virtual std::vector<std::string> furtherFiles() const { return {}; }
+
+    /// @throws loader::Error when a size is no whole number above 0.
+    virtual ImageClaims imageClaims() const = 0;
+    virtual Acquisition acquisition() const = 0;
+    virtual RadarFacts radar() const = 0;
+    virtual StatedTimes times() const = 0;
+    /// @return facts under the keys that users of GDAL know, as the product writes them.
+    virtual TextItems metadataItems() const = 0;
+    /// @return sentences on polarizations that two documents of the product state differently.
+    virtual std::vector<std::string> contradictions() const { return {}; }
+
+    /// @return the geolocation grid; empty when there is none.
+    /// @throws loader::Error for a text that is no number.
+    const std::vector<TiePoint>& tiePoints() const;
+    /// @return the rational functions under the names of RPC00B ("LINE_OFF", ...); empty when there
+    ///         are none, or not all of them.
+    virtual TextItems rationalFunctions() const { return {}; }
+    /// @return longitudes and latitudes of the image's outline, closed; empty where it is silent.
+    virtual std::vector<std::array<double, 2>> outline() const { return {}; }
+    /// @return the geotransform that the product states for its map, apart from the image file's.
+    virtual std::vector<double> mapTransform() const { return {}; }
+    /// @return whether the images lie in a radar's grid, from which a sensor model can be made.
+    virtual bool hasRadarGrid() const = 0;
+    /// @return whether the product states a grid that the plug-in's record has no place for.
+    virtual bool hasOwnModel() const { return false; }
+    /// @return the sensor model of such a grid; its scene height is the product's.
+    virtual KxfrXFormPtr ownModel() const { return nullptr; }
+
+    virtual std::vector<CalibrationTable> calibrationTables() const = 0;
+    /// @param table  one of calibrationTables().
+    const StatedGains& gains(const CalibrationTable& table) const;
+    virtual std::vector<NoiseTable> noiseTables() const = 0;
+    /// @param table  one of noiseTables().
+    /// @param width  of the image.
+    /// @return noise-equivalent sigma nought in dB.
+    const ColumnProfile& noise(const NoiseTable& table, std::uint32_t width) const;
+    /// @return the file of incidence angles; "" when there is none.
+    virtual std::string incidenceFile() const { return ""; }
+    /// @return the angles in degrees, where there is a file of them.
+    const ColumnProfile& incidence() const;
+
+protected:
+    StatedProduct() = default;
+
+    ProductFacts facts_; ///< filled by the constructors of families
+
+private:
+    virtual std::vector<TiePoint> readTiePoints() const { return {}; }
+    virtual StatedGains readGains(const CalibrationTable& table) const = 0;
+    virtual ColumnProfile readNoise(const NoiseTable& table, std::uint32_t width) const = 0;
+    virtual ColumnProfile readIncidence() const { return {}; }
+
+    Kept<std::vector<TiePoint>> tiePoints_;
+    KeptByName<StatedGains> gains_;
+    KeptByName<ColumnProfile> noise_;
+    Kept<ColumnProfile> incidence_;
+};
+
+/// Reads what belongs to a product file that the plug-in has opened.
+/// @throws loader::Error naming the file when it cannot be read.
+std::unique_ptr<const StatedProduct> readStatedProduct(const std::string& productFile);
+
+} // namespace product

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "product/radiometry/column_profile.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What products state, in one shape for all families. Texts are UTF-8, "" where a product is
+/// silent.
+namespace product {
+
+/// One image file of a product.
+struct StatedImage {
+    std::string file; ///< as the layers open it; nothing tells whether it exists
+    std::string name; ///< the same, relative to the folder of the product file
+    std::string pole; ///< the polarization that the product states for exactly this file
+};
+
+/// What a product is, known as soon as it is opened.
+struct ProductFacts {
+    std::string id; ///< the product's own, else its file's name
+    std::string satellite;
+    std::string productType;
+    std::vector<std::string> polarizations; ///< the list as the product writes it
+    std::vector<StatedImage> images;        ///< in the product's own order
+    std::vector<std::string> documents;     ///< its metadata files; the first is the product file
+    /// Why a document that is there could not be read; the product serves without it.
+    std::string fault;
+    /// The type's samples are complex, though its layers are named as those of detected ones.
+    bool namedAsDetected = false;
+    bool needsImages = false; ///< the plug-in does not open the product without its images
+};
+
+/// What a product states of each of its image files; empty or 0 where it is silent.
+struct ImageClaims {
+    std::uint32_t width = 0, height = 0;
+    std::optional<bool> isComplex;
+    std::optional<bool> isFloating;
+    unsigned bits = 0; ///< of a sample, or of each part of a complex one
+};
+
+/// When and how a product was acquired, and its grid. Times are ISO 8601 with Z.
+struct Acquisition {
+    std::string start, stop; ///< zero-Doppler times of the lines, the earlier one first; of the
+                             ///< collection where the last line's is not stated
+    std::string collectStart, collectStop; ///< of the collection, where it is stated by itself
+    std::string productId;
+    std::string beamMode;
+    std::string pass;     ///< "ascending" or "descending"
+    std::string lookSide; ///< "left" or "right"
+    std::optional<double> nearIncidenceDeg, centreIncidenceDeg, farIncidenceDeg;
+    std::optional<double> pixelSpacingM, lineSpacingM;
+    std::string geometry; ///< "slant", "ground" or "map"
+};
+
+/// The radar and the processing, as catalogues ask for them.
+struct RadarFacts {
+    std::string band; ///< "C", "X"; "" where the plug-in's layers alone tell
+    std::optional<double> centreFrequencyGHz;
+    std::optional<double> rangeLooks, azimuthLooks, equivalentLooks;
+    std::optional<double> rangeResolutionM, azimuthResolutionM;
+    std::optional<double> rangeBandwidthHz, azimuthBandwidthHz; ///< of a look, the smallest beam's
+};
+
+/// Times as a product writes them, for comparing them with each other.
+struct StatedTimes {
+    std::string first, last; ///< of the image's lines; "" where it states none, or only a step
+    double firstS = 0, lastS = 0; ///< GPS seconds; NaN where they are not known
+    std::string order;            ///< "Increasing", "Decreasing" or ""
+    std::vector<std::string> vectors; ///< of the state vectors
+    std::string collectStart, collectStop;
+};
+
+/// A point of the product's geolocation grid: (0, 0) is the centre of the first pixel.
+struct TiePoint {
+    double line = 0, sample = 0;
+    double latDeg = 0, lonDeg = 0, heightM = 0;
+};
+
+/// Names and texts, in order.
+using TextItems = std::vector<std::pair<std::string, std::string>>;
+
+enum class Radiometry { sigmaNought, betaNought, gamma };
+
+/// Which table serves a polarization for one kind of radiometry.
+struct CalibrationTable {
+    Radiometry kind = Radiometry::sigmaNought;
+    std::string pole; ///< "" where one table serves all polarizations
+    std::string file; ///< "" where a document itself states the scale
+};
+
+/// What a calibration table holds: gains of amplitude for complex samples, of power for detected
+/// ones.
+struct StatedGains {
+    double offset = 0; ///< of power
+    ColumnProfile gains;
+    std::optional<double> scale; ///< in place of the gains: amplitude is sample times scale
+};
+
+/// Where the noise levels of a polarization's image stand.
+struct NoiseTable {
+    std::string pole;   ///< "" where one serves all polarizations
+    std::string file;   ///< "" where a document itself holds the levels
+    std::string source; ///< the file for errors to name
+};
+
+} // namespace product

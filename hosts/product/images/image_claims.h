@@ -1,0 +1,18 @@
+#pragma once
+
+#include "product/families/stated_product.h"
+#include "product/images/image_samples.h"
+
+namespace product {
+
+/// @return where an image is not as its product states, each a sentence part ("has 40 x 60 pixels,
+///         the product states 48 x 64"); empty when they agree.
+std::string sizeContradiction(const ImageClaims& stated, std::uint32_t width, std::uint32_t height);
+std::string typeContradiction(const ImageClaims& stated, const SampleForm& found);
+
+/// Tables go by the columns that the product states.
+/// @throws loader::Error naming the table's file when the image has another number of them.
+void requireStatedWidth(const StatedProduct& product, std::uint32_t width,
+                        const std::string& tableFile);
+
+} // namespace product

@@ -1,0 +1,7 @@
+#include "sart/terrain_grid.h"
+
+namespace sart {
+
+TerrainGrid::~TerrainGrid() = default;
+
+} // namespace sart
