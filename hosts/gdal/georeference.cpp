@@ -8,10 +8,10 @@ namespace rf_sar_gdal {
 namespace {
 
 kimg::Georeferencing ofImageFile(const ProductImage* image) {
-    if (!image || !image->samples)
+    if (!image || !image->samples())
         return {};
     kerr::Slot slot;
-    auto found = kimg::georeferencing(image->samples->layer(), slot);
+    auto found = kimg::georeferencing(image->samples()->layer(), slot);
     if (!found)
         throw loader::Error(image->file +
                             ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
@@ -57,7 +57,7 @@ void addOwnTies(Georeference& reference, const OpenedProduct& opened,
 
 void addModelTies(Georeference& reference, const SharedGrid& grid, const ProductImage* image) {
     if (grid.model() && image)
-        setTies(reference, grid.ties(image->samples->width(), image->samples->height()));
+        setTies(reference, grid.ties(image->samples()->width(), image->samples()->height()));
 }
 
 product::RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {

@@ -5,21 +5,54 @@
 namespace product {
 namespace {
 
-std::vector<ProductImage> openImages(const StatedProduct& stated) {
-    std::vector<ProductImage> images;
-    for (const StatedImage& each : stated.facts().images) {
-        ProductImage image{each.file, each.pole, nullptr, ""};
+std::vector<ProductImage> imagesOfLayers(const StatedProduct& stated) {
+    const auto burstOf = [&](const StatedImage& image) -> const StatedBurst* {
         try {
-            image.samples = std::make_unique<ImageSamples>(image.file);
-        } catch (const loader::Error& error) {
-            image.fault = error.what();
+            for (const StatedBurst& burst : stated.bursts())
+                for (const StatedImage& each : burst.images)
+                    if (each.file == image.file)
+                        return &burst;
+        } catch (const loader::Error&) {
+            // checks tell of a damaged list; the layers serve without it
         }
-        images.push_back(std::move(image));
-    }
+        return nullptr;
+    };
+    std::vector<ProductImage> images;
+    for (const StatedImage& image : stated.facts().images)
+        images.emplace_back(image, burstOf(image));
+    return images;
+}
+
+std::vector<ProductImage> imagesOfBursts(const StatedProduct& stated) {
+    std::vector<ProductImage> images;
+    for (const StatedBurst& burst : stated.bursts())
+        for (const StatedImage& image : burst.images)
+            images.emplace_back(image, &burst);
     return images;
 }
 
 } // namespace
+
+const ImageSamples& ProductImage::opened() const {
+    return *samples_->get([&] { return std::make_unique<const ImageSamples>(file); });
+}
+
+const ImageSamples* ProductImage::samples() const {
+    try {
+        return &opened();
+    } catch (const loader::Error&) {
+        return nullptr;
+    }
+}
+
+std::string ProductImage::fault() const {
+    try {
+        opened();
+        return "";
+    } catch (const loader::Error& error) {
+        return error.what();
+    }
+}
 
 const StatedProduct& OpenedProduct::stated() const {
     return *stated_.get([&] { return readStatedProduct(product.name()); });
@@ -33,12 +66,31 @@ const std::vector<std::string>& OpenedProduct::nodeNames() const {
     return nodeNames_.get([&] { return product.nodeNames(); });
 }
 
+const KmifNode& OpenedProduct::record() const {
+    return record_.get([&] {
+        std::string remarks;
+        return product.node(":SAR_Metadata", remarks);
+    });
+}
+
 bool OpenedProduct::layersInPairs() const {
     return layerNames().size() > 1 && parseLayerName(layerNames()[1]).isPhase();
 }
 
 const std::vector<ProductImage>& OpenedProduct::images() const {
-    return images_.get([&] { return openImages(stated()); });
+    return images_.get([&] { return imagesOfLayers(stated()); });
+}
+
+const std::vector<ProductImage>& OpenedProduct::burstImages() const {
+    return burstImages_.get([&] { return imagesOfBursts(stated()); });
+}
+
+bool OpenedProduct::hasBursts() const {
+    try {
+        return !burstImages().empty();
+    } catch (const loader::Error&) {
+        return false;
+    }
 }
 
 const ProductImage* OpenedProduct::imageOf(const LayerName& layer) const {
@@ -55,7 +107,7 @@ std::string OpenedProduct::layerOf(const ProductImage& image) const {
 
 const ProductImage* OpenedProduct::firstImage() const {
     for (const ProductImage& image : images())
-        if (image.samples)
+        if (image.samples())
             return &image;
     return nullptr;
 }

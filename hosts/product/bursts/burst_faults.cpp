@@ -93,7 +93,7 @@ void addTimes(const StatedProduct& stated, const Bursts& bursts, Sentences& foun
     if (grid.lines() < 2 || !std::isfinite(times.firstS) || !std::isfinite(times.lastS))
         return;
     const double interval = (times.lastS - times.firstS) / (grid.lines() - 1);
-    if (const double claimed = stated.lineIntervalS().value_or(0);
+    if (const double claimed = times.lineIntervalS;
         claimed > 0 && std::abs(std::abs(interval) / claimed - 1) > tolerance)
         found.push_back("the bursts' offsets make a grid of " + std::to_string(grid.lines()) +
                         " lines, " + seconds(std::abs(interval)) +
@@ -127,6 +127,13 @@ void addTiePoints(const StatedProduct& stated, const Bursts& bursts, Sentences& 
 }
 
 } // namespace
+
+std::string burstCount(const std::vector<StatedBurst>& bursts) {
+    const auto counted = [](std::size_t count, const std::string& what) {
+        return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+    };
+    return counted(bursts.size(), "burst") + " of " + counted(byBeam(bursts).size(), "beam");
+}
 
 std::vector<std::string> burstFaults(const StatedProduct& stated) {
     const Bursts& bursts = stated.bursts();

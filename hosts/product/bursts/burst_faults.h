@@ -14,4 +14,7 @@ namespace product {
 /// @throws loader::Error when the list, or the tie points, cannot be read.
 std::vector<std::string> burstFaults(const StatedProduct& stated);
 
+/// "6 bursts of 2 beams"
+std::string burstCount(const std::vector<StatedBurst>& bursts);
+
 } // namespace product

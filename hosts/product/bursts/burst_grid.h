@@ -1,6 +1,6 @@
 #pragma once
 
-#include "product/families/stated_burst.h"
+#include "product/families/statements.h"
 
 #include <map>
 #include <mutex>

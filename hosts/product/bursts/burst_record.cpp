@@ -14,7 +14,6 @@
 namespace product {
 namespace {
 
-constexpr char nodeName[] = ":SAR_Metadata";
 constexpr double dayS = 86400;
 
 struct GridSize {
@@ -83,13 +82,8 @@ void setBurst(SarMetadataRecord& record, const StatedBurst& burst) {
     centroid.azimuthTime = secondsOfDayOf(burst.doppler->time);
 }
 
-/// The plug-in's record, and the part's made of it; the state vectors are the former's.
-struct PartRecord {
-    KmifNode whole;
-    SarMetadataRecord record;
-};
-
-PartRecord partRecord(const OpenedProduct& opened, const GridPart& part) {
+/// The state vectors are those of the plug-in's record.
+SarMetadataRecord partRecord(const OpenedProduct& opened, const GridPart& part) {
     const StatedProduct& stated = opened.stated();
     const BurstGrid whole(stated.bursts());
     const GridSize grid{whole.lines(), whole.samples()};
@@ -98,10 +92,7 @@ PartRecord partRecord(const OpenedProduct& opened, const GridPart& part) {
         throw loader::Error(opened.name() + ": " +
                             (part.burst ? "burst " + part.burst->name() + " lies" : "bursts lie") +
                             " outside the common grid; see rfsar check");
-    std::string remarks;
-    PartRecord made{opened.product.node(nodeName, remarks), {}};
-    made.record = *static_cast<const SarMetadataRecord*>(made.whole.data());
-    SarMetadataRecord& record = made.record;
+    SarMetadataRecord record = *static_cast<const SarMetadataRecord*>(opened.record().data());
     if (record.rangeGeometry != 2)
         throw loader::Error(opened.name() + ": bursts in ground range have no sensor model");
     setTimes(record, part, grid);
@@ -112,42 +103,24 @@ PartRecord partRecord(const OpenedProduct& opened, const GridPart& part) {
     if (part.burst)
         setBurst(record, *part.burst);
     sarm_ModelEphemeris(&record, nullptr);
-    return made;
+    return record;
 }
 
 } // namespace
 
-GridPart partOf(const StatedBurst& burst) {
-    return {burst.lineOffset, burst.sampleOffset, burst.lines,
-            burst.samples,    burst.pulseRateHz,  &burst};
-}
-
-GridPart wholeGrid(const StatedProduct& stated) {
-    const std::vector<StatedBurst>& bursts = stated.bursts();
-    const BurstGrid grid(bursts);
-    const auto [slowest, fastest] = std::minmax_element(
-        bursts.begin(), bursts.end(), [](const StatedBurst& a, const StatedBurst& b) {
-            return a.pulseRateHz < b.pulseRateHz;
-        });
-    const bool known = slowest->pulseRateHz > 0;
-    const double midway =
-        known ? 2 / (1 / slowest->pulseRateHz + 1 / fastest->pulseRateHz) : 0;
-    return {0, 0, grid.lines(), grid.samples(), midway, nullptr};
-}
-
 KmifNode recordOf(const OpenedProduct& opened, const GridPart& part) {
-    const PartRecord made = partRecord(opened, part);
+    const SarMetadataRecord record = partRecord(opened, part);
     KmifNode node;
     kerr::Slot slot;
-    if (!kmif_NodeCreate(&made.record, made.whole.design(), &node, slot))
+    if (!kmif_NodeCreate(&record, opened.record().design(), &node, slot))
         throw loader::Error(opened.name() + ": " + loader::Heard::text(*slot.get()));
     return node;
 }
 
 KxfrXFormPtr transformOf(const OpenedProduct& opened, const GridPart& part) {
-    const PartRecord made = partRecord(opened, part);
+    const SarMetadataRecord record = partRecord(opened, part);
     sarm::Refusal refusal{};
-    const auto model = sarm::Model::fromRecord(made.record, &refusal);
+    const auto model = sarm::Model::fromRecord(record, &refusal);
     if (!model)
         throw loader::Error(opened.name() + ": no sensor model: " + sarm::sentence(refusal));
     kerr::Slot slot;

@@ -53,6 +53,13 @@ public:
     /// @return the sensor model of such a grid; its scene height is the product's.
     virtual KxfrXFormPtr ownModel() const { return nullptr; }
 
+    /// @return the bursts of a ScanSAR product, ordered by beam and number, whatever their order in
+    ///         the document; empty for others. For a product of bursts, facts().images and
+    ///         imageClaims() are those of the burst that the document lists first, which is what
+    ///         the plug-in's layers show.
+    /// @throws loader::Error naming the burst and what is no number.
+    const std::vector<StatedBurst>& bursts() const;
+
     virtual std::vector<CalibrationTable> calibrationTables() const = 0;
     /// @param table  one of calibrationTables().
     const StatedGains& gains(const CalibrationTable& table) const;
@@ -73,11 +80,13 @@ protected:
 
 private:
     virtual std::vector<TiePoint> readTiePoints() const { return {}; }
+    virtual std::vector<StatedBurst> readBursts() const { return {}; }
     virtual StatedGains readGains(const CalibrationTable& table) const = 0;
     virtual ColumnProfile readNoise(const NoiseTable& table, std::uint32_t width) const = 0;
     virtual ColumnProfile readIncidence() const { return {}; }
 
     Kept<std::vector<TiePoint>> tiePoints_;
+    Kept<std::vector<StatedBurst>> bursts_;
     KeptByName<StatedGains> gains_;
     KeptByName<ColumnProfile> noise_;
     Kept<ColumnProfile> incidence_;

@@ -117,11 +117,14 @@ XmlProduct::XmlProduct(Document& document, const Layout& layout)
     facts_.polarizations = wordsOf(text("sourceAttributes/radarParameters/polarizations"));
 }
 
-void XmlProduct::addImages(const ProductTree& parent, std::string_view name) {
+std::vector<StatedImage> XmlProduct::imagesOf(const ProductTree& parent,
+                                              std::string_view name) const {
+    std::vector<StatedImage> images;
     for (const auto& [key, element] : parent)
         if (key == name)
-            facts_.images.push_back({withoutDetours(folder() + element.data()), element.data(),
-                                     textAt(element, "<xmlattr>/pole")});
+            images.push_back({withoutDetours(folder() + element.data()), element.data(),
+                              textAt(element, "<xmlattr>/pole")});
+    return images;
 }
 
 std::vector<std::string> XmlProduct::furtherFiles() const {
@@ -173,6 +176,8 @@ StatedTimes XmlProduct::times() const {
     times.first = text(std::string(processing) + "zeroDopplerTimeFirstLine");
     times.last = text(std::string(processing) + "zeroDopplerTimeLastLine");
     times.order = text(layout_.image + "/rasterAttributes/lineTimeOrdering");
+    times.lineIntervalS =
+        numberOf(text(layout_.image + "/rasterAttributes/sampledLineSpacingTime")).value_or(0);
     times.firstS = gpsSecondsOf(times.first);
     times.lastS = gpsSecondsOf(times.last);
     if (const auto* orbit =
@@ -235,6 +240,7 @@ std::vector<CalibrationTable> XmlProduct::calibrationTables() const {
             if (key == layout_.tableName)
                 if (const auto kind = radiometryOf(textAt(element, layout_.tableKind)))
                     tables.push_back({*kind, textAt(element, "<xmlattr>/pole"),
+                                      textAt(element, "<xmlattr>/beam"),
                                       tableFile(element.data())});
     return tables;
 }

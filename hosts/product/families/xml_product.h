@@ -31,8 +31,8 @@ protected:
     /// @param document  its tree's root element is taken over.
     XmlProduct(Document& document, const Layout& layout);
 
-    /// Adds the images that the children of that name give, with their attribute `pole`.
-    void addImages(const kfio::ProductTree& parent, std::string_view name);
+    /// @return the images that the children of that name give, with their attribute `pole`.
+    std::vector<StatedImage> imagesOf(const kfio::ProductTree& parent, std::string_view name) const;
     std::vector<CalibrationTable> calibrationTables() const override;
 
     const kfio::ProductTree& root() const { return root_; }

@@ -78,6 +78,26 @@ std::vector<std::string> exportNames(const product::OpenedProduct& opened) {
     return names;
 }
 
+/// A row for each burst and polarization, by beam and number.
+ordered_json burstsJson(const product::StatedProduct& stated) {
+    auto rows = ordered_json::array();
+    for (const product::StatedBurst& burst : stated.bursts()) {
+        const auto [start, stop] = product::timesOf(stated, burst);
+        for (const product::StatedImage& image : burst.images)
+            rows.push_back({{"beam", burst.beam},
+                            {"burst", burst.number},
+                            {"pole", image.pole},
+                            {"file", image.name},
+                            {"lines", burst.lines},
+                            {"samples", burst.samples},
+                            {"lineOffset", burst.lineOffset},
+                            {"sampleOffset", burst.sampleOffset},
+                            {"start", start.empty() ? ordered_json() : ordered_json(start)},
+                            {"stop", stop.empty() ? ordered_json() : ordered_json(stop)}});
+    }
+    return rows;
+}
+
 Description describe(const std::string& entry) {
     const auto whole = product::openProduct(entry);
     const product::OpenedProduct& opened = *whole;
@@ -115,6 +135,8 @@ Description describe(const std::string& entry) {
         {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
+    if (opened.hasBursts())
+        json["bursts"] = burstsJson(opened.stated());
     return {std::move(json), footprint.corners};
 }
 

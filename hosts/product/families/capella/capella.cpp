@@ -238,7 +238,7 @@ public:
         const ProductTree* found = elementAt(extended_, noisePolynomial);
         if (!found || found->empty() || geometryType() != "slant_plane" || facts_.images.empty())
             return {};
-        return {{facts_.images.front().pole, "", extendedFile_}};
+        return {{facts_.images.front().pole, "", "", extendedFile_}};
     }
 
 private:

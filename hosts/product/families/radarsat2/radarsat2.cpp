@@ -36,7 +36,7 @@ public:
                            "slantRangeNearEdge"},
                       }}) {
         if (const ProductTree* parent = image())
-            addImages(*parent, "fullResolutionImageData");
+            facts_.images = imagesOf(*parent, "fullResolutionImageData");
     }
 
     ImageClaims imageClaims() const override {
@@ -67,7 +67,7 @@ public:
     std::vector<NoiseTable> noiseTables() const override {
         const ProductTree* radar = elementAt(root(), radarParameters);
         if (radar && sigmaLevels(*radar))
-            return {{"", "", file()}};
+            return {{"", "", "", file()}};
         return {};
     }
 

@@ -1,3 +1,4 @@
+#include "product/families/rcm/rcm_bursts.h"
 #include "product/families/xml_product.h"
 
 namespace product {
@@ -32,7 +33,7 @@ public:
                    {"SLANT_RANGE_NEAR_EDGE", "sceneAttributes/imageAttributes/slantRangeNearEdge"},
                }}) {
         if (const ProductTree* parent = elementAt(root(), scene))
-            addImages(*parent, "ipdf");
+            facts_.images = imagesOf(*parent, "ipdf");
         const std::string& type = facts_.productType;
         facts_.namedAsDetected = type == "GRC" || type == "GCC";
     }
@@ -70,7 +71,8 @@ public:
             for (const auto& [key, element] : *names)
                 if (key == "noiseLevelFileName") {
                     const std::string name = tableFile(element.data());
-                    tables.push_back({textAt(element, "<xmlattr>/pole"), name, name});
+                    tables.push_back({textAt(element, "<xmlattr>/pole"),
+                                      textAt(element, "<xmlattr>/beam"), name, name});
                 }
         return tables;
     }
@@ -81,6 +83,12 @@ public:
     }
 
 private:
+    std::vector<StatedBurst> readBursts() const override {
+        return rcmBursts(root(), file(), [this](const ProductTree& parent) {
+            return imagesOf(parent, "ipdf");
+        });
+    }
+
     ColumnProfile readNoise(const NoiseTable& table, std::uint32_t) const override {
         const ProductTree whole = readTable(file(), table.file);
         const ProductTree* parent = elementAt(whole, "noiseLevels");
