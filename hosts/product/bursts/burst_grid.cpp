@@ -31,9 +31,10 @@ BurstGrid::Ranking BurstGrid::rankingOf(std::uint32_t line) const {
             ranking.push_back(i);
     const auto order = [&](std::size_t i) {
         const StatedBurst& burst = bursts_[i];
-        const std::int64_t twiceOff = 2 * std::int64_t{line} - burst.lineOffset - burst.endLine() + 1;
+        const std::int64_t twiceOff =
+            2 * std::int64_t{line} - burst.lineOffset - burst.endLine() + 1;
         return std::tuple<const std::string&, std::int64_t, std::size_t>(burst.beam,
-                                                                        std::abs(twiceOff), i);
+                                                                         std::abs(twiceOff), i);
     };
     std::sort(ranking.begin(), ranking.end(),
               [&](std::size_t a, std::size_t b) { return order(a) < order(b); });

@@ -15,12 +15,10 @@ GridPart wholeGrid(const StatedProduct& stated) {
     const std::vector<StatedBurst>& bursts = stated.bursts();
     const BurstGrid grid(bursts);
     const auto [slowest, fastest] = std::minmax_element(
-        bursts.begin(), bursts.end(), [](const StatedBurst& a, const StatedBurst& b) {
-            return a.pulseRateHz < b.pulseRateHz;
-        });
+        bursts.begin(), bursts.end(),
+        [](const StatedBurst& a, const StatedBurst& b) { return a.pulseRateHz < b.pulseRateHz; });
     const bool known = slowest->pulseRateHz > 0;
-    const double midway =
-        known ? 2 / (1 / slowest->pulseRateHz + 1 / fastest->pulseRateHz) : 0;
+    const double midway = known ? 2 / (1 / slowest->pulseRateHz + 1 / fastest->pulseRateHz) : 0;
     return {0, 0, grid.lines(), grid.samples(), midway, nullptr};
 }
 

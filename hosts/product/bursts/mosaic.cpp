@@ -47,8 +47,8 @@ private:
 
     Mosaic(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
            std::unique_ptr<const BurstGrid> grid)
-        : Raster(opened, aboutOf(*opened, entry, *grid)), grid_(std::move(grid)),
-          pole_(entry.pole), sources_(opened->stated().bursts().size()) {
+        : Raster(opened, aboutOf(*opened, entry, *grid)), grid_(std::move(grid)), pole_(entry.pole),
+          sources_(opened->stated().bursts().size()) {
         for (const CalibrationTable& table : opened->stated().calibrationTables())
             if (table.kind == entry.table.kind && (table.pole.empty() || table.pole == pole_))
                 tables_.push_back(table);
@@ -108,9 +108,9 @@ private:
     void fill(std::size_t index, const ImageSamples::Window& part, float* values) const {
         const StatedBurst& burst = opened().stated().bursts()[index];
         const Source& source = sources_[index].get([&] { return open(burst); });
-        const ImageSamples::Window window{
-            static_cast<std::uint32_t>(part.x - burst.sampleOffset),
-            static_cast<std::uint32_t>(part.y - burst.lineOffset), part.width, part.height};
+        const ImageSamples::Window window{static_cast<std::uint32_t>(part.x - burst.sampleOffset),
+                                          static_cast<std::uint32_t>(part.y - burst.lineOffset),
+                                          part.width, part.height};
         thread_local std::vector<double> power; // as large as the largest so far
         power.resize(std::max(power.size(), std::size_t{window.width} * window.height));
         source.samples->readPower(window,

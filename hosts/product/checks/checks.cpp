@@ -223,8 +223,8 @@ void checkPolarizations(const OpenedProduct& opened, Findings& findings) {
 
 /// Looks at the images that open; the others are the layers' check's to tell.
 template <class Contradiction>
-void checkImages(const OpenedProduct& opened, const std::string& areRight, const Contradiction& what,
-                 Findings& findings) {
+void checkImages(const OpenedProduct& opened, const std::string& areRight,
+                 const Contradiction& what, Findings& findings) {
     std::size_t good = 0;
     for (const ProductImage& image : opened.images()) {
         if (!image.samples())

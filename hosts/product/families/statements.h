@@ -70,10 +70,10 @@ struct RadarFacts {
 
 /// Times as a product writes them, for comparing them with each other.
 struct StatedTimes {
-    std::string first, last; ///< of the image's lines; "" where it states none, or only a step
+    std::string first, last;      ///< of the image's lines; "" where it states none, or only a step
     double firstS = 0, lastS = 0; ///< GPS seconds; NaN where they are not known
     std::string order;            ///< "Increasing", "Decreasing" or ""
-    double lineIntervalS = 0; ///< between two lines, as stated by itself; 0 where it is not
+    double lineIntervalS = 0;     ///< between two lines, as stated by itself; 0 where it is not
     std::vector<std::string> vectors; ///< of the state vectors
     std::string collectStart, collectStop;
 };

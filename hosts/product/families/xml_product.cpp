@@ -112,8 +112,7 @@ XmlProduct::XmlProduct(Document& document, const Layout& layout)
     facts_.documents = {document.file};
     facts_.id = firstText({text("productId"), std::filesystem::path(document.file).stem()});
     facts_.satellite = text("sourceAttributes/satellite");
-    facts_.productType =
-        text("imageGenerationParameters/generalProcessingInformation/productType");
+    facts_.productType = text("imageGenerationParameters/generalProcessingInformation/productType");
     facts_.polarizations = wordsOf(text("sourceAttributes/radarParameters/polarizations"));
 }
 
@@ -159,8 +158,7 @@ Acquisition XmlProduct::acquisition() const {
 
 RadarFacts XmlProduct::radar() const {
     RadarFacts facts;
-    if (const auto hertz =
-            numberOf(text("sourceAttributes/radarParameters/radarCenterFrequency")))
+    if (const auto hertz = numberOf(text("sourceAttributes/radarParameters/radarCenterFrequency")))
         facts.centreFrequencyGHz = *hertz / 1e9;
     facts.rangeLooks = numberOf(text(std::string(processing) + "numberOfRangeLooks"));
     facts.azimuthLooks = numberOf(text(std::string(processing) + "numberOfAzimuthLooks"));
@@ -180,8 +178,7 @@ StatedTimes XmlProduct::times() const {
         numberOf(text(layout_.image + "/rasterAttributes/sampledLineSpacingTime")).value_or(0);
     times.firstS = gpsSecondsOf(times.first);
     times.lastS = gpsSecondsOf(times.last);
-    if (const auto* orbit =
-            elementAt(root_, "sourceAttributes/orbitAndAttitude/orbitInformation"))
+    if (const auto* orbit = elementAt(root_, "sourceAttributes/orbitAndAttitude/orbitInformation"))
         for (const auto& [name, element] : *orbit)
             if (element.count("timeStamp") != 0)
                 times.vectors.push_back(textAt(element, "timeStamp"));

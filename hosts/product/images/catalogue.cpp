@@ -74,8 +74,7 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
         std::string description = described(pole, what);
         if (image && image->burst)
             description += ", burst " + image->burst->name() + " alone";
-        entries.push_back(
-            {Entry::Kind::layer, name, std::move(description), pole, image, {}, {}});
+        entries.push_back({Entry::Kind::layer, name, std::move(description), pole, image, {}, {}});
     }
 }
 
@@ -203,8 +202,7 @@ void addBurstColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
         if (incidence && image.burst != before) {
             Entry entry = entryOf(Entry::Kind::incidence, "", "", image);
             entry.name = "INCIDENCE_ANGLE" + ofBurst(image);
-            entry.description =
-                "incidence angle, degrees, Float32, burst " + image.burst->name();
+            entry.description = "incidence angle, degrees, Float32, burst " + image.burst->name();
             entry.pole = "";
             entries.push_back(std::move(entry));
         }
@@ -258,8 +256,9 @@ std::vector<Entry> wholeProduct(const std::vector<Entry>& entries) {
         return chosen;
     };
     std::vector<Entry> mosaics = of(Entry::Kind::mosaic);
-    std::erase_if(mosaics,
-                  [&](const Entry& entry) { return entry.table.kind != mosaics.front().table.kind; });
+    std::erase_if(mosaics, [&](const Entry& entry) {
+        return entry.table.kind != mosaics.front().table.kind;
+    });
     if (!mosaics.empty())
         return mosaics;
     std::vector<Entry> samples = of(Entry::Kind::complexSamples);

@@ -1,5 +1,6 @@
 #include "output/console.h"
 #include "output/geojson.h"
+#include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
 #include "product/images/catalogue.h"
 #include "verbs/verbs.h"
@@ -122,8 +123,8 @@ Description describe(const std::string& entry) {
     const product::Footprint footprint = footprintOf(opened, warnings);
     ordered_json json = {
         {"file", opened.name()},
-        {"format", {{"index", opened.product.formatIndex()},
-                    {"title", opened.product.format().title}}},
+        {"format",
+         {{"index", opened.product.formatIndex()}, {"title", opened.product.format().title}}},
         {"satellite", facts.satellite},
         {"productType", facts.productType},
         {"sensor", names.empty() ? "" : parsed(0).sensor},

@@ -84,9 +84,8 @@ public:
 
 private:
     std::vector<StatedBurst> readBursts() const override {
-        return rcmBursts(root(), file(), [this](const ProductTree& parent) {
-            return imagesOf(parent, "ipdf");
-        });
+        return rcmBursts(root(), file(),
+                         [this](const ProductTree& parent) { return imagesOf(parent, "ipdf"); });
     }
 
     ColumnProfile readNoise(const NoiseTable& table, std::uint32_t) const override {
@@ -123,7 +122,8 @@ const Family rcm = {
     .extension = ".xml",
     .places = places,
     .productsAmong = nullptr,
-    .looksLike = [](std::string_view head) { return looksLikeProductXml(head, "rcmGsProductSchema"); },
+    .looksLike =
+        [](std::string_view head) { return looksLikeProductXml(head, "rcmGsProductSchema"); },
     .headBytes = 4096, // a root element's attributes
     .read = [](Document& document) -> std::unique_ptr<const StatedProduct> {
         return std::make_unique<RcmProduct>(document);

@@ -104,9 +104,8 @@ std::vector<StatedBurst> rcmBursts(const ProductTree& root, const std::string& f
         burst.beam = firstText({textAt(*image, beamOf), "BEAM"});
         const std::string number = textAt(*image, burstOf);
         burst.number = number.empty() ? ++counted[burst.beam]
-                                      : static_cast<int>(
-                                            std::clamp<std::int64_t>(parseInteger(number, file), -1,
-                                                                     1 << 20));
+                                      : static_cast<int>(std::clamp<std::int64_t>(
+                                            parseInteger(number, file), -1, 1 << 20));
         burst.lines = parseSize(textAt(*image, "numLines"), file);
         burst.samples = parseSize(textAt(*image, "samplesPerLine"), file);
         if (burst.lines == 0 || burst.samples == 0)
