@@ -67,7 +67,8 @@ private:
 class Product {
 public:
     /// @throws Error naming the file and why it cannot be opened.
-    Product(const Plugin& plugin, const std::string& name);
+    /// @param standIn  the file that the plug-in reads in its place; "" for the product's own.
+    Product(const Plugin& plugin, const std::string& name, const std::string& standIn = "");
 
     const Plugin& plugin() const { return *plugin_; }
     const std::string& name() const { return name_; }

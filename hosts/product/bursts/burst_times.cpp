@@ -52,7 +52,7 @@ BurstTimes timesOf(const StatedProduct& stated, const StatedBurst& burst) {
     const auto at = [&](std::int64_t line) {
         return *first + Microseconds(std::llround(interval * static_cast<double>(line)));
     };
-    const auto [start, stop] = std::minmax(at(burst.lineOffset), at(burst.endLine() - 1));
+    const auto [start, stop] = std::minmax({at(burst.lineOffset), at(burst.endLine() - 1)});
     return {textOf(start), textOf(stop)};
 }
 

@@ -26,6 +26,11 @@ public:
     /// @return the files that belong to the product, documents and images apart.
     virtual std::vector<std::string> furtherFiles() const { return {}; }
 
+    /// @return the product file, first, and the documents that a record needs, as the plug-in takes
+    ///         them, for a product that it refuses as it stands; empty for others. Only the record
+    ///         comes from these: such a product has no layers.
+    virtual std::vector<StandInFile> standIn() const { return {}; }
+
     /// @throws loader::Error when a size is no whole number above 0.
     virtual ImageClaims imageClaims() const = 0;
     virtual Acquisition acquisition() const = 0;

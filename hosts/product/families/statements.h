@@ -111,6 +111,12 @@ struct StatedBurst {
     std::string name() const { return beam + '/' + std::to_string(number); }
 };
 
+/// A file that the plug-in reads instead of the product's own.
+struct StandInFile {
+    std::string name; ///< relative to the folder of the product file
+    std::string content;
+};
+
 /// Names and texts, in order.
 using TextItems = std::vector<std::pair<std::string, std::string>>;
 

@@ -37,6 +37,8 @@ protected:
 
     const kfio::ProductTree& root() const { return root_; }
     std::string text(const std::string& path) const { return textAt(root_, path); }
+    /// @return the document as it was read.
+    const std::string& wholeText() const { return text_; }
     /// @return the element that holds rasters, tie points and tables; null when there is none.
     const kfio::ProductTree* image() const { return elementAt(root_, layout_.image); }
     std::string tableFile(const std::string& name) const {
