@@ -38,9 +38,7 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<const OpenedProduct>(
-          loader::Product(loader::Plugin::instance(), request.file))),
-      georef_(request.georef) {
+    : opened_(product::openProductFile(request.file)) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
@@ -54,9 +52,7 @@ SarDataset::SarDataset(const OpenRequest& request)
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
     for (const auto& [key, text] : product::metadataItems(opened_->stated()))
         oMDMD.SetMetadataItem(key.c_str(), text.c_str());
-    reference_ = georeference(*opened_, image(), georef_);
-    if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
-        provideRpc(); // what was asked for by name is refused now, not later
+    reference_ = std::make_unique<const Georeference>(opened_, image(), part(), request.georef);
     nameSidecars(request);
 }
 
@@ -89,8 +85,7 @@ void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& 
         for (const Entry& entry : shown_) {
             bands.push_back(makeBand(opened_, entry));
             if (!sameShape(*bands.front(), *bands.back()))
-                throw loader::Error(opened_->name() +
-                                    ": its layers differ in size or type");
+                throw loader::Error(opened_->name() + ": its layers differ in size or type");
         }
     } catch (const loader::Error& error) {
         if (!whole)
@@ -137,6 +132,12 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
     oOvManager.Initialize(this, stem.c_str(), beside.List());
 }
 
+std::optional<product::GridPart> SarDataset::part() const {
+    if (!shown_.empty())
+        return product::partOf(*opened_, shown_.front());
+    return image() ? product::partOf(*opened_, *image()) : std::nullopt;
+}
+
 const ProductImage* SarDataset::image() const {
     return shown_.empty() ? opened_->firstImage() : shown_.front().image;
 }
@@ -147,18 +148,13 @@ void SarDataset::provide(const char* domain) {
         return;
     try {
         if (EQUAL(domain, "RPC"))
-            provideRpc();
+            for (const auto& [key, text] : reference_->rpc())
+                oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
         else if (STARTS_WITH(domain, jsonPrefix))
             provideNode(domain + strlen(jsonPrefix));
     } catch (const loader::Error& error) {
         CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
     }
-}
-
-void SarDataset::provideRpc() {
-    provided_.insert("RPC");
-    for (const auto& [key, text] : rationalFunctions(*opened_, image(), georef_))
-        oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
 }
 
 void SarDataset::provideNode(const std::string& name) {
@@ -211,31 +207,35 @@ char** SarDataset::GetFileList() {
         add(file);
     for (const product::StatedImage& image : stated.facts().images)
         add(image.file);
+    if (opened_->hasBursts())
+        for (const ProductImage& image : opened_->burstImages())
+            add(image.file);
     for (const std::string& file : stated.furtherFiles())
         add(file);
     return files.StealList();
 }
 
 bool SarDataset::copyGeoTransform(double* transform) const {
-    if (reference_.geoTransform)
-        std::copy(reference_.geoTransform->begin(), reference_.geoTransform->end(), transform);
-    return reference_.geoTransform.has_value();
+    const auto& known = reference_->geoTransform();
+    if (known)
+        std::copy(known->begin(), known->end(), transform);
+    return known.has_value();
 }
 
 const OGRSpatialReference* SarDataset::GetSpatialRef() const {
-    return reference_.geoTransform ? &reference_.system : GDALPamDataset::GetSpatialRef();
+    return reference_->geoTransform() ? &reference_->system() : GDALPamDataset::GetSpatialRef();
 }
 
 int SarDataset::GetGCPCount() {
-    return reference_.gcps.count();
+    return reference_->gcps().count();
 }
 
 const OGRSpatialReference* SarDataset::GetGCPSpatialRef() const {
-    return reference_.gcps.count() == 0 ? nullptr : &reference_.system;
+    return reference_->gcps().count() == 0 ? nullptr : &reference_->system();
 }
 
 const GDAL_GCP* SarDataset::GetGCPs() {
-    return reference_.gcps.data();
+    return reference_->gcps().data();
 }
 
 CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int* factors,

@@ -41,7 +41,7 @@ public:
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 
-    /// What the plug-in tells; product::georeferencingOf knows more.
+    /// What the plug-in tells; product::placeOf knows more.
     /// @throws Error as loader::readGeoreferencing.
     Georeferencing georeferencing() const {
         return readGeoreferencing(*plugin_, {layer_.get(), name_, width_, height_});
@@ -83,9 +83,7 @@ public:
     /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
     /// @throws Error saying why, when the product does not have the node.
     KmifNode node(const std::string& name, std::string& remarks) const;
-    Layer openLayer(const std::string& name) const {
-        return Layer(*plugin_, file_.get(), name);
-    }
+    Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }
 
 private:

@@ -31,6 +31,15 @@ std::vector<ProductImage> imagesOfBursts(const StatedProduct& stated) {
     return images;
 }
 
+/// @return nothing for products that have none, or whose documents cannot be read.
+std::vector<StandInFile> standInOf(const std::string& productFile) {
+    try {
+        return readStatedProduct(productFile)->standIn();
+    } catch (const std::exception&) {
+        return {}; // why the plug-in refuses the product is what the user is told
+    }
+}
+
 } // namespace
 
 const ImageSamples& ProductImage::opened() const {
@@ -59,7 +68,8 @@ const StatedProduct& OpenedProduct::stated() const {
 }
 
 const std::vector<std::string>& OpenedProduct::layerNames() const {
-    return layerNames_.get([&] { return product.layerNames(); });
+    return layerNames_.get(
+        [&] { return hasStandIn() ? std::vector<std::string>() : product.layerNames(); });
 }
 
 const std::vector<std::string>& OpenedProduct::nodeNames() const {
@@ -112,9 +122,25 @@ const ProductImage* OpenedProduct::firstImage() const {
     return nullptr;
 }
 
+std::shared_ptr<const OpenedProduct> openProductFile(const std::string& productFile) {
+    const loader::Plugin& plugin = loader::Plugin::instance();
+    try {
+        return std::make_shared<const OpenedProduct>(loader::Product(plugin, productFile));
+    } catch (const loader::Error&) {
+        const std::vector<StandInFile> files = standInOf(productFile);
+        if (files.empty())
+            throw;
+        auto folder = std::make_shared<const kimg::MemoryFolder>();
+        for (const StandInFile& file : files)
+            if (!folder->write(file.name, file.content))
+                throw;
+        loader::Product opened(plugin, productFile, folder->path() + '/' + files.front().name);
+        return std::make_shared<const OpenedProduct>(std::move(opened), std::move(folder));
+    }
+}
+
 std::shared_ptr<const OpenedProduct> openProduct(const std::string& entry) {
-    return std::make_shared<const OpenedProduct>(
-        loader::Product(loader::Plugin::instance(), findProduct(entry)));
+    return openProductFile(findProduct(entry));
 }
 
 } // namespace product

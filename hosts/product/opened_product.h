@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kimg/virtual_files.h"
 #include "kmif/kmif_node.h"
 #include "loader/product.h"
 #include "product/families/stated_product.h"
@@ -39,14 +40,23 @@ private:
 /// the first waits until somebody asks, happens once, and is kept. Constant; any thread.
 class OpenedProduct {
 public:
-    explicit OpenedProduct(loader::Product opened) : product(std::move(opened)) {}
+    /// @param standIn  the folder of the documents that the plug-in reads for the product, where
+    ///        these are not its own (StatedProduct::standIn).
+    explicit OpenedProduct(loader::Product opened,
+                           std::shared_ptr<const kimg::MemoryFolder> standIn = nullptr)
+        : standIn_(std::move(standIn)), product(std::move(opened)) {}
 
+private:
+    std::shared_ptr<const kimg::MemoryFolder> standIn_; ///< outlives the product
+
+public:
     const loader::Product product;
 
     /// @return the product file's name, as it was opened.
     const std::string& name() const { return product.name(); }
     /// @throws loader::Error naming the file when the product's documents cannot be read.
     const StatedProduct& stated() const;
+    /// None where the plug-in reads a stand-in.
     /// @throws loader::Error when the plug-in cannot list them.
     const std::vector<std::string>& layerNames() const;
     /// With their colon.
@@ -62,6 +72,7 @@ public:
     ///         for products without bursts.
     const std::vector<ProductImage>& burstImages() const;
 
+    bool hasStandIn() const { return standIn_ != nullptr; }
     /// @return whether the product's images are bursts, in a list that can be read.
     bool hasBursts() const;
     /// @return the image that serves a layer; null when the product names none.
@@ -77,6 +88,10 @@ private:
     Kept<std::vector<ProductImage>> images_, burstImages_;
     Kept<KmifNode> record_;
 };
+
+/// @param productFile  as findProduct() gives it.
+/// @throws loader::Error naming what cannot be opened.
+std::shared_ptr<const OpenedProduct> openProductFile(const std::string& productFile);
 
 /// @param entry  what a user names: findProduct() tells which product that is.
 /// @throws loader::Error naming what cannot be found or opened.

@@ -32,6 +32,7 @@ void registerDrivers() {
         GDALRegister_SRTMHGT();
         GDALRegister_DTED();
         GDALRegister_AAIGrid();
+        GDALRegister_GTX();
     });
 }
 
@@ -41,7 +42,8 @@ const char* const* imageDrivers() {
 }
 
 const char* const* elevationDrivers() {
-    static constexpr const char* names[] = {"GTiff", "SRTMHGT", "DTED", "AAIGrid", nullptr};
+    static constexpr const char* names[] = {"GTiff",   "VRT", "SRTMHGT", "DTED",
+                                            "AAIGrid", "GTX", nullptr};
     return names;
 }
 

@@ -86,7 +86,8 @@ void setBurst(SarMetadataRecord& record, const StatedBurst& burst) {
 SarMetadataRecord partRecord(const OpenedProduct& opened, const GridPart& part) {
     const StatedProduct& stated = opened.stated();
     const BurstGrid whole(stated.bursts());
-    const GridSize grid{whole.lines(), whole.samples()};
+    const GridSize grid = stated.bursts().empty() ? GridSize{part.lines, part.samples}
+                                                  : GridSize{whole.lines(), whole.samples()};
     if (part.line < 0 || part.sample < 0 || part.line + part.lines > grid.lines ||
         part.sample + part.samples > grid.samples || grid.lines < 2)
         throw loader::Error(opened.name() + ": " +
@@ -107,6 +108,21 @@ SarMetadataRecord partRecord(const OpenedProduct& opened, const GridPart& part) 
 }
 
 } // namespace
+
+std::optional<GridPart> wholeOf(const OpenedProduct& opened) {
+    if (opened.hasBursts())
+        return wholeGrid(opened.stated());
+    if (!opened.hasStandIn())
+        return std::nullopt;
+    const ImageClaims stated = opened.stated().imageClaims();
+    return GridPart{0, 0, stated.height, stated.width, 0, nullptr};
+}
+
+std::optional<GridPart> partOf(const OpenedProduct& opened, const ProductImage& image) {
+    if (image.burst)
+        return partOf(*image.burst);
+    return opened.hasStandIn() ? wholeOf(opened) : std::nullopt;
+}
 
 KmifNode recordOf(const OpenedProduct& opened, const GridPart& part) {
     const SarMetadataRecord record = partRecord(opened, part);

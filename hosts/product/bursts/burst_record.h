@@ -8,6 +8,13 @@
 
 namespace product {
 
+/// @return the part of the common grid that an image is: its burst's; the whole for the image of a
+///         product without layers; nothing for others, which layers of the plug-in place.
+std::optional<GridPart> partOf(const OpenedProduct& opened, const ProductImage& image);
+
+/// @return the whole of such a product, which contains all parts; nothing for others.
+std::optional<GridPart> wholeOf(const OpenedProduct& opened);
+
 /// The SAR metadata record of a part alone, in the shape of ":SAR_Metadata": its own times, near
 /// edge, size, pulse rate and Doppler centroid. The plug-in's record, which knows of no grid, gives
 /// the rest.

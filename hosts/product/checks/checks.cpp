@@ -292,7 +292,10 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
         const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
         const Locator locator(opened, layer);
-        const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
+        const PlaceSource source = locator.place()->source;
+        const std::string who = source == PlaceSource::model       ? "sensor model"
+                                : source == PlaceSource::functions ? "rational functions"
+                                                                   : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, opened.stated()), findings);
         for (const StatedImage& image : opened.stated().facts().images) {
@@ -300,7 +303,7 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
             if (!kfio::fileState(file).exists)
                 continue; // told by the files' check
             const std::string name = kfnp::lastComponent(file);
-            if (locator.usesHeight())
+            if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
                              againstImageTies(locator, file), findings);
             addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),
@@ -434,7 +437,7 @@ std::string layersRemark(const OpenedProduct& opened) {
 
 std::string modelRemark(const ProductFacts& facts) {
     static constexpr std::string_view withModel[] = {"SLC", "SGF", "SGX", "SGC", "SCF", "SCS",
-                                                     "SCX", "GRD", "GRC", "SCD", "GEO", "GEC"};
+                                                     "SCX", "GRD", "GRC", "MLC", "SCD", "GEO", "GEC"};
     const bool known = facts.productType.empty() ||
                        std::find(std::begin(withModel), std::end(withModel), facts.productType) !=
                            std::end(withModel);

@@ -1,5 +1,6 @@
 #include "product/images/catalogue.h"
 
+#include "product/bursts/burst_record.h"
 #include <algorithm>
 
 namespace product {
@@ -211,6 +212,12 @@ void addBurstColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
 }
 
 } // namespace
+
+std::optional<GridPart> partOf(const OpenedProduct& opened, const Entry& entry) {
+    if (entry.kind == Entry::Kind::mosaic)
+        return wholeOf(opened);
+    return entry.image ? partOf(opened, *entry.image) : std::nullopt;
+}
 
 bool Entry::isMagnitude() const {
     return (kind == Kind::layer && !isPhase()) || kind == Kind::magnitude;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "product/bursts/grid_part.h"
 #include "product/opened_product.h"
 
 namespace product {
@@ -29,6 +30,9 @@ struct Entry {
     bool isMagnitude() const;
     bool isPhase() const;
 };
+
+/// @return as partOf of its image; for mosaics the whole grid.
+std::optional<GridPart> partOf(const OpenedProduct& opened, const Entry& entry);
 
 /// @return everything that the product can be opened as, in the order in which it is numbered:
 ///         layers, magnitudes and phases that they lack, complex samples, calibrated images, noise,

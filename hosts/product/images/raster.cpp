@@ -74,10 +74,8 @@ protected:
 private:
     static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
         about.name = entry.name;
-        if (entry.image->burst)
-            about.part = product::partOf(*entry.image->burst);
-        else
-            about.gridLayer = opened.layerOf(*entry.image);
+        about.part = partOf(opened, entry);
+        about.gridLayer = opened.layerOf(*entry.image);
         const ImageSamples& samples = *entry.image->samples();
         about.width = samples.width();
         about.height = samples.height();
@@ -257,10 +255,9 @@ void Raster::requireInside(const Window& window) const {
                           window.height);
 }
 
-loader::Layer Raster::openGridLayer() const {
-    if (about_.gridLayer.empty())
-        throw loader::Error("layer " + name() + ": nothing says where it lies");
-    return opened_->product.openLayer(about_.gridLayer);
+Place Raster::findPlace() const {
+    return about_.part ? placeOf(*opened_, *about_.part, name())
+                       : placeOf(*opened_, about_.gridLayer, width(), height());
 }
 
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
@@ -296,14 +293,23 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     return std::make_unique<CalibratedRaster>(opened, entry);
 }
 
+namespace {
+
+/// @return the first entry of a product without layers.
+Entry firstOf(const OpenedProduct& opened) {
+    std::vector<Entry> entries = catalogue(opened);
+    if (entries.empty())
+        throw loader::Error(opened.name() + ": the product has no layers");
+    return std::move(entries.front());
+}
+
+} // namespace
+
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  std::vector<std::string> names) {
     const std::vector<std::string>& layers = opened->layerNames();
-    if (names.empty()) {
-        if (layers.empty())
-            throw loader::Error(opened->name() + ": the product has no layers");
-        names = {layers.front()};
-    }
+    if (names.empty())
+        names = {layers.empty() ? firstOf(*opened).name : layers.front()};
     std::vector<std::unique_ptr<Raster>> rasters;
     const auto isLayer = [&](const std::string& name) {
         return std::find(layers.begin(), layers.end(), name) != layers.end();

@@ -1,5 +1,6 @@
 #include "output/console.h"
 #include "output/geojson.h"
+#include "product/bursts/burst_record.h"
 #include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
 #include "product/images/catalogue.h"
@@ -20,6 +21,15 @@ using nlohmann::ordered_json;
 /// The footprint of the first layer that can be opened; the others lie on the same ground.
 product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
+    if (const auto whole = product::wholeOf(opened))
+        try {
+            const product::Locator locator(std::make_shared<const product::Place>(
+                product::placeOf(opened, *whole, opened.name())));
+            return product::footprintOf(locator, whole->samples, whole->lines);
+        } catch (const loader::Error& error) {
+            warnings.emplace_back(error.what());
+            return {};
+        }
     for (const std::string& name : opened.layerNames()) {
         std::optional<loader::Layer> layer;
         try {
@@ -110,6 +120,8 @@ Description describe(const std::string& entry) {
     std::vector<std::string> poles;
     for (std::size_t i = 0; i < names.size(); i += complexProduct ? 2 : 1)
         poles.push_back(parsed(i).pole);
+    if (names.empty())
+        poles = facts.polarizations;
     auto images = ordered_json::array();
     for (const auto& image : facts.images)
         images.push_back({{"file", image.name}, {"pole", image.pole}});

@@ -1,3 +1,5 @@
+#include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
 #include "product/families/rcm/rcm_bursts.h"
 #include "product/families/xml_product.h"
 
