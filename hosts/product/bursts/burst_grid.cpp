@@ -7,10 +7,13 @@
 namespace product {
 
 BurstGrid::BurstGrid(const std::vector<StatedBurst>& bursts) : bursts_(bursts) {
+    std::int64_t lines = 0, samples = 0;
     for (const StatedBurst& burst : bursts) {
-        lines_ = std::max<std::uint32_t>(lines_, std::max<std::int64_t>(burst.endLine(), 0));
-        samples_ = std::max<std::uint32_t>(samples_, std::max<std::int64_t>(burst.endSample(), 0));
+        lines = std::max(lines, burst.endLine());
+        samples = std::max(samples, burst.endSample());
     }
+    lines_ = static_cast<std::uint32_t>(lines);
+    samples_ = static_cast<std::uint32_t>(samples);
 }
 
 const std::vector<BurstGrid::Run>& BurstGrid::runsOf(std::uint32_t line) const {

@@ -44,8 +44,10 @@ std::string LineTimeResiduals::text() const {
 
 std::optional<LineTimeResiduals> lineTimeResiduals(const OpenedProduct& opened) {
     const std::vector<TiePoint>& ties = opened.stated().tiePoints();
-    const KmifNode node =
-        opened.hasBursts() ? recordOf(opened, wholeGrid(opened.stated())) : opened.record();
+    KmifNode ofGrid;
+    if (opened.hasBursts())
+        ofGrid = recordOf(opened, wholeGrid(opened.stated()));
+    const KmifNode& node = ofGrid.empty() ? opened.record() : ofGrid;
     const auto& record = *static_cast<const SarMetadataRecord*>(node.data());
     const std::uint32_t flags = sarm::readModelArea(record).flags;
     if (!(flags & sarm::areaLateLineTimes) || !(flags & sarm::areaModelled) || ties.empty())

@@ -231,7 +231,7 @@ public:
         const auto kind = radiometryOf(textAt(extended_, "collect/image/radiometry"));
         if (!kind || textAt(extended_, "collect/image/scale_factor").empty())
             return {};
-        return {{*kind, "", ""}};
+        return {{*kind, "", "", ""}};
     }
 
     /// Columns of other images than those in the slant plane have no range of their own.
