@@ -172,9 +172,9 @@ void noteSceneHeight(SarMetadataRecord& record, const Source& from) {
     const double heightM = sarm::toGeodetic({metres(0), metres(1), metres(2)},
                                             {record.semiMajorAxis, record.semiMinorAxis})
                                .heightM;
-    constexpr double mostM = 10000;
+    constexpr double mostM = 10000, perM = 1e6; // finer digits are noise of the conversion
     if (std::abs(heightM) <= mostM)
-        sarm_NoteSceneHeight(&record, heightM);
+        sarm_NoteSceneHeight(&record, std::round(heightM * perM) / perM);
 }
 
 sarm::MetadataPtr build(const Source& from) {
