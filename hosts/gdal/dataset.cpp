@@ -2,6 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
+#include "product/bursts/burst_record.h"
 #include "product/checks/checks.h"
 #include "product/metadata_items.h"
 

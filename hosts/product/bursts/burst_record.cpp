@@ -15,6 +15,7 @@ namespace product {
 namespace {
 
 constexpr double dayS = 86400;
+constexpr std::string_view burstRecordPrefix = ":SAR_Metadata@";
 
 struct GridSize {
     std::uint32_t lines, samples;
@@ -131,6 +132,17 @@ KmifNode recordOf(const OpenedProduct& opened, const GridPart& part) {
     if (!kmif_NodeCreate(&record, opened.record().design(), &node, slot))
         throw loader::Error(opened.name() + ": " + loader::Heard::text(*slot.get()));
     return node;
+}
+
+bool isBurstRecord(const std::string& name) {
+    return name.starts_with(burstRecordPrefix);
+}
+
+KmifNode burstRecord(const OpenedProduct& opened, const std::string& name) {
+    for (const StatedBurst& burst : opened.stated().bursts())
+        if (burst.name() == name.substr(burstRecordPrefix.size()))
+            return recordOf(opened, partOf(burst));
+    throw loader::Error(opened.name() + ": has no node \"" + name + '"');
 }
 
 KxfrXFormPtr transformOf(const OpenedProduct& opened, const GridPart& part) {

@@ -21,6 +21,11 @@ std::optional<GridPart> wholeOf(const OpenedProduct& opened);
 /// @throws loader::Error when the plug-in has no record, or the part's offsets cannot be used.
 KmifNode recordOf(const OpenedProduct& opened, const GridPart& part);
 
+/// @return whether a node's name asks for the record of one burst: ":SAR_Metadata@beam/burst".
+bool isBurstRecord(const std::string& name);
+/// @throws loader::Error as recordOf, and when the product has no such burst.
+KmifNode burstRecord(const OpenedProduct& opened, const std::string& name);
+
 /// The sensor model of a part: pixels count from its first one.
 /// @throws loader::Error as recordOf, and telling why there is no model.
 KxfrXFormPtr transformOf(const OpenedProduct& opened, const GridPart& part);

@@ -287,9 +287,38 @@ void addResiduals(const char* against, const Residuals& residuals, Findings& fin
     findings.add(verdict, against + residuals.text());
 }
 
+/// Bursts: the model of the common grid against the product's tie points, each burst's own against
+/// those in its images.
+void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
+    const auto locator = [&](const GridPart& part) {
+        return Locator(std::make_shared<const Place>(placeOf(opened, part, opened.name())));
+    };
+    addResiduals("sensor model of the common grid against the product's tie points, ",
+                 againstTiePoints(locator(wholeGrid(opened.stated())), opened.stated()), findings);
+    Residuals worst;
+    for (const ProductImage& image : opened.burstImages()) {
+        if (!image.samples())
+            continue; // told by the files' check
+        const Residuals found = againstImageTies(locator(partOf(*image.burst)), image.file);
+        if (found.worst() > warnPixels || found.unanswered > 0)
+            addResiduals(("sensor model of burst " + image.burst->name() +
+                          " against the tie points in " + kfnp::lastComponent(image.file) + ", ")
+                             .c_str(),
+                         found, findings);
+        else if (found.points > 0 && found.worst() >= worst.worst())
+            worst = found;
+    }
+    addResiduals("sensor models of bursts against the tie points in their images, at worst ", worst,
+                 findings);
+}
+
 /// The model, or the image's own georeferencing, against what else the product states.
 void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
+        if (opened.hasBursts())
+            return checkBurstGround(opened, findings);
+        if (opened.layerNames().empty())
+            return;
         const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
         const Locator locator(opened, layer);
         const PlaceSource source = locator.place()->source;
@@ -436,8 +465,8 @@ std::string layersRemark(const OpenedProduct& opened) {
 }
 
 std::string modelRemark(const ProductFacts& facts) {
-    static constexpr std::string_view withModel[] = {"SLC", "SGF", "SGX", "SGC", "SCF", "SCS",
-                                                     "SCX", "GRD", "GRC", "MLC", "SCD", "GEO", "GEC"};
+    static constexpr std::string_view withModel[] = {
+        "SLC", "SGF", "SGX", "SGC", "SCF", "SCS", "SCX", "GRD", "GRC", "MLC", "SCD", "GEO", "GEC"};
     const bool known = facts.productType.empty() ||
                        std::find(std::begin(withModel), std::end(withModel), facts.productType) !=
                            std::end(withModel);

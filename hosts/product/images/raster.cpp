@@ -44,7 +44,8 @@ private:
                 layer.width(),
                 layer.height(),
                 layer.blockWidth(),
-                layer.blockHeight()};
+                layer.blockHeight(),
+                std::nullopt};
     }
 
     loader::Layer layer_;
