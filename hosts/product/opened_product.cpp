@@ -130,7 +130,7 @@ std::shared_ptr<const OpenedProduct> openProductFile(const std::string& productF
         const std::vector<StandInFile> files = standInOf(productFile);
         if (files.empty())
             throw;
-        auto folder = std::make_shared<const kimg::MemoryFolder>();
+        auto folder = std::make_shared<const kfio::MemoryFolder>();
         for (const StandInFile& file : files)
             if (!folder->write(file.name, file.content))
                 throw;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 #include "kmif/kmif_node.h"
 #include "loader/product.h"
 #include "product/families/stated_product.h"
@@ -43,11 +43,11 @@ public:
     /// @param standIn  the folder of the documents that the plug-in reads for the product, where
     ///        these are not its own (StatedProduct::standIn).
     explicit OpenedProduct(loader::Product opened,
-                           std::shared_ptr<const kimg::MemoryFolder> standIn = nullptr)
+                           std::shared_ptr<const kfio::MemoryFolder> standIn = nullptr)
         : standIn_(std::move(standIn)), product(std::move(opened)) {}
 
 private:
-    std::shared_ptr<const kimg::MemoryFolder> standIn_; ///< outlives the product
+    std::shared_ptr<const kfio::MemoryFolder> standIn_; ///< outlives the product
 
 public:
     const loader::Product product;

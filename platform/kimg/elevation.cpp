@@ -20,8 +20,8 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double metresInDegree = 111e3;
-constexpr double mostPixelsPast = 16; ///< that a coarser neighbour's half pixel is wide
-constexpr std::size_t mostPixelsAtOnce = std::size_t{4} << 20; // 32 MiB
+constexpr double mostPixelsPast = 16;             ///< that a coarser neighbour's half pixel is wide
+constexpr std::size_t mostPixelsAtOnce = 1 << 19; // 4 MiB
 
 using Kind = KprjHeightSystem::Kind;
 
@@ -56,6 +56,16 @@ std::vector<std::string> filesOf(const std::string& path) {
     if (files.empty())
         throw ImageError(path + ": the folder holds no elevation models");
     return files;
+}
+
+std::array<double, 2> rangeOf(const std::vector<double>& numbers) {
+    std::array<double, 2> range = {std::numeric_limits<double>::infinity(),
+                                   -std::numeric_limits<double>::infinity()};
+    for (const double number : numbers) {
+        range[0] = number < range[0] ? number : range[0];
+        range[1] = number > range[1] ? number : range[1];
+    }
+    return range;
 }
 
 const KprjGeoid* geoidNamed(const std::string& option) {
@@ -100,6 +110,9 @@ struct ElevationModel::State {
     void addZeros(const Way& way, std::span<KxfrMapPoint> places) const;
     KxfrPixel pixelIn(const ElevationGroup& group, const KxfrMapPoint& place, double lonDeg) const;
 
+    template <class AnyPlaces>
+    static void settle(const ElevationGroup& group, const AnyPlaces& places,
+                       std::span<KxfrMapPoint> points, std::vector<std::size_t>& others);
     template <class PlacesIn>
     void resolve(std::span<KxfrMapPoint> points, const PlacesIn& placesIn) const;
     void answer(const ElevationGroup& group, const Places& places, std::span<Open> open) const;
@@ -219,7 +232,7 @@ Clamped clamped(const ElevationGroup& group, double sample, double line) {
     const auto& e = group.extent();
     const double x = group.isClosed() ? sample : std::clamp(sample, e[0], e[1]);
     const double y = std::clamp(line, e[2], e[3]);
-    return {x, y, std::hypot(sample - x, line - y)};
+    return {x, y, x == sample && y == line ? 0 : std::hypot(sample - x, line - y)};
 }
 
 } // namespace
@@ -279,18 +292,43 @@ void ElevationModel::State::answer(const ElevationGroup& group, const Places& pl
     }
 }
 
+/// Most points lie inside the files of the first group, and all that surrounds them is read at
+/// once.
+/// @param others  receives the others.
+template <class AnyPlaces>
+void ElevationModel::State::settle(const ElevationGroup& group, const AnyPlaces& places,
+                                   std::span<KxfrMapPoint> points,
+                                   std::vector<std::size_t>& others) {
+    const auto [left, right] = places.sampleRange();
+    const auto [top, bottom] = places.lineRange();
+    if (left <= right && top <= bottom) {
+        ElevationGroup::Window window(group, left, top, right, bottom);
+        if (window.size() > 0 && window.size() <= std::max(mostPixelsAtOnce, 4 * points.size())) {
+            window.read();
+            return window.heightsAt(places.samples().data(), places.lines().data(),
+                                    places.zeros().data(), points, others);
+        }
+    }
+    others.resize(points.size());
+    std::iota(others.begin(), others.end(), std::size_t{0});
+}
+
 /// @param placesIn  called as placesIn(way) for each group that is asked, gives Places.
 template <class PlacesIn>
 void ElevationModel::State::resolve(std::span<KxfrMapPoint> points,
                                     const PlacesIn& placesIn) const {
     constexpr double never = std::numeric_limits<double>::infinity();
-    std::vector<Open> open(points.size());
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        open[i] = {i, none, never, 0};
-        points[i].heightM = none;
-    }
+    std::vector<Open> open;
     for (const Way& way : ways) {
         const auto places = placesIn(way);
+        if (&way == &ways.front()) {
+            std::vector<std::size_t> others;
+            settle(*way.group, places, points, others);
+            for (const std::size_t point : others) {
+                points[point].heightM = none;
+                open.push_back({point, none, never, 0});
+            }
+        }
         answer(*way.group, {places.samples(), places.lines(), places.zeros()}, open);
         std::erase_if(open, [&](const Open& each) {
             if (each.edgeM <= each.reachM)
@@ -336,6 +374,8 @@ bool ElevationModel::heightsAt(std::span<KxfrMapPoint> points, KERR_REPORT** slo
         std::span<const double> samples() const { return values[0]; }
         std::span<const double> lines() const { return values[1]; }
         std::span<const double> zeros() const { return values[2]; }
+        std::array<double, 2> sampleRange() const { return rangeOf(values[0]); }
+        std::array<double, 2> lineRange() const { return rangeOf(values[1]); }
     };
     return kerr::reported(__func__, slot, [&] {
         if (points.empty())
@@ -427,6 +467,8 @@ bool ElevationModel::nodesOf(const KprjGeographicConverter& map, const MapBlock&
         std::span<const double> samples() const { return grid[0]; }
         std::span<const double> lines() const { return grid[1]; }
         std::span<const double> zeros() const { return grid[2]; }
+        std::array<double, 2> sampleRange() const { return grid.rangeOf(0); }
+        std::array<double, 2> lineRange() const { return grid.rangeOf(1); }
     };
     return kerr::reported(__func__, slot, [&] {
         if (nodes.empty())
@@ -452,10 +494,12 @@ bool ElevationModel::nodesOf(const KprjGeographicConverter& map, const MapBlock&
                     state_->locate(way, ground.nearLonDeg(), places, values[0].data());
                 })};
         });
+        const std::span<const double> lon = degrees[0], lat = degrees[1];
+        const auto [west, east] = degrees.rangeOf(0);
+        const bool turns = west < -180 || east > 180;
         for (std::size_t i = 0; i < nodes.size(); ++i) {
-            const double lon = degrees[0][i];
-            nodes[i].x = std::abs(lon) <= 180 ? lon : std::remainder(lon, 360.0);
-            nodes[i].y = degrees[1][i];
+            nodes[i].x = turns ? std::remainder(lon[i], 360.0) : lon[i];
+            nodes[i].y = lat[i];
         }
         return true;
     });

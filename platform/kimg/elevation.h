@@ -70,8 +70,8 @@ public:
     ///        place, and the geoid is as near in m as a place is.
     /// @param nodes  columns * lines of them. A place without longitude and latitude is all NaN.
     /// @return false with a report that names the file when it cannot be read.
-    /// Memory: about 100 bytes a point, and at most 32 MiB of heights under way; GDAL's block cache
-    /// comes on top (limitBlockCache).
+    /// Memory: about 100 bytes a point, and at most 8 MiB or 64 bytes a point of heights under way;
+    /// GDAL's block cache comes on top (limitBlockCache).
     bool nodesOf(const KprjGeographicConverter& map, const MapBlock& block, double accuracy,
                  std::span<KxfrMapPoint> nodes, KERR_REPORT** slot) const;
 

@@ -136,6 +136,32 @@ ElevationGroup::Found ElevationGroup::Window::at(double sample, double line) con
     return nearEdge(corners, u, v);
 }
 
+void ElevationGroup::Window::heightsAt(const double* samples, const double* lines,
+                                       const double* zeros, std::span<KxfrMapPoint> points,
+                                       std::vector<std::size_t>& others) const {
+    const auto stride = static_cast<std::size_t>(columns_);
+    const auto left = static_cast<double>(column_), top = static_cast<double>(line_);
+    const double right = static_cast<double>(columns_) - 1;
+    const double bottom = static_cast<double>(lines_) - 1;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const double x = samples[i] - left, y = lines[i] - top;
+        if (x >= 0 && y >= 0 && x < right && y < bottom) [[likely]] {
+            const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
+            const double u = x - column, v = y - row;
+            const double* above = &values_[row * stride + column];
+            const double* below = above + stride;
+            const double first = above[0] + u * (above[1] - above[0]);
+            const double second = below[0] + u * (below[1] - below[0]);
+            const double height = first + v * (second - first) + zeros[i];
+            if (height > -1e6) [[likely]] {
+                points[i].heightM = height;
+                continue;
+            }
+        }
+        others.push_back(i);
+    }
+}
+
 /// Corners of no weight do not count; those outside give way to those on the other side.
 ElevationGroup::Found ElevationGroup::Window::nearEdge(const double* corners, double u,
                                                        double v) const {

@@ -52,6 +52,11 @@ public:
         void read();
         /// @param sample,line  as the window was made for.
         Found at(double sample, double line) const;
+        /// Places within the files, many at a time.
+        /// @param points  receive heights, above the ellipsoid by `zeros`.
+        /// @param others  receives the numbers of those that at() must look up.
+        void heightsAt(const double* samples, const double* lines, const double* zeros,
+                       std::span<KxfrMapPoint> points, std::vector<std::size_t>& others) const;
 
     private:
         Found nearEdge(const double* corners, double u, double v) const;

@@ -151,7 +151,7 @@ std::unique_ptr<KprjHeightZero> KprjHeightZero::create(const std::string& system
                 "heights in the system \"" + name + "\" cannot be converted: " +
                 (grids.empty() ? "PROJ knows no way to the ellipsoid"
                                : "PROJ lacks the grid " + grids + " (it looks in " +
-                                     proj_info().searchpath + ")"));
+                                     proj_info().searchpath + "; projsync --file fetches one)"));
         }
         return std::unique_ptr<KprjHeightZero>(new KprjHeightZero(std::move(made)));
     });

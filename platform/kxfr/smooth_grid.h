@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <limits>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -29,8 +31,11 @@ public:
     SmoothGrid(std::uint32_t columns, std::uint32_t lines, const Values& tolerances,
                const Exact& exact)
         : columns_(columns), lines_(lines), tolerances_(tolerances) {
+        const std::size_t count = std::size_t{columns} * lines;
         for (auto& component : found_)
-            component.resize(std::size_t{columns} * lines);
+            component = std::make_unique_for_overwrite<double[]>(count);
+        constexpr double none = std::numeric_limits<double>::infinity();
+        ranges_.fill({none, -none});
         firstCells(exact);
         for (std::uint32_t side = largestCell / 2; side >= smallestCell && !open_.empty();
              side /= 2)
@@ -40,7 +45,12 @@ public:
     }
 
     /// @return a component, line by line.
-    std::span<const double> operator[](std::size_t component) const { return found_[component]; }
+    std::span<const double> operator[](std::size_t component) const {
+        return {found_[component].get(), std::size_t{columns_} * lines_};
+    }
+    /// @return between what numbers a component lies, those that are not numbers apart; the first
+    ///         is the larger when there are none.
+    std::array<double, 2> rangeOf(std::size_t component) const { return ranges_[component]; }
 
 private:
     static constexpr std::uint32_t largestCell = 32, smallestCell = 4;
@@ -135,6 +145,8 @@ private:
         const std::uint32_t height = std::min(cell.side, lines_ - cell.line);
         const double part = 1.0 / cell.side;
         for (std::size_t c = 0; c < N; ++c) {
+            for (const Values* corner : corners)
+                widen(c, (*corner)[c]);
             const double left = (*corners[0])[c], right = (*corners[1])[c];
             const double leftDown = ((*corners[2])[c] - left) * part;
             const double rightDown = ((*corners[3])[c] - right) * part;
@@ -159,14 +171,24 @@ private:
         std::vector<Values> values(places.size());
         exact(std::span<const Place>(places), std::span<Values>(values));
         for (std::size_t i = 0; i < places.size(); ++i)
-            for (std::size_t c = 0; c < N; ++c)
+            for (std::size_t c = 0; c < N; ++c) {
+                widen(c, values[i][c]);
                 found_[c][static_cast<std::size_t>(places[i].line) * columns_ +
                           static_cast<std::size_t>(places[i].column)] = values[i][c];
+            }
+    }
+
+    /// What is between corners lies between their values.
+    void widen(std::size_t component, double value) {
+        auto& [low, high] = ranges_[component];
+        low = value < low ? value : low;
+        high = value > high ? value : high;
     }
 
     std::uint32_t columns_, lines_;
     Values tolerances_;
-    std::array<std::vector<double>, N> found_;
+    std::array<std::unique_ptr<double[]>, N> found_;
+    std::array<std::array<double, 2>, N> ranges_;
     std::vector<Cell> open_; ///< not yet good enough
 };
 

@@ -1,16 +1,19 @@
 """RCM ScanSAR bursts, MLC and ground-range complex products, as a user opens them."""
 
 import json
+import os
 import pathlib
 import re
 import shutil
 import sys
 import unittest
 
-import numpy as np
-from osgeo import gdal
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+os.environ.setdefault("GDAL_DRIVER_PATH", str(ROOT / "build/lib"))  # GDAL looks for drivers once
+sys.path.insert(0, str(ROOT / "tests/support"))
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+import numpy as np  # noqa: E402
+from osgeo import gdal  # noqa: E402
 from products import ProductCase, rfsar, rfsar_json  # noqa: E402
 
 gdal.UseExceptions()
@@ -175,6 +178,26 @@ class Bursts(BurstCase):
                         product.folder / burst["files"]["HH"])
         self.assertIn("the product states", " ".join(self.problems(product)))
 
+    def test_each_burst_has_a_record_of_its_own(self):
+        product = self.scansar("r", shuffle=True)
+        estimates = set()
+        for burst in product.truth["bursts"]:
+            name = f":SAR_Metadata@{burst['beam']}/{burst['burst']}"
+            record = json.loads(rfsar("node", product.opened, name).stdout)
+            self.assertEqual((record["numberOfLines"], record["numberOfSamplesPerLine"]),
+                             (burst["lines"], burst["samples"]))
+            timing = product.truth["timing"]
+            self.assertAlmostEqual(
+                record["firstLineTime"], timing["fileLine0"]["secondsOfDay"] +
+                burst["lineOffset"] * timing["lineIntervalS"], delta=1e-9)
+            self.assertAlmostEqual(
+                record["slantRangeNearEdge"], product.truth["record"]["slantRangeNearEdge"] +
+                burst["sampleOffset"] * product.truth["recipe"]["pixel_spacing"], delta=1e-6)
+            estimates.add((record["pulseRepetitionFrequency"],
+                           record["dopplerCentroid"][0]["coefficients"][0]))
+        self.assertEqual(len(estimates), 6)
+        self.assertFails(rfsar("node", product.opened, ":SAR_Metadata@SC50MC/1"), "has no node")
+
     def test_the_driver_opens_mosaic_and_bursts(self):
         product = self.scansar("g", target_grid=4)
         root = gdal.OpenEx(str(product.opened), allowed_drivers=["RF_SAR"])
@@ -195,6 +218,26 @@ class Bursts(BurstCase):
                 found = transformer.TransformPoint(1, target["lon"], target["lat"])[1]
                 np.testing.assert_allclose(
                     found[:2], (target["sample"] + 0.5, target["line"] + 0.5), rtol=0, atol=0.05)
+
+
+class MultilookComplex(BurstCase):
+    def test_the_channels_open_in_their_place(self):
+        product = self.make("rcm", product_type="MLC", name="mlc", lines=120, samples=100,
+                            line_order="decreasing")
+        images = {image["pole"]: gdal.Open(str(product.folder / image["file"])).ReadAsArray()
+                  for image in product.truth["images"]}
+        np.testing.assert_allclose(self.export(product, "MAGNITUDE_CH"), images["CH"], rtol=1e-6)
+        np.testing.assert_array_equal(self.export(product, "COMPLEX_XC"),
+                                      images["XC"][0] + 1j * images["XC"][1])
+        power = self.export(product, "BETA_NOUGHT_CV")
+        np.testing.assert_allclose(power, images["CV"].astype(float) ** 2 / 1.27e8, rtol=1e-5)
+        found = self.located(product, "MAGNITUDE_CH", product.truth["targets"])
+        stated = [(t["line"], t["sample"]) for t in product.truth["targets"]]
+        np.testing.assert_allclose(found, stated, rtol=0, atol=1e-3)
+        info = rfsar_json("info", product.opened)
+        self.assertEqual((info["layers"], info["polarizations"]), ([], ["CH", "CV"]))
+        self.assertNotIn("SIGMA_NOUGHT_XC", info["exports"])
+        self.assertFails(rfsar("info", self.folder / "mlc/imagery/2000001_1_CH.tif"), "2000001_1_CH")
 
 
 class ComplexOnTheGround(BurstCase):

@@ -103,7 +103,7 @@ void addTimes(const StatedProduct& stated, const Bursts& bursts, Sentences& foun
         const double time = burst.doppler ? gpsSecondsOf(burst.doppler->time) : std::nan("");
         const double line = (time - times.firstS) / interval;
         const double centre = static_cast<double>(burst.lineOffset) + (burst.lines - 1) / 2.0;
-        if (std::abs(line - centre) > burst.lines) // NaN is not
+        if (std::abs(line - centre) > (burst.lines + 1) / 2.0) // NaN is not
             found.push_back("burst " + burst.name() + " has its centre on line " + seconds(centre) +
                             " of the common grid by its offset; the time of "
                             "its Doppler estimate is that of line " +

@@ -10,6 +10,7 @@
 #include "product/radiometry/noise_tables.h"
 
 #include "kfio/kfio.h"
+#include "kfio/virtual_files.h"
 #include "kfnp/kfnp.h"
 
 #include <algorithm>
@@ -63,7 +64,7 @@ std::string faultOf(const std::string& file) {
         return "is not a file";
     if (!state.isReadable)
         return "may not be read";
-    return state.size == 0 ? "is empty" : "";
+    return state.size == 0 ? "is empty" : kfio::faultInArchive(file);
 }
 
 void checkFiles(const OpenedProduct& opened, Findings& findings) {

@@ -203,7 +203,7 @@ void MapPositions::find(const MapFrame& frame, const Window& part,
 void MapPositions::find(const kimg::MapBlock& block, double reduction,
                         std::vector<KxfrPixel>& pixels) const {
     pixels.resize(std::size_t{block.columns} * block.lines);
-    std::vector<KxfrMapPoint> ground;
+    std::vector<KxfrMapPoint>& ground = ground_;
     if (elevation_) {
         ground.resize(pixels.size());
         kerr::Slot slot;

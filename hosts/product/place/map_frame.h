@@ -79,6 +79,7 @@ private:
     std::shared_ptr<const KPRJ_PROJECTION> projection_;
     std::unique_ptr<KprjGeographicConverter> converter_;
     std::unique_ptr<kimg::ElevationModel> elevation_;
+    mutable std::vector<KxfrMapPoint> ground_; ///< kept from call to call
 };
 
 } // namespace product

@@ -66,8 +66,10 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
     constexpr std::size_t samples = TiffWriter::tileSamples;
     const std::size_t memory = verb.maxMemoryMiB << 20;
     constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
-    const std::size_t perSlot =
-        8 * sizeof(KxfrPixel) * side * linesTogether + 2 * samples * raster.sampleBytes();
+    constexpr std::size_t heightsUnderWay = std::size_t{8} << 20;
+    const std::size_t perSlot = 8 * sizeof(KxfrPixel) * side * linesTogether +
+                                2 * samples * raster.sampleBytes() +
+                                (positions.elevation() ? heightsUnderWay : 0);
     OrderedWork work;
     work.slots = std::clamp<std::size_t>(memory / 4 / perSlot, 1, machineThreads() + 2);
     BlockCache cache(raster, memory / 2);

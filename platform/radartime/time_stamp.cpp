@@ -1,4 +1,4 @@
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <charconv>
 #include <chrono>

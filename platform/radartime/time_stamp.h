@@ -27,9 +27,9 @@ struct TimeStamp {
 /// Kept: a zone may stand there ("Z", "UTC", "+02:00") and does not shift the time.
 /// (TimeStamp.ReadsEveryDigit)
 /// @return nullopt when the text is anything else or no such day or time exists. Never throws.
-std::optional<TimeStamp> parseTimeStamp(std::string_view text);
+RF_PLATFORM_API std::optional<TimeStamp> parseTimeStamp(std::string_view text);
 
 /// The same for texts that always end with a one-letter zone.
 /// Kept: the last character is dropped whatever it is, so that a text without a zone loses its
 /// last digit. (TimeStamp.LastCharacterIsTakenForTheZone)
-std::optional<TimeStamp> parseTimeStampWithZone(std::string_view text);
+RF_PLATFORM_API std::optional<TimeStamp> parseTimeStampWithZone(std::string_view text);

@@ -1,4 +1,4 @@
-#include "sarm/sarm_georef.h"
+#include "sarm_georef/sarm_georef.h"
 
 #include "kerr/reported.h"
 #include "kmsc/kmsc.h"
