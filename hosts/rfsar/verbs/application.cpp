@@ -32,6 +32,7 @@ void addVerbs(CLI::App& app, int& status) {
     addRead(app);
     addExport(app);
     addGeocode(app);
+    addRtc(app);
     addQuicklook(app);
     addLocate(app);
     addCheck(app, status);

@@ -1,6 +1,8 @@
 #include "output/console.h"
 #include "output/geojson.h"
 #include "pictures/picture_place.h"
+#include "product/bursts/burst_record.h"
+#include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
 #include "product/images/catalogue.h"
 #include "verbs/verbs.h"
@@ -21,6 +23,15 @@ using nlohmann::ordered_json;
 /// The footprint of the first layer that can be opened; the others lie on the same ground.
 product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
+    if (const auto whole = product::wholeOf(opened))
+        try {
+            const product::Locator locator(std::make_shared<const product::Place>(
+                product::placeOf(opened, *whole, opened.name())));
+            return product::footprintOf(locator, whole->samples, whole->lines);
+        } catch (const loader::Error& error) {
+            warnings.emplace_back(error.what());
+            return {};
+        }
     for (const std::string& name : opened.layerNames()) {
         std::optional<loader::Layer> layer;
         try {
@@ -105,6 +116,26 @@ std::vector<std::string> exportNames(const product::OpenedProduct& opened) {
     return names;
 }
 
+/// A row for each burst and polarization, by beam and number.
+ordered_json burstsJson(const product::StatedProduct& stated) {
+    auto rows = ordered_json::array();
+    for (const product::StatedBurst& burst : stated.bursts()) {
+        const auto [start, stop] = product::timesOf(stated, burst);
+        for (const product::StatedImage& image : burst.images)
+            rows.push_back({{"beam", burst.beam},
+                            {"burst", burst.number},
+                            {"pole", image.pole},
+                            {"file", image.name},
+                            {"lines", burst.lines},
+                            {"samples", burst.samples},
+                            {"lineOffset", burst.lineOffset},
+                            {"sampleOffset", burst.sampleOffset},
+                            {"start", start.empty() ? ordered_json() : ordered_json(start)},
+                            {"stop", stop.empty() ? ordered_json() : ordered_json(stop)}});
+    }
+    return rows;
+}
+
 Description describe(const std::string& entry) {
     const auto whole = product::openProduct(entry);
     const product::OpenedProduct& opened = *whole;
@@ -116,6 +147,8 @@ Description describe(const std::string& entry) {
     std::vector<std::string> poles;
     for (std::size_t i = 0; i < names.size(); i += complexProduct ? 2 : 1)
         poles.push_back(parsed(i).pole);
+    if (names.empty())
+        poles = facts.polarizations;
     auto images = ordered_json::array();
     for (const auto& image : facts.images)
         images.push_back({{"file", image.name}, {"pole", image.pole}});
@@ -143,6 +176,8 @@ Description describe(const std::string& entry) {
         {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
+    if (opened.hasBursts())
+        json["bursts"] = burstsJson(opened.stated());
     return {std::move(json), footprint.corners, complexProduct || facts.namedAsDetected};
 }
 

@@ -12,6 +12,7 @@ void addInfo(CLI::App& app, int& status);
 void addNode(CLI::App& app);
 void addExport(CLI::App& app);
 void addGeocode(CLI::App& app);
+void addRtc(CLI::App& app);
 void addRead(CLI::App& app);
 void addLocate(CLI::App& app);
 void addQuicklook(CLI::App& app);
