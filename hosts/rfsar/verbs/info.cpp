@@ -1,5 +1,6 @@
 #include "output/console.h"
 #include "output/geojson.h"
+#include "pictures/picture_place.h"
 #include "product/bursts/burst_record.h"
 #include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
@@ -11,8 +12,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
-#include <iostream>
 #include <optional>
+#include <ostream>
+#include <sstream>
 
 namespace {
 
@@ -75,9 +77,34 @@ ordered_json describeLayer(const product::OpenedProduct& opened, const std::stri
     return layer;
 }
 
+ordered_json stated(const std::string& text) {
+    return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+}
+
+ordered_json stated(const std::optional<double>& number) {
+    return number ? ordered_json(*number) : ordered_json(nullptr);
+}
+
+ordered_json acquisitionJson(const product::Acquisition& acquired) {
+    return {{"start", stated(acquired.start)},
+            {"stop", stated(acquired.stop)},
+            {"productId", stated(acquired.productId)},
+            {"beamMode", stated(acquired.beamMode)},
+            {"orbitDirection", stated(acquired.pass)},
+            {"lookSide", stated(acquired.lookSide)},
+            {"incidenceDeg",
+             {{"near", stated(acquired.nearIncidenceDeg)},
+              {"centre", stated(acquired.centreIncidenceDeg)},
+              {"far", stated(acquired.farIncidenceDeg)}}},
+            {"pixelSpacingM", stated(acquired.pixelSpacingM)},
+            {"lineSpacingM", stated(acquired.lineSpacingM)},
+            {"geometry", stated(acquired.geometry)}};
+}
+
 struct Description {
     ordered_json json;
     std::vector<product::LonLat> corners;
+    bool holdsComplex; ///< also where layers are named as magnitudes
 };
 
 /// What export and geocode take beside layers.
@@ -141,6 +168,7 @@ Description describe(const std::string& entry) {
         {"productType", facts.productType},
         {"sensor", names.empty() ? "" : parsed(0).sensor},
         {"complex", complexProduct},
+        {"acquisition", acquisitionJson(opened.stated().acquisition())},
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
@@ -150,7 +178,7 @@ Description describe(const std::string& entry) {
         {"warnings", warnings}};
     if (opened.hasBursts())
         json["bursts"] = burstsJson(opened.stated());
-    return {std::move(json), footprint.corners};
+    return {std::move(json), footprint.corners, complexProduct || facts.namedAsDetected};
 }
 
 std::string joined(const ordered_json& texts) {
@@ -160,59 +188,154 @@ std::string joined(const ordered_json& texts) {
     return line;
 }
 
+/// A line of what the product states; nothing where it is silent.
+void printFact(const char* name, const std::string& text) {
+    if (!text.empty())
+        console::out() << std::left << std::setw(15) << name << text << '\n';
+}
+
+std::string number(const ordered_json& value, int decimals) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(decimals) << value.get<double>();
+    return text.str();
+}
+
+std::string textOf(const ordered_json& value) {
+    return value.is_null() ? "" : value.get<std::string>();
+}
+
+std::string incidenceText(const ordered_json& angles) {
+    std::string text;
+    for (const auto& [place, angle] : angles.items())
+        if (!angle.is_null())
+            text += (text.empty() ? "" : ", ") + place + " " + number(angle, 2);
+    return text.empty() ? "" : text + " degrees";
+}
+
+/// How large the pixels are, in the product's own geometry.
+std::string spacingText(const ordered_json& acquired) {
+    const ordered_json &sample = acquired["pixelSpacingM"], &line = acquired["lineSpacingM"];
+    if (sample.is_null() || line.is_null())
+        return "";
+    return number(sample, 3) + " m along lines, " + number(line, 3) + " m between lines" +
+           (acquired["geometry"] == "slant" ? " (slant range)" : "");
+}
+
+std::string geometryText(const std::string& geometry) {
+    return geometry == "slant"    ? "slant range"
+           : geometry == "ground" ? "ground range"
+           : geometry == "map"    ? "map"
+                                  : "";
+}
+
+void printAcquisition(const ordered_json& acquired) {
+    printFact("product id", textOf(acquired["productId"]));
+    printFact("first line", textOf(acquired["start"]));
+    printFact("last line", textOf(acquired["stop"]));
+    printFact("beam mode", textOf(acquired["beamMode"]));
+    printFact("pass", textOf(acquired["orbitDirection"]));
+    printFact("look side", textOf(acquired["lookSide"]));
+    printFact("incidence", incidenceText(acquired["incidenceDeg"]));
+    printFact("geometry", geometryText(textOf(acquired["geometry"])));
+    printFact("pixel spacing", spacingText(acquired));
+}
+
+/// Along the first line and along the first samples, on the ellipsoid.
+std::string groundSizeText(const std::vector<product::LonLat>& corners) {
+    if (corners.size() != 4)
+        return "";
+    const auto km = [&](std::size_t from, std::size_t to) {
+        const auto& [lon, lat] = corners[from];
+        return groundStep({lon, lat, 0}, {corners[to].lonDeg, corners[to].latDeg, 0}).lengthM() /
+               1000;
+    };
+    const double across = km(0, 1), along = km(0, 3);
+    if (!std::isfinite(across) || !std::isfinite(along))
+        return "";
+    std::ostringstream text;
+    text << std::setprecision(3) << across << " x " << along << " km";
+    return text.str();
+}
+
 void printCorners(const std::vector<product::LonLat>& corners) {
     static constexpr const char* names[] = {"first line, first sample", "first line, last sample",
                                             "last line, last sample", "last line, first sample"};
     if (corners.empty())
         return;
-    std::cout << "corners        longitude, latitude\n";
+    console::out() << "corners        longitude, latitude\n";
     for (std::size_t i = 0; i < corners.size(); ++i) {
-        std::cout << "  " << names[i] << "  ";
+        console::out() << "  " << names[i] << "  ";
         if (std::isnan(corners[i].lonDeg))
-            std::cout << "has no place on the ground\n";
+            console::out() << "has no place on the ground\n";
         else
-            std::cout << std::fixed << std::setprecision(6) << corners[i].lonDeg << "  "
-                      << corners[i].latDeg << '\n';
+            console::out() << std::fixed << std::setprecision(6) << corners[i].lonDeg << "  "
+                           << corners[i].latDeg << '\n';
     }
 }
 
 void printText(const Description& description) {
     const ordered_json& info = description.json;
     const auto text = [&](const char* key) { return info[key].get<std::string>(); };
-    std::cout << "file           " << text("file") << '\n'
-              << "format         " << info["format"]["title"].get<std::string>() << '\n'
-              << "satellite      " << text("satellite") << '\n'
-              << "product type   " << text("productType")
-              << (info["complex"].get<bool>() ? " (complex)" : " (detected)") << '\n'
-              << "polarizations  " << joined(info["polarizations"]) << '\n'
-              << "nodes          " << joined(info["nodes"]) << '\n'
-              << "layers\n";
+    console::out() << "file           " << text("file") << '\n'
+                   << "format         " << info["format"]["title"].get<std::string>() << '\n'
+                   << "satellite      " << text("satellite") << '\n'
+                   << "product type   " << text("productType")
+                   << (description.holdsComplex ? " (complex)" : " (detected)") << '\n';
+    printAcquisition(info["acquisition"]);
+    printFact("ground size", groundSizeText(description.corners));
+    console::out() << "polarizations  " << joined(info["polarizations"]) << '\n'
+                   << "nodes          " << joined(info["nodes"]) << '\n'
+                   << "layers\n";
     for (const auto& layer : info["layers"]) {
-        std::cout << "  " << layer["name"].get<std::string>();
+        console::out() << "  " << layer["name"].get<std::string>();
         if (!layer["width"].is_null())
-            std::cout << "  " << layer["width"] << " x " << layer["height"] << "  "
-                      << layer["pixelType"].get<std::string>() << ", blocks of "
-                      << layer["blockWidth"] << " x " << layer["blockHeight"];
-        std::cout << '\n';
+            console::out() << "  " << layer["width"] << " x " << layer["height"] << "  "
+                           << layer["pixelType"].get<std::string>() << ", blocks of "
+                           << layer["blockWidth"] << " x " << layer["blockHeight"];
+        console::out() << '\n';
     }
-    std::cout << "export also    " << joined(info["exports"]) << '\n';
+    console::out() << "export also    " << joined(info["exports"]) << '\n';
     printCorners(description.corners);
     for (const auto& warning : info["warnings"])
         console::warning(warning.get<std::string>());
 }
 
+/// One product fails as every verb does; of several the others are described.
+/// @return the exit status.
+int describeAll(const std::vector<std::string>& files, bool json) {
+    auto array = ordered_json::array();
+    int status = 0;
+    for (const std::string& file : files)
+        try {
+            const Description description = describe(file);
+            if (json)
+                array.push_back(description.json);
+            else {
+                if (&file != &files.front())
+                    console::out() << '\n';
+                printText(description);
+            }
+        } catch (const loader::Error& error) {
+            if (files.size() == 1)
+                throw;
+            console::error(error.what());
+            status = 1;
+        }
+    if (json)
+        console::printJson(files.size() == 1 ? array.front() : array);
+    return status;
+}
+
 } // namespace
 
-void addInfo(CLI::App& app) {
-    auto* verb = app.add_subcommand("info", "describe a product and its layers");
-    auto file = std::make_shared<std::string>();
-    verb->add_option("FILE", *file, "product")->required();
+void addInfo(CLI::App& app, int& status) {
+    auto* verb = app.add_subcommand("info", "describe products and their layers");
+    verb->footer("Several products make an array of JSON; what cannot be opened is told and left "
+                 "out.\n\nExamples:\n"
+                 "  rfsar info product.xml\n"
+                 "  rfsar info --json */metadata/product.xml");
+    auto files = std::make_shared<std::vector<std::string>>();
+    verb->add_option("FILE", *files, "products")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
-    verb->callback([file, json] {
-        const Description description = describe(*file);
-        if (json->count() > 0)
-            console::printJson(description.json);
-        else
-            printText(description);
-    });
+    verb->callback([files, json, &status] { status = describeAll(*files, json->count() > 0); });
 }

@@ -2,7 +2,7 @@
 #include "product/bursts/burst_record.h"
 #include "verbs/verbs.h"
 
-#include <iostream>
+#include <ostream>
 
 void addNode(CLI::App& app) {
     auto* verb = app.add_subcommand("node", "print one of a product's records as JSON");
@@ -18,7 +18,7 @@ void addNode(CLI::App& app) {
         std::string remarks;
         const KmifNode node = product::isBurstRecord(*name) ? product::burstRecord(*opened, *name)
                                                             : opened->product.node(*name, remarks);
-        std::cout << kmif_NodeToJson(node) << '\n';
+        console::out() << kmif_NodeToJson(node) << '\n';
         if (!remarks.empty())
             console::warning(remarks);
     });
