@@ -221,6 +221,7 @@ std::string resamplingName(Resampling method) {
 }
 
 void flatten(const RtcVerb& verb) {
+    kimg::limitBlockCache(verb.memory() / 8);
     refuseOverwriting(verb.output, verb.force);
     if (verb.stac)
         refuseOverwriting(stacName(verb), verb.force);
@@ -236,7 +237,6 @@ void flatten(const RtcVerb& verb) {
         positions.emplace(scene.place, scene.width(), scene.height(), verb.request);
         frame = positions->frameOf();
     }
-    kimg::limitBlockCache(verb.memory() / 8);
     interruption::watch();
 
     AreaFile areas(verb.output, scene.width(), scene.height());
