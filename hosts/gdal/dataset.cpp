@@ -2,6 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
+#include "product/bursts/burst_record.h"
 #include "product/checks/checks.h"
 #include "product/metadata_items.h"
 
@@ -38,8 +39,7 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<const OpenedProduct>(
-          loader::Product(loader::Plugin::instance(), request.file))) {
+    : opened_(product::openProductFile(request.file)) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
@@ -53,7 +53,7 @@ SarDataset::SarDataset(const OpenRequest& request)
     // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
     for (const auto& [key, text] : product::metadataItems(opened_->stated()))
         oMDMD.SetMetadataItem(key.c_str(), text.c_str());
-    reference_ = std::make_unique<const Georeference>(opened_, image(), request.georef);
+    reference_ = std::make_unique<const Georeference>(opened_, image(), part(), request.georef);
     nameSidecars(request);
 }
 
@@ -133,6 +133,12 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
     oOvManager.Initialize(this, stem.c_str(), beside.List());
 }
 
+std::optional<product::GridPart> SarDataset::part() const {
+    if (!shown_.empty())
+        return product::partOf(*opened_, shown_.front());
+    return image() ? product::partOf(*opened_, *image()) : std::nullopt;
+}
+
 const ProductImage* SarDataset::image() const {
     return shown_.empty() ? opened_->firstImage() : shown_.front().image;
 }
@@ -202,6 +208,9 @@ char** SarDataset::GetFileList() {
         add(file);
     for (const product::StatedImage& image : stated.facts().images)
         add(image.file);
+    if (opened_->hasBursts())
+        for (const ProductImage& image : opened_->burstImages())
+            add(image.file);
     for (const std::string& file : stated.furtherFiles())
         add(file);
     return files.StealList();

@@ -56,6 +56,7 @@ private:
     void listSubdatasets(const std::vector<Entry>& entries);
     void nameSidecars(const OpenRequest& request);
     const ProductImage* image() const;
+    std::optional<product::GridPart> part() const;
     void provide(const char* domain);
     void provideNode(const std::string& name);
 

@@ -27,7 +27,8 @@ constexpr char description[] =
 constexpr char footer[] =
     "Bands: GAMMA_NOUGHT_RTC_<pole> for every polarization, MASK (sum of 1 valid, 2 layover,\n"
     "4 shadow, 8 outside), LOCAL_INCIDENCE_ANGLE (degrees), SCATTERING_AREA (the ground's area as\n"
-    "the antenna sees it, of the pixel's slant-plane area) and GAMMA_TO_SIGMA_RATIO. Elsewhere than\n"
+    "the antenna sees it, of the pixel's slant-plane area) and GAMMA_TO_SIGMA_RATIO. Elsewhere "
+    "than\n"
     "in valid pixels stands not-a-number. While it works, a file beside the output holds 12 bytes\n"
     "for every pixel of the image.";
 
@@ -80,19 +81,20 @@ private:
         if (!image)
             throw loader::Error(opened->images().empty() ? file + ": has no images"
                                                          : opened->images().front().fault);
-        place = std::make_shared<const product::Place>(
-            product::placeOf(*opened, opened->layerOf(*image), image->samples->width(),
-                             image->samples->height()));
+        place = std::make_shared<const product::Place>(product::placeOf(
+            *opened, opened->layerOf(*image), image->samples->width(), image->samples->height()));
         const bool isMap = place->source == product::PlaceSource::map;
         if (place->source != product::PlaceSource::model)
             throw loader::Error(
-                file + (isMap ? ": is a map already; terrain can only be flattened in an image in "
-                                "the radar's own grid"
-                              : ": has no sensor model, which terrain flattening needs") +
+                file +
+                (isMap ? ": is a map already; terrain can only be flattened in an image in "
+                         "the radar's own grid"
+                       : ": has no sensor model, which terrain flattening needs") +
                 (place->remarks.empty() ? "" : " (" + place->remarks + ")"));
         if (!dynamic_cast<const sarm::Model*>(&model()))
-            throw loader::Error(file + ": is in polar format, whose lines are not at one time each; "
-                                       "terrain flattening is made for zero-Doppler images only");
+            throw loader::Error(file +
+                                ": is in polar format, whose lines are not at one time each; "
+                                "terrain flattening is made for zero-Doppler images only");
     }
 };
 
@@ -140,9 +142,9 @@ void drawTiles(const RtcVerb& verb, const Scene& scene, const AreaFile& areas,
     constexpr std::uint32_t side = TiffWriter::tileSize;
     constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
     const std::size_t bandCount = scene.images.size() + 4;
-    const std::size_t perSlot = (bandCount * sizeof(float)) * TiffWriter::tileSamples +
-                                (8 * sizeof(KxfrPixel) + bandCount * sizeof(float)) * side *
-                                    linesTogether;
+    const std::size_t perSlot =
+        (bandCount * sizeof(float)) * TiffWriter::tileSamples +
+        (8 * sizeof(KxfrPixel) + bandCount * sizeof(float)) * side * linesTogether;
     TileWork work;
     work.slots = std::clamp<std::size_t>(verb.memory() / 4 / perSlot, 1, machineThreads() + 2);
     const FlattenedTiles tiles(areas, scene.images,
@@ -292,12 +294,11 @@ void addRtc(CLI::App& app) {
                          "size of a pixel in units of the system (default: as at the image's "
                          "centre)")
             ->check(CLI::PositiveNumber);
-    auto* resampling =
-        command
-            ->add_option("--resampling", verb->resampling,
-                         "nearest, bilinear or cubic (default: bilinear)")
-            ->transform(CLI::CheckedTransformer(methods).description(""))
-            ->type_name("METHOD");
+    auto* resampling = command
+                           ->add_option("--resampling", verb->resampling,
+                                        "nearest, bilinear or cubic (default: bilinear)")
+                           ->transform(CLI::CheckedTransformer(methods).description(""))
+                           ->type_name("METHOD");
     command
         ->add_flag("--radar-geometry", verb->radarGeometry,
                    "instead of a map: the image's own grid, with tie points and RPC")

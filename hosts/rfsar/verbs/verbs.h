@@ -8,7 +8,7 @@ void addCheck(CLI::App& app, int& status);
 void addFormats(CLI::App& app);
 void addDoctor(CLI::App& app, int& status);
 void addIdentify(CLI::App& app, int& status);
-void addInfo(CLI::App& app);
+void addInfo(CLI::App& app, int& status);
 void addNode(CLI::App& app);
 void addExport(CLI::App& app);
 void addGeocode(CLI::App& app);
