@@ -1,10 +1,13 @@
 """The Python package, on simulated products: places, records, lazy images, verbs, the report."""
 
+import contextlib
+import io
 import logging
 import multiprocessing
 import os
 import pathlib
 import pickle
+import re
 import sys
 import threading
 import unittest
@@ -13,7 +16,7 @@ import numpy as np
 import xarray as xr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import ProductCase, rfsar, rfsar_json  # noqa: E402
+from products import ROOT, ProductCase, rfsar, rfsar_json  # noqa: E402
 
 import rf_sar  # noqa: E402
 
@@ -258,6 +261,31 @@ class Report(ProductCase):
                 with self.assertRaises(rf_sar.Error):
                     rf_sar.report(product.opened, page)
         self.assertEqual(list(self.folder.glob(".*")), [])
+
+
+class Documents(ProductCase):
+    def test_the_code_of_the_documents_runs(self):
+        for name in ("first", "second"):
+            self.make("radarsat2", **SIZE, name=name)
+        before = os.getcwd()
+        self.addCleanup(os.chdir, before)
+        os.chdir(self.folder)
+        for document in ("README.md", "docs/python.md"):
+            text = (ROOT / document).read_text(encoding="utf-8")
+            blocks = re.findall(r"^```python\n(.*?)^```", text, re.M | re.S)
+            self.assertGreater(len(blocks), 0)
+            names = {}
+            for block in blocks:
+                if document == "README.md":
+                    os.chdir(self.folder / "first")
+                with self.subTest(document, code=block), \
+                        contextlib.redirect_stdout(io.StringIO()):
+                    exec(compile(block, document, "exec"), names)  # noqa: S102
+            os.chdir(self.folder)
+        sample, line = names["product"].model.ground_to_image(*names["product"].model
+                                                               .image_to_ground(7.0, 9.0))
+        self.assertAlmostEqual(float(sample), 7, places=6)
+        self.assertEqual(names["change"].shape[-2:], names["dates"].shape[-2:])
 
 
 if __name__ == "__main__":

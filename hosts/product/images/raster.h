@@ -54,7 +54,8 @@ protected:
         Mean mean = Mean::ofValues;
         kimg::SampleType type = kimg::SampleType::float32;
         std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
-        std::optional<GridPart> part{}; ///< of the common grid of bursts, for images made of these
+        std::optional<GridPart> part =
+            std::nullopt; ///< of the common grid of bursts, for images made of these
     };
     Raster(std::shared_ptr<const OpenedProduct> opened, About about)
         : opened_(std::move(opened)), about_(std::move(about)) {}

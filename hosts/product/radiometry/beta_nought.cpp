@@ -26,9 +26,9 @@ class BetaRaster final : public Raster {
 public:
     BetaRaster(std::unique_ptr<Raster> power, std::unique_ptr<Raster> noiseSigmaDb,
                std::unique_ptr<Raster> incidenceDeg, bool powerIsSigma)
-        : Raster(nullptr, {power->name(), "", "", Mean::ofValues, kimg::SampleType::float32,
-                           power->width(), power->height(), power->blockWidth(),
-                           power->blockHeight()}),
+        : Raster(nullptr,
+                 {power->name(), "", "", Mean::ofValues, kimg::SampleType::float32, power->width(),
+                  power->height(), power->blockWidth(), power->blockHeight()}),
           power_(std::move(power)), noise_(std::move(noiseSigmaDb)),
           incidence_(std::move(incidenceDeg)), isSigma_(powerIsSigma) {
         if (noise_)
@@ -100,9 +100,9 @@ std::vector<BetaNought> openBetaNought(const std::shared_ptr<const OpenedProduct
             made.noiseDb = {*low, *high};
         }
         if (!beta || noiseRemoved)
-            made.power = std::make_unique<BetaRaster>(
-                std::move(made.power), noiseRemoved ? std::move(noiseDb) : nullptr,
-                openRaster(opened, *incidence), !beta);
+            made.power = std::make_unique<BetaRaster>(std::move(made.power),
+                                                      noiseRemoved ? std::move(noiseDb) : nullptr,
+                                                      openRaster(opened, *incidence), !beta);
         all.push_back(std::move(made));
     }
     return all;
