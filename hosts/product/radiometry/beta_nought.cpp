@@ -68,12 +68,15 @@ std::vector<BetaNought> openBetaNought(const std::shared_ptr<const OpenedProduct
                           Radiometry radiometry) -> const Entry* {
         const auto found = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
             return entry.kind == kind && (entry.pole.empty() || entry.pole == pole) &&
-                   (kind != Entry::Kind::calibrated || entry.table.kind == radiometry);
+                   (kind != Entry::Kind::calibrated || entry.table.kind == radiometry) &&
+                   !(entry.image && entry.image->burst);
         });
         return found == entries.end() ? nullptr : &*found;
     };
     std::vector<BetaNought> all;
     for (const ProductImage& image : opened->images()) {
+        if (image.isCrossProduct) // no power of its own
+            continue;
         const Entry* beta = find(Entry::Kind::calibrated, image.pole, Radiometry::betaNought);
         const Entry* sigma = find(Entry::Kind::calibrated, image.pole, Radiometry::sigmaNought);
         const Entry* incidence = find(Entry::Kind::incidence, image.pole, {});

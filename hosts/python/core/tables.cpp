@@ -35,9 +35,9 @@ Entry entryOf(const Opened& opened, const std::string& name, Entry::Kind kind) {
 }
 
 const product::ImageSamples& samplesOf(const Entry& entry) {
-    if (!entry.image || !entry.image->samples)
-        throw loader::Error(entry.image ? entry.image->fault : entry.name + ": has no image");
-    return *entry.image->samples;
+    if (!entry.image || !entry.image->samples())
+        throw loader::Error(entry.image ? entry.image->fault() : entry.name + ": has no image");
+    return *entry.image->samples();
 }
 
 template <class Number>
@@ -50,16 +50,16 @@ py::array_t<Number> arrayOf(const std::vector<Number>& numbers) {
 py::list entries(const Opened& opened) {
     py::list found;
     for (const Entry& entry : catalogue(*opened)) {
-        const bool readable = entry.image && entry.image->samples;
+        const bool readable = entry.image && entry.image->samples();
         py::dict each;
         each["name"] = entry.name;
         each["description"] = entry.description;
         each["pole"] = entry.pole;
         each["kind"] = kindOf(entry);
         each["phase"] = entry.isPhase();
-        each["width"] = readable ? entry.image->samples->width() : 0U;
-        each["height"] = readable ? entry.image->samples->height() : 0U;
-        each["fault"] = entry.image ? entry.image->fault : "";
+        each["width"] = readable ? entry.image->samples()->width() : 0U;
+        each["height"] = readable ? entry.image->samples()->height() : 0U;
+        each["fault"] = entry.image ? entry.image->fault() : "";
         found.append(each);
     }
     return found;

@@ -77,12 +77,15 @@ struct Scene {
 
 private:
     void requireModel() {
+        if (opened->hasBursts())
+            throw loader::Error(file + ": its images are bursts; terrain flattening takes whole "
+                                       "images only");
         const product::ProductImage* image = opened->firstImage();
         if (!image)
             throw loader::Error(opened->images().empty() ? file + ": has no images"
-                                                         : opened->images().front().fault);
+                                                         : opened->images().front().fault());
         place = std::make_shared<const product::Place>(product::placeOf(
-            *opened, opened->layerOf(*image), image->samples->width(), image->samples->height()));
+            *opened, opened->layerOf(*image), image->samples()->width(), image->samples()->height()));
         const bool isMap = place->source == product::PlaceSource::map;
         if (place->source != product::PlaceSource::model)
             throw loader::Error(
@@ -223,6 +226,7 @@ std::string resamplingName(Resampling method) {
 }
 
 void flatten(const RtcVerb& verb) {
+    kimg::limitBlockCache(verb.memory() / 8);
     refuseOverwriting(verb.output, verb.force);
     if (verb.stac)
         refuseOverwriting(stacName(verb), verb.force);
@@ -238,7 +242,6 @@ void flatten(const RtcVerb& verb) {
         positions.emplace(scene.place, scene.width(), scene.height(), verb.request);
         frame = positions->frameOf();
     }
-    kimg::limitBlockCache(verb.memory() / 8);
     interruption::watch();
 
     AreaFile areas(verb.output, scene.width(), scene.height());
