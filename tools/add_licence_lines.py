@@ -17,7 +17,8 @@ COMMENTS = {".cpp": "// {}", ".h": "// {}", ".inc": "// {}", ".c": "// {}", ".py
 
 def sources():
     files = [*ROOT.glob("*.sh"), *(file for folder in FOLDERS for file in (ROOT / folder).rglob("*"))]
-    return sorted(file for file in files if file.suffix in COMMENTS and file.is_file())
+    return sorted(file for file in files if file.suffix in COMMENTS and file.is_file()
+                  and not file.name.startswith("golden_"))  # what the generator wrote
 
 
 def with_line(text, comment):
