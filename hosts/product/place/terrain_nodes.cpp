@@ -43,6 +43,21 @@ std::vector<sarm::ImagePosition> netOver(const sarm::SensorModel& model) {
     return net;
 }
 
+/// The shorter way across the image on the ground.
+double shorterSideM(const sarm::SensorModel& model) {
+    const sarm::ImageSize size = model.imageSize();
+    const sarm::ImagePosition centre = model.centre();
+    const auto between = [&](const sarm::ImagePosition& a, const sarm::ImagePosition& b) {
+        const auto from = model.imageToGround(a, model.terrainHeightM());
+        const auto to = model.imageToGround(b, model.terrainHeightM());
+        if (!from || !to)
+            throw loader::Error("the image's edge does not meet the ground");
+        return norm(sarm::toEarthFixed(*to, {}) - sarm::toEarthFixed(*from, {}));
+    };
+    return std::min(between({-0.5, centre.line}, {size.samples - 0.5, centre.line}),
+                    between({centre.sample, -0.5}, {centre.sample, size.lines - 0.5}));
+}
+
 } // namespace
 
 kimg::MapBlock TerrainNodes::Lattice::block(int row, int column, int rowCount, int columnCount,
@@ -69,6 +84,14 @@ TerrainNodes::TerrainNodes(const kimg::ElevationModel& elevation, const sarm::Se
     if (!projection_)
         fail(slot);
     lattice_ = {posts.block.left, posts.block.top, posts.block.stepX, posts.block.stepY, 1, 1};
+    cover(model, earthHeights);
+    // Sensor models reach half an image beyond its first and last line: the nodes around a small
+    // image must not lie farther off.
+    constexpr double fewestCells = 16; // across the image
+    const double finer = std::ceil(fewestCells * spacingM_ / shorterSideM(model));
+    if (finer > 1)
+        lattice_ = {posts.block.left,          posts.block.top, posts.block.stepX / finer,
+                    posts.block.stepY / finer, 1,               1};
     // Twice: the heights that are met there tell how far beyond the image's edges terrain counts.
     heights_ = earthHeights;
     cover(model, heights_);

@@ -15,7 +15,8 @@
 namespace product {
 
 /// The nodes of an elevation model under an image, in the model's own grid, so that its heights are
-/// taken as they stand; where the model's other files have other grids, they follow this one.
+/// taken as they stand, or in a finer one where its cells are large beside the image; where the
+/// model's other files have other grids, they follow this one.
 /// Shared by threads, each of which looks at it through a TerrainNodes::Grid of its own.
 class TerrainNodes {
 public:
