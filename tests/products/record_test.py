@@ -140,7 +140,8 @@ class RealProducts(RecordCase):
                                capture_output=True).stdout.splitlines()
         values = [(line.split()[0], [float(v) for v in line.split()[1:]]) for line in lines]
         fields = {name: numbers for name, numbers in values
-                  if name not in ("vector", "tie", "target", "offset", "lateLineTimes")}
+                  if name not in ("vector", "tie", "target", "offset", "habits",
+                                  "lateLineTimes")}
         return fields, [numbers for name, numbers in values if name == "vector"]
 
     def check(self, opened, document):

@@ -11,7 +11,7 @@ Calibration readCalibration(const StatedProduct& product, const CalibrationTable
         const double divisor = 1 / (*stated.scale * *stated.scale);
         return {0, ColumnProfile{0, 1, {divisor}}.expand(columns.width)};
     }
-    const ColumnProfile gains = inImage(stated.gains, columns, 0, table.file);
+    const ColumnProfile gains = inImage(stated.gains, columns, 0, "gains", table.file);
     Calibration calibration{complexSamples ? 0 : stated.offset, gains.expand(columns.width)};
     if (!std::all_of(calibration.divisors.begin(), calibration.divisors.end(),
                      [](double gain) { return gain > 0; }))

@@ -18,19 +18,19 @@ ImageColumns columnsOf(const StatedProduct& stated, const ProductImage& image) {
 }
 
 ColumnProfile inImage(ColumnProfile profile, const ImageColumns& columns, double reach,
-                      const std::string& tableFile) {
+                      const std::string& what, const std::string& tableFile) {
     if (columns.stated != 0 && columns.stated != columns.width)
         throw loader::Error(tableFile + ": is made for lines of " + std::to_string(columns.stated) +
                             " samples, but the image's have " + std::to_string(columns.width));
     if (profile.values.empty() || profile.step == 0)
-        throw loader::Error(tableFile + ": holds no values, or none a column");
+        throw loader::Error(tableFile + ": holds no " + what + ", or none a column");
     profile.first -= columns.first;
     if (profile.covers(columns.width, reach))
         return profile;
     profile.first += columns.first;
     if (profile.covers(columns.width, reach))
         return profile;
-    throw loader::Error(tableFile + ": its values do not cover the " +
+    throw loader::Error(tableFile + ": its " + what + " do not cover the " +
                         std::to_string(columns.width) + " columns of the image" +
                         (columns.first == 0
                              ? ""

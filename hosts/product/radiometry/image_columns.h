@@ -19,9 +19,10 @@ ImageColumns columnsOf(const StatedProduct& stated, const ProductImage& image);
 /// @return the table's values by the columns of the image: those of the common grid where it covers
 ///         the image there, else the image's own where it covers these.
 /// @param reach  as ColumnProfile::covers.
+/// @param what  the table holds: "gains", "values".
 /// @throws loader::Error naming the table's file when the image is not as wide as stated, or the
 ///         table covers it in neither way.
 ColumnProfile inImage(ColumnProfile profile, const ImageColumns& columns, double reach,
-                      const std::string& tableFile);
+                      const std::string& what, const std::string& tableFile);
 
 } // namespace product

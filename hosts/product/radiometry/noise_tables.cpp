@@ -8,7 +8,8 @@ namespace {
 /// Lists may end less than a step before the image does.
 ColumnProfile reaching(const ColumnProfile& profile, const ImageColumns& columns,
                        const std::string& file) {
-    return inImage(profile, columns, std::abs(static_cast<double>(profile.step)) - 1, file);
+    return inImage(profile, columns, std::abs(static_cast<double>(profile.step)) - 1, "values",
+                   file);
 }
 
 } // namespace
