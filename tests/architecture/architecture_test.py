@@ -36,7 +36,7 @@ DOORS = {
 
 
 # Where the hosts name families to users: help texts, and the look for GDAL's own driver.
-TEXTS_FOR_USERS = {"hosts/rfsar/main.cpp", "hosts/rfsar/verbs/doctor.cpp", "hosts/gdal/driver.cpp"}
+TEXTS_FOR_USERS = {"hosts/rfsar/verbs/application.cpp", "hosts/rfsar/verbs/doctor.cpp", "hosts/gdal/driver.cpp"}
 FAMILY = re.compile(r"^FAMILY\((\w+)\)", re.M)
 
 
