@@ -80,15 +80,18 @@ py::tuple tiePoints(const Opened& opened) {
 py::tuple gains(const Opened& opened, const std::string& name) {
     const Entry entry = entryOf(opened, name, Entry::Kind::calibrated);
     const product::ImageSamples& samples = samplesOf(entry);
-    const product::Calibration found = product::readCalibration(
-        opened->stated(), entry.table, samples.width(), samples.isComplex());
+    const product::Calibration found =
+        product::readCalibration(opened->stated(), entry.table,
+                                 columnsOf(opened->stated(), *entry.image), samples.isComplex());
     return py::make_tuple(found.offset, arrayOf(found.divisors));
 }
 
 py::array_t<double> noise(const Opened& opened, const std::string& name) {
     const Entry entry = entryOf(opened, name, Entry::Kind::noise);
     const std::uint32_t width = samplesOf(entry).width();
-    return arrayOf(product::readNoise(opened->stated(), entry.noise, width).expand(width));
+    return arrayOf(
+        product::readNoise(opened->stated(), entry.noise, columnsOf(opened->stated(), *entry.image))
+            .expand(width));
 }
 
 py::array_t<float> incidence(const Opened& opened, std::uint32_t line) {
