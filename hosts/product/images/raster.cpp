@@ -217,6 +217,21 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     return std::make_unique<CalibratedRaster>(opened, entry);
 }
 
+std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
+                             std::vector<Entry> entries) {
+    std::erase_if(entries, [&](const Entry& entry) {
+        if (entry.kind == Entry::Kind::layer || entry.kind == Entry::Kind::complexSamples)
+            return false;
+        try {
+            static_cast<void>(openRaster(opened, entry));
+            return false;
+        } catch (const loader::Error&) {
+            return true; // the checks tell why
+        }
+    });
+    return entries;
+}
+
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  std::vector<std::string> names) {
     const std::vector<std::string>& layers = opened->layerNames();

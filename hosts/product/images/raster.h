@@ -68,6 +68,11 @@ private:
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry);
 
+/// @return the entries that can be opened; layers and samples whose image is missing count as such,
+///         for they are what the product consists of.
+std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
+                             std::vector<Entry> entries);
+
 /// Opens images by the names of the catalogue, in any case; the image files themselves are only
 /// looked at when a name asks for more than a layer of the plug-in.
 /// @param names  none for the product's first layer.

@@ -1,7 +1,7 @@
 #include "output/console.h"
 #include "output/geojson.h"
 #include "product/checks/checks.h"
-#include "product/images/catalogue.h"
+#include "product/images/raster.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -70,9 +70,9 @@ struct Description {
 };
 
 /// What export and geocode take beside layers.
-std::vector<std::string> exportNames(const product::OpenedProduct& opened) {
+std::vector<std::string> exportNames(const std::shared_ptr<const product::OpenedProduct>& opened) {
     std::vector<std::string> names;
-    for (const product::Entry& each : product::catalogue(opened))
+    for (const product::Entry& each : product::available(opened, product::catalogue(*opened)))
         if (each.kind != product::Entry::Kind::layer)
             names.push_back(each.name);
     return names;
@@ -111,7 +111,7 @@ Description describe(const std::string& entry) {
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
-        {"exports", exportNames(opened)},
+        {"exports", exportNames(whole)},
         {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
