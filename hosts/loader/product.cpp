@@ -77,7 +77,7 @@ Product::Product(const Plugin& plugin, const std::string& name)
     std::uint32_t index = RF_SAR_FAILURE;
     file_.reset(plugin.entry().titleIdentifyAndOpen(wideName(name).c_str(), &index, u"rb"));
     if (!file_)
-        throw Error(name + ": " + refusalAsHeard(heard));
+        throw Error(name + ": " + refusalAsHeard(heard, name));
     formatIndex_ = static_cast<int>(index);
 }
 
