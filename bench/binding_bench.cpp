@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>
+#include <expat.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -94,6 +95,81 @@ void write(benchmark::State& state) {
     }
 }
 
+void swapProducts(benchmark::State& state) {
+    lmx::elmx_error error;
+    rs2prod::c_product one(product().file.c_str(), error), other;
+    for (auto _ : state) {
+        std::swap(one, other);
+        benchmark::ClobberMemory();
+    }
+}
+
+/// The product with so many megabytes of one kind put in front of its first member.
+std::string bloated(const std::string& kind, std::size_t megabytes) {
+    const std::string mass(megabytes << 20, 'x');
+    std::string added;
+    if (kind == "comment")
+        added = "<!--" + mass + "-->";
+    else if (kind == "comments")
+        while (added.size() < mass.size())
+            added += "<!-- a comment between members -->\n";
+    else if (kind == "attribute")
+        added = "<stranger a='" + mass + "'/>";
+    else if (kind == "name")
+        added = "<" + mass + "/>";
+    else
+        added = "<stranger>" + mass + "</stranger>";
+    std::string text = product().text;
+    return text.insert(text.find("<productId"), added);
+}
+
+void bindBloated(benchmark::State& state, const std::string& kind) {
+    const auto text = bloated(kind, static_cast<std::size_t>(state.range(0)));
+    for (auto _ : state) {
+        lmx::elmx_error error;
+        const rs2prod::c_product bound(
+            text.data(), text.size(), error, [](const lmx::s_error& each) {
+                return each.code == lmx::elmx_error::elementUnexpected ? lmx::elmx_error::ok
+                                                                       : each.code;
+            });
+        if (error != lmx::elmx_error::ok)
+            state.SkipWithError(lmx::get_error_description(error));
+    }
+}
+
+/// The parser alone, which gets all at once and tells nobody.
+void parseBloated(benchmark::State& state, const std::string& kind) {
+    const auto text = bloated(kind, static_cast<std::size_t>(state.range(0)));
+    for (auto _ : state) {
+        const auto parser = XML_ParserCreateNS(nullptr, '\n');
+        if (XML_Parse(parser, text.data(), static_cast<int>(text.size()), 1) != XML_STATUS_OK)
+            state.SkipWithError("not well-formed");
+        XML_ParserFree(parser);
+    }
+}
+
+void domBloated(benchmark::State& state, const std::string& kind) {
+    const auto text = bloated(kind, static_cast<std::size_t>(state.range(0)));
+    for (auto _ : state) {
+        const auto document = xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr,
+                                            nullptr, XML_PARSE_NONET | XML_PARSE_HUGE);
+        if (!document)
+            state.SkipWithError("not well-formed");
+        xmlFreeDoc(document);
+    }
+}
+
+void registerBloated() {
+    for (const std::string kind : {"comment", "comments", "attribute", "name", "text"})
+        for (const auto& [what, run] :
+             {std::pair{"bind", &bindBloated}, std::pair{"expat", &parseBloated},
+              std::pair{"libxml2", &domBloated}})
+            benchmark::RegisterBenchmark(("long " + kind + " " + what).c_str(), run, kind)
+                ->Arg(8)
+                ->Arg(32)
+                ->Unit(benchmark::kMillisecond);
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
@@ -105,6 +181,8 @@ int main(int count, char** arguments) {
     benchmark::RegisterBenchmark("dom+xsd", domAndValidate)->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("bind memory", bindMemory)->Iterations(1);
     benchmark::RegisterBenchmark("write", write)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("swap", swapProducts)->Unit(benchmark::kMicrosecond);
+    registerBloated();
     benchmark::Initialize(&count, arguments);
     benchmark::RunSpecifiedBenchmarks();
     std::filesystem::remove_all(product().file.parent_path());

@@ -15,6 +15,8 @@ std::u16string besideItem(std::u16string_view itemName, std::u16string_view suff
 }
 
 std::optional<std::u16string> fileOfAsset(std::u16string_view itemName, const std::string& href) {
+    if (href.empty())
+        return std::nullopt;
     const bool url = kfnp::classifyReference(href) == kfnp::Reference::url;
     const std::string lastComponent = kfnp::lastComponent(href);
     if (!url)

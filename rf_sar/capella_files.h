@@ -11,7 +11,7 @@ namespace capella_files {
 std::u16string besideItem(std::u16string_view itemName, std::u16string_view suffix);
 
 /// @return the file that an asset's href names, found in the product's folder; nullopt when there
-///         is none.
+///         is none, for an empty href too.
 /// Kept: the folder ends with its separator and another follows, as file functions accept.
 /// Deviation: items as downloaded carry URLs; a href that does not name a file is tried once more
 /// by its last component. (CapellaDiscovery.HrefAsUrlFindsTheFileBesideIt)

@@ -2,7 +2,7 @@
 
 #include "capella_files.h"
 #include "capella_readnodes.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kfio/kfio.h"
 #include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"
@@ -31,7 +31,8 @@ bool isReadableFile(std::u16string_view name, KerrException& report) {
 
 } // namespace
 
-void capellaImageMetadata::loadDocument(KerrException& report) {
+/// @return false when the extended metadata stand in for a damaged item.
+bool capellaImageMetadata::loadDocument(KerrException& report) {
     std::string reason;
     const auto text = kfio::readDocument(ktxt::narrow(fileName), reason);
     if (!text) {
@@ -39,10 +40,35 @@ void capellaImageMetadata::loadDocument(KerrException& report) {
         report.Throw(messages::fileNotFound);
     }
     tolvan::jsonlib::Reader reader;
-    if (!reader.parse(*text, document_, true))
+    if (!reader.parse(*text, document_, true)) {
+        if (loadExtendedInstead(reader.formattedErrorMessages()))
+            return false;
         TolvanLog::Write("openImageMetadata", kerrError, reader.formattedErrorMessages());
+    }
     if (document_.isNull())
         report.Throw(messages::jsonNotParsed);
+    return true;
+}
+
+/// Deviation: a damaged item does not cost the product whose extended metadata are whole.
+/// (CapellaDiscovery.ExtendedMetadataServeForADamagedItem)
+/// @return whether they are.
+bool capellaImageMetadata::loadExtendedInstead(const std::string& whyNotItem) {
+    const auto extended = capella_files::besideItem(fileName, u"_extended.json");
+    if (!kfio_FileExists(extended))
+        return false;
+    refuseLinksOutsideProduct(fileName, extended);
+    std::string reason;
+    const auto text = kfio::readDocument(ktxt::narrow(extended), reason);
+    tolvan::jsonlib::Reader reader;
+    if (!text || !reader.parse(*text, document_, true) || !document_.isMember("collect")) {
+        document_ = {};
+        return false;
+    }
+    TolvanLog::Write("openImageMetadata", kerrWarning,
+                     ktxt::narrow(fileName) + " is damaged; " + ktxt::narrow(extended) +
+                         " is used instead: " + whyNotItem);
+    return true;
 }
 
 void capellaImageMetadata::openImageMetadata() {
@@ -51,8 +77,7 @@ void capellaImageMetadata::openImageMetadata() {
     try {
         if (!isReadableFile(fileName, report))
             report.Throw(messages::fileNotFound);
-        loadDocument(report);
-        if (document_.isMember("properties"))
+        if (!loadDocument(report) || document_.isMember("properties"))
             return;
         // Deviation: only the last component loses "_extended", so that a folder may carry it.
         // (CapellaDiscovery.ExtendedFileLeadsToTheItem)
@@ -63,8 +88,7 @@ void capellaImageMetadata::openImageMetadata() {
         fileName = path + last;
         if (!kfio_FileExists(fileName))
             return; // the extended document serves alone
-        loadDocument(report);
-        if (!document_.isMember("properties"))
+        if (loadDocument(report) && !document_.isMember("properties"))
             report.Throw(messages::jsonNotParsed);
     } catch (const std::exception& error) {
         document_ = {};

@@ -23,7 +23,8 @@ private:
         std::string type;     ///< "SLC", "GRD", "GEO", …
     };
 
-    void loadDocument(KerrException& report);
+    bool loadDocument(KerrException& report);
+    bool loadExtendedInstead(const std::string& whyNotItem);
     Product readItem(KerrException& report);
     Product readExtended(KerrException& report);
     std::u16string imageOf(const std::string& href, KerrException& report) const;

@@ -9,8 +9,11 @@
 #include "metadata_element.h"
 #include "record_parts.h"
 #include "referenced_file.h"
+#include "rf_constants.h"
 #include "sarm/geodesy.h"
 #include "text_match.h"
+
+#include <boost/property_tree/json_parser.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -18,9 +21,9 @@
 
 namespace {
 
+using constants::speedOfLightMPerS;
 constexpr char module[] = "capella_readnodes";
 constexpr char operation[] = "capella_sarNodeRead";
-constexpr double lightMPerS = 299792458.0;
 
 std::u16string extendedBeside(std::u16string_view productFile, KerrException& report) {
     auto name = capella_files::besideItem(productFile, u"_extended.json");
@@ -36,8 +39,15 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
     if (!kfio_FileExists(productFile))
         return extendedBeside(productFile, report);
     const std::string file = ktxt::narrow(productFile);
-    const kfio::ProductTree item = kfio::readJsonTree(file);
-    const std::string& href = MetadataElement(item, file).text("assets.metadata.href");
+    kfio::ProductTree item;
+    try {
+        item = kfio::readJsonTree(file);
+    } catch (const boost::property_tree::json_parser_error&) { // discovery has told of it
+        if (kfio_FileExists(capella_files::besideItem(productFile, u"_extended.json")))
+            return extendedBeside(productFile, report);
+        throw;
+    }
+    const std::string href = MetadataElement(item, file).text("assets.metadata.href");
     const auto named =
         href.empty() ? std::nullopt : capella_files::fileOfAsset(productFile, href);
     return named ? *named : extendedBeside(productFile, report);
@@ -115,7 +125,7 @@ double readTimes(SarMetadataRecord& record, const Source& from) {
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
     record.lookDirection = equalsIgnoringCase(from.radar.text("pointing"), "Right") ? 90.0 : -90.0;
-    record.wavelength = lightMPerS / from.radar.number("center_frequency");
+    record.wavelength = speedOfLightMPerS / from.radar.number("center_frequency");
     // Kept: of several pulse repetition frequencies the last one stays.
     // (CapellaReadnodes.LastPulseRepetitionFrequencyWins)
     for (const auto& entry : from.radar.child("prf").children(""))
@@ -173,9 +183,9 @@ void noteSceneHeight(SarMetadataRecord& record, const Source& from) {
     const double heightM = sarm::toGeodetic({metres(0), metres(1), metres(2)},
                                             {record.semiMajorAxis, record.semiMinorAxis})
                                .heightM;
-    constexpr double mostM = 10000;
+    constexpr double mostM = 10000, perM = 1e6; // finer digits are noise of the conversion
     if (std::abs(heightM) <= mostM)
-        sarm_NoteSceneHeight(&record, heightM);
+        sarm_NoteSceneHeight(&record, std::round(heightM * perM) / perM);
 }
 
 sarm::MetadataPtr build(const Source& from) {
@@ -189,6 +199,9 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
+    // The last line's time is stored as first + N intervals, and ground-range samples are judged by
+    // a slant step that their products do not state.
+    sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
     noteSceneHeight(*record, from);
     record_parts::describeModel(*record, from.collect.file());
     record_parts::setImageWindow(*record);

@@ -14,6 +14,15 @@ inline void printFailure(const char* function, const char* message, KERR_REPORT*
     kerr_DeleteErrorReportEx(&report);
 }
 
+/// @return whether one of the arguments is null, which is told to the log.
+template <class... Arguments>
+bool lacksArgument(const char* function, const Arguments*... arguments) {
+    if ((arguments && ...))
+        return false;
+    TolvanLog::Write(function, kerrError, "an argument is null");
+    return true;
+}
+
 /// Runs the body of an entry point and keeps every exception inside the plug-in: it is logged
 /// under the entry point's name, and `failure` is the answer.
 template <class Result, class Body>

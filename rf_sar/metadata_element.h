@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kfio/product_tree.h"
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "rcm_metadata.h"
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kfnp/kfnp.h"
 #include "messages.h"
 #include "rcm_readnodes.h"
@@ -65,14 +65,15 @@ bool rcmImageMetadata::isRadarsat2() const {
 }
 
 bool rcmImageMetadata::hasRadarsat2Data() const {
-    return isRadarsat2() && productTypeIndex != rs2Ssg && productTypeIndex != rs2Spg;
+    return bound_ && productTypeIndex != rs2Ssg && productTypeIndex != rs2Spg;
 }
 
-std::shared_ptr<const rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
+std::shared_ptr<rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
     document->state = kfio::fileState(name); // of before the parse, so that no change slips by
-    kfio::readXmlTree(name, "geolocationGrid")
+    document->text = kfio::readXmlText(name);
+    kfio::parseXmlTree(document->text, name, "geolocationGrid")
         .swap(document->tree); // trees do not move, they would be copied
     return document;
 }
@@ -147,6 +148,7 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
             report.Throw();
         }
         readProductType(document_->tree.get_child("product"));
+        keepDocument();
         *index = static_cast<std::uint32_t>(formatIndex);
     } catch (const std::exception& error) {
         report.Log(error.what());
@@ -156,6 +158,7 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
     if (report.HasError()) {
         report.Clear();
         referencedFiles.clear();
+        document_.reset();
     }
     complexInOneBand = 0;
     magnitudeScale = 1.0;
@@ -163,6 +166,18 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
     if (referencedFiles.empty())
         *index = static_cast<std::uint32_t>(formatUnknown);
     return referencedFiles;
+}
+
+/// What the nodes will be read from: of RADARSAT-2 the text, of the others the tree.
+void rcmImageMetadata::keepDocument() {
+    if (isRadarsat2()) {
+        bound_ = std::make_shared<const rs2::Document>(
+            static_cast<std::u16string_view>(fileName), std::move(document_->text),
+            document_->state);
+        document_.reset();
+    } else {
+        std::string().swap(document_->text);
+    }
 }
 
 SarMetadataRecord* rcmImageMetadata::readRcmNode() {
@@ -173,11 +188,10 @@ SarMetadataRecord* rcmImageMetadata::readRcmNode() {
 }
 
 SarMetadataRecord* rcmImageMetadata::readRadarsat2Node() {
-    document_.reset();
     if (!hasRadarsat2Data())
         return nullptr;
     kerr::Slot slot;
-    SarMetadataRecord* record = rs2_sarNodeRead(fileName, productTypeIndex, slot);
+    SarMetadataRecord* record = rs2_sarNodeRead(*bound_, productTypeIndex, slot);
     if (slot) // a record may come with one
         TolvanLog::Write(*slot.get());
     return record;
@@ -200,7 +214,7 @@ void* rcmImageMetadata::getDopplerRates() {
     try {
         if (!hasRadarsat2Data())
             return nullptr;
-        DopplerRatesPtr rates = rs2_getDopplerRates(fileName, report.slot());
+        DopplerRatesPtr rates = rs2_getDopplerRates(*bound_, report.slot());
         report.ThrowIfReported();
         return rates.release();
     } catch (const std::exception& error) {
@@ -218,7 +232,7 @@ void rcmImageMetadata::readNonStandardData(const char16_t* name, const HostNodeA
     try {
         constexpr std::u16string_view served = u":Rs2_Calibration";
         if (hasRadarsat2Data() && kstr_Eqnic(name, served, served.size())) {
-            rs2_createCalibrationNode(fileName, host, report.slot());
+            rs2_createCalibrationNode(*bound_, host, report.slot());
             report.ThrowIfReported();
         }
     } catch (const std::exception& error) {

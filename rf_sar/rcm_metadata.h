@@ -4,6 +4,8 @@
 #include "kfio/kfio.h"
 #include "kfio/product_tree.h"
 
+#include "rs2_product.h"
+
 #include <memory>
 #include <string>
 
@@ -44,18 +46,21 @@ private:
     void listImages(const kfio::ProductTree& product);
     void readPolarizations(const kfio::ProductTree& product);
     void readProductType(const kfio::ProductTree& product);
+    void keepDocument();
     bool isRadarsat2() const;
     /// Whether Doppler rates and calibration are there to be read.
     bool hasRadarsat2Data() const;
     SarMetadataRecord* readRcmNode();
     SarMetadataRecord* readRadarsat2Node();
 
-    /// A parsed `product.xml` and the state of the file that it was read from.
+    /// A `product.xml` as text and tree, and the state of the file that it was read from.
     struct Document {
         kfio::FileState state;
+        std::string text;
         kfio::ProductTree tree;
     };
-    std::shared_ptr<const Document> readDocument() const;
+    std::shared_ptr<Document> readDocument() const;
 
-    std::shared_ptr<const Document> document_; ///< what slot 0 parsed, until slot 2 has used it
+    std::shared_ptr<Document> document_; ///< RCM: what slot 0 parsed, until slot 2 has used it
+    std::shared_ptr<const rs2::Document> bound_; ///< RADARSAT-2: serves all nodes
 };

@@ -1,12 +1,14 @@
 #include "rcm_readnodes.h"
 
 #include "doppler_centroid.h"
+#include "kerr/kerr.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"
 #include "metadata_element.h"
 #include "rcm_metadata.h"
 #include "record_parts.h"
 #include "referenced_file.h"
+#include "rf_constants.h"
 #include "text_match.h"
 
 #include <algorithm>
@@ -14,7 +16,8 @@
 
 namespace {
 
-constexpr double lightMPerS = 299792458.0;
+using constants::speedOfLightMPerS;
+
 constexpr std::int32_t stripBeamMode = 1; ///< stripmap and ScanSAR; 2 is spotlight
 
 /// The elements below which everything stands; each of them must be there.
@@ -76,11 +79,16 @@ double readCentreIncidence(const std::string& productFile, const std::string& na
     const MetadataElement angles = MetadataElement(document, file).child("incidenceAngles");
     angles.number("angles");
     const std::size_t count = angles.count("angles");
-    return count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
+    const double centre = count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
+    if (!(centre >= 0 && centre < 90))
+        TolvanLog::Write("readCentreIncidence", kerrWarning,
+                         file + ": incidenceAngles.angles[" + std::to_string(count / 2 - 1) +
+                             "] is " + std::to_string(centre) + ", which is no incidence angle");
+    return centre;
 }
 
 void readRadar(SarMetadataRecord& record, const Source& from) {
-    record.wavelength = lightMPerS / from.radar.number("radarCenterFrequency");
+    record.wavelength = speedOfLightMPerS / from.radar.number("radarCenterFrequency");
     record.pulseRepetitionFrequency = from.radar.number("prfInformation.pulseRepetitionFrequency");
     record.adcSamplingRate = from.radar.number("adcSamplingRate");
     record.totalProcessedRangeBandwidth = from.processing.number("totalProcessedRangeBandwidth");

@@ -27,9 +27,10 @@ public:
     }
 
     void put(Reader* reader) {
+        std::unique_ptr<Reader> owner(reader); // frees it when memory is short
         *reader = Reader();
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        readers_.emplace_back(reader);
+        readers_.push_back(std::move(owner));
     }
 
 private:

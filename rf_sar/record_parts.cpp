@@ -2,6 +2,7 @@
 
 #include "kerr/kerr.h"
 #include "kmsc/kmsc.h"
+#include "rf_constants.h"
 
 #include <algorithm>
 #include <new>
@@ -11,7 +12,7 @@ namespace record_parts {
 
 namespace {
 
-constexpr double secondsPerDay = 86400.0;
+using constants::secondsPerDay;
 
 std::array<StateVectorComponent*, 6> components(SarMetadataRecord& record) {
     return {&record.stateVectorXPosition, &record.stateVectorYPosition,

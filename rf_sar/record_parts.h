@@ -1,7 +1,7 @@
 #pragma once
 
 #include "sarm/sarm.h"
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <array>
 #include <string>

@@ -3,7 +3,8 @@
 
 /* The raster-format interface of rf_sar.so: all that a host needs, in C.
  *
- * Texts are UTF-16, terminated. Functions that return a status answer 0 for success and
+ * An argument that must not be null fails the call when it is; only closing takes null. Texts are
+ * UTF-16, terminated. Functions that return a status answer 0 for success and
  * RF_SAR_FAILURE otherwise. Lists and texts handed out are blocks of the host heap
  * (kmsc/kmsc.h), every element one of its own; the host frees them. A failure is reported through
  * the host's error chain (kerr/kerr.h) unless said otherwise. Any thread may call any function,

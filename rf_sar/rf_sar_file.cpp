@@ -2,6 +2,7 @@
 
 #include "entry_point.h"
 #include "kfnp/kfnp.h"
+#include "kimg/kimg.h"
 #include "kmsc/kmsc.h"
 #include "messages.h"
 #include "reader_factory.h"
@@ -28,7 +29,13 @@ bool asksForCreation(const char16_t* mode) {
 void logFailure(const char* message) { TolvanLog::Write(identifyName, kerrError, message); }
 
 struct Shelver {
-    void operator()(imageMetadata* reader) const { shelveReader(reader); }
+    void operator()(imageMetadata* reader) const noexcept {
+        try {
+            shelveReader(reader);
+        } catch (const std::exception&) {
+            // short memory: it is gone instead of shelved
+        }
+    }
 };
 using ReaderPtr = std::unique_ptr<imageMetadata, Shelver>;
 
@@ -100,6 +107,8 @@ uint32_t rf_sarFileClose(RF_SARFile* file) {
     if (!file)
         return 0;
     sarm_ReleaseMetadata(file->sarMetadata);
+    for (const std::u16string& image : file->reader->referencedFiles)
+        kimg::closeUnused(image); // what was looked at without a layer being opened
     releaseReader(file->reader);
     delete file;
     return 0;
@@ -114,7 +123,7 @@ SarMetadataRecord* sarMetadataOf(RF_SARFile& file) {
 
 // cppcheck-suppress constParameter ; hosts look the signature up
 uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void*, int64_t* time) {
-    if (!file)
+    if (!file || !time)
         return RF_SAR_FAILURE;
     *time = 0;
     return 0;

@@ -1,7 +1,7 @@
 #include "rf_sar.h"
 
 #include "entry_point.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kimg/georeferencing.h"
 #include "kimg/map_projection.h"
 #include "kmif/kmif.h"
@@ -10,7 +10,7 @@
 #include "messages.h"
 #include "rf_sar_file.h"
 #include "rf_sar_layer_cache.h"
-#include "sarm/sarm_georef.h"
+#include "sarm_georef/sarm_georef.h"
 
 #include <cmath>
 #include <memory>
@@ -46,6 +46,12 @@ KxfrXFormPtr sensorTransform(RF_SARFile& file, const char* function) {
     return transform;
 }
 
+/// @return whether the image file states coordinates.
+bool isPlaced(const KIMG_LAYER& image, KERR_REPORT** slot) {
+    const auto stated = kimg::georeferencing(&image, slot);
+    return stated && (stated->geoTransform || !stated->gcps.empty());
+}
+
 /// @return false when the image's projection could not be read; the report is in the slot.
 bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** slot) {
     if (const KxfrXFormPtr transform = sensorTransform(*layer.file, projectionReadName)) {
@@ -56,6 +62,10 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
         found.reset(kimg_LayerMapProjectionRead(layer.first.get(), slot));
         if (*slot)
             return false;
+        // Deviation: coordinates of a system that the image does not name are not called geographic.
+        // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
+        if (!found && isPlaced(*layer.first.get(), slot))
+            return true;
     }
     // Kept: a layer that nothing places is geographic, with an empty transform.
     // (Georeferencing.ComesFromTheRecordThenTheImageThenNowhere)
@@ -63,21 +73,6 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
         found.reset(kprj_GeographicWgs84(slot));
     return true;
 }
-
-/// Designs as kxfr hands them out: an array of the host heap.
-struct Designs {
-    KmifDesign** array = nullptr;
-    std::uint32_t count = 0;
-
-    Designs() = default;
-    Designs(const Designs&) = delete;
-    Designs& operator=(const Designs&) = delete;
-    ~Designs() {
-        for (std::uint32_t i = 0; array && i < count; ++i)
-            kmif_DesignDestroy(array[i]);
-        kmsc_HeapFree(array);
-    }
-};
 
 /// The transform and the names of its map; false when the layer has none.
 bool findTransform(RF_SARLayer& layer, KxfrXFormPtr& transform, TextPtr& projection, TextPtr& units,
@@ -122,20 +117,21 @@ uint32_t readTransform(RF_SARLayer& layer, const TransformOutputs& out, KerrExce
     TextPtr projection, units;
     if (!findTransform(layer, transform, projection, units, failure))
         return 0;
-    Designs designs;
+    std::uint32_t count = 0;
     char16_t** given[3] = {};
-    kxfr_XFormConvertToMIF(transform.get(), &designs.count, &given[0], &given[1], &given[2],
-                           &designs.array, failure.slot());
-    HostList from(given[0], designs.count), to(given[1], designs.count),
-        data(given[2], designs.count);
+    KmifDesign** described = nullptr;
+    kxfr_XFormConvertToMIF(transform.get(), &count, &given[0], &given[1], &given[2], &described,
+                           failure.slot());
+    HostList from(given[0], count), to(given[1], count), data(given[2], count);
+    const kmsc::HostArray<KmifDesign, kmif_DesignDestroy> designs(described, count);
     failure.ThrowIfReported();
 
-    HostList dictionaries(designs.count), names(designs.count);
+    HostList dictionaries(count), names(count);
     if (!dictionaries || !names)
         failure.Throw(messages::noMemory);
-    for (std::uint32_t i = 0; i < designs.count; ++i) {
-        dictionaries.take(dictionaryText(designs.array[i], failure));
-        if (!names.append(ktxt::widen(kmif_DesignName(designs.array[i]))))
+    for (std::uint32_t i = 0; i < count; ++i) {
+        dictionaries.take(dictionaryText(designs[i], failure));
+        if (!names.append(ktxt::widen(kmif_DesignName(designs[i]))))
             failure.Throw(messages::noMemory);
     }
     HostList* lists[] = {&from, &to, &data, &dictionaries, &names};
@@ -143,7 +139,7 @@ uint32_t readTransform(RF_SARLayer& layer, const TransformOutputs& out, KerrExce
         *out.arrays[i] = lists[i]->release();
     *out.projectionName = projection.release();
     *out.unitsName = units.release();
-    *out.count = designs.count;
+    *out.count = count;
     return 0;
 }
 
@@ -153,6 +149,9 @@ uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName, d
                                 double* upperLeftY, double* pixelSizeX, double* pixelSizeY,
                                 char16_t** unitsName) {
     return entryPoint<uint32_t>(infoName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(infoName, layer, projectionName, upperLeftX, upperLeftY, pixelSizeX,
+                          pixelSizeY, unitsName))
+            return RF_SAR_FAILURE;
         *projectionName = *unitsName = nullptr;
         *upperLeftX = *upperLeftY = *pixelSizeX = *pixelSizeY = 0;
         if (!layer->first)
@@ -185,6 +184,9 @@ uint32_t rf_sarLayerMapProjectionRead(RF_SARLayer* layer, char16_t** projectionN
                                       char16_t** designName, char16_t** dictionary,
                                       char16_t** data) {
     return entryPoint<uint32_t>(projectionReadName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(projectionReadName, layer, projectionName, unitsName, datumName,
+                          spheroidName, authority, wkt, designName, dictionary, data))
+            return RF_SAR_FAILURE;
         for (char16_t** text : {projectionName, unitsName, datumName, spheroidName, authority, wkt,
                                 designName, dictionary, data})
             *text = nullptr;
@@ -214,6 +216,9 @@ uint32_t rf_sarLayerMapToPixelTransformRead(RF_SARLayer* layer, char16_t** proje
                                             char16_t*** to, char16_t*** data,
                                             char16_t*** dictionaries, char16_t*** designNames) {
     return entryPoint<uint32_t>(transformName, RF_SAR_FAILURE, [&](KerrException& failure) {
+        if (lacksArgument(transformName, layer, projectionName, unitsName, count, from, to, data,
+                          dictionaries, designNames))
+            return RF_SAR_FAILURE;
         const TransformOutputs out{
             projectionName, unitsName, count, {from, to, data, dictionaries, designNames}};
         *projectionName = *unitsName = nullptr;

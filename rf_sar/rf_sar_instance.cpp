@@ -1,6 +1,6 @@
 #include "rf_sar.h"
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 
 #include <array>
 #include <span>
@@ -33,11 +33,14 @@ constexpr std::array<std::u16string_view, 13> pixelTypes = {
 
 constexpr std::u16string_view description = u"SAR file raster DLL";
 
-/// A text that cannot be copied ends the list there; the count tells how far it came.
+/// A text that cannot be copied ends the list there; the count, which nobody must want, tells how
+/// far it came.
 /// @param toText  maps an element to the text to list.
 template <class Elements, class ToText>
 std::uint32_t handOut(const Elements& elements, ToText toText, std::uint32_t* count,
                       char16_t*** list) {
+    if (!list)
+        return RF_SAR_FAILURE;
     HostList texts(elements.size());
     for (const auto& element : elements)
         if (!texts.append(toText(element)))
@@ -69,6 +72,8 @@ uint32_t rf_sarInstanceMagicListGet(char16_t*** magics) {
 }
 
 uint32_t rf_sarInstanceTemplateListGet(char16_t*** templates, uint8_t** flags) {
+    if (!templates || !flags)
+        return RF_SAR_FAILURE;
     constexpr std::array<std::uint8_t, formats.size()> noFlags = {};
     *flags = static_cast<uint8_t*>(kmsc_MemDup(noFlags.data(), noFlags.size()));
     return handOut(formats, [](const Format& f) { return f.fileTemplate; }, nullptr, templates);
@@ -83,6 +88,8 @@ uint32_t rf_sarInstancePixelTypesGet(uint32_t* count, char16_t*** types) {
 }
 
 uint32_t rf_sarInstanceDescriptionGet(char16_t** text) {
+    if (!text)
+        return RF_SAR_FAILURE;
     *text = kstr_Duplicate(description);
     return *text ? 0 : RF_SAR_FAILURE;
 }

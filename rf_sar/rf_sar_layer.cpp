@@ -117,6 +117,8 @@ void openSources(RF_SARLayer& layer, KerrException& failure) {
     const KstrStringList names = kimg_LayerGetNames(imageOf(layer), kint_GetInit(), failure.slot());
     if (*failure.slot())
         failure.Throw(messages::layerOpenFailed);
+    layer.first.closeOnRelease(true);
+    layer.second.closeOnRelease(true);
     layer.first.reset(openSource(names, 0, fill.get(), failure));
     // Deviation: a detected layer over such an image, as RCM's complex ground-range products have
     // it, opens for its place on the ground, and refuses to be read.
@@ -148,9 +150,8 @@ uint32_t openLayer(RF_SARFile* file, const char16_t* name, const OpenOutputs& ou
     parseName(*layer, name);
     openSources(*layer, failure);
     report(*layer, file->reader->isComplex ? typeByParity(*layer) : std::uint32_t{kpxmU16}, out);
-    layer->referenceCount = 1;
-    cache->Add(layer.get());
-    *opened = layer.release();
+    RF_SARLayer* other = cache->FindAndCountOrAdd(layer.get());
+    *opened = other ? other : layer.release();
     return 0;
 }
 
@@ -163,6 +164,9 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
     try {
         KerrException failure("rf_sar", openName);
         try {
+            if (lacksArgument(openName, file, name, pixelType, width, height, reserved, blockWidth,
+                              blockHeight, layer))
+                return RF_SAR_FAILURE;
             return openLayer(file, name, out, layer, failure);
         } catch (const std::out_of_range&) {
             throw; // Kept: the one error that hosts catch themselves.
@@ -185,7 +189,7 @@ uint32_t rf_sarLayerClose(RF_SARLayer* layer) {
     {
         // The lock lives in the layer, so the layer is freed after it is released.
         const boost::lock_guard<boost::mutex> closing(layer->lock);
-        last = rf_sarLayerCache::Instance()->CountDownAndRemove(layer);
+        last = rf_sarLayerCache::EndUse(layer);
     }
     if (last)
         destroyLayer(layer);
@@ -193,6 +197,8 @@ uint32_t rf_sarLayerClose(RF_SARLayer* layer) {
 }
 
 uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer*, uint32_t* type) {
+    if (!type)
+        return RF_SAR_FAILURE;
     *type = athematic;
     return 0;
 }

@@ -73,6 +73,19 @@ void rf_sarLayerCache::Remove(RF_SARLayer* layer) {
 
 RF_SARLayer* rf_sarLayerCache::FindAndCount(std::u16string_view name, const RF_SARFile* file) {
     const Guard guard(mutex_);
+    return findAndCount(name, file);
+}
+
+RF_SARLayer* rf_sarLayerCache::FindAndCountOrAdd(RF_SARLayer* layer) {
+    const Guard guard(mutex_);
+    if (RF_SARLayer* other = findAndCount(layer->name, layer->file))
+        return other;
+    layers_.push_back(layer);
+    layer->referenceCount = 1;
+    return nullptr;
+}
+
+RF_SARLayer* rf_sarLayerCache::findAndCount(std::u16string_view name, const RF_SARFile* file) {
     RF_SARLayer* layer = find(name, file);
     if (!layer || !layer->first)
         return nullptr;
@@ -86,6 +99,13 @@ bool rf_sarLayerCache::CountDownAndRemove(RF_SARLayer* layer) {
         return false;
     remove(layer);
     return true;
+}
+
+bool rf_sarLayerCache::EndUse(RF_SARLayer* layer) {
+    const Guard section(creation());
+    if (rf_sarLayerCache* cache = instance)
+        return cache->CountDownAndRemove(layer);
+    return --layer->referenceCount < 1;
 }
 
 RF_SARLayer* rf_sarLayerCache::find(std::u16string_view name, const RF_SARFile* file) const {

@@ -15,6 +15,8 @@
 /// heap with the object made in it; `destroyLayer` undoes both.
 struct RF_SARLayer {
     RF_SARFile* file = nullptr;     ///< the handle it was opened through, not owned
+    // Deviation: the image layers are closed with the layer, so that no file of a closed product
+    // stays open. (Load.ProductsLeaveNothingOpen)
     KimgLayerHolder first;          ///< the image layer, or the real part
     KimgLayerHolder second;         ///< the imaginary part where it is a band of its own
     boost::mutex lock;              ///< held while a close counts down
@@ -45,17 +47,26 @@ public:
     RF_SARLayer* Find(std::u16string_view name, const RF_SARFile* file);
     void Remove(RF_SARLayer* layer);
 
-    // Deviation: finding and counting up, and counting down and removing, are each one step under
-    // the cache's lock; else a close on another thread could free a layer that was just found.
-    // (LayerCache.ThreadsOpenAndCloseTheSameLayer)
+    // Deviation: finding and counting up, adding what is not there, and counting down and removing
+    // are each one step under the cache's lock; else a close on another thread could free a layer
+    // that was just found, and two threads could add one name twice.
+    // (LayerOpen.ThreadsThatOpenOneNameGetOneLayer)
 
     /// Find, and count the layer up when its first source is open.
     RF_SARLayer* FindAndCount(std::u16string_view name, const RF_SARFile* file);
+    /// Adds a layer with one user, unless FindAndCount has one of its name and handle by now.
+    /// @return that one, counted up; else null.
+    RF_SARLayer* FindAndCountOrAdd(RF_SARLayer* layer);
     /// Counts down and removes the layer at 0. @return whether it was removed: the caller frees it.
     bool CountDownAndRemove(RF_SARLayer* layer);
 
+    /// CountDownAndRemove on the one cache, or without it after it was destroyed: hosts close layers
+    /// while the process ends. Never throws.
+    static bool EndUse(RF_SARLayer* layer);
+
 private:
     RF_SARLayer* find(std::u16string_view name, const RF_SARFile* file) const;
+    RF_SARLayer* findAndCount(std::u16string_view name, const RF_SARFile* file);
     void remove(RF_SARLayer* layer);
 
     std::vector<RF_SARLayer*> layers_;

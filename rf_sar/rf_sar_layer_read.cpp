@@ -46,7 +46,6 @@ uint32_t readDetected(RF_SARLayer& layer, const Window& window, void** block) {
     if (!failed)
         return 0;
     printFailure(readName, failed, slot.release());
-    *block = nullptr;
     return RF_SAR_FAILURE;
 }
 
@@ -120,11 +119,16 @@ uint32_t readComplex(const RF_SARLayer& layer, const Window& window, void* block
 
 uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow, uint32_t blockColumn,
                                void** block) {
-    return entryPoint<uint32_t>(readName, RF_SAR_FAILURE, [&](KerrException&) {
+    const auto status = entryPoint<uint32_t>(readName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(readName, layer, block))
+            return RF_SAR_FAILURE;
         const sarLayer::BlockShape shape = sarLayer::blockShape(*layer);
         const Window window{std::int64_t{shape.width} * blockColumn,
                             std::int64_t{shape.height} * blockRow, shape.width, shape.height};
         return layer->file->reader->isComplex ? readComplex(*layer, window, *block)
                                               : readDetected(*layer, window, block);
     });
+    if (status != 0 && block)
+        *block = nullptr;
+    return status;
 }

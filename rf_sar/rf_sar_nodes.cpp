@@ -2,7 +2,7 @@
 
 #include "doppler_rates.h"
 #include "entry_point.h"
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kmif/kmif.h"
 #include "messages.h"
 #include "rf_sar_file.h"
@@ -87,6 +87,8 @@ std::uint32_t readNode(RF_SARFile& file, const KtxtTextU& name, const HostNodeAr
 
 uint32_t rf_sarFileLayerNamesGet(RF_SARFile* file, uint32_t* count, char16_t*** names) {
     return entryPoint<uint32_t>("rf_sarFileLayerNamesGet", RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument("rf_sarFileLayerNamesGet", file, count, names))
+            return RF_SAR_FAILURE;
         const auto all = layerNames(*file->reader);
         HostList list(all.size());
         for (const auto& name : all)
@@ -102,12 +104,18 @@ uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* file, uint32
                                                         char16_t*** names) {
     return entryPoint<uint32_t>(
         "rf_sarFileRasterFormatsNonStandardDataNamesGet", RF_SAR_FAILURE,
-        [&](KerrException&) { return file->reader->getNonStandardDataNamesGet(count, names); });
+        [&](KerrException&) {
+            if (lacksArgument("rf_sarFileRasterFormatsNonStandardDataNamesGet", file, count, names))
+                return RF_SAR_FAILURE;
+            return file->reader->getNonStandardDataNamesGet(count, names);
+        });
 }
 
 uint32_t rf_sarFileDataRead(RF_SARFile* file, const char16_t* name, void* a, void* b, void* c,
                             void* d) {
     return entryPoint<uint32_t>(dataReadName, RF_SAR_FAILURE, [&](KerrException&) {
+        if (lacksArgument(dataReadName, file, name, a))
+            return RF_SAR_FAILURE;
         return readNode(*file, name, HostNodeArguments{a, b, c, d});
     });
 }

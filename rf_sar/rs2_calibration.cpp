@@ -7,10 +7,10 @@
 #include "referenced_file.h"
 #include "rs2_lmx/source/rs2prod.h"
 #include "rs2_lmx/source/rs2prod_lut.h"
-#include "rs2_product.h"
 #include "sarm/sarm_nodes.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 namespace {
@@ -31,6 +31,23 @@ constexpr Entry entries[] = {
     {&Record::gammaOffset, &Record::gammaCount, &Record::gammaGains, messages::wrongGammaTable},
 };
 
+/// The record carries whatever numbers a table has; those that calibrate nothing are told.
+void warnOfUnusableNumbers(const std::string& file, const std::vector<double>& gains,
+                           double offset) {
+    const auto tell = [&](const std::string& where, double value) {
+        TolvanLog::Write(function, kerrWarning,
+                         file + ": " + where + " is " + std::to_string(value) +
+                             "; samples calibrated with it are no numbers");
+    };
+    if (!std::isfinite(offset))
+        tell("offset", offset);
+    const auto unusable = std::find_if(gains.begin(), gains.end(), [](double gain) {
+        return !std::isnormal(gain) || gain < 0;
+    });
+    if (unusable != gains.end())
+        tell("gains[" + std::to_string(unusable - gains.begin()) + ']', *unusable);
+}
+
 /// @return false with a report when the file does not match the tables' schema.
 bool readTable(const std::string& file, const Entry& entry, Record& record,
                rs2::BindingErrors& errors, KERR_REPORT** slot) {
@@ -40,9 +57,11 @@ bool readTable(const std::string& file, const Entry& entry, Record& record,
         errors.raise(slot, function, entry.message);
         return false;
     }
-    record.*entry.gains =
-        rs2::heapCopy(rs2::numbers(table.size_gains(), [&](auto i) { return table.get_gains(i); }));
-    record.*entry.count = static_cast<std::int32_t>(table.size_gains());
+    const auto gains =
+        rs2::numbers(table.size_gains(), [&](auto i) { return table.get_gains(i); });
+    warnOfUnusableNumbers(file, gains, table.get_offset());
+    record.*entry.gains = rs2::heapCopy(gains);
+    record.*entry.count = static_cast<std::int32_t>(gains.size());
     record.*entry.offset = table.get_offset();
     return true;
 }
@@ -66,8 +85,8 @@ bool readNamedTable(std::u16string_view productFile, const std::string& name, co
 
 } // namespace
 
-CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT** slot) {
-    const auto product = rs2::bindProduct(ktxt::narrow(productFile), function, slot);
+CalibrationPtr rs2_getCalibration(const rs2::Document& document, KERR_REPORT** slot) {
+    const rs2prod::c_product* product = document.product(function, slot);
     if (!product)
         return nullptr;
     const auto& image = product->get_imageAttributes();
@@ -75,11 +94,12 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     CalibrationPtr record(kmsc::makeArray<Record>(1).release());
     if (!record)
         throw std::bad_alloc();
-    rs2::BindingErrors errors;
+    rs2::BindingErrors errors(document.file());
     std::size_t read = 0;
     while (read < std::min(image.size_lookupTable(), std::size(entries)) &&
-           readNamedTable(productFile, image.get_lookupTable(read).get_lookupTable(), entries[read],
-                          *record, errors, slot))
+           readNamedTable(ktxt::widen(document.file()),
+                          image.get_lookupTable(read).get_lookupTable(), entries[read], *record,
+                          errors, slot))
         ++read;
     errors.warn(function);
     if (read == 0)
@@ -87,9 +107,9 @@ CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT**
     return record;
 }
 
-void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeArguments& host,
+void rs2_createCalibrationNode(const rs2::Document& document, const HostNodeArguments& host,
                                KERR_REPORT** slot) {
-    const CalibrationPtr record = rs2_getCalibration(productFile, slot);
+    const CalibrationPtr record = rs2_getCalibration(document, slot);
     if (!record)
         return;
     constexpr int scalar = kmifFloat64;

@@ -4,9 +4,9 @@
 #include "kerr/kerr.h"
 #include "kmsc/kmsc.h"
 #include "records/calibration_lut_record.h"
+#include "rs2_product.h"
 
 #include <memory>
-#include <string_view>
 
 /// Frees a calibration record with its gains.
 struct CalibrationDeleter {
@@ -21,18 +21,17 @@ using CalibrationPtr = std::unique_ptr<CalibrationLutRecord, CalibrationDeleter>
 /// Reads the calibration tables that a RADARSAT-2 product.xml names.
 /// Kept: the first file named is the beta table, the second sigma, the third gamma, whatever their
 /// names or attributes say. (Rs2Calibration.TablesGoByTheirPlace)
-/// @param productFile  product.xml, local or virtual; table names are relative to it.
+/// @param document  table names are relative to its file.
 /// @param slot  receives a report when product.xml or a table does not match its schema; after a
 ///        bad table no further one is read.
 /// @return the tables read, all others with offset and count 0 and null gains; null when not one
 ///         could be read.
 /// @throws std::bad_alloc
-/// Any thread.
-CalibrationPtr rs2_getCalibration(std::u16string_view productFile, KERR_REPORT** slot);
+CalibrationPtr rs2_getCalibration(const rs2::Document& document, KERR_REPORT** slot);
 
 /// Fills the host's node with those tables; without any it stays as it was.
 /// @param slot  receives what rs2_getCalibration reports, even beside a filled node, and why a node
 ///        could not be made.
 /// @throws std::bad_alloc
-void rs2_createCalibrationNode(std::u16string_view productFile, const HostNodeArguments& host,
+void rs2_createCalibrationNode(const rs2::Document& document, const HostNodeArguments& host,
                                KERR_REPORT** slot);

@@ -1,8 +1,6 @@
 #include "rs2_doppler.h"
 
-#include "ktxt/ktxt.h"
 #include "rs2_lmx/source/rs2prod.h"
-#include "rs2_product.h"
 
 #include <new>
 
@@ -42,8 +40,8 @@ void readCentroid(DopplerRateRecord& record, const rs2prod::c_dopplerCentroidDat
 
 } // namespace
 
-DopplerRatesPtr rs2_getDopplerRates(std::u16string_view productFile, KERR_REPORT** slot) {
-    const auto product = rs2::bindProduct(ktxt::narrow(productFile), "getDopplerRates", slot);
+DopplerRatesPtr rs2_getDopplerRates(const rs2::Document& document, KERR_REPORT** slot) {
+    const rs2prod::c_product* product = document.product("getDopplerRates", slot);
     if (!product)
         return nullptr;
     DopplerRatesPtr record(kmsc::makeArray<DopplerRateRecord>(1).release());

@@ -1,6 +1,7 @@
 #include "rs2_product.h"
 
 #include "kmsc/kmsc.h"
+#include "ktxt/ktxt.h"
 #include "messages.h"
 #include "rs2_lmx/source/rs2prod.h"
 
@@ -14,12 +15,14 @@ lmx::error_handler BindingErrors::handler() {
         PassedOver* kind = error.code == lmx::elmx_error::elementUnexpected  ? &elements_
                            : error.code == lmx::elmx_error::attributeUnknown ? &attributes_
                                                                              : nullptr;
-        if (!kind) {
-            error_ = error;
+        if (kind && ++kind->count > 1)
+            return lmx::elmx_error::ok;
+        lmx::s_error& kept = kind ? kind->first : error_;
+        kept = error;
+        if (kept.file.empty())
+            kept.file = file_;
+        if (!kind)
             return error.code;
-        }
-        if (++kind->count == 1)
-            kind->first = error;
         return lmx::elmx_error::ok;
     };
 }
@@ -40,15 +43,31 @@ void BindingErrors::raise(KERR_REPORT** slot, std::string_view function,
     kerr::raise(slot, function, message);
 }
 
-std::unique_ptr<const rs2prod::c_product>
-bindProduct(std::string_view productFile, std::string_view function, KERR_REPORT** slot) {
-    BindingErrors errors;
+Document::Document(std::u16string_view productFile) : file_(ktxt::narrow(productFile)) {}
+
+Document::Document(std::u16string_view productFile, std::string text, const kfio::FileState& state)
+    : file_(ktxt::narrow(productFile)), text_(std::move(text)), state_(state) {}
+
+Document::~Document() = default;
+
+const rs2prod::c_product* Document::product(std::string_view function, KERR_REPORT** slot) const {
+    const kfio::FileState now = kfio::fileState(file_);
+    if (product_ && now == state_)
+        return product_.get();
+    product_.reset();
+    const std::string text = now == state_ ? std::move(text_) : std::string();
+    text_.clear();
+    state_ = now;
+    BindingErrors errors(file_);
     lmx::elmx_error error;
-    auto product = std::make_unique<const rs2prod::c_product>(std::string(productFile).c_str(),
-                                                              error, errors.handler());
+    auto bound = text.empty() ? std::make_unique<const rs2prod::c_product>(file_.c_str(), error,
+                                                                           errors.handler())
+                              : std::make_unique<const rs2prod::c_product>(
+                                    text.data(), text.size(), error, errors.handler());
     if (error == lmx::elmx_error::ok) {
         errors.warn(function);
-        return product;
+        product_ = std::move(bound);
+        return product_.get();
     }
     errors.raise(slot, function,
                  std::string(messages::schemaMismatch) + lmx::get_error_description(error));

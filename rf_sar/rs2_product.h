@@ -1,9 +1,10 @@
 #pragma once
 
 #include "kerr/kerr.h"
+#include "kfio/kfio.h"
 #include "lmx/datetime.h"
 #include "lmx/error.h"
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <memory>
 #include <string>
@@ -14,8 +15,7 @@ namespace rs2prod {
 class c_product;
 }
 
-/// What the readers of RADARSAT-2 products share: the bound product.xml, and values out of it. Any
-/// thread.
+/// What the readers of RADARSAT-2 products share: the bound product.xml, and values out of it.
 namespace rs2 {
 
 /// Judges the errors of a binding: passes over what the schema does not know, and stops at the
@@ -24,6 +24,8 @@ namespace rs2 {
 /// misplaced does. (Rs2Readnodes.WhatALaterSchemaBringsIsPassedOver)
 class BindingErrors {
 public:
+    /// @param file  for errors that do not name theirs, in documents bound from memory.
+    explicit BindingErrors(std::string file) : file_(std::move(file)) {}
     /// To be handed to bindings of one product, which this object must outlive.
     lmx::error_handler handler();
     /// Puts the agreed message into the slot, caused by the error with its file, element and line.
@@ -32,6 +34,7 @@ public:
     void warn(std::string_view function) const;
 
 private:
+    std::string file_;
     struct PassedOver {
         lmx::s_error first;
         std::size_t count = 0;
@@ -40,11 +43,33 @@ private:
     PassedOver elements_, attributes_;
 };
 
-/// Reads and checks a product.xml, local or virtual.
-/// @param function  under whose name a failure is reported.
-/// @return null with a report when the file cannot be read or does not match the schema.
-std::unique_ptr<const rs2prod::c_product>
-bindProduct(std::string_view productFile, std::string_view function, KERR_REPORT** slot);
+/// A product.xml, local or virtual: read and bound when it is first asked for, and again when the
+/// file has changed since. One thread at a time.
+class Document {
+public:
+    explicit Document(std::u16string_view productFile);
+    /// @param text   what somebody has read from the file already, kept until it is bound.
+    /// @param state  of the file before it was read.
+    Document(std::u16string_view productFile, std::string text, const kfio::FileState& state);
+    ~Document();
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    /// @return the file's name.
+    const std::string& file() const { return file_; }
+    /// @param function  under whose name a failure is reported.
+    /// @return the bound document, this object's until the next call; null with a report when the
+    ///         file cannot be read or does not match the schema.
+    /// @throws std::bad_alloc
+    const rs2prod::c_product* product(std::string_view function, KERR_REPORT** slot) const;
+
+private:
+    std::string file_;
+    // Binding is left until it is wanted: for the caller the object is the file.
+    mutable std::string text_; ///< empty when there is none
+    mutable kfio::FileState state_;
+    mutable std::unique_ptr<const rs2prod::c_product> product_;
+};
 
 TimeStamp timeStamp(const lmx::c_datetime& time);
 

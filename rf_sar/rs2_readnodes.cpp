@@ -1,12 +1,11 @@
 #include "rs2_readnodes.h"
 
 #include "doppler_centroid.h"
-#include "ktxt/ktxt.h"
 #include "messages.h"
 #include "rcm_metadata.h"
 #include "record_parts.h"
+#include "rf_constants.h"
 #include "rs2_lmx/source/rs2prod.h"
-#include "rs2_product.h"
 
 #include <algorithm>
 #include <limits>
@@ -15,8 +14,8 @@
 namespace {
 
 constexpr char function[] = "rs2_sarNodeRead";
-constexpr double lightMPerS = 299792458.0;
-constexpr double secondsPerDay = 86400.0;
+using constants::secondsPerDay;
+using constants::speedOfLightMPerS;
 
 /// The parts of a bound product that the record is made of.
 struct Source {
@@ -136,7 +135,7 @@ void readRadar(SarMetadataRecord& record, const Source& from) {
     const std::string& side = from.radar.get_antennaPointing();
     record.lookDirection = side == "Left" ? -90.0 : side == "Right" ? 90.0 : 0.0;
     record.wavelength =
-        lightMPerS / from.radar.get_radarCenterFrequency().get_radarCenterFrequency();
+        speedOfLightMPerS / from.radar.get_radarCenterFrequency().get_radarCenterFrequency();
     record.pulseRepetitionFrequency = pulseRepetitionFrequency(from.radar);
     record.adcSamplingRate = samplingRate(from.radar);
 }
@@ -239,6 +238,7 @@ sarm::MetadataPtr buildRecord(const Source& from, KERR_REPORT** slot) {
     readStateVectors(*record, from);
     if (from.slc)
         readCentroids(*record, from);
+    sarm_NoteHabits(record.get(), sarmIncidenceIsEdgeMean);
     record->ephemerisStatus = 0;
     sarm_ModelEphemeris(record.get(), slot);
     if (*slot) {
@@ -254,16 +254,16 @@ sarm::MetadataPtr buildRecord(const Source& from, KERR_REPORT** slot) {
 
 } // namespace
 
-SarMetadataRecord* rs2_sarNodeRead(std::u16string_view productFile, std::int32_t productTypeIndex,
+SarMetadataRecord* rs2_sarNodeRead(const rs2::Document& document, std::int32_t productTypeIndex,
                                    KERR_REPORT** slot) {
     kerr::Slot own;
     KERR_REPORT** report = slot ? slot : own;
     kerr_DeleteErrorReportEx(report);
-    const std::string file = ktxt::narrow(productFile);
     sarm::MetadataPtr record;
-    if (const auto product = rs2::bindProduct(file, function, report))
-        record = buildRecord({.product = *product, .file = file, .slc = productTypeIndex == rs2Slc},
-                             report);
+    if (const rs2prod::c_product* product = document.product(function, report))
+        record = buildRecord(
+            {.product = *product, .file = document.file(), .slc = productTypeIndex == rs2Slc},
+            report);
     kerr_PrintErrorReport(own.get());
     return record.release();
 }

@@ -2,12 +2,11 @@
 
 #include "kerr/kerr.h"
 #include "records/sar_metadata_record.h"
+#include "rs2_product.h"
 
 #include <cstdint>
-#include <string_view>
 
 /// Builds the SAR metadata record of a RADARSAT-2 product.
-/// @param productFile  its product.xml, local or virtual.
 /// @param productTypeIndex  ProductTypeIndex; types without a number are detected images in ground
 ///        range. Not for the map-projected types.
 /// @param slot  cleared first; receives a report on failure. Without a slot a report is printed.
@@ -15,6 +14,5 @@
 ///         the file does not match the schema or states no size of an image. A record that the
 ///         library has no model for comes with a report and without an image window.
 /// @throws std::bad_alloc
-/// Any thread.
-SarMetadataRecord* rs2_sarNodeRead(std::u16string_view productFile, std::int32_t productTypeIndex,
+SarMetadataRecord* rs2_sarNodeRead(const rs2::Document& document, std::int32_t productTypeIndex,
                                    KERR_REPORT** slot);

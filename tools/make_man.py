@@ -24,6 +24,12 @@ class Entry(typing.NamedTuple):
     def takes_value(self):
         return " " in self.term
 
+    def values(self):
+        """Those of a METHOD, which its text begins with: "nearest, bilinear or cubic (...)"."""
+        if not re.search(r" METHOD\b", self.term):
+            return []
+        return re.split(r", | or ", self.text.split(" (")[0])
+
 
 class Help(typing.NamedTuple):
     description: str
@@ -90,27 +96,50 @@ def man_page(version, main, verbs):
 def completion(main, verbs):
     flags = {name: sorted(f for e in text.sections["Options"] for f in e.flags())
              for name, text in verbs.items()}
-    valued = sorted({f for text in verbs.values() for e in text.sections["Options"]
-                     if e.takes_value() for f in e.flags()})
+    options = [e for text in verbs.values() for e in text.sections["Options"] if e.takes_value()]
+    valued = sorted({f for e in options for f in e.flags()} - {"--layer"})
+    choices = {"|".join(e.flags()): " ".join(e.values()) for e in options if e.values()}
+    layered = [name for name, text in verbs.items()
+               if any(e.term.startswith("LAYER") for e in text.sections.get("Positionals", []))]
     top = [f for e in main.sections["Options"] for f in e.flags()] + list(verbs)
-    cases = "".join(f'        {name}) words="{" ".join(own)}" ;;\n' for name, own in flags.items())
+    words = "".join(f'        {name}) words="{" ".join(own)}" ;;\n' for name, own in flags.items())
+    values = "".join(f'        {own}) words="{chosen}" ;;\n' for own, chosen in choices.items())
     return f"""# bash completion for rfsar
+_rfsar_layers() {{ # of the product that the line names
+    "$1" info "$2" 2>/dev/null | sed -n '/^layers/,/^export also/{{
+        s/^  \\([A-Z][A-Z0-9_@\\/]*\\) .*/\\1/p
+        s/^export also *//p
+    }}' | sed 's/, */\\n/g'
+}}
 _rfsar() {{
     local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}}
-    local words verb= word
+    local words= verb= file= word before=
     for word in "${{COMP_WORDS[@]:1:COMP_CWORD - 1}}"; do
-        [[ $word == -* ]] || {{ verb=$word; break; }}
+        case $before in
+        {"|".join([*valued, "--layer"])}) ;; # its value
+        *)  if [[ $word != -* && -z $verb ]]; then
+                verb=$word
+            elif [[ $word != -* && -z $file && -e $word ]]; then
+                file=$word
+            fi ;;
+        esac
+        before=$word
     done
-    case $verb in
-        "") words="{" ".join(top)}" ;;
-{cases}    esac
     COMPREPLY=()
     case $previous in
+{values}        --layer) words=$([[ -z $file ]] || _rfsar_layers "${{COMP_WORDS[0]}}" "$file") ;;
         {"|".join(valued)}) return ;; # a value: files by default
     esac
-    if [[ -z $verb || $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then
+        case $verb in
+        "") words="{" ".join(top)}" ;;
+{words}        esac
+    elif [[ -z $words && $previous == "$file" ]]; then
+        case $verb in
+        {"|".join(layered)}) words=$(_rfsar_layers "${{COMP_WORDS[0]}}" "$file") ;;
+        esac
     fi
+    [[ -z $words ]] || mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }}
 complete -o default -F _rfsar rfsar
 """

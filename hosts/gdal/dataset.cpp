@@ -42,17 +42,13 @@ bool isTiff(const std::string& file) {
 SarDataset::SarDataset(const OpenRequest& request)
     : opened_(std::make_shared<const OpenedProduct>(
           loader::Product(loader::Plugin::instance(), request.file))),
-      listsEntries_(request.layer.empty()), georef_(request.georef) {
+      listsEntries_(request.layer.empty()) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out", fault.c_str());
     addBands(request, catalogue(*opened_));
-    // What was asked for by name is refused now, not later.
-    if (georef_ != GeorefChoice::automatic)
-        reference_ = georeference(*opened_, image(), georef_);
-    if (georef_ == GeorefChoice::rpc || georef_ == GeorefChoice::model)
-        provideRpc();
+    reference_ = std::make_unique<const Georeference>(opened_, image(), request.georef);
     nameSidecars(request);
 }
 
@@ -85,8 +81,7 @@ void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& 
         for (const Entry& entry : shown_) {
             bands.push_back(makeBand(opened_, entry, [this] { tellWarnings(); }));
             if (!sameShape(*bands.front(), *bands.back()))
-                throw loader::Error(opened_->name() +
-                                    ": its layers differ in size or type");
+                throw loader::Error(opened_->name() + ": its layers differ in size or type");
         }
     } catch (const loader::Error& error) {
         if (!whole)
@@ -168,18 +163,13 @@ void SarDataset::provide(const char* name) {
         else if (EQUAL(domain, "SUBDATASETS"))
             provideSubdatasets();
         else if (EQUAL(domain, "RPC"))
-            provideRpc();
+            for (const auto& [key, text] : reference_->rpc())
+                oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
         else if (STARTS_WITH(domain, jsonPrefix))
             provideNode(domain + strlen(jsonPrefix));
     } catch (const loader::Error& error) {
         CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
     }
-}
-
-void SarDataset::provideRpc() {
-    provided_.insert("RPC");
-    for (const auto& [key, text] : rationalFunctions(*opened_, image(), georef_))
-        oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
 }
 
 void SarDataset::provideNode(const std::string& name) {
@@ -238,40 +228,27 @@ char** SarDataset::GetFileList() {
     return files.StealList();
 }
 
-/// Found when somebody first asks where the images lie. Damaged statements leave it empty and are
-/// told.
-const Georeference& SarDataset::reference() const {
-    if (!reference_)
-        try {
-            reference_ = georeference(*opened_, image(), georef_);
-        } catch (const loader::Error& error) {
-            reference_.emplace();
-            CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
-        }
-    return *reference_;
-}
-
 bool SarDataset::copyGeoTransform(double* transform) const {
-    const auto& found = reference().geoTransform;
-    if (found)
-        std::copy(found->begin(), found->end(), transform);
-    return found.has_value();
+    const auto& known = reference_->geoTransform();
+    if (known)
+        std::copy(known->begin(), known->end(), transform);
+    return known.has_value();
 }
 
 const OGRSpatialReference* SarDataset::GetSpatialRef() const {
-    return reference().geoTransform ? &reference().system : GDALPamDataset::GetSpatialRef();
+    return reference_->geoTransform() ? &reference_->system() : GDALPamDataset::GetSpatialRef();
 }
 
 int SarDataset::GetGCPCount() {
-    return reference().gcps.count();
+    return reference_->gcps().count();
 }
 
 const OGRSpatialReference* SarDataset::GetGCPSpatialRef() const {
-    return reference().gcps.count() == 0 ? nullptr : &reference().system;
+    return reference_->gcps().count() == 0 ? nullptr : &reference_->system();
 }
 
 const GDAL_GCP* SarDataset::GetGCPs() {
-    return reference().gcps.data();
+    return reference_->gcps().data();
 }
 
 CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int* factors,

@@ -3,6 +3,7 @@
 #include "bands.h"
 #include "gdal_versions.h"
 #include "georeference.h"
+#include "kimg/elevation.h"
 
 #include <cpl_string.h>
 #include <gdal_pam.h>
@@ -18,8 +19,8 @@ struct OpenRequest {
     std::string layer;       ///< an entry's name; "" for the product as a whole
     std::string calibration; ///< SIGMA_NOUGHT, ...; "" for the samples as they are
     GeorefChoice georef = GeorefChoice::automatic;
-    bool onTheMap = false; ///< drawn on the map while it is read (map_view.h)
-    std::string elevation; ///< the elevation model to draw by; "" for the height of the scene
+    bool onTheMap = false;           ///< drawn on the map while it is read (map_view.h)
+    kimg::ElevationSource elevation; ///< to draw by; without paths the height of the scene
 };
 
 /// A product as a whole, or one entry of it. One thread at a time, as GDAL has it; any number of
@@ -38,6 +39,10 @@ public:
     const OGRSpatialReference* GetGCPSpatialRef() const override;
     const GDAL_GCP* GetGCPs() override;
 
+    /// @return where the image lies, for who draws it; null for no image.
+    /// @throws loader::Error as product::placeOf.
+    std::shared_ptr<const product::Place> place() const { return reference_->place(); }
+
 protected:
     /// Into a file beside the product named after what is open, so that each entry has its own.
     CPLErr IBuildOverviews(const char* resampling, int count, const int* factors, int bandCount,
@@ -50,19 +55,16 @@ private:
     void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
     void nameSidecars(const OpenRequest& request);
     const ProductImage* image() const;
-    const Georeference& reference() const;
     void tellWarnings();
     void provide(const char* name);
     void provideItems();
     void provideSubdatasets();
-    void provideRpc();
     void provideNode(const std::string& name);
 
     std::shared_ptr<const OpenedProduct> opened_;
     std::vector<Entry> shown_; ///< one a band
     bool listsEntries_;        ///< as subdatasets: a product as a whole does
-    GeorefChoice georef_;
-    mutable std::optional<Georeference> reference_; ///< none before it is asked for
+    std::unique_ptr<const Georeference> reference_;
     bool toldWarnings_ = false;
     std::set<std::string> provided_; ///< domains that have been asked for
 };

@@ -18,8 +18,10 @@ constexpr char openOptions[] =
     "<Option name='GEOREF' type='string-select' default='AUTO' description='georeferencing'>"
     "<Value>AUTO</Value><Value>MODEL</Value><Value>RPC</Value><Value>GCP</Value>"
     "<Value>PRODUCT</Value><Value>MAP</Value></Option>"
-    "<Option name='DEM' type='string' description='with GEOREF=MAP: an elevation model, in m above "
-    "the ellipsoid'/>"
+    "<Option name='DEM' type='string' description='with GEOREF=MAP: an elevation model, or a "
+    "folder of them'/>"
+    "<Option name='DEM_HEIGHTS' type='string' default='AUTO' description='from what its heights "
+    "count: AUTO (as the file says), ELLIPSOID, EGM96, EGM2008 or a file of geoid heights'/>"
     "</OpenOptionList>";
 
 OpenRequest requestOf(const GDALOpenInfo& info) {
@@ -36,10 +38,15 @@ OpenRequest requestOf(const GDALOpenInfo& info) {
     const char* georef = CSLFetchNameValueDef(info.papszOpenOptions, "GEOREF", "");
     request.onTheMap = EQUAL(georef, "MAP");
     request.georef = parseGeorefChoice(request.onTheMap ? "AUTO" : georef);
-    request.elevation = CSLFetchNameValueDef(info.papszOpenOptions, "DEM", "");
+    if (const char* dem = CSLFetchNameValue(info.papszOpenOptions, "DEM"); dem && *dem)
+        request.elevation.paths = {dem};
+    request.elevation.heights = CSLFetchNameValueDef(info.papszOpenOptions, "DEM_HEIGHTS", "AUTO");
+    for (const char* known : {"AUTO", "ELLIPSOID", "EGM96", "EGM2008"})
+        if (EQUAL(known, request.elevation.heights.c_str()))
+            request.elevation.heights = CPLString(known).tolower();
     if (!request.layer.empty() && !request.calibration.empty())
         throw loader::Error(request.file + ": LAYER and CALIBRATION exclude each other");
-    if (!request.elevation.empty() && !request.onTheMap)
+    if (!request.elevation.paths.empty() && !request.onTheMap)
         throw loader::Error(request.file + ": DEM is for GEOREF=MAP");
     return request;
 }

@@ -1,22 +1,12 @@
 #include "georeference.h"
 
-#include "kimg/georeferencing.h"
+#include "product/place/stated_place.h"
 
+#include <cpl_error.h>
 #include <cpl_string.h>
 
 namespace rf_sar_gdal {
 namespace {
-
-kimg::Georeferencing ofImageFile(const ProductImage* image) {
-    if (!image || !image->samples)
-        return {};
-    kerr::Slot slot;
-    auto found = kimg::georeferencing(image->samples->layer(), slot);
-    if (!found)
-        throw loader::Error(image->file +
-                            ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
-    return *std::move(found);
-}
 
 OGRSpatialReference systemOf(const std::string& wkt) {
     OGRSpatialReference system;
@@ -26,49 +16,17 @@ OGRSpatialReference systemOf(const std::string& wkt) {
     return system;
 }
 
-/// The product counts from the centre of the first pixel, GDAL from its outer corner.
-std::vector<GroundTie> tiesOf(const std::vector<product::TiePoint>& points) {
-    std::vector<GroundTie> ties;
-    ties.reserve(points.size());
-    for (const product::TiePoint& point : points)
-        ties.push_back(
-            {point.sample + 0.5, point.line + 0.5, point.lonDeg, point.latDeg, point.heightM});
-    return ties;
+kimg::Georeferencing statedByFile(const ProductImage& image) {
+    kerr::Slot slot;
+    auto found = kimg::georeferencing(image.samples->layer(), slot);
+    if (!found)
+        throw loader::Error(image.file +
+                            ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
+    return *std::move(found);
 }
 
-void setTies(Georeference& reference, std::vector<GroundTie> ties) {
-    reference.system = avoidBreaks(ties);
-    reference.gcps = GcpList(ties);
-}
-
-void addOwnTies(Georeference& reference, const OpenedProduct& opened,
-                const kimg::Georeferencing& file) {
-    std::vector<GroundTie> ties = tiesOf(opened.stated().tiePoints());
-    if (!ties.empty())
-        return setTies(reference, std::move(ties));
-    for (const kimg::GroundControlPoint& gcp : file.gcps)
-        ties.push_back({gcp.pixel, gcp.line, gcp.x, gcp.y, gcp.z});
-    const OGRSpatialReference system = systemOf(file.wkt);
-    if (system.IsGeographic())
-        return setTies(reference, std::move(ties));
-    reference.system = system;
-    reference.gcps = GcpList(ties);
-}
-
-void addModelTies(Georeference& reference, const SharedGrid& grid, const ProductImage* image) {
-    if (grid.model() && image)
-        setTies(reference, grid.ties(image->samples->width(), image->samples->height()));
-}
-
-product::RpcItems ownRpc(const OpenedProduct& opened, const kimg::Georeferencing& file) {
-    product::RpcItems rpc = opened.stated().rationalFunctions();
-    return rpc.empty() ? file.rpc : rpc;
-}
-
-[[noreturn]] void refuse(const OpenedProduct& opened, const std::string& wanted,
-                         const std::string& why) {
-    throw loader::Error(opened.name() + ": there is no " + wanted +
-                        (why.empty() ? "" : " (" + why + ")"));
+void warn(const loader::Error& error) {
+    CPLError(CE_Warning, CPLE_AppDefined, "%s", error.what());
 }
 
 } // namespace
@@ -85,42 +43,120 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
     throw loader::Error("GEOREF=" + text + ": is none of AUTO, MODEL, RPC, GCP, PRODUCT, MAP");
 }
 
-Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
-                          GeorefChoice choice) {
-    using enum GeorefChoice;
-    Georeference reference;
-    if (choice == rpc)
-        return reference;
-    const kimg::Georeferencing file = ofImageFile(image);
-    if (file.geoTransform && (choice == automatic || choice == product)) {
-        reference.geoTransform = file.geoTransform;
-        reference.system = systemOf(file.wkt);
-        return reference;
-    }
-    if (choice != model)
-        addOwnTies(reference, opened, file);
-    if (choice == product || reference.gcps.count() > 0)
-        return reference;
-    const SharedGrid grid = sharedGrid(opened);
-    addModelTies(reference, grid, image);
-    if (reference.gcps.count() == 0 && choice != automatic)
-        refuse(opened, choice == model ? "sensor model" : "tie point", grid.place.remarks);
-    return reference;
+Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
+                           GeorefChoice choice)
+    : opened_(std::move(opened)), image_(image), choice_(choice) {
+    if (choice_ == GeorefChoice::product)
+        find();
+    else if (choice_ != GeorefChoice::automatic)
+        require();
 }
 
-product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
-                                    GeorefChoice choice) {
-    using enum GeorefChoice;
-    const kimg::Georeferencing file = ofImageFile(image);
-    if (choice == gcp || (file.geoTransform && (choice == automatic || choice == product)))
-        return {};
-    const SharedGrid grid = choice == product ? SharedGrid{} : sharedGrid(opened);
-    product::RpcItems items = grid.rpc();
-    if (items.empty() && choice != model)
-        items = ownRpc(opened, file);
-    if (items.empty() && (choice == model || choice == rpc))
-        refuse(opened, "rational function", grid.place.remarks);
-    return items;
+/// What was asked for by name is refused now, not later.
+void Georeference::require() const {
+    const auto refuse = [&](const char* wanted) {
+        const std::string why = place_ ? place_->remarks : "";
+        throw loader::Error(opened_->name() + ": there is no " + wanted +
+                            (why.empty() ? "" : " (" + why + ")"));
+    };
+    place();
+    if (choice_ == GeorefChoice::model &&
+        (!place_ || place_->source != product::PlaceSource::model))
+        refuse("sensor model");
+    if (choice_ == GeorefChoice::gcp && (find(), found_->gcps.count() == 0))
+        refuse("tie point");
+    if (choice_ == GeorefChoice::rpc && (findRpc(), rpc_->empty()))
+        refuse("rational function");
+}
+
+product::Window Georeference::whole() const {
+    return {0, 0, image_->samples->width(), image_->samples->height()};
+}
+
+std::shared_ptr<const product::Place> Georeference::place() const {
+    if (!place_ && image_ && image_->samples && !opened_->layerNames().empty())
+        place_ = std::make_shared<const product::Place>(
+            product::placeOf(*opened_, opened_->layerNames().front(), image_->samples->width(),
+                             image_->samples->height()));
+    return place_;
+}
+
+void Georeference::take(const kimg::Georeferencing& found) const {
+    found_->geoTransform = found.geoTransform;
+    found_->system = systemOf(found.wkt);
+    found_->gcps = GcpList(found.gcps);
+}
+
+void Georeference::findStated() const {
+    const auto& ties = opened_->stated().tiePoints();
+    if (image_ && image_->samples) {
+        const kimg::Georeferencing file = statedByFile(*image_);
+        if (file.geoTransform || ties.empty())
+            return take(file.geoTransform || file.wkt.empty()
+                            ? file
+                            : product::withoutBreaks(product::gcpsOf(
+                                  product::statedBy(file, image_->file).ties, whole())));
+    }
+    take(product::withoutBreaks(product::gcpsOf(ties, {})));
+}
+
+void Georeference::find() const {
+    if (found_)
+        return;
+    found_.emplace();
+    if (choice_ == GeorefChoice::rpc)
+        return;
+    if (choice_ == GeorefChoice::product)
+        return findStated();
+    if (place())
+        take(product::placementOf(*place_, whole()));
+}
+
+void Georeference::findRpc() const {
+    if (rpc_)
+        return;
+    rpc_.emplace();
+    if (choice_ == GeorefChoice::gcp)
+        return;
+    if (choice_ == GeorefChoice::product) {
+        *rpc_ = opened_->stated().rationalFunctions();
+        if (rpc_->empty() && image_ && image_->samples)
+            *rpc_ = statedByFile(*image_).rpc;
+        return;
+    }
+    std::string remarks;
+    if (place())
+        *rpc_ = product::publishedRpc(*opened_, *place_, whole(), remarks);
+    if (!remarks.empty())
+        warn(loader::Error(opened_->name() + ": " + remarks));
+}
+
+const std::optional<std::array<double, 6>>& Georeference::geoTransform() const {
+    gcps();
+    return found_->geoTransform;
+}
+
+const OGRSpatialReference& Georeference::system() const {
+    gcps();
+    return found_->system;
+}
+
+const GcpList& Georeference::gcps() const {
+    try {
+        find();
+    } catch (const loader::Error& error) {
+        warn(error);
+    }
+    return found_->gcps;
+}
+
+const product::RpcItems& Georeference::rpc() const {
+    try {
+        findRpc();
+    } catch (const loader::Error& error) {
+        warn(error);
+    }
+    return *rpc_;
 }
 
 } // namespace rf_sar_gdal

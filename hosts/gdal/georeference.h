@@ -1,18 +1,25 @@
 #pragma once
 
 #include "gcps.h"
-#include "shared_grid.h"
+#include "product/opened_product.h"
+#include "product/place/placement.h"
+
+#include <ogr_spatialref.h>
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace rf_sar_gdal {
 
+using product::OpenedProduct;
+using product::ProductImage;
+
 /// What the open option GEOREF asks for; MAP is map_view.h's and takes what is automatic.
 enum class GeorefChoice {
-    automatic, ///< geotransform, or else tie points and rational functions, each from the best
-    model,     ///< tie points and rational functions computed from the sensor model
+    automatic, ///< geotransform, or else tie points and rational functions, from the best source
+    model,     ///< the same, and nothing but a sensor model will do
     rpc,       ///< rational functions alone
     gcp,       ///< tie points alone
     product,   ///< what the product itself states, nothing computed
@@ -22,23 +29,46 @@ enum class GeorefChoice {
 /// @throws loader::Error for any other text.
 GeorefChoice parseGeorefChoice(const std::string& text);
 
-/// Where an image lies on the ground, in GDAL's terms; all empty where nothing is known.
-struct Georeference {
-    std::optional<std::array<double, 6>> geoTransform;
-    GcpList gcps;
-    OGRSpatialReference system; ///< of the transform, or of the GCPs
+/// Where an image lies on the ground, in GDAL's terms; found when it is first asked for. One
+/// thread at a time.
+class Georeference {
+public:
+    /// @param image  the first that can be opened; null when there is none.
+    /// @throws loader::Error when what is asked for by name is not to be had.
+    Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
+                 GeorefChoice choice);
+
+    /// What cannot be found is told as a warning, once; these are empty then.
+    const std::optional<std::array<double, 6>>& geoTransform() const;
+    const GcpList& gcps() const;
+    /// @return of the transform, or of the GCPs.
+    const OGRSpatialReference& system() const;
+    /// @return rational functions under GDAL's names; empty where there are none, or none is asked
+    ///         for.
+    const product::RpcItems& rpc() const;
+    /// @return where the image lies, whatever was chosen; null for no image.
+    /// @throws loader::Error as product::placeOf.
+    std::shared_ptr<const product::Place> place() const;
+
+private:
+    struct Found {
+        std::optional<std::array<double, 6>> geoTransform;
+        GcpList gcps;
+        OGRSpatialReference system;
+    };
+    product::Window whole() const;
+    void take(const kimg::Georeferencing& found) const;
+    void find() const;
+    void findStated() const;
+    void findRpc() const;
+    void require() const;
+
+    std::shared_ptr<const OpenedProduct> opened_;
+    const ProductImage* image_;
+    GeorefChoice choice_;
+    mutable std::shared_ptr<const product::Place> place_;
+    mutable std::optional<Found> found_;
+    mutable std::optional<product::RpcItems> rpc_;
 };
-
-/// @param image  the first that can be opened; null when there is none.
-/// @throws loader::Error naming the file when the product's own statements are damaged, or when
-///         what is asked for is not to be had.
-Georeference georeference(const OpenedProduct& opened, const ProductImage* image,
-                          GeorefChoice choice);
-
-/// @return rational functions: the model's, or the product's own; empty where there are none, or
-///         none is asked for.
-/// @throws loader::Error as georeference.
-product::RpcItems rationalFunctions(const OpenedProduct& opened, const ProductImage* image,
-                                    GeorefChoice choice);
 
 } // namespace rf_sar_gdal

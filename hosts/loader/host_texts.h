@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kmsc/kmsc.h"
+#include "kstr/host_list.h"
 #include "ktxt/ktxt.h"
 #include "loader/plugin.h"
 
@@ -13,12 +13,10 @@ namespace loader {
 /// Takes a list over that the plug-in handed out, and frees it.
 /// @param count  of the texts; a null list counts as empty.
 inline std::vector<std::string> takeTexts(char16_t** list, std::uint32_t count) {
-    const kmsc::HeapPtr<char16_t*> array(list);
+    const HostList taken(list, list ? count : 0);
     std::vector<std::string> texts;
-    for (std::uint32_t i = 0; list && i < count; ++i) {
-        const kmsc::HeapPtr<char16_t> text(list[i]);
-        texts.push_back(ktxt::narrow(text.get()));
-    }
+    for (std::uint32_t i = 0; i < taken.count(); ++i)
+        texts.push_back(ktxt::narrow(taken[i]));
     return texts;
 }
 

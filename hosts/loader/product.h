@@ -41,7 +41,7 @@ public:
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 
-    /// What the plug-in tells; product::georeferencingOf knows more.
+    /// What the plug-in tells; product::placeOf knows more.
     /// @throws Error as loader::readGeoreferencing.
     Georeferencing georeferencing() const {
         return readGeoreferencing(*plugin_, {layer_.get(), name_, width_, height_});

@@ -2,7 +2,7 @@
 
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 #include "kstr/kstr.h"
 #include "ktxt/ktxt.h"
 #include "loader/host_texts.h"
@@ -25,7 +25,7 @@ bool endsWith(const std::string& text, std::string_view ending) {
 
 std::vector<std::string> listFolder(const std::string& folder) {
     if (kfnp::isVirtual(folder))
-        return kimg::listVirtualFolder(folder);
+        return kfio::listVirtualFolder(folder);
     std::vector<std::string> names;
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(folder, ignored))
@@ -67,7 +67,7 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
                 for (const std::string& file : productsIn(below))
                     found.push_back(file);
     if (found.empty())
-        throw loader::Error(entry + ": holds no product.xml and no JSON item");
+        throw NoProduct(entry + ": holds no product.xml and no JSON item");
     if (found.size() == 1)
         return found.front();
     std::string names;

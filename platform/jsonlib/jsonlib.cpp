@@ -1,10 +1,14 @@
 #include "jsonlib/jsonlib.h"
 
 #include "kerr/kerr.h"
-#include "kfio/document_depth.h"
+#include "jsonlib/document_size.h"
 #include "ktxt/ktxt.h"
 
 #include <json/json.h>
+
+#include <algorithm>
+#include <charconv>
+#include <locale>
 
 namespace tolvan::jsonlib {
 namespace {
@@ -39,6 +43,62 @@ const char* typeName(const Json::Value& value) {
 
 void requireUtf8(std::string_view text) {
     static_cast<void>(ktxt::widen(text));
+}
+
+/// The library reads fractions with the process's global locale.
+bool localeReadsFractions() {
+    const auto& marks = std::use_facet<std::numpunct<char>>(std::locale());
+    return marks.decimal_point() == '.' && marks.grouping().empty();
+}
+
+/// Appends a number of a document without its decimal mark: 12.5e3 as 125e2.
+void appendWithoutMark(std::string& out, std::string_view number) {
+    const auto mark = number.find('.');
+    const auto exponent = number.find_first_of("eE");
+    long power = 0;
+    const std::string_view written =
+        exponent == number.npos ? "0" : number.substr(exponent + 1 + (number[exponent + 1] == '+'));
+    const auto [end, error] =
+        std::from_chars(written.data(), written.data() + written.size(), power);
+    const std::string_view whole = number.substr(0, mark);
+    const std::string_view fraction = number.substr(mark + 1, exponent - mark - 1);
+    if (error != std::errc() || end != written.data() + written.size() || fraction.empty() ||
+        fraction.find_first_not_of("0123456789") != fraction.npos) {
+        out += number; // for the parser to refuse
+        return;
+    }
+    const bool negative = whole.starts_with('-');
+    std::string digits = std::string(whole.substr(negative ? 1 : 0)) + std::string(fraction);
+    digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size() - 1));
+    out += (negative ? "-" : "") + digits + 'e' +
+           std::to_string(power - static_cast<long>(fraction.size()));
+}
+
+/// The same document without decimal marks, which a locale could read in its own way.
+std::string withoutDecimalMarks(std::string_view text) {
+    std::string out;
+    out.reserve(text.size() + text.size() / 8);
+    while (!text.empty()) {
+        std::size_t length = 1;
+        if (text.starts_with("//") || text.starts_with("/*")) {
+            const auto end = text.find(text[1] == '/' ? "\n" : "*/", 2);
+            length = end == text.npos ? text.size() : end + 1;
+        } else if (text.front() == '"') {
+            while (length < text.size() && text[length] != '"')
+                length += text[length] == '\\' ? 2 : 1;
+            length = std::min(length + 1, text.size());
+        } else if (text.front() == '-' || (text.front() >= '0' && text.front() <= '9')) {
+            length = std::min(text.find_first_not_of("0123456789.eE+-", 1), text.size());
+            if (text.substr(0, length).find('.') != text.npos) {
+                appendWithoutMark(out, text.substr(0, length));
+                text.remove_prefix(length);
+                continue;
+            }
+        }
+        out += text.substr(0, length);
+        text.remove_prefix(length);
+    }
+    return out;
 }
 
 std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
@@ -152,10 +212,13 @@ bool Reader::parse(std::string_view text, Value& value, bool keepComments) {
     value = {};
     errors_.clear();
     try {
-        if (kfio::jsonItems(text) > kfio::maximumDocumentItems)
+        if (itemsOf(text) > maximumItems)
             throw TolvanLog::Exception("holds more than " +
-                                       std::to_string(kfio::maximumDocumentItems) + " values");
+                                       std::to_string(maximumItems) + " values");
         requireUtf8(text);
+        std::string plain;
+        if (!localeReadsFractions())
+            text = plain = withoutDecimalMarks(text);
         const auto document = std::make_shared<Json::Value>();
         const bool accepted =
             makeParser(keepComments)

@@ -9,9 +9,8 @@
 #include <string_view>
 #include <vector>
 
-/// JSON documents, read only. The one door to the JSON library behind it; texts are UTF-8.
-/// The library reads fractions in the process's global C++ locale: a host that replaces the classic
-/// one by one with another decimal mark gets its documents refused.
+/// JSON documents, read only. The one door to the JSON library behind it; texts are UTF-8. "." is
+/// the decimal mark whatever the locale.
 
 namespace tolvan::jsonlib {
 

@@ -1,5 +1,7 @@
 #include "kerr/kerr.h"
 
+#include "kerr/log_sink.h"
+
 #include <cstdio>
 #include <mutex>
 
@@ -7,6 +9,11 @@ namespace {
 
 std::mutex sinkMutex;
 kerr::Sink& printSink() {
+    static kerr::Sink sink;
+    return sink;
+}
+
+kerr::Sink& logSink() {
     static kerr::Sink sink;
     return sink;
 }
@@ -64,6 +71,12 @@ namespace kerr {
 Sink setPrintSink(Sink sink) {
     const std::lock_guard lock(sinkMutex);
     std::swap(printSink(), sink);
+    return sink;
+}
+
+Sink setLogSink(Sink sink) {
+    const std::lock_guard lock(sinkMutex);
+    std::swap(logSink(), sink);
     return sink;
 }
 
@@ -134,12 +147,18 @@ const char* KerrException::what() const noexcept {
 
 void TolvanLog::Write(const KERR_REPORT& report) {
     if (innermostListener)
-        innermostListener->sink_(report);
+        return innermostListener->sink_(report);
+    kerr::Sink sink;
+    {
+        const std::lock_guard lock(sinkMutex);
+        sink = logSink();
+    }
+    if (sink)
+        sink(report);
 }
 
 void TolvanLog::Write(std::string_view function, int severity, std::string_view message) {
-    if (innermostListener)
-        innermostListener->sink_({std::string(function), severity, std::string(message), nullptr});
+    Write({std::string(function), severity, std::string(message), nullptr});
 }
 
 TolvanLog::Listener::Listener(kerr::Sink sink) : sink_(std::move(sink)), outer_(innermostListener) {

@@ -1,7 +1,7 @@
 #include "kfio/kfio.h"
 
 #include "kfnp/kfnp.h"
-#include "kimg/virtual_files.h"
+#include "kfio/virtual_files.h"
 #include "ktxt/ktxt.h"
 
 #include <algorithm>
@@ -16,16 +16,18 @@
 
 namespace {
 
+constexpr std::int64_t nsPerS = 1'000'000'000;
+
 std::string utf8Name(std::u16string_view name) { return kfnp::clean(ktxt::narrow(name)); }
 
 kfio::FileState virtualState(const std::string& name) {
     kfio::FileState state;
-    if (const auto found = kimg::virtualStat(name)) {
+    if (const auto found = kfio::virtualStat(name)) {
         state.exists = true;
         state.isRegularFile = !found->isDirectory;
         state.isReadable = true;
         state.size = found->size;
-        state.modificationTime = found->mtime;
+        state.modifiedNs = found->mtime * nsPerS;
     }
     return state;
 }
@@ -39,8 +41,7 @@ kfio::FileState localState(const std::string& name) {
     state.isRegularFile = S_ISREG(found.st_mode);
     state.isReadable = access(name.c_str(), R_OK) == 0;
     state.size = static_cast<std::uint64_t>(found.st_size);
-    state.modificationTime =
-        std::int64_t{found.st_mtim.tv_sec} * 1'000'000'000 + found.st_mtim.tv_nsec;
+    state.modifiedNs = std::int64_t{found.st_mtim.tv_sec} * nsPerS + found.st_mtim.tv_nsec;
     return state;
 }
 
@@ -71,6 +72,20 @@ std::optional<std::string> readLocal(const std::string& name, std::size_t count,
     return bytes;
 }
 
+bool holds(const std::filesystem::path& folder, const std::filesystem::path& path) {
+    return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first ==
+           folder.end();
+}
+
+std::filesystem::path commonFolder(const std::filesystem::path& one,
+                                   const std::filesystem::path& other) {
+    std::filesystem::path common;
+    for (auto a = one.begin(), b = other.begin(); a != one.end() && b != other.end() && *a == *b;
+         ++a, ++b)
+        common /= *a;
+    return common;
+}
+
 std::string sizeComplaint() {
     return "is larger than " + std::to_string(kfio::maximumDocumentBytes >> 20) + " MiB";
 }
@@ -93,9 +108,11 @@ bool linkLeavesProduct(const std::string& productFile, const std::string& file) 
     const fs::path target = fs::canonical(file, missing);
     if (missing)
         return false;
-    const fs::path above = folder.parent_path();
-    return std::mismatch(above.begin(), above.end(), target.begin(), target.end()).first !=
-           above.end();
+    if (holds(folder.parent_path(), target))
+        return false;
+    // Tools that version data, and workflows, stage a product as links into a store.
+    const fs::path product = fs::canonical(productFile, missing);
+    return missing || holds(commonFolder(product, target), folder);
 }
 
 std::optional<std::string> readDocument(std::string_view name, std::string& reason) {
@@ -108,7 +125,7 @@ std::optional<std::string> readDocument(std::string_view name, std::string& reas
     else if (state.size > maximumDocumentBytes)
         reason = sizeComplaint();
     else if (kfnp::isVirtual(path))
-        return kimg::readVirtualFile(path, maximumDocumentBytes, reason);
+        return kfio::readVirtualFile(path, maximumDocumentBytes, reason);
     else
         return readLocal(path, static_cast<std::size_t>(state.size), reason);
     return std::nullopt;
@@ -143,7 +160,7 @@ std::int64_t kfio_StatCacheGet(const KFIO_STAT_CACHE* cache, int item, KERR_REPO
     case kfioIsReadable:
         return cache->state.isReadable;
     case kfioModificationTime:
-        return cache->state.modificationTime;
+        return cache->state.modifiedNs / nsPerS;
     default:
         kerr::raise(slot, "kfio_StatCacheGet", "item " + std::to_string(item) + " is not kept");
         return 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jsonlib/document_size.h"
 #include "rf_platform_api.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -7,24 +8,31 @@
 #include <string>
 #include <string_view>
 
-/// Metadata documents as property trees. Documents are read through kfio, wherever they lie, and
-/// pass the guards of kfio/document_depth.h.
+/// Metadata documents as property trees. Documents are read through kfio, wherever they lie. Any
+/// thread.
 namespace kfio {
 
 using ProductTree = boost::property_tree::ptree;
+
+/// Deeper documents are refused; real products nest less than 12 levels.
+constexpr std::size_t maximumDocumentDepth = 200;
+
+/// Documents with more elements and attributes, or values, are refused: the shortest of them take
+/// a hundred times their own room in a tree. Real products have less than 40 000.
+constexpr std::size_t maximumDocumentItems = tolvan::jsonlib::maximumItems;
 
 /// @param name  UTF-8, local or virtual.
 /// @param leaveOut  elements of this name are checked like all others but left out of the tree,
 ///        with all below: tie points make up most of a product and take most of the time.
 /// @throws boost::property_tree::xml_parser_error  naming the file: cannot be opened, nests too
-///         deep, holds too much, or is malformed.
+///         deep, holds too much, declares entities, or is malformed.
 RF_PLATFORM_API ProductTree readXmlTree(const std::string& name, std::string_view leaveOut = {});
 /// The two steps of readXmlTree, for whoever keeps the text and parses some of it later.
 /// @throws boost::property_tree::xml_parser_error  as readXmlTree.
 RF_PLATFORM_API std::string readXmlText(const std::string& name);
 /// @param text  as readXmlText gives it.
 /// @param name  for errors.
-RF_PLATFORM_API ProductTree parseXmlTree(std::string text, const std::string& name,
+RF_PLATFORM_API ProductTree parseXmlTree(std::string_view text, const std::string& name,
                                          std::string_view leaveOut = {});
 /// @throws boost::property_tree::json_parser_error  likewise.
 RF_PLATFORM_API ProductTree readJsonTree(const std::string& name);

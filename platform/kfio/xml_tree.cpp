@@ -1,70 +1,146 @@
 #include "kfio/xml_tree.h"
 
-// Boost offers its XML parser proper only behind a stream, character by character.
-#include <boost/property_tree/detail/rapidxml.hpp>
-#include <boost/property_tree/xml_parser.hpp>
+#include "kfio/xml_encoding.h"
 
-#include <algorithm>
+#include <boost/property_tree/xml_parser.hpp>
+#include <expat.h>
+
 #include <memory>
+#include <new>
+#include <vector>
 
 namespace kfio {
 namespace {
 
 namespace pt = boost::property_tree;
-namespace rapidxml = boost::property_tree::detail::rapidxml;
-using Node = rapidxml::xml_node<char>;
 
-ProductTree& append(ProductTree& tree, std::string name) {
+struct ParserFree {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+using ParserPtr = std::unique_ptr<XML_ParserStruct, ParserFree>;
+
+ProductTree& append(ProductTree& tree, const char* name) {
     static const ProductTree empty;
-    return tree.push_back({std::move(name), empty})->second;
+    return tree.push_back({name, empty})->second;
 }
 
-void addAttributes(const Node& element, ProductTree& tree) {
-    if (!element.first_attribute())
-        return;
-    ProductTree& attributes = append(tree, "<xmlattr>");
-    for (const auto* each = element.first_attribute(); each; each = each->next_attribute())
-        append(attributes, {each->name(), each->name_size()})
-            .data()
-            .assign(each->value(), each->value_size());
-}
+/// Puts what the parser tells into the tree, as long as it keeps within the limits.
+class Builder {
+public:
+    Builder(XML_Parser parser, ProductTree& root, std::string_view leaveOut)
+        : parser_(parser), leaveOut_(leaveOut), open_{&root} {
+        XML_SetUserData(parser, this);
+        XML_SetElementHandler(parser, guarded<&Builder::start>, guarded<&Builder::end>);
+        XML_SetCharacterDataHandler(parser, guarded<&Builder::characters>);
+        XML_SetCommentHandler(parser, guarded<&Builder::comment>);
+        XML_SetEntityDeclHandler(parser, refuseEntity);
+    }
+    Builder(const Builder&) = delete;
+    Builder& operator=(const Builder&) = delete;
 
-void addChildren(const Node& parent, std::string_view leaveOut, ProductTree& tree) {
-    for (const Node* child = parent.first_node(); child; child = child->next_sibling())
-        switch (child->type()) {
-        case rapidxml::node_element: {
-            if (std::string_view(child->name(), child->name_size()) == leaveOut)
-                break;
-            ProductTree& element = append(tree, {child->name(), child->name_size()});
-            addAttributes(*child, element);
-            addChildren(*child, leaveOut, element);
-            break;
+    /// @return why the builder stopped the parser; empty when it did not.
+    const std::string& refusal() const { return refusal_; }
+    bool isOutOfMemory() const { return outOfMemory_; }
+
+private:
+    /// No exception may pass through the parser.
+    template <auto method, class... Arguments>
+    static void guarded(void* self, Arguments... arguments) {
+        auto& builder = *static_cast<Builder*>(self);
+        try {
+            (builder.*method)(arguments...);
+        } catch (const std::bad_alloc&) {
+            builder.outOfMemory_ = true;
+            XML_StopParser(builder.parser_, XML_FALSE);
         }
-        case rapidxml::node_data:
-        case rapidxml::node_cdata:
-            tree.data().append(child->value(), child->value_size());
-            break;
-        case rapidxml::node_comment:
-            append(tree, "<xmlcomment>").data().assign(child->value(), child->value_size());
-            break;
-        default:
-            break;
+    }
+
+    void refuse(std::string why) {
+        refusal_ = std::move(why);
+        XML_StopParser(parser_, XML_FALSE);
+    }
+
+    void count(std::size_t items) {
+        items_ += items;
+        if (items_ > maximumDocumentItems)
+            refuse("holds more than " + std::to_string(maximumDocumentItems) +
+                   " elements and attributes, or values");
+    }
+
+    void start(const char* name, const char** attributes) {
+        std::size_t pairs = 0;
+        while (attributes[2 * pairs])
+            ++pairs;
+        count(1 + pairs);
+        if (++depth_ > maximumDocumentDepth)
+            refuse("nests deeper than " + std::to_string(maximumDocumentDepth) + " levels");
+        if (leftOut_ > 0 || name == leaveOut_) {
+            ++leftOut_;
+            return;
         }
-}
+        ProductTree& element = append(*open_.back(), name);
+        open_.push_back(&element);
+        if (pairs == 0)
+            return;
+        ProductTree& list = append(element, "<xmlattr>");
+        for (std::size_t i = 0; i < pairs; ++i)
+            append(list, attributes[2 * i]).data() = attributes[2 * i + 1];
+    }
+
+    void end(const char*) {
+        --depth_;
+        if (leftOut_ > 0)
+            --leftOut_;
+        else
+            open_.pop_back();
+    }
+
+    void characters(const char* text, int length) {
+        if (leftOut_ == 0)
+            open_.back()->data().append(text, static_cast<std::size_t>(length));
+    }
+
+    void comment(const char* text) {
+        count(1);
+        if (leftOut_ == 0)
+            append(*open_.back(), "<xmlcomment>").data() = text;
+    }
+
+    // Names of external files are never followed; texts that grow by being named are not wanted.
+    static void refuseEntity(void* self, const char*, int, const char*, int, const char*,
+                             const char*, const char*, const char*) {
+        static_cast<Builder*>(self)->refuse("declares entities, which are not supported");
+    }
+
+    XML_Parser parser_;
+    std::string_view leaveOut_;
+    std::vector<ProductTree*> open_; ///< the elements around the parser's place, the root first
+    std::size_t depth_ = 0;
+    std::size_t leftOut_ = 0; ///< how many of them are not in the tree
+    std::size_t items_ = 0;
+    std::string refusal_;
+    bool outOfMemory_ = false;
+};
 
 } // namespace
 
-// cppcheck-suppress passedByValue ; it is parsed in place
-ProductTree buildXmlTree(std::string text, std::string_view leaveOut) {
-    const auto document = std::make_unique<rapidxml::xml_document<char>>(); // holds 64 KiB
-    try {
-        document->parse<rapidxml::parse_comment_nodes>(text.data());
-    } catch (const rapidxml::parse_error& error) {
-        const auto line = 1 + std::count(text.data(), error.where<char>(), '\n');
-        throw pt::xml_parser_error(error.what(), "", static_cast<unsigned long>(line));
-    }
+ProductTree buildXmlTree(std::string_view text, std::string_view leaveOut) {
+    const ParserPtr parser(XML_ParserCreate(nullptr));
+    if (!parser)
+        throw std::bad_alloc();
+    XML_SetUnknownEncodingHandler(parser.get(), describeEncoding, nullptr);
     ProductTree tree;
-    addChildren(*document, leaveOut, tree);
+    Builder builder(parser.get(), tree, leaveOut);
+    // All at once: a long token that comes in pieces is begun anew with each of them.
+    const XML_Status status =
+        XML_Parse(parser.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
+    const XML_Error error = XML_GetErrorCode(parser.get());
+    if (builder.isOutOfMemory() || error == XML_ERROR_NO_MEMORY)
+        throw std::bad_alloc();
+    if (status != XML_STATUS_OK)
+        throw pt::xml_parser_error(
+            builder.refusal().empty() ? XML_ErrorString(error) : builder.refusal(), "",
+            XML_GetCurrentLineNumber(parser.get()));
     return tree;
 }
 

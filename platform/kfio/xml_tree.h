@@ -4,11 +4,13 @@
 
 namespace kfio {
 
-/// Builds the tree of an XML document: the one that Boost's own read_xml without flags gives, for
-/// three fifths of its time, since the text is parsed where it stands and no node is copied around.
-/// @param text  the document, nested no deeper than the stack allows; used up.
+/// Builds the tree of an XML document in the form of boost::property_tree::read_xml without flags,
+/// but with line ends as XML has them: CR LF reads as LF.
+/// @param text  the whole document; UTF-8, UTF-16, or an encoding of one byte a character that it
+///        declares.
 /// @param leaveOut  elements of this name are parsed but not put into the tree.
-/// @throws boost::property_tree::xml_parser_error with the line, without a file name.
-ProductTree buildXmlTree(std::string text, std::string_view leaveOut);
+/// @throws boost::property_tree::xml_parser_error with the line, without a file name: malformed,
+///         deeper or larger than kfio/product_tree.h allows, or with entities of its own.
+ProductTree buildXmlTree(std::string_view text, std::string_view leaveOut);
 
 } // namespace kfio

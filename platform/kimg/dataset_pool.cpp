@@ -29,7 +29,7 @@ public:
     void giveBack(std::unique_ptr<OpenImage> image);
     /// Takes back the room of a handle that is closed, or was never opened.
     void forget();
-    void closeIdle(const ImageFile& file);
+    void closeIdle(const std::string& path);
 
 private:
     DatasetPool() { idle_.reserve(maxOpen); } // so that giving back never fails
@@ -91,11 +91,12 @@ void DatasetPool::forget() {
     --open_;
 }
 
-void DatasetPool::closeIdle(const ImageFile& file) {
+void DatasetPool::closeIdle(const std::string& path) {
     std::vector<Idle> closing; // after the lock is given up
     const std::lock_guard lock(mutex_);
     const auto others = std::stable_partition(
-        idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.image->file != file; });
+        idle_.begin(), idle_.end(),
+        [&](const Idle& idle) { return idle.image->file.path != path; });
     closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
     idle_.erase(others, idle_.end());
     open_ -= closing.size();
@@ -158,7 +159,7 @@ DatasetLease::DatasetLease(const ImageFile& file) : image_(DatasetPool::instance
     if (image_)
         return;
     try {
-        registerDrivers();
+        registerImageDrivers();
         requireFile(file);
         image_ = openImage(file);
         if (!image_)
@@ -184,9 +185,9 @@ void DatasetLease::fail(const char* reason) {
     throw ImageError(errors_.describe(image_->file.path, reason));
 }
 
-void closeIdleDatasets(const ImageFile& file) {
+void closeIdleDatasets(const std::string& path) {
     const ErrorCapture quiet;
-    DatasetPool::instance().closeIdle(file);
+    DatasetPool::instance().closeIdle(path);
 }
 
 } // namespace kimg

@@ -59,6 +59,9 @@ public:
 
     OpenImage& image() const { return *image_; }
     void* handle() const { return image_->dataset; } ///< a GDALDatasetH
+    /// @return whether GDAL has reported a failure since the lease began, whatever its calls
+    ///         answered.
+    bool failed() const { return errors_.failed(); }
     /// The handle will be closed instead of being used again.
     /// @throws ImageError with what GDAL said, or else with the given reason.
     [[noreturn]] void fail(const char* reason = "cannot be read");
@@ -69,7 +72,7 @@ private:
     bool reusable_ = true;
 };
 
-/// Closes the waiting handles of a file.
-void closeIdleDatasets(const ImageFile& file);
+/// Closes the waiting handles of a file, whatever its state was.
+void closeIdleDatasets(const std::string& path);
 
 } // namespace kimg

@@ -1,7 +1,6 @@
 #include "kimg/gdal_session.h"
 
 #include <cpl_conv.h>
-#include <cpl_error.h>
 #include <gdal.h>
 #include <gdal_frmts.h>
 #include <ogr_srs_api.h>
@@ -10,28 +9,28 @@
 #include <mutex>
 
 namespace kimg {
-namespace {
 
-void CPL_STDCALL keepFailure(CPLErr errorClass, CPLErrorNum, const char* message) {
-    if (errorClass == CE_Failure || errorClass == CE_Fatal)
-        static_cast<ErrorCapture*>(CPLGetErrorHandlerUserData())->hear(message);
-}
-
-} // namespace
-
-void registerDrivers() {
+void registerImageDrivers() {
     static std::once_flag once;
     std::call_once(once, [] {
         GDALRegister_GTiff();
+        GDALRegister_NITF();
+    });
+}
+
+void registerDrivers() {
+    registerImageDrivers();
+    static std::once_flag once;
+    std::call_once(once, [] {
         GDALRegister_COG();
         GDALRegister_VRT();
-        GDALRegister_NITF();
         GDALRegister_MEM();
         GDALRegister_PNG();
         GDALRegister_JPEG();
         GDALRegister_SRTMHGT();
         GDALRegister_DTED();
         GDALRegister_AAIGrid();
+        GDALRegister_GTX();
     });
 }
 
@@ -41,7 +40,8 @@ const char* const* imageDrivers() {
 }
 
 const char* const* elevationDrivers() {
-    static constexpr const char* names[] = {"GTiff", "SRTMHGT", "DTED", "AAIGrid", nullptr};
+    static constexpr const char* names[] = {"GTiff",   "VRT", "SRTMHGT", "DTED",
+                                            "AAIGrid", "GTX", nullptr};
     return names;
 }
 
@@ -69,30 +69,6 @@ std::string wktOf(void* system) {
     const bool written = system && OSRExportToWktEx(system, &text, options) == OGRERR_NONE;
     const std::unique_ptr<char, decltype(&VSIFree)> owner(text, VSIFree);
     return written ? text : "";
-}
-
-ErrorCapture::ErrorCapture()
-    : outerMessage_(CPLGetLastErrorMsg()), outerNumber_(CPLGetLastErrorNo()),
-      outerClass_(CPLGetLastErrorType()) {
-    CPLPushErrorHandlerEx(keepFailure, this);
-    CPLSetCurrentErrorHandlerCatchDebug(FALSE);
-}
-
-ErrorCapture::~ErrorCapture() {
-    CPLPopErrorHandler();
-    CPLErrorSetState(static_cast<CPLErr>(outerClass_), outerNumber_, outerMessage_.c_str());
-}
-
-void ErrorCapture::hear(const char* message) {
-    if (firstFailure_.empty())
-        firstFailure_ = message;
-}
-
-std::string ErrorCapture::describe(const std::string& path, const char* otherwise) const {
-    std::string reason = firstFailure_.empty() ? otherwise : firstFailure_;
-    while (!reason.empty() && reason.back() == '\n')
-        reason.pop_back();
-    return reason.find(path) == std::string::npos ? path + ": " + reason : reason;
 }
 
 } // namespace kimg

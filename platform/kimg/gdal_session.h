@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kfio/gdal_errors.h"
 #include "kimg/sample_type.h"
 
 #include <stdexcept>
@@ -7,9 +8,12 @@
 
 namespace kimg {
 
-/// Registers the drivers that this library uses, once in the process: those that read images and
-/// those that write pictures. Drivers that a host has registered are left as they are, and none is
-/// loaded from plug-in folders.
+/// Registers the drivers that read images, once in the process: what a host gets that only reads.
+/// Drivers that a host has registered are left as they are, here and below, and none is loaded from
+/// plug-in folders.
+void registerImageDrivers();
+
+/// Registers all drivers that this library uses: those that write and read elevations as well.
 void registerDrivers();
 
 /// The names of the drivers that may open an image file, ended by null. Named one by one, so that
@@ -26,33 +30,7 @@ int gdalTypeOf(SampleType type);
 /// @return WKT2:2019; empty when there is none.
 std::string wktOf(void* system);
 
-/// While it lives, errors of this thread's GDAL calls are kept here instead of being printed;
-/// afterwards the thread's last error is what it was before. Debug messages pass.
-class ErrorCapture {
-public:
-    ErrorCapture();
-    ~ErrorCapture();
-    ErrorCapture(const ErrorCapture&) = delete;
-    ErrorCapture& operator=(const ErrorCapture&) = delete;
-
-    /// @return the first failure as "path: reason" (the path once, if GDAL names it itself); with
-    ///         the other reason when GDAL gave none.
-    std::string describe(const std::string& path, const char* otherwise) const;
-    /// @return whether a failure was heard.
-    bool failed() const { return !firstFailure_.empty(); }
-    /// @return the first failure as GDAL tells it; empty when there was none.
-    const std::string& firstFailure() const { return firstFailure_; }
-    /// Forgets the failures heard so far.
-    void clear() { firstFailure_.clear(); }
-    /// Called by the handler.
-    void hear(const char* message);
-
-private:
-    std::string firstFailure_;
-    std::string outerMessage_;
-    int outerNumber_;
-    int outerClass_;
-};
+using kfio::ErrorCapture;
 
 /// A failure inside this library; its text is what the report says.
 class ImageError : public std::runtime_error {

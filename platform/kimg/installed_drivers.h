@@ -17,6 +17,7 @@ RF_PLATFORM_API std::string gdalVersion();
 /// @return why a driver could not be loaded; empty when all were.
 RF_PLATFORM_API std::string registerInstalledDrivers();
 
+/// @param shortName  as GDAL has it, "GTiff". @return whether it is registered now.
 RF_PLATFORM_API bool hasDriver(const std::string& shortName);
 
 /// @param fileName  without folders; decides together with the content.

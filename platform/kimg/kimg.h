@@ -58,17 +58,21 @@ RF_PLATFORM_API KIMG_LAYER* kimg_LayerOpen(std::u16string_view name, const void*
                                            std::uint32_t layout, std::uint32_t readMode,
                                            std::uint32_t reduction, std::uint32_t overview);
 
-/// Ends one kimg_LayerOpen; the last one frees the layer and closes its file. Null is allowed.
+/// Ends one kimg_LayerOpen; the last one frees the layer, and the last layer of a file closes it.
+/// Null is allowed.
 RF_PLATFORM_API void kimg_LayerClose(KIMG_LAYER* layer);
 
 /// Takes the layer out of the table of names: the next open of the name makes a new layer. The
 /// layer itself stays valid until it is closed. Null is allowed.
 RF_PLATFORM_API void kimg_LayerTableRemove(KIMG_LAYER* layer);
 
-/// Size in pixels, and the shape of the file's own blocks (tiles or strips).
+/// @return pixels of a line. The layer must not be null, here and below.
 RF_PLATFORM_API std::uint32_t kimg_LayerWidthGet(const KIMG_LAYER* layer);
+/// @return lines.
 RF_PLATFORM_API std::uint32_t kimg_LayerHeightGet(const KIMG_LAYER* layer);
+/// @return pixels of a line of the file's own blocks (tiles or strips).
 RF_PLATFORM_API std::uint32_t kimg_LayerBlockWidthGet(const KIMG_LAYER* layer);
+/// @return lines of such a block.
 RF_PLATFORM_API std::uint32_t kimg_LayerBlockHeightGet(const KIMG_LAYER* layer);
 
 /// @return the type that the layer holds without loss (KpxmPixelType). The real layer of a complex
@@ -94,6 +98,9 @@ RF_PLATFORM_API bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int6
                                     KERR_REPORT** slot);
 
 namespace kimg {
+
+/// Closes what is kept open of an image file for its next use, if no layer of it is open.
+RF_PLATFORM_API void closeUnused(std::u16string_view fileName);
 
 /// Reads a window of two layers that hold the real and the imaginary part as 16-bit integers, as
 /// packed words: low half real, high half imaginary, both signed, as the one layer of a complex

@@ -6,6 +6,7 @@
 
 #include <gdal.h>
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <memory>
@@ -51,14 +52,28 @@ public:
         removeLocked(layer);
     }
 
-    /// @return the layer, out of the table, when that was its last user; else null.
-    std::unique_ptr<KIMG_LAYER> endUse(KIMG_LAYER* layer) {
+    /// Frees the layer when that was its last user, and closes its file when it was the last layer.
+    void endUse(KIMG_LAYER* layer) {
+        std::string path;
+        {
+            const std::lock_guard lock(mutex_);
+            if (--layer->users > 0)
+                return;
+            removeLocked(layer);
+            path.swap(layer->file.path);
+            owned_.erase(layer);
+        }
+        closeUnused(path);
+    }
+
+    void closeUnused(const std::string& path) {
+        // The lock is held on, so that no layer of the file is added meanwhile.
         const std::lock_guard lock(mutex_);
-        if (--layer->users > 0)
-            return nullptr;
-        removeLocked(layer);
-        // cppcheck-suppress returnStdMoveLocal ; a member of a temporary is no local variable
-        return std::move(owned_.extract(layer).mapped());
+        const bool used = std::any_of(owned_.begin(), owned_.end(), [&](const auto& owned) {
+            return owned.second->file.path == path;
+        });
+        if (!used)
+            kimg::closeIdleDatasets(path);
     }
 
 private:
@@ -160,6 +175,9 @@ bool isPixelInterleaved(GDALDatasetH dataset) {
     return GDALGetRasterCount(dataset) > 1 && interleave && EQUAL(interleave, "PIXEL");
 }
 
+/// Whoever reads a block needs memory for all of it, a few times over.
+constexpr double largestBlockBytes = 1 << 30;
+
 void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
     const GDALRasterBandH band = GDALGetRasterBand(dataset, layer.band);
     const GDALDataType stored = GDALGetRasterDataType(band);
@@ -174,6 +192,11 @@ void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
     layer.width = GDALGetRasterBandXSize(band);
     layer.height = GDALGetRasterBandYSize(band);
     GDALGetBlockSize(band, &layer.blockWidth, &layer.blockHeight);
+    const double bytes = double{1} * layer.blockWidth * layer.blockHeight *
+                         GDALGetDataTypeSizeBytes(stored);
+    if (bytes > largestBlockBytes)
+        throw ImageError(layer.file.path + ": its blocks of " + std::to_string(layer.blockWidth) +
+                         " x " + std::to_string(layer.blockHeight) + " pixels are too large");
 }
 
 void requireKnownArguments(std::uint32_t access, std::uint32_t edge, const KPXM_RECT* fill,
@@ -242,10 +265,15 @@ KIMG_LAYER* kimg_LayerOpen(std::u16string_view name, const void*, KERR_REPORT** 
 }
 
 void kimg_LayerClose(KIMG_LAYER* layer) {
-    if (!layer)
-        return;
-    if (const auto last = LayerTable::instance().endUse(layer))
-        kimg::closeIdleDatasets(last->file);
+    if (layer)
+        LayerTable::instance().endUse(layer);
+}
+
+void kimg::closeUnused(std::u16string_view fileName) {
+    kerr::reported("kimg::closeUnused", nullptr, [&] {
+        LayerTable::instance().closeUnused(utf8FileName(fileName));
+        return true;
+    });
 }
 
 void kimg_LayerTableRemove(KIMG_LAYER* layer) {

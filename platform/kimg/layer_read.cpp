@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace {
@@ -94,7 +95,9 @@ void WindowRead::run() {
     if (!empty()) {
         kimg::DatasetLease lease(layer_.file);
         const GDALRasterBandH band = GDALGetRasterBand(lease.handle(), layer_.band);
-        if (!(isForThisLayerAlone() ? readBlocks(band) : readAnyWindow(band)))
+        // A member of a zip archive that does not unpack is reported and read all the same.
+        const bool read = isForThisLayerAlone() ? readBlocks(band) : readAnyWindow(band);
+        if (!read || lease.failed())
             lease.fail();
     }
     fillOutside();
@@ -242,7 +245,12 @@ bool kimg_LayerRead(KIMG_LAYER* layer, std::int64_t x, std::int64_t y, std::uint
                     std::uint32_t h, const KGDA_DATA* data, KERR_REPORT** slot) {
     const bool done = kerr::reported("kimg_LayerRead", slot, [&] {
         requireReadable(layer, x, y, w, h, data);
-        WindowRead(*layer, x, y, *data).run();
+        try {
+            WindowRead(*layer, x, y, *data).run();
+        } catch (const std::bad_alloc&) {
+            throw ImageError(layer->file.path + ": too little memory to read " +
+                             std::to_string(w) + " x " + std::to_string(h) + " pixels");
+        }
         return true;
     });
     if (!done && data && data->buffer)

@@ -1,5 +1,7 @@
 #include "kimg/new_file.h"
 
+#include "kimg/leftovers.h"
+
 #include <cpl_conv.h>
 #include <cpl_vsi.h>
 
@@ -18,6 +20,8 @@ namespace {
 constexpr char sideCars[] = "GDAL_PAM_ENABLED";
 
 constexpr char mark[] = ".part-";
+
+bool leavesLeftovers = false;
 
 std::string temporaryNameBeside(const std::string& path) {
     static std::atomic<unsigned> count{0};
@@ -43,7 +47,8 @@ void removeLeftovers(const std::string& path) {
 
 NewFile::NewFile(std::string path)
     : path_(std::move(path)), temporaryPath_(temporaryNameBeside(path_)) {
-    removeLeftovers(path_);
+    if (!leavesLeftovers)
+        removeLeftovers(path_);
 }
 
 NewFile::~NewFile() {
@@ -61,6 +66,10 @@ std::string NewFile::told(std::string message) const {
 bool NewFile::putInPlace() {
     inPlace_ = VSIRename(temporaryPath_.c_str(), path_.c_str()) == 0;
     return inPlace_;
+}
+
+void leaveLeftovers() {
+    leavesLeftovers = true;
 }
 
 NoSideCars::NoSideCars() {

@@ -92,6 +92,8 @@ bool readFromFile(const KIMG_LAYER& layer, kimg::DatasetLease& lease, const Wind
         for (auto column = window.x / layer.blockWidth; column <= lastColumn; ++column)
             if (!readPart(layer, lease, window, column, row))
                 return false;
+    if (lease.failed())
+        lease.fail();
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "kerr/reported.h"
 #include "kprj/kprj.h"
+#include "rf_constants.h"
 
 namespace {
 
@@ -32,8 +33,6 @@ constexpr char wkt[] = R"wkt(GEOGCRS["WGS 84",
         BBOX[-90,-180,90,180]],
     ID["EPSG",4326]])wkt";
 
-constexpr double degree = 0.017453292519943295; // rad
-
 } // namespace
 
 KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot) {
@@ -44,9 +43,9 @@ KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot) {
                                    "WGS 84",
                                    "EPSG:4326",
                                    wkt,
-                                   6378137,
-                                   6378137 * (1 - 1 / 298.257223563),
-                                   degree,
+                                   constants::wgs84SemiMajorAxisM,
+                                   constants::wgs84SemiMinorAxisM,
+                                   constants::radiansPerDegree,
                                    true};
     });
 }

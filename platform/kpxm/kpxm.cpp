@@ -7,10 +7,10 @@
 namespace {
 
 void* pixelAt(const KPXM_RECT* rect, std::uint32_t x, std::uint32_t y) {
-    const KGDA_DATA& data = rect->data;
-    if (x >= data.columns || y >= data.lines)
+    if (x >= rect->width || y >= rect->height)
         return nullptr;
-    return static_cast<std::byte*>(data.buffer) + data.lineStride * y + data.pixelStride * x;
+    const std::size_t index = std::size_t{rect->width} * y + x;
+    return static_cast<std::byte*>(rect->pixels) + index * kpxm::pixelSize(rect->pixelType);
 }
 
 } // namespace
@@ -26,31 +26,30 @@ KPXM_RECT* kimg_PixelRectCreate(std::uint32_t width, std::uint32_t height,
     auto buffer = rect ? kmsc::makeArray<std::byte>(pixels * size) : nullptr;
     if (!buffer)
         return nullptr;
-    const auto pixelStride = static_cast<std::ptrdiff_t>(size);
-    rect->data = {buffer.release(), height, width, pixelType, pixelStride * width, pixelStride};
+    *rect = {buffer.release(), width, height, pixelType};
     return rect.release();
 }
 
 void kpxm_PixelRectDelete(KPXM_RECT* rect) {
     if (rect)
-        kmsc_HeapFree(rect->data.buffer);
+        kmsc_HeapFree(rect->pixels);
     kmsc_HeapFree(rect);
 }
 
 void* kpxm_PixelRectDataGet(KPXM_RECT* rect) {
-    return rect->data.buffer;
+    return rect->pixels;
 }
 
 bool kpxm_PixelRectPixelSet(KPXM_RECT* rect, std::uint32_t x, std::uint32_t y,
                             std::complex<double> value) {
     void* pixel = pixelAt(rect, x, y);
     if (pixel)
-        kpxm::storePixel(pixel, rect->data.pixelType, value);
+        kpxm::storePixel(pixel, rect->pixelType, value);
     return pixel != nullptr;
 }
 
 std::complex<double> kpxm_PixelRectPixelGet(const KPXM_RECT* rect, std::uint32_t x,
                                             std::uint32_t y) {
     const void* pixel = pixelAt(rect, x, y);
-    return pixel ? kpxm::loadPixel(pixel, rect->data.pixelType) : 0.0;
+    return pixel ? kpxm::loadPixel(pixel, rect->pixelType) : 0.0;
 }

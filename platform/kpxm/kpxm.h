@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kgda/kgda.h"
 #include "kpxm/pixel_type.h"
 #include "rf_platform_api.h"
 
@@ -11,7 +10,9 @@
 /// A rectangle is a value without shared state; one thread at a time writes it.
 
 struct KPXM_RECT {
-    KGDA_DATA data; ///< describes the pixels; hand its address to kimg_LayerRead
+    void* pixels;
+    std::uint32_t width, height; ///< pixels
+    std::uint32_t pixelType;     ///< KpxmPixelType
 };
 
 /// @return a zero-filled rectangle owned by the caller; null when memory is short, the size

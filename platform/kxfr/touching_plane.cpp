@@ -1,12 +1,12 @@
 #include "kxfr/part.h"
+#include "rf_constants.h"
 
 #include <cmath>
-#include <numbers>
 
 namespace kxfr {
 namespace {
 
-constexpr double degree = std::numbers::pi / 180;
+constexpr double degree = constants::radiansPerDegree;
 
 class TouchingPlane final : public Part {
 public:

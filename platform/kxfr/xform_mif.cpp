@@ -2,8 +2,8 @@
 
 #include "kerr/reported.h"
 #include "kmif/kmif_node.h"
-#include "kmsc/kmsc.h"
-#include "kstr/kstr.h"
+#include "kmsc/host_array.h"
+#include "kstr/host_list.h"
 #include "ktxt/ktxt.h"
 #include "kxfr/part.h"
 
@@ -28,43 +28,11 @@ constexpr Kind kinds[] = {
 using kmif::DesignPtr;
 using kmif::DictionaryPtr;
 
-/// A host-heap array of blocks that frees what it holds unless it is released.
-template <class T, void (*destroy)(T*)>
-class Blocks {
-public:
-    explicit Blocks(std::size_t capacity)
-        : capacity_(capacity), array_(kmsc::makeArray<T*>(capacity)) {
-        if (!array_)
-            throw std::bad_alloc();
-    }
-    Blocks(const Blocks&) = delete;
-    Blocks& operator=(const Blocks&) = delete;
-    ~Blocks() {
-        for (std::size_t i = 0; array_ && i < capacity_; ++i)
-            destroy(array_.get()[i]);
-    }
+using Designs = kmsc::HostArray<KmifDesign, kmif_DesignDestroy>;
 
-    void set(std::size_t i, T* block) {
-        if (!block)
-            throw std::bad_alloc();
-        array_.get()[i] = block;
-    }
-    const T* operator[](std::size_t i) const { return array_.get()[i]; }
-    T** release() { return array_.release(); }
-
-private:
-    std::size_t capacity_;
-    kmsc::HeapPtr<T*> array_;
-};
-
-void freeText(char16_t* text) {
-    kmsc_HeapFree(text);
-}
-using Texts = Blocks<char16_t, freeText>;
-using Designs = Blocks<KmifDesign, kmif_DesignDestroy>;
-
-char16_t* copyOf(std::string_view text) {
-    return kstr_Duplicate(ktxt::widen(text));
+void append(HostList& list, std::string_view text) {
+    if (!list.append(ktxt::widen(text)))
+        throw std::bad_alloc();
 }
 
 PartPtr decodePart(const KxfrPartTexts& texts) {
@@ -105,18 +73,19 @@ bool kxfr_XFormConvertToMIF(const KxfrXForm* transform, std::uint32_t* count, ch
         if (!transform)
             throw std::runtime_error("there is no transform to convert");
         const auto& parts = transform->parts();
-        kxfr::Texts sources(parts.size()), targets(parts.size()), numbers(parts.size());
+        HostList sources(parts.size()), targets(parts.size()), numbers(parts.size());
         kxfr::Designs made(parts.size());
         std::string_view frame = "map";
         for (std::size_t i = 0; i < parts.size(); ++i) {
             KmifNode node;
-            made.set(i, kxfr::findKind(parts[i]->designName())->makeDesign(slot));
+            if (!made.take(kxfr::findKind(parts[i]->designName())->makeDesign(slot)))
+                throw std::bad_alloc();
             if (!kmif_NodeCreate(parts[i]->data(), made[i], &node, slot))
                 return false;
-            sources.set(i, kxfr::copyOf(frame));
+            kxfr::append(sources, frame);
             frame = parts[i]->to();
-            targets.set(i, kxfr::copyOf(frame));
-            numbers.set(i, kxfr::copyOf(kmif_NodeToJson(node)));
+            kxfr::append(targets, frame);
+            kxfr::append(numbers, kmif_NodeToJson(node));
         }
         *count = static_cast<std::uint32_t>(parts.size());
         *from = sources.release();

@@ -218,8 +218,14 @@ template elmx_error c_object::set_value(std::size_t, std::uint64_t);
 template elmx_error c_object::set_value(std::size_t, std::string);
 template elmx_error c_object::set_value(std::size_t, c_datetime);
 template elmx_error c_object::set_value(std::size_t, c_big_int);
+template elmx_error c_object::put_item(std::size_t, std::size_t, bool, bool);
 template elmx_error c_object::put_item(std::size_t, std::size_t, double, bool);
+template elmx_error c_object::put_item(std::size_t, std::size_t, std::uint8_t, bool);
+template elmx_error c_object::put_item(std::size_t, std::size_t, std::uint16_t, bool);
+template elmx_error c_object::put_item(std::size_t, std::size_t, std::uint32_t, bool);
+template elmx_error c_object::put_item(std::size_t, std::size_t, std::uint64_t, bool);
 template elmx_error c_object::put_item(std::size_t, std::size_t, std::string, bool);
+template elmx_error c_object::put_item(std::size_t, std::size_t, c_datetime, bool);
 template elmx_error c_object::put_item(std::size_t, std::size_t, c_big_int, bool);
 
 } // namespace lmx

@@ -21,7 +21,10 @@ using member_storage =
     std::variant<bool c_object::*, double c_object::*, std::uint8_t c_object::*,
                  std::uint16_t c_object::*, std::uint32_t c_object::*, std::uint64_t c_object::*,
                  std::string c_object::*, c_datetime c_object::*, c_big_int c_object::*,
-                 std::vector<std::string> c_object::*, std::vector<double> c_object::*,
+                 std::vector<bool> c_object::*, std::vector<double> c_object::*,
+                 std::vector<std::uint8_t> c_object::*, std::vector<std::uint16_t> c_object::*,
+                 std::vector<std::uint32_t> c_object::*, std::vector<std::uint64_t> c_object::*,
+                 std::vector<std::string> c_object::*, std::vector<c_datetime> c_object::*,
                  std::vector<c_big_int> c_object::*, child_ptr c_object::*, child_list c_object::*>;
 
 enum class e_member {
@@ -96,7 +99,8 @@ protected:
 
     elmx_error read_element(c_xml_reader& reader, std::string_view name);
     /// read_element for the root: settles the namespace, and reads to the end of the document.
-    elmx_error read_root(c_xml_reader& reader, const s_root& root);
+    /// Within a document the root's class may stand as any other.
+    elmx_error read_root(c_xml_reader& reader, const s_root& root, std::string_view name);
     bool read_attribute(c_xml_reader& reader, elmx_error& error);
     bool check_attributes(c_xml_reader& reader, elmx_error& error);
     bool read_body(c_xml_reader& reader, elmx_error& error);
@@ -167,6 +171,9 @@ T& spare() {
 template <class T>
 const T& item(const std::vector<T>& list, std::size_t index) {
     return index < list.size() ? list[index] : missing<T>();
+}
+inline bool item(const std::vector<bool>& list, std::size_t index) {
+    return index < list.size() && list[index];
 }
 template <class T>
 const T& child_item(const child_list& list, std::size_t index) {

@@ -275,9 +275,11 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
     return true;
 }
 
-elmx_error c_object::read_root(c_xml_reader& reader, const s_root& root) {
+elmx_error c_object::read_root(c_xml_reader& reader, const s_root& root, std::string_view name) {
     if (reader.event() == c_xml_reader::e_event::stop)
         return refuseEnd(reader, root.name);
+    if (!reader.open_element().empty())
+        return read_element(reader, name);
     const auto readable = std::ranges::find_if(
         root.readable, [&](const s_ns_map& space) { return reader.uri() == space.uri; });
     if (readable == root.readable.end() || reader.local_name() != root.name) {
@@ -298,7 +300,7 @@ elmx_error c_object::bind_document(std::string_view document, const std::string&
                                    const s_root& root, const error_handler& handler) noexcept {
     try {
         c_xml_reader reader(document, file, handler);
-        return read_root(reader, root);
+        return read_root(reader, root, root.name);
     } catch (const std::bad_alloc&) {
         return elmx_error::outOfMemory;
     }

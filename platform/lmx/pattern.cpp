@@ -6,8 +6,7 @@
 namespace lmx {
 
 struct c_pattern::s_expression {
-    // Latin-1: the patterns name ASCII only, and no text is refused for being bad UTF-8 here.
-    explicit s_expression(const char* text) : compiled(text, re2::RE2::Latin1) {}
+    explicit s_expression(const char* text) : compiled(text) {}
     re2::RE2 compiled;
 };
 

@@ -7,8 +7,8 @@
 
 namespace lmx {
 
-/// A regular expression that a whole text must match; "\d" means 0 to 9. Matching takes time linear
-/// in the text. Immutable, any thread.
+/// A regular expression that a whole text, UTF-8, must match; "\d" means 0 to 9. Matching takes time
+/// linear in the text. Immutable, any thread.
 class RF_PLATFORM_API c_pattern {
 public:
     /// @param expression  must be valid: patterns are part of a model, never input.

@@ -89,7 +89,20 @@ elmx_error checkRange(double value, const s_simple_type& type) {
         return std::isinf(type.low) && std::isinf(type.high) ? elmx_error::ok
                                                              : elmx_error::valueOutOfRange;
     const bool above = type.lowIncluded ? value >= type.low : value > type.low;
-    return above && value <= type.high ? elmx_error::ok : elmx_error::valueOutOfRange;
+    const bool below = type.highIncluded ? value <= type.high : value < type.high;
+    return above && below ? elmx_error::ok : elmx_error::valueOutOfRange;
+}
+
+/// Compared as whole numbers, which a double may not hold.
+elmx_error checkRange(const c_big_int& value, const s_simple_type& type) {
+    const auto limit = [](double whole) { return c_big_int(static_cast<std::int64_t>(whole)); };
+    const bool tooLow =
+        std::isfinite(type.low) &&
+        (value < limit(type.low) || (!type.lowIncluded && value == limit(type.low)));
+    const bool tooHigh =
+        std::isfinite(type.high) &&
+        (value > limit(type.high) || (!type.highIncluded && value == limit(type.high)));
+    return tooLow || tooHigh ? elmx_error::valueOutOfRange : elmx_error::ok;
 }
 
 /// An unsigned number: any size is read first, so that 300 in 8 bits is out of range, not invalid.
@@ -150,7 +163,7 @@ elmx_error check_value(c_big_int& value, const s_simple_type& type) {
     };
     if (!type.values.empty() && std::ranges::none_of(type.values, is))
         return elmx_error::valueNotInSet;
-    return elmx_error::ok;
+    return checkRange(value, type);
 }
 
 template <class T>

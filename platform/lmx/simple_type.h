@@ -25,7 +25,7 @@ struct s_simple_type {
     std::span<const s_enum_value> values = {}; ///< all texts when empty
     double low = -std::numeric_limits<double>::infinity();
     double high = std::numeric_limits<double>::infinity();
-    bool lowIncluded = true;
+    bool lowIncluded = true, highIncluded = true; ///< limits of whole numbers: below 2^53
     std::size_t minLength = 0, maxLength = unbounded; ///< characters
     bool isList = false;
     std::size_t minItems = 0, maxItems = unbounded;

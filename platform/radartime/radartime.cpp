@@ -1,5 +1,7 @@
 #include "radartime/radartime.h"
 
+#include "rf_constants.h"
+
 #include <algorithm>
 #include <chrono>
 
@@ -37,6 +39,6 @@ double timeDMYHMStoGpsSeconds(int day, int month, int year, int hour, int minute
     const auto leapSeconds =
         std::upper_bound(std::begin(leapDays), std::end(leapDays), date) - std::begin(leapDays);
     const auto wholeSeconds =
-        (date - civilDay(1980, 1, 6)).count() * 86400 + static_cast<long>(leapSeconds);
+        (date - civilDay(1980, 1, 6)).count() * static_cast<long>(constants::secondsPerDay) + static_cast<long>(leapSeconds);
     return static_cast<double>(wholeSeconds) + timeHMSToSecs(hour, minute, seconds);
 }

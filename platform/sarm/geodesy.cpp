@@ -1,14 +1,10 @@
 #include "sarm/geodesy.h"
 
-#include <numbers>
+#include "rf_constants.h"
 
 namespace sarm {
 
-namespace {
-
-constexpr double radiansPerDegree = std::numbers::pi / 180;
-
-} // namespace
+using constants::radiansPerDegree;
 
 Vec3 upDirection(const GroundPosition& ground) {
     const double lon = ground.lonDeg * radiansPerDegree;

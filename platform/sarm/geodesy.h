@@ -1,5 +1,6 @@
 #pragma once
 
+#include "rf_constants.h"
 #include "rf_platform_api.h"
 #include "sarm/vec3.h"
 
@@ -8,8 +9,8 @@ namespace sarm {
 
 /// Ellipsoid of revolution, m. Equal axes (a sphere) are allowed.
 struct Ellipsoid {
-    double semiMajorAxisM = 6378137.0;
-    double semiMinorAxisM = 6356752.314245179; ///< WGS 84
+    double semiMajorAxisM = constants::wgs84SemiMajorAxisM;
+    double semiMinorAxisM = constants::wgs84SemiMinorAxisM;
 };
 
 /// Geodetic position: degrees east and north, m above the ellipsoid.

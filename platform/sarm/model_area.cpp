@@ -18,6 +18,10 @@ void writeModelArea(SarMetadataRecord& record, const ModelArea& area) {
     std::memcpy(record.modelArea, &area, modelAreaBytes);
 }
 
+bool hasHabit(const SarMetadataRecord& record, SarmHabit habit) {
+    return ((readModelArea(record).flags & areaHabits) >> areaHabitShift & habit) != 0;
+}
+
 std::optional<double> notedOffset(const SarMetadataRecord& record) {
     const ModelArea area = readModelArea(record);
     if (!(area.flags & areaNoted))

@@ -2,6 +2,7 @@
 
 #include "records/sar_metadata_record.h"
 #include "rf_platform_api.h"
+#include "sarm/sarm.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,9 +19,12 @@ enum ModelAreaFlags : std::uint32_t {
     areaLateLineTimes = 32,      ///< the reader told that line times are late
     areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
     areaSceneHeight = 128,       ///< terrainHeightM was told by the reader
+    areaHabits = 7 << 8,         ///< SarmHabit as told by the reader, from areaHabitShift on
     /// What readers told; the library's own description leaves it alone.
-    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight,
+    areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight |
+                   areaHabits,
 };
+constexpr int areaHabitShift = 8;
 
 /// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
 /// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
@@ -71,6 +75,9 @@ static_assert(offsetof(ModelArea, velocityDegree) == 144);
 /// @return the area of a record; all zero (with the magic) when the library has not written it.
 RF_PLATFORM_API ModelArea readModelArea(const SarMetadataRecord& record);
 void writeModelArea(SarMetadataRecord& record, const ModelArea& area);
+
+/// @return whether the reader told of the habit (sarm_NoteHabits).
+bool hasHabit(const SarMetadataRecord& record, SarmHabit habit);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);

@@ -107,10 +107,22 @@ bool lineSpacingAgrees(const Model& model, const SarMetadataRecord& record) {
     return std::abs(stated / arc - 1) < 0.04;
 }
 
+/// @return the model's angle that the record's incidenceAngleCentre stands for.
+std::optional<double> comparableIncidence(const Model& model, const SarMetadataRecord& record) {
+    const double height = model.parameters().terrainHeightM;
+    const ImagePosition middle = model.centre();
+    if (!hasHabit(record, sarmIncidenceIsEdgeMean))
+        return model.incidenceDeg(middle, height);
+    const auto first = model.incidenceDeg({0, middle.line}, height);
+    const auto last = model.incidenceDeg({2 * middle.sample, middle.line}, height);
+    if (!first || !last)
+        return std::nullopt;
+    return (*first + *last) / 2;
+}
+
 /// The model's own view of the image against what the record says of it.
 Refusal examineModel(const Model& model, const SarMetadataRecord& record) {
-    const double height = model.parameters().terrainHeightM;
-    const std::optional<double> incidence = model.incidenceDeg(model.centre(), height);
+    const std::optional<double> incidence = comparableIncidence(model, record);
     if (!incidence || footprint(model, 1).size() != 4)
         return Refusal::noGroundIntersection;
     const double stated = record.incidenceAngleCentre;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <numbers>
 
 // One text, compiled once for each kind of vector register; the widest that the machine has runs.
 // The text is set inside a region of its own target so that its vector types are native there.
@@ -14,6 +13,7 @@
 
 namespace sarm::narrow {
 #define RF_SAR_LANES 2
+#include "rf_constants.h"
 #include "sarm/model_kernels.inc"
 #undef RF_SAR_LANES
 } // namespace sarm::narrow

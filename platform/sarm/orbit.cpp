@@ -1,12 +1,14 @@
 #include "sarm/orbit.h"
 
+#include "rf_constants.h"
+
 namespace sarm {
 
 namespace {
 
 constexpr double earthMassGm = 3.986004418e14; // m3/s2
 constexpr double earthRate = 7.292115e-5;      // rad/s
-constexpr double earthRadiusM = 6378137.0;
+constexpr double earthRadiusM = constants::wgs84SemiMajorAxisM;
 constexpr double j2 = 1.08262668e-3, j3 = -2.53265649e-6, j4 = -1.61962159e-6;
 
 double polynomialAt(const double (&coefficients)[maxOrbitDegree + 1], int degree, double x) {

@@ -6,26 +6,10 @@
 
 namespace sarm {
 
-namespace {
-
-/// Records have no sensor field; X band (3.1 cm) tells Capella from the C-band satellites (5.5 cm).
-bool isXBand(const SarMetadataRecord& record) {
-    return record.wavelength > 0 && record.wavelength < 0.04;
-}
-
-/// C-band products state the times of the first and last line, N - 1 intervals apart; the X-band
-/// reader stores first + N intervals.
-double lineInterval(const SarMetadataRecord& record, double durationS) {
-    return durationS / (isXBand(record) ? record.numberOfLines : record.numberOfLines - 1);
-}
-
-} // namespace
-
 bool samplesDecrease(const SarMetadataRecord& record) {
-    // X-band ground-range products run near to far, though their record says decreasing: its
-    // reader judges by a slant spacing that such products do not state.
-    const bool misjudged = isXBand(record) && record.rangeGeometry != 2;
-    return record.pixelTimeOrdering == 1 && !misjudged;
+    if (record.rangeGeometry != 2 && hasHabit(record, sarmGroundRangeRises))
+        return false;
+    return record.pixelTimeOrdering == 1;
 }
 
 RadarGrid radarGrid(const SarMetadataRecord& record, double durationS) {
@@ -33,7 +17,8 @@ RadarGrid radarGrid(const SarMetadataRecord& record, double durationS) {
     grid.numberOfLines = record.numberOfLines;
     grid.numberOfSamples = record.numberOfSamplesPerLine;
     const bool linesDecrease = record.lineTimeOrdering == 1;
-    const double interval = lineInterval(record, durationS);
+    const bool wholeIntervals = hasHabit(record, sarmSpanOfWholeIntervals);
+    const double interval = durationS / (record.numberOfLines - (wholeIntervals ? 0 : 1));
     grid.timeOfLine0S = (linesDecrease ? durationS : 0) - correctedLatenessS(record);
     grid.timePerLineS = linesDecrease ? -interval : interval;
     grid.rangeExtentM = (record.numberOfSamplesPerLine - 1) * record.sampledPixelSpacing;

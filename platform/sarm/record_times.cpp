@@ -1,5 +1,7 @@
 #include "sarm/record_times.h"
 
+#include "rf_constants.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -8,7 +10,7 @@ namespace sarm {
 
 namespace {
 
-constexpr double dayS = 86400;
+constexpr double dayS = constants::secondsPerDay;
 
 /// What makes one reading of the first vector's time worse than another; compared in order.
 std::pair<double, double> fault(double firstVectorS, double arcS, double durationS,

@@ -129,11 +129,58 @@ ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground) {
                                  dotTerms(rpc.lineDenominator, terms)};
 }
 
-std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM) {
-    constexpr int fitSteps = 12;
-    const auto samples = sampleModel(model, heightRangeM, fitSteps);
+namespace {
+
+constexpr int fitSteps = 12;
+
+/// Lengths of a line step and a sample step on the ground, in the middle of the image.
+std::optional<std::array<double, 2>> spacingsM(const SensorModel& model) {
+    const ImagePosition middle = model.centre();
+    const double height = model.terrainHeightM();
+    const auto at = model.imageToGround(middle, height);
+    const auto down = model.imageToGround({middle.sample, middle.line + 1}, height);
+    const auto across = model.imageToGround({middle.sample + 1, middle.line}, height);
+    if (!at || !down || !across)
+        return std::nullopt;
+    const auto far = [&](const GroundPosition& other) {
+        const Vec3 a = toEarthFixed(*at, Ellipsoid()), b = toEarthFixed(other, Ellipsoid());
+        return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+    };
+    return {{far(*down), far(*across)}};
+}
+
+} // namespace
+
+bool measureRpc(Rpc& rpc, const SensorModel& model, double heightRangeM) {
     const auto checks = sampleModel(model, heightRangeM, 2 * fitSteps + 1);
-    if (!samples || !checks)
+    const auto spacings = spacingsM(model);
+    if (!checks || !spacings)
+        return false;
+    rpc.maxLineError = rpc.maxSampleError = 0;
+    double sums[2] = {}, squares = 0;
+    for (const Sample& sample : *checks) {
+        const ImagePosition found = rpcPosition(rpc, sample.ground);
+        const double off[] = {found.line - sample.image.line, found.sample - sample.image.sample};
+        rpc.maxLineError = std::max(rpc.maxLineError, std::abs(off[0]));
+        rpc.maxSampleError = std::max(rpc.maxSampleError, std::abs(off[1]));
+        if (std::isnan(off[0]) || std::isnan(off[1]))
+            return false;
+        for (std::size_t axis = 0; axis < 2; ++axis) {
+            const double metres = off[axis] * (*spacings)[axis];
+            sums[axis] += metres;
+            squares += metres * metres;
+        }
+    }
+    const auto count = static_cast<double>(checks->size());
+    const double bias = (sums[0] * sums[0] + sums[1] * sums[1]) / (count * count);
+    rpc.biasErrorM = std::sqrt(bias / 2);
+    rpc.randomErrorM = std::sqrt(std::max(0.0, squares / count - bias) / 2);
+    return true;
+}
+
+std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM) {
+    const auto samples = sampleModel(model, heightRangeM, fitSteps);
+    if (!samples)
         return std::nullopt;
     Rpc rpc;
     setScaling(rpc, *samples);
@@ -148,13 +195,7 @@ std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM) {
     }
     fitRatio(terms, lines, rpc.lineNumerator, rpc.lineDenominator);
     fitRatio(terms, columns, rpc.sampleNumerator, rpc.sampleDenominator);
-    for (const Sample& sample : *checks) {
-        const ImagePosition found = rpcPosition(rpc, sample.ground);
-        rpc.maxLineError = std::max(rpc.maxLineError, std::abs(found.line - sample.image.line));
-        rpc.maxSampleError =
-            std::max(rpc.maxSampleError, std::abs(found.sample - sample.image.sample));
-    }
-    return rpc;
+    return measureRpc(rpc, model, heightRangeM) ? std::optional(rpc) : std::nullopt;
 }
 
 } // namespace sarm

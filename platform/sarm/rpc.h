@@ -18,6 +18,8 @@ struct Rpc {
     std::array<double, 20> sampleNumerator{}, sampleDenominator{};
     double maxLineError = 0; ///< against the model, over a grid twice as fine as the fit's
     double maxSampleError = 0;
+    /// The same as RPC00B states it: root mean squares along a horizontal axis, m; -1 when unknown.
+    double biasErrorM = -1, randomErrorM = -1;
 };
 
 /// Fits rational polynomials to a model over the whole image and heights within
@@ -26,6 +28,10 @@ struct Rpc {
 /// Accuracy: below 0.01 pixel for +-500 m on images up to 150 km wide; the result tells.
 /// Source: The Compendium of Controlled Extensions for NITF (STDI-0002), RPC00B.
 RF_PLATFORM_API std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM = 500);
+
+/// Measures any polynomials against a model as fitRpc does, into their maxLineError and so on.
+/// @return false when part of the volume has no position in the image, or by the polynomials.
+RF_PLATFORM_API bool measureRpc(Rpc& rpc, const SensorModel& model, double heightRangeM = 500);
 
 /// @return where the polynomials put a ground point.
 RF_PLATFORM_API ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground);

@@ -46,6 +46,12 @@ void sarm_NoteTimes(SarMetadataRecord* record, double firstVectorMinusFirstLineS
     sarm::writeModelArea(*record, area);
 }
 
+void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t habits) {
+    sarm::ModelArea area = sarm::readModelArea(*record);
+    area.flags = (area.flags & ~sarm::areaHabits) | (habits << sarm::areaHabitShift);
+    sarm::writeModelArea(*record, area);
+}
+
 void sarm_NoteLateLineTimes(SarMetadataRecord* record, bool corrected) {
     sarm::ModelArea area = sarm::readModelArea(*record);
     area.flags |= sarm::areaLateLineTimes;

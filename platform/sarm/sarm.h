@@ -4,6 +4,7 @@
 #include "records/sar_metadata_record.h"
 #include "rf_platform_api.h"
 
+#include <cstdint>
 #include <memory>
 
 /// The SAR model library as readers and hosts call it. Positions in an image count from 0 at the
@@ -19,6 +20,20 @@ RF_PLATFORM_API double sarm_GetAzimuthTime(DopplerPolynomial polynomial);
 /// @param firstVectorMinusFirstLineS  time of the first state vector minus the earlier of the
 ///        times of first and last line, s; negative when the vector is earlier.
 RF_PLATFORM_API void sarm_NoteTimes(SarMetadataRecord* record, double firstVectorMinusFirstLineS);
+
+/// Ways in which families of products fill the record's fields, where the fields do not tell.
+enum SarmHabit : std::uint32_t {
+    sarmSpanOfWholeIntervals = 1, ///< from firstLineTime to lastLineTime pass numberOfLines line
+                                  ///< intervals; else one less, the times being those of lines
+    sarmGroundRangeRises = 2,     ///< ground-range samples run from near to far, whatever
+                                  ///< pixelTimeOrdering says
+    sarmIncidenceIsEdgeMean = 4,  ///< incidenceAngleCentre is the mean of the angles at the near
+                                  ///< and the far edge; else the angle at the centre
+};
+
+/// Tells the library how the record was filled. Call it before sarm_ModelEphemeris.
+/// @param habits  SarmHabit, added up; they replace those told before.
+RF_PLATFORM_API void sarm_NoteHabits(SarMetadataRecord* record, std::uint32_t habits);
 
 /// Tells the library that the record's line times are a quarter of the pulse interval
 /// (0.25 / pulseRepetitionFrequency) later than zero Doppler, as those of RCM strips are

@@ -18,12 +18,14 @@ MAY_INCLUDE = {
     "hosts": {"records", "platform", "hosts", "hosts/loader"},
 }
 PLATFORM_FOLDERS = {p.name for p in (ROOT / "platform").iterdir() if p.is_dir()}
+PLATFORM_HEADERS = {p.name for p in (ROOT / "platform").glob("*.h")}
 
 # One door per foreign library: the folders that may include its headers.
 DOORS = {
-    r"(gdal|ogr|cpl)[a-z_]*\.h": ("platform/kimg", "hosts/gdal"),
+    r"(gdal|ogr|cpl)[a-z_]*\.h": ("platform/kimg", "platform/kfio", "hosts/gdal"),
     r"proj(_[a-z]+)?\.h": ("platform/kprj",),
-    r"libxml/.*|expat\.h|re2/.*|boost/multiprecision/.*": ("platform/lmx",),
+    r"expat\.h": ("platform/lmx", "platform/kfio"),
+    r"libxml/.*|re2/.*|boost/multiprecision/.*": ("platform/lmx",),
     r"json/.*\.h|jsoncpp/.*": ("platform/jsonlib",),
     r"dlfcn\.h": ("hosts/loader",),
     r"nlohmann/.*": ("hosts",),
@@ -56,7 +58,7 @@ def home_of(header):
         return "rf_sar.h"
     if first == "records":
         return "records"
-    if first in PLATFORM_FOLDERS or header == "rf_platform_api.h":
+    if first in PLATFORM_FOLDERS or header in PLATFORM_HEADERS:
         return "platform"
     if (ROOT / "hosts" / header).exists():
         return "hosts/loader" if first == "loader" else "hosts"
@@ -82,6 +84,18 @@ class Architecture(unittest.TestCase):
                 if quote == '"' and home:
                     self.assertIn(home, MAY_INCLUDE[layer], f"{name} includes {header}")
 
+    def test_platform_modules_use_only_those_before_them(self):
+        table = (ROOT / "platform/README.md").read_text(encoding="utf-8")
+        order = re.findall(r"^\| `(\w+)` \|", table, re.M)
+        self.assertEqual(sorted(order), sorted(PLATFORM_FOLDERS), "the table lists every module once")
+        for name, text in sources("platform"):
+            module = name.split("/")[1]
+            for _, header in includes(text):
+                used = header.split("/")[0]
+                if module in order and used in order:
+                    self.assertLessEqual(order.index(used), order.index(module),
+                                         f"{name} includes {header}")
+
     def test_one_door_per_library(self):
         for name, text in sources("platform", "rf_sar", "hosts"):
             for _, header in includes(text):
@@ -89,7 +103,8 @@ class Architecture(unittest.TestCase):
                     if re.fullmatch(pattern, header):
                         self.assertTrue(name.startswith(doors), f"{name} includes {header}")
         # and no foreign type in a header that others include
-        for name, text in sources("platform/kimg", "platform/lmx", "platform/jsonlib"):
+        for name, text in sources("platform/kimg", "platform/kfio", "platform/lmx",
+                                  "platform/jsonlib"):
             if name.endswith(".h") and not re.search(r"_session|dataset_pool|/layer\.h", name):
                 self.assertNotRegex(text, r"GDAL[A-Z]\w*H\b|xmlNode|Json::", name)
 

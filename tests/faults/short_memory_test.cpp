@@ -9,6 +9,8 @@
 #include "support/simulated_product.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -280,3 +282,28 @@ INSTANTIATE_TEST_SUITE_P(Families, ShortMemory,
                              std::erase(name, '-');
                              return name;
                          });
+
+// What a process makes when it first needs it may fail as well; each trial is a process of its own.
+TEST(ShortMemory, TheFirstIdentificationOfAProcessAnswers) {
+    for (const char* family : {"rcm", "capella-slc"}) {
+        const support::SimulatedProduct product(family);
+        const std::u16string name = ktxt::widen(product.file());
+        int failed = 0, ended = 0;
+        for (std::uint64_t n = 1; n < 4000; n += 1 + n / 16) {
+            const pid_t child = fork();
+            if (child == 0) {
+                const FailingNew shortage(n, Shortage::lasts);
+                rf_sarFileTitleIdentify(name.c_str());
+                _exit(FailingNew::hasFailed() ? 7 : 0);
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            failed += WIFEXITED(status) && WEXITSTATUS(status) == 7;
+            ended += !WIFEXITED(status);
+            if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+                break;
+        }
+        EXPECT_GT(failed, 10);
+        EXPECT_EQ(ended, 0) << family;
+    }
+}

@@ -47,7 +47,13 @@ void locate(const product::OpenedProduct& opened, const loader::Layer& layer) {
                 fuzz::require(std::abs(corner.lonDeg) <= 180 && std::abs(corner.latDeg) <= 90,
                               "a footprint lies on the earth");
     });
-    attempt([&] { product::placementOf(opened, layer, {0, 0, layer.width(), layer.height()}); });
+    attempt([&] {
+        const product::Window whole{0, 0, layer.width(), layer.height()};
+        const product::Place place = product::placeOf(opened, layer);
+        std::string remarks;
+        product::placementOf(place, whole);
+        product::publishedRpc(opened, place, whole, remarks);
+    });
 }
 
 /// All layers lie on the same ground; one is located.

@@ -7,7 +7,7 @@
 #include "ktxt/ktxt.h"
 #include "lmx/lmx.h"
 #include "referenced_file.h"
-#include "time_stamp.h"
+#include "radartime/time_stamp.h"
 
 #include <cmath>
 #include <cstring>

@@ -1,5 +1,5 @@
-/* Usage: host rf_sar.so PRODUCT [NODE]. Tells what the product is, the sum of its first layer's
- * first block, and a node as JSON. */
+/* Usage: host rf_sar.so PRODUCT [NODE [LAYER]]. Tells what the product is, the sum of the first
+ * block of its first layer or the named one, and a node as JSON. */
 #include "rf_platform_c.h"
 #include "rf_sar.h"
 
@@ -19,6 +19,12 @@ static void* entry(const char* name) {
     return found;
 }
 #define ENTRY(function) ((__typeof__(&(function)))entry(#function))
+
+/* What failed or was left out, and why. */
+static void hear(void* user, int32_t severity, const char* text) {
+    (void)user;
+    fprintf(stderr, "host: %s%s\n", severity < rf_platformError ? "warning: " : "", text);
+}
 
 /* File names here are ASCII; a real host converts UTF-8. */
 static void widen(const char* text, char16_t* wide, size_t room) {
@@ -44,8 +50,8 @@ static void freeTexts(char16_t** texts, uint32_t count) {
 static int readFirstBlock(RF_SARFile* file, const char16_t* name) {
     uint32_t type, width, height, reserved, blockWidth, blockHeight;
     RF_SARLayer* layer = NULL;
-    if (ENTRY(rf_sarLayerOpen)(file, name, &type, &width, &height, &reserved, &blockWidth,
-                               &blockHeight, &layer) != 0)
+    if (ENTRY(rf_platformLayerOpenGuarded)(ENTRY(rf_sarLayerOpen), file, name, &type, &width, &height,
+                                           &reserved, &blockWidth, &blockHeight, &layer) != 0)
         return 1;
     uint16_t* samples = malloc(sizeof *samples * blockWidth * blockHeight);
     void* block = samples; /* becomes null when the block cannot be read */
@@ -84,12 +90,13 @@ int main(int argc, char** argv) {
         fprintf(stderr, "host: %s\n", dlerror());
         return 1;
     }
+    ENTRY(rf_platformListen)(hear, NULL);
     char16_t name[4096];
     widen(argv[2], name, 4096);
     uint32_t format = RF_SAR_FAILURE;
     RF_SARFile* file = ENTRY(rf_sarFileTitleIdentifyAndOpen)(name, &format, u"rb");
     if (!file) {
-        fprintf(stderr, "host: %s: not a product that rf_sar reads\n", argv[2]);
+        fprintf(stderr, "host: %s: not a product that rf_sar reads\n", argv[2]); /* why: heard */
         return 1;
     }
     uint32_t rows = 0, count = 0;
@@ -101,8 +108,12 @@ int main(int argc, char** argv) {
     int failed = ENTRY(rf_sarFileLayerNamesGet)(file, &count, &layers) != 0;
     for (uint32_t i = 0; !failed && i < count; ++i)
         print("layer", layers[i]);
-    if (!failed && count > 0)
+    if (!failed && argc > 4) {
+        widen(argv[4], name, 4096);
+        failed = readFirstBlock(file, name);
+    } else if (!failed && count > 0) {
         failed = readFirstBlock(file, layers[0]);
+    }
     freeTexts(layers, failed && !layers ? 0 : count);
     if (!failed && argc > 3) {
         widen(argv[3], name, 4096);

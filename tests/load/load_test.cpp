@@ -3,6 +3,7 @@
 #include "kerr/kerr.h"
 #include "kmif/kmif_node.h"
 #include "kmsc/kmsc.h"
+#include "kstr/host_list.h"
 #include "ktxt/ktxt.h"
 #include "support/simulated_product.h"
 
@@ -200,16 +201,37 @@ TEST(Load, ManyThreadsReadRightSamplesThroughSharedAndOwnHandlesInFlatMemory) {
     EXPECT_GT(rounds, threadCount);
 }
 
-TEST(Load, ThousandsOfProductsAreIdentifiedInFlatMemory) {
-    const auto count = static_cast<int>(100 * loadSeconds());
+TEST(Load, ProductsLeaveNothingOpen) {
+    // Distinct products, each with files of its own name. 3000 in 20 s.
+    std::vector<std::unique_ptr<support::SimulatedProduct>> products;
+    for (const char* family : {"rcm", "radarsat2", "capella-slc"})
+        products.push_back(std::make_unique<support::SimulatedProduct>(family));
+    const support::TemporaryFolder folder;
+    const auto count = static_cast<std::size_t>(150 * loadSeconds());
     Use before;
-    for (int i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         if (i == count / 4)
             before = Use();
-        static constexpr const char* families[] = {"rcm", "radarsat2", "capella-geo"};
-        const support::SimulatedProduct product(families[i % 3]);
-        const std::uint32_t format = rf_sarFileTitleIdentify(ktxt::widen(product.file()).c_str());
-        ASSERT_NE(format, RF_SAR_FAILURE);
+        namespace fs = std::filesystem;
+        const support::SimulatedProduct& product = *products[i % products.size()];
+        const fs::path original = product.folder().path(), copy = folder / std::to_string(i);
+        fs::copy(original, copy,
+                 fs::copy_options::recursive | fs::copy_options::create_hard_links);
+        const fs::path name = copy / fs::relative(product.file(), original);
+        const File file(rf_sarFileOpen(ktxt::widen(name.string()).c_str(), u"rb"), rf_sarFileClose);
+        ASSERT_TRUE(file);
+        std::uint32_t layers = 0;
+        char16_t** names = nullptr;
+        ASSERT_EQ(rf_sarFileLayerNamesGet(file.get(), &layers, &names), 0U);
+        const HostList owner(names, layers);
+        for (std::uint32_t n = 0; n < layers; ++n)
+            Layer(file.get(), names[n]).read(0, 0);
+        for (const char16_t* node : {u":SAR_Metadata", u":Rs2_Calibration", u":Doppler"}) {
+            KmifNode read;
+            rf_sarFileDataRead(file.get(), node, &read, nullptr, nullptr, nullptr);
+        }
     }
-    expectFlat(before, Use(), std::to_string(count) + " products identified");
+    const Use after;
+    expectFlat(before, after, std::to_string(count) + " products opened, read and closed");
+    EXPECT_EQ(after.descriptors, before.descriptors);
 }

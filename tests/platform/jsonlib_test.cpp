@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <locale>
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 using tolvan::jsonlib::Reader;
@@ -64,6 +66,25 @@ TEST(Json, NumbersKeepTheirValueOrThrow) {
     EXPECT_THROW(numbers[5].asInt64(), TolvanLog::Exception);
     EXPECT_EQ(numbers[6].asInt64(), 3);
     EXPECT_EQ(numbers[7].asDouble(), 0.0);
+}
+
+TEST(Json, NumbersAreTheSameInEveryLocale) {
+    struct German : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new German));
+    for (const auto& [text, value] :
+         {std::pair{"1.500", 1.5}, {"-0.0625", -0.0625}, {"12.5e3", 12500.}, {"-1.25E-2", -0.0125},
+          {"6378137.000", 6378137}, {"7.0e+0", 7}, {"0.1", 0.1}, {"1234567", 1234567},
+          {"2.2250738585072014e-308", 2.2250738585072014e-308}})
+        EXPECT_EQ(parsed(std::string("[\"1.5\\\"\", /* \" */ ") + text + "] // \" 1.5")[1].asDouble(),
+                  value)
+            << text;
+    for (const char* wrong : {"[1.]", "[1.5.5]", "[1e5.5]", "[1,5"})
+        complaint(wrong);
+    std::locale::global(before);
 }
 
 TEST(Json, BrokenTextIsRefusedWithAReason) {

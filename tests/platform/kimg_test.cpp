@@ -1,8 +1,8 @@
 #include "kimg/kimg.h"
 
+#include "kfio/virtual_files.h"
 #include "kimg/georeferencing.h"
 #include "kimg/picture_writer.h"
-#include "kimg/virtual_files.h"
 #include "kmsc/kmsc.h"
 #include "ktxt/ktxt.h"
 #include "support/test_image.h"
@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -51,7 +52,9 @@ std::string openFailure(const std::string& name) {
 Rect read(KIMG_LAYER* layer, std::int64_t x, std::int64_t y, std::uint32_t w, std::uint32_t h,
           std::uint32_t type, KERR_REPORT** slot = nullptr) {
     Rect rect(kimg_PixelRectCreate(w, h, type));
-    kimg_LayerRead(layer, x, y, w, h, &rect->data, slot);
+    const auto size = static_cast<std::ptrdiff_t>(kpxm::pixelSize(type));
+    const KGDA_DATA view{kpxm_PixelRectDataGet(rect.get()), h, w, type, size * w, size};
+    kimg_LayerRead(layer, x, y, w, h, &view, slot);
     return rect;
 }
 
@@ -445,9 +448,73 @@ TEST(ImageLayers, OpenUnderAnyNameAlsoInArchivesAndMemory) {
     ASSERT_TRUE(nitf);
     EXPECT_EQ(kpxm_PixelRectPixelGet(read(nitf.get(), 99, 69, 1, 1, kpxmF64).get(), 0, 0),
               image.sample(1, 99, 69));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsizip/" + folder / "products.zip"), ElementsAre("in"));
-    EXPECT_TRUE(kimg::virtualStat("/vsizip/" + folder / "products.zip" + "/in")->isDirectory);
+    EXPECT_THAT(kfio::listVirtualFolder("/vsizip/" + folder / "products.zip"), ElementsAre("in"));
+    EXPECT_TRUE(kfio::virtualStat("/vsizip/" + folder / "products.zip" + "/in")->isDirectory);
     VSIRmdirRecursive("/vsimem/kimg_test");
+}
+
+namespace {
+
+/// An image that packs well, so that damage to its archive rarely unpacks.
+void writeRamps(const std::string& path) {
+    GDALRegister_GTiff();
+    const GDALDatasetH image = GDALCreate(GDALGetDriverByName("GTiff"), path.c_str(), 300, 300, 1,
+                                          GDT_UInt16, nullptr);
+    std::vector<std::uint16_t> line(300);
+    for (int y = 0; y < 300; ++y) {
+        for (std::size_t x = 0; x < line.size(); ++x)
+            line[x] = static_cast<std::uint16_t>(x * x / 7 + static_cast<unsigned>(y * y));
+        EXPECT_EQ(GDALRasterIO(GDALGetRasterBand(image, 1), GF_Write, 0, y, 300, 1, line.data(),
+                               300, 1, GDT_UInt16, 0, 0), CE_None);
+    }
+    GDALClose(image);
+}
+
+} // namespace
+
+TEST(ImageLayers, MembersOfArchivesThatDoNotUnpackFailTheRead) {
+    const TemporaryFolder folder;
+    writeRamps(folder / "a.tif");
+    ASSERT_EQ(std::system(("cd '" + folder.path().string() + "' && zip -q p.zip a.tif").c_str()),
+              0);
+    const Layer whole = open("/vsizip/" + folder / "p.zip" + "/a.tif#1");
+    ASSERT_TRUE(whole);
+    const auto size = std::filesystem::file_size(folder / "p.zip");
+    int refused = 0;
+    for (const int percent : {50, 70}) { // there nothing unpacks any more
+        const std::string archive = folder / (std::to_string(percent) + ".zip");
+        std::filesystem::copy(folder / "p.zip", archive);
+        std::fstream file(archive, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(size * static_cast<unsigned>(percent) / 100));
+        file << std::string(size * static_cast<unsigned>(92 - percent) / 100, '\xFF');
+        file.close();
+        kerr::Slot slot;
+        const Layer layer = open("/vsizip/" + archive + "/a.tif#1", slot);
+        if (!layer) {
+            ++refused;
+            continue;
+        }
+        const auto width = kimg_LayerWidthGet(layer.get()), height = kimg_LayerHeightGet(layer.get());
+        const Rect damaged = read(layer.get(), 0, 0, width, height, kpxmF64, slot);
+        const Rect good = read(whole.get(), 0, 0, width, height, kpxmF64);
+        const bool same = std::memcmp(kpxm_PixelRectDataGet(damaged.get()),
+                                      kpxm_PixelRectDataGet(good.get()),
+                                      std::size_t{width} * height * sizeof(double)) == 0;
+        EXPECT_TRUE(slot || same) << percent;
+        refused += static_cast<bool>(slot);
+    }
+    EXPECT_EQ(refused, 2);
+}
+
+TEST(ImageLayers, BlocksThatNobodyHasRoomForAreRefused) {
+    const TemporaryFolder folder;
+    GDALRegister_GTiff();
+    const char* const options[] = {"TILED=YES", "BLOCKXSIZE=65536", "BLOCKYSIZE=65536",
+                                   "SPARSE_OK=TRUE", nullptr};
+    GDALClose(GDALCreate(GDALGetDriverByName("GTiff"), (folder / "a.tif").c_str(), 70000, 70000, 1,
+                         GDT_UInt16, const_cast<char**>(options)));
+    EXPECT_THAT(openFailure(folder / "a.tif#1"),
+                AllOf(HasSubstr(folder / "a.tif"), HasSubstr("65536 x 65536 pixels are too large")));
 }
 
 TEST(VirtualFiles, ReadStatAndListWithinBounds) {
@@ -456,18 +523,18 @@ TEST(VirtualFiles, ReadStatAndListWithinBounds) {
     VSILFILE* file = VSIFOpenL(path.c_str(), "wb");
     VSIFWriteL(content.data(), 1, content.size(), file);
     VSIFCloseL(file);
-    EXPECT_EQ(kimg::virtualStat(path)->size, 8U);
-    EXPECT_FALSE(kimg::virtualStat(path)->isDirectory);
-    EXPECT_FALSE(kimg::virtualStat("/vsimem/virtual_files_test/none"));
+    EXPECT_EQ(kfio::virtualStat(path)->size, 8U);
+    EXPECT_FALSE(kfio::virtualStat(path)->isDirectory);
+    EXPECT_FALSE(kfio::virtualStat("/vsimem/virtual_files_test/none"));
     std::string reason;
-    EXPECT_EQ(kimg::readVirtualFile(path, 8, reason), content);
+    EXPECT_EQ(kfio::readVirtualFile(path, 8, reason), content);
     EXPECT_EQ(reason, "");
-    EXPECT_FALSE(kimg::readVirtualFile(path, 7, reason));
-    EXPECT_THAT(reason, AllOf(HasSubstr(path), HasSubstr("7 bytes")));
-    EXPECT_FALSE(kimg::readVirtualFile("/vsimem/none", 7, reason));
-    EXPECT_THAT(reason, HasSubstr("/vsimem/none"));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
-    EXPECT_THAT(kimg::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
+    EXPECT_FALSE(kfio::readVirtualFile(path, 7, reason));
+    EXPECT_EQ(reason, "is longer than 7 bytes");
+    EXPECT_FALSE(kfio::readVirtualFile("/vsimem/none", 7, reason));
+    EXPECT_EQ(reason, "no such file");
+    EXPECT_THAT(kfio::listVirtualFolder("/vsimem/virtual_files_test"), ElementsAre("é.xml"));
+    EXPECT_THAT(kfio::listVirtualFolder("/vsimem/none"), testing::IsEmpty());
     VSIRmdirRecursive("/vsimem/virtual_files_test");
 }
 

@@ -136,6 +136,13 @@ TEST_F(CapellaReadnodes, NegativeStepSwapsTheLineTimes) {
     EXPECT_EQ(record->lineTimeOrdering, 1);
 }
 
+TEST_F(CapellaReadnodes, OnlyGroundRangeProductsTakeTheGroundSpacing) {
+    tree.put(geometry + "delta_range_sample", 0.5);
+    EXPECT_EQ(read(formatCapellaGeo)->sampledPixelSpacing, 0.5);
+    EXPECT_EQ(read(formatCapellaSlc)->sampledPixelSpacing, 0.5);
+    EXPECT_EQ(read(formatCapellaGrd)->sampledPixelSpacing, 0.75);
+}
+
 TEST_F(CapellaReadnodes, MissingStepsCountAsDecreasing) {
     support::erase(tree, geometry + "delta_line_time");
     support::erase(tree, geometry + "delta_range_sample");
@@ -189,7 +196,8 @@ TEST_F(CapellaReadnodes, FindsTheExtendedFileByHrefOrBesideTheItem) {
     for (const auto& [href, rows] : {std::pair<const char*, int>{"other.json", 7},
                                      {"meta/nested.json", 7},
                                      {"https://store.example/a/b/other.json?sig=1", 7},
-                                     {"missing.json", 8}}) {
+                                     {"missing.json", 8},
+                                     {"", 8}}) {
         ProductTree item;
         item.put("assets.metadata.href", href);
         write("P.json", item);
@@ -201,13 +209,18 @@ TEST_F(CapellaReadnodes, FindsTheExtendedFileByHrefOrBesideTheItem) {
          {std::pair<const char*, const char*>{R"({"assets":{}})",
                                               "P.json: No such node (assets.metadata.href)"},
           {R"({"assets":{"metadata":{"href":"/etc/other.json"}}})", "is absolute"},
-          {R"({"assets":{"metadata":{"href":"../../other.json"}}})", "leaves the product"},
-          {R"({"assets":)", "P.json(1)"}}) {
+          {R"({"assets":{"metadata":{"href":"../../other.json"}}})", "leaves the product"}}) {
         const support::Log log;
         folder.write("P.json", itemText);
         EXPECT_FALSE(readItem());
         EXPECT_THAT(log.text(), HasSubstr(reason));
     }
+    folder.write("P.json", R"({"assets":)"); // discovery has warned of it
+    EXPECT_EQ(readItem()->numberOfLines, 8);
+    std::filesystem::remove(folder / "P_extended.json");
+    const support::Log log;
+    EXPECT_FALSE(readItem());
+    EXPECT_THAT(log.text(), HasSubstr("P.json(1)"));
 }
 
 TEST_F(CapellaReadnodes, MissingExtendedFileIsNamed) {

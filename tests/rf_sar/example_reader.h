@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "image_metadata.h"
 #include "kfio/product_tree.h"
 #include "kfnp/kfnp.h"

@@ -1,6 +1,6 @@
 #include "rf_sar.h"
 
-#include "host_list.h"
+#include "kstr/host_list.h"
 #include "kerr/kerr.h"
 #include "kfnp/kfnp.h"
 #include "ktxt/ktxt.h"
@@ -294,6 +294,27 @@ TEST(CapellaDiscovery, ExtendedFileLeadsToTheItem) {
     EXPECT_THAT(reasonOf(extended), HasSubstr("Failed to find parse JSON data"));
 }
 
+TEST(CapellaDiscovery, ExtendedMetadataServeForADamagedItem) {
+    const TemporaryFolder folder;
+    folder.write("CAPELLA_2.tif", "");
+    const auto item = folder.write("CAPELLA_2.json", "{\"properties\": {");
+    EXPECT_THAT(reasonOf(item), HasSubstr("Failed to find parse JSON data"));
+    const auto extended =
+        folder.write("CAPELLA_2_extended.json", support::capellaExtended("SLC"));
+    for (const auto& name : {item, extended}) {
+        std::string told;
+        const TolvanLog::Listener listener(
+            [&](const KERR_REPORT& report) { told += kerr_Text(&report); });
+        const FilePtr file = open(name);
+        ASSERT_TRUE(file) << name;
+        EXPECT_EQ(file->formatIndex, 1U);
+        EXPECT_EQ(namesOf(file.get(), rf_sarFileLayerNamesGet).front(), "X_VH_MAGNITUDE_1");
+        EXPECT_THAT(told, testing::AllOf(HasSubstr(item + " is damaged"), HasSubstr(extended)));
+    }
+    folder.write("CAPELLA_2_extended.json", "{");
+    EXPECT_THAT(reasonOf(item), HasSubstr("Failed to find parse JSON data"));
+}
+
 TEST(FileIdentify, TellsWhyAFileIsNoProductAndPrintsNothing) {
     const TemporaryFolder folder;
     const auto xml = [&](std::string_view text) { return reasonOf(folder.write("p.xml", text)); };
@@ -302,7 +323,7 @@ TEST(FileIdentify, TellsWhyAFileIsNoProductAndPrintsNothing) {
     EXPECT_THAT(reasonOf("/no/such/product.xml"), HasSubstr("does not exist"));
     EXPECT_THAT(reasonOf("/no/such/item.json"), HasSubstr("Could not fine and open the file"));
     EXPECT_THAT(reasonOf(folder.path().string() + "/sub.xml/../"), HasSubstr("Failed"));
-    EXPECT_THAT(xml(""), HasSubstr("product"));
+    EXPECT_THAT(xml(""), HasSubstr("p.xml(1): no element found"));
     EXPECT_THAT(xml("not xml"), HasSubstr("p.xml"));
     EXPECT_THAT(xml("<product><a></product>"), HasSubstr("p.xml"));
     EXPECT_THAT(xml("<other/>"), HasSubstr("product"));

@@ -29,6 +29,18 @@ TEST(LayerCache, FindsByNameWithoutCaseAndByHandle) {
     EXPECT_EQ(cache.Find(u"C_HH_MAGNITUDE_1", one), nullptr);
 }
 
+// Hosts with datasets of file scope close layers after the cache is gone.
+TEST(LayerCacheDeathTest, ClosingAfterExitIsQuiet) {
+    const auto closeLate = [] {
+        static RF_SARLayer* layer = createLayer();
+        std::atexit([] { std::_Exit(rf_sarLayerClose(layer) == 0 ? 7 : 1); });
+        layer->referenceCount = 1;
+        rf_sarLayerCache::Instance()->Add(layer); // registers the destruction, which comes first
+        std::exit(0);
+    };
+    EXPECT_EXIT(closeLate(), testing::ExitedWithCode(7), "^$");
+}
+
 // The cache is destroyed at exit: whoever asks afterwards must get an error, not a dead object.
 TEST(LayerCacheDeathTest, AnswersDeadReferenceAfterExit) {
     const auto askLate = [] {

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include <stdexcept>
+#include <barrier>
 #include <thread>
 
 namespace {
@@ -332,6 +333,33 @@ TEST(LayerCache, ThreadsOpenAndCloseTheSameLayer) {
         thread.join();
     EXPECT_EQ(rf_sarLayerCache::Instance()->Find(u"X_VV_MAGNITUDE_1", product.get()), nullptr);
     EXPECT_EQ(kmsc_BlocksInUse(), blocks);
+}
+
+TEST(LayerOpen, ThreadsThatOpenOneNameGetOneLayer) {
+    const TemporaryFolder folder;
+    support::writeImage((folder.path() / "C.tif").string(),
+                        {64, 64, 1, SampleType::complexInt16},
+                        [](int, int x, int y) { return speckle(1, x, y); });
+    const OpenProduct product(capellaSlc(folder));
+    constexpr int rounds = 300;
+    std::barrier together(2);
+    RF_SARLayer* opened[2] = {};
+    int differing = 0;
+    const auto work = [&](int self) {
+        for (int i = 0; i < rounds; ++i) {
+            together.arrive_and_wait();
+            opened[self] = openLayer(product.get(), u"X_VV_PHASE_2").layer;
+            together.arrive_and_wait();
+            if (self == 0)
+                differing += opened[0] != opened[1];
+            together.arrive_and_wait();
+            rf_sarLayerClose(opened[self]);
+        }
+    };
+    std::thread other(work, 1);
+    work(0);
+    other.join();
+    EXPECT_EQ(differing, 0);
 }
 
 TEST(LayerOpen, TwoHundredRoundsKeepTheHeapFlat) {

@@ -120,6 +120,8 @@ TEST_F(RcmReadnodes, OneElementDecidesOneField) {
     const Case cases[] = {
         {source + "beamMode", "spotlight", mode, 2},
         {source + "beamMode", "QUAD-POLARIZATION", mode, 1},
+        {source + "beamMode", "Low Resolution 100m", mode, 1},
+        {source + "beamMode", "Very High Resolution 3m", mode, 1},
         {source + "beamMode", "ScanSAR Wide", mode, 0},
         {source + "radarParameters.antennaPointing", "right", look, 90},
         {source + "radarParameters.antennaPointing", "Starboard", look, -90},
@@ -148,6 +150,14 @@ TEST_F(RcmReadnodes, CentreIncidenceIsTheLowerMiddleAngle) {
     writeAngles({});
     EXPECT_THAT(failure(),
                 HasSubstr("calibration/angles.xml: No such node (incidenceAngles.angles)"));
+    writeAngles({"10", "500"});
+    EXPECT_EQ(read()->incidenceAngleCentre, 10);
+    writeAngles({"500", "20"});
+    {
+        const support::Log log;
+        EXPECT_EQ(read()->incidenceAngleCentre, 500);
+        EXPECT_THAT(log.text(), HasSubstr("angles.xml: incidenceAngles.angles[0] is 500"));
+    }
     writeAngles({"10", "x", "30", "40"});
     EXPECT_THAT(failure(), HasSubstr("incidenceAngles.angles[1] is \"x\""));
     std::filesystem::remove(folder.path() / "calibration/angles.xml");
@@ -184,6 +194,11 @@ TEST_F(RcmReadnodes, OneSpotlightEstimateBecomesTwo) {
 TEST_F(RcmReadnodes, NoneOneAndEarlierStateVectors) {
     tree.put(orbit + "stateVector.timeStamp", "2023-07-07T23:59:50.5Z"); // the day before
     EXPECT_EQ(read()->stateVectorFirstTime, 9.5);
+    ProductTree third = tree.get_child(orbit + "stateVector");
+    third.put("timeStamp", "soon"); // beyond the second, times do not count
+    tree.add_child(orbit + "stateVector", third);
+    EXPECT_EQ(read()->stateVectorXPosition.count, 3);
+    tree.get_child(orbit.substr(0, orbit.size() - 1)).pop_back();
     support::erase(tree, orbit + "stateVector");
     EXPECT_EQ(read()->stateVectorInterval, -3724.500004);
     support::erase(tree, orbit + "stateVector");

@@ -8,8 +8,11 @@
 #include "support/rs2_document.h"
 
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <fstream>
 #include <new>
 
 namespace {
@@ -54,7 +57,7 @@ struct Rs2Calibration : testing::Test {
     }
     CalibrationPtr read() {
         kerr_DeleteErrorReportEx(slot);
-        return rs2_getCalibration(write(), slot);
+        return rs2_getCalibration(rs2::Document(write()), slot);
     }
     std::string reported() const { return kerr_Text(slot.get()); }
 };
@@ -62,7 +65,10 @@ struct Rs2Calibration : testing::Test {
 } // namespace
 
 TEST_F(Rs2Calibration, TablesGoByTheirPlace) {
+    const support::Log log;
     const auto record = read();
+    EXPECT_THAT(log.text(), HasSubstr("tables/beta.xml: gains[1] is -inf"));
+    EXPECT_THAT(log.text(), testing::Not(HasSubstr("sigma.xml")));
     ASSERT_TRUE(record);
     EXPECT_EQ(reported(), "");
     EXPECT_EQ(record->betaOffset, 1);
@@ -139,9 +145,9 @@ TEST_F(Rs2Calibration, ShortMemoryLeavesNothingOnTheHeap) {
             EXPECT_EQ(kmsc_BlocksInUse(), blocks) << n;
         }
     };
-    attempt([&] { EXPECT_TRUE(rs2_getCalibration(name, slot)); });
+    attempt([&] { EXPECT_TRUE(rs2_getCalibration(rs2::Document(name), slot)); });
     EXPECT_EQ(std::exchange(failed, 0), 4); // the record and three tables
-    attempt([&] { EXPECT_TRUE(rs2_getDopplerRates(name, slot)); });
+    attempt([&] { EXPECT_TRUE(rs2_getDopplerRates(rs2::Document(name), slot)); });
     EXPECT_EQ(failed, 7);
 }
 
@@ -152,7 +158,7 @@ TEST_F(Rs2Calibration, DopplerRatesAreTheRateAndTheFirstEstimate) {
          {"dopplerCentroid[0].timeOfDopplerCentroidEstimate", "2023-07-08T01:02:03.250000Z"},
          {"dopplerCentroid[0].dopplerCentroidReferenceTime", "0.007"},
          {"dopplerCentroid[0].dopplerCentroidCoefficients", "1 2 3 4 5 6 7"}});
-    const auto rates = rs2_getDopplerRates(write(), slot);
+    const auto rates = rs2_getDopplerRates(rs2::Document(write()), slot);
     ASSERT_TRUE(rates);
     EXPECT_THAT(
         (std::array{rates->rateEstimateCount, rates->rateTimeCount, rates->rateReferenceCount,
@@ -171,7 +177,7 @@ TEST_F(Rs2Calibration, DopplerRatesAreTheRateAndTheFirstEstimate) {
     EXPECT_THAT(rates->reserved, testing::Each(0));
 
     document.set("dopplerRateReferenceTime", "soon");
-    EXPECT_FALSE(rs2_getDopplerRates(write(), slot));
+    EXPECT_FALSE(rs2_getDopplerRates(rs2::Document(write()), slot));
     EXPECT_THAT(reported(),
                 testing::StartsWith("getDopplerRates: XML does not match RS2 schema: "));
 }
@@ -211,6 +217,38 @@ TEST_F(Rs2Calibration, NodesFollowNameSatelliteAndType) {
         }
         EXPECT_EQ(kmsc_BlocksInUse(), blocks) << c.type << " " << c.node;
     }
+}
+
+TEST_F(Rs2Calibration, ProductFileIsReadOnceUntilItChanges) {
+    const auto name = write();
+    const int watcher = inotify_init1(IN_NONBLOCK);
+    // With the closing between them, openings are not folded into one event.
+    inotify_add_watch(watcher, ktxt::narrow(name).c_str(), IN_OPEN | IN_CLOSE_NOWRITE);
+    const auto opens = [&] {
+        inotify_event event;
+        int count = 0;
+        while (::read(watcher, &event, sizeof event) == sizeof event)
+            count += (event.mask & IN_OPEN) != 0;
+        return count;
+    };
+    RF_SARFile* file = rf_sarFileOpen(name.c_str(), u"rb");
+    ASSERT_TRUE(file);
+    const auto readAll = [&] {
+        for (const char16_t* node : {u":SAR_Metadata", u":Rs2_Calibration", u":Doppler"}) {
+            KmifNode read;
+            EXPECT_EQ(rf_sarFileDataRead(file, node, &read, nullptr, nullptr, nullptr), 0U);
+            EXPECT_FALSE(read.empty());
+        }
+    };
+    readAll();
+    readAll();
+    EXPECT_EQ(opens(), 1);
+    std::ofstream(ktxt::narrow(name), std::ios::app) << "<!-- later -->";
+    opens();
+    readAll();
+    EXPECT_EQ(opens(), 1);
+    rf_sarFileClose(file);
+    close(watcher);
 }
 
 TEST_F(Rs2Calibration, APartialNodeComesWithTheReason) {

@@ -103,7 +103,8 @@ struct Rs2Readnodes : testing::Test {
     std::string reported() const { return kerr_Text(slot.get()); }
 
     sarm::MetadataPtr read(std::int32_t type = rs2Slc) {
-        return sarm::MetadataPtr(rs2_sarNodeRead(ktxt::widen(document.write(folder)), type, slot));
+        return sarm::MetadataPtr(rs2_sarNodeRead(
+            rs2::Document(ktxt::widen(document.write(folder))), type, slot));
     }
     /// The record of a product that nothing is wrong with.
     sarm::MetadataPtr readWhole(std::int32_t type = rs2Slc) {
@@ -182,6 +183,9 @@ TEST_F(Rs2Readnodes, OneElementDecidesOneField) {
     const Case cases[] = {
         {"acquisitionType", "Fine Quad Polarization", mode, 1},
         {"acquisitionType", "Multi-Look Fine", mode, 1},
+        {"acquisitionType", "Low Incidence", mode, 1},
+        {"acquisitionType", "Wide", mode, 1},
+        {"acquisitionType", "Standard Quad Polarization", mode, 1},
         {"acquisitionType", "SpotlightB", mode, 2},
         {"acquisitionType", "ScanSAR Narrow", mode, 3},
         {"acquisitionType", "ScanSAR Wide", mode, 3},
@@ -285,6 +289,9 @@ TEST_F(Rs2Readnodes, StateVectorTimesAreFolded) {
         {"midnight behind the image's start", "2023-07-08T23:59:59.000000Z",
          "2023-07-09T00:00:05.000000Z", "2023-07-08T23:59:56.000000Z",
          "2023-07-09T00:00:08.000000Z", 86396, 12},
+        {"a minute between the vectors", "2023-07-08T01:02:01.000000Z",
+         "2023-07-08T01:02:07.000000Z", "2023-07-08T01:01:58.000000Z",
+         "2023-07-08T01:02:10.000000Z", 3718, 12},
     };
     for (const Case& c : cases) {
         document.set({{"zeroDopplerTimeFirstLine", c.firstLine},
@@ -370,7 +377,7 @@ TEST_F(Rs2Readnodes, BadProductsAreReported) {
     std::string printed;
     const auto old =
         kerr::setPrintSink([&](const KERR_REPORT& report) { printed += kerr_Text(&report); });
-    EXPECT_EQ(rs2_sarNodeRead(u"/no/such/product.xml", rs2Slc, nullptr), nullptr);
+    EXPECT_EQ(rs2_sarNodeRead(rs2::Document(u"/no/such/product.xml"), rs2Slc, nullptr), nullptr);
     kerr::setPrintSink(old);
     EXPECT_THAT(printed, HasSubstr("XML does not match RS2 schema: "));
     EXPECT_THAT(printed, HasSubstr("/no/such/product.xml"));
@@ -383,7 +390,7 @@ TEST_F(Rs2Readnodes, WhatALaterSchemaBringsIsPassedOver) {
     const std::string whole = all.str();
     const auto readWith = [&](std::string_view before, std::string_view added) {
         std::ofstream(name) << std::string(whole).insert(whole.find(before), added);
-        return sarm::MetadataPtr(rs2_sarNodeRead(ktxt::widen(name), rs2Slc, slot));
+        return sarm::MetadataPtr(rs2_sarNodeRead(rs2::Document(ktxt::widen(name)), rs2Slc, slot));
     };
     const auto count = [](const std::string& text, std::string_view what) {
         std::size_t found = 0;
@@ -423,7 +430,7 @@ TEST_F(Rs2Readnodes, ShortMemoryLeavesNothingOnTheHeap) {
     for (std::uint64_t n = 1; n <= 10; ++n) {
         kmsc_FailAllocation(n); // beyond the last allocation nothing fails
         try {
-            const sarm::MetadataPtr record(rs2_sarNodeRead(name, rs2Slc, slot));
+            const sarm::MetadataPtr record(rs2_sarNodeRead(rs2::Document(name), rs2Slc, slot));
             EXPECT_TRUE(record);
         } catch (const std::bad_alloc&) {
             ++failed;

@@ -19,6 +19,12 @@ sys.path.insert(0, str(ROOT / "tools"))
 import sarsim  # noqa: E402
 
 
+def shown_in_documents(source):
+    """A source file's text, without the line that names its licence."""
+    text = source.read_text("utf-8")
+    return text.split("\n", 1)[1] if text.startswith("// SPDX") else text
+
+
 def rfsar(*arguments, stdin=None, binary=False):
     """Runs rfsar; returns the finished process with its texts."""
     return subprocess.run([RFSAR, *map(str, arguments)], input=stdin, capture_output=True,

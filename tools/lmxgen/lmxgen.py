@@ -10,9 +10,9 @@ import pathlib
 import sys
 
 import jinja2
-import yaml
 
-from schema_model import Model, ModelError
+from model_file import ModelError
+from schema_model import Model
 
 CLASSES_PER_FILE = 12  # a few sources of equal size build on all cores
 
@@ -34,7 +34,8 @@ def outputs(model):
 
 def quoted(text):
     """A C++ string literal."""
-    return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
+    escaped = text.replace("\\", "\\\\").replace('"', '\\"')
+    return '"' + "".join(c if c >= " " else f"\\{ord(c):03o}" for c in escaped) + '"'
 
 
 def main():
@@ -47,8 +48,10 @@ def main():
     try:
         model = Model(arguments.model)
         enumerators = model.enumerators()
-    except (ModelError, yaml.YAMLError, KeyError, OSError) as error:
-        sys.exit(f"{arguments.model}: {error}")
+    except ModelError as error:
+        sys.exit(f"{arguments.model}:{error.line}: {error}")
+    except OSError as error:
+        sys.exit(f"{arguments.model}: {error.strerror}")
     templates = jinja2.Environment(
         loader=jinja2.FileSystemLoader(pathlib.Path(__file__).parent / "templates"),
         undefined=jinja2.StrictUndefined,

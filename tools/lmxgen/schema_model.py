@@ -3,47 +3,17 @@
 import re
 from dataclasses import dataclass, field
 
-import yaml
+from model_file import Entries, ModelError, load
+from simple_types import BASES, SimpleType, SimpleTypes, bounds, identifier
 
-BASES = {  # base: (C++ type, does white space collapse)
-    "string": ("std::string", False),
-    "token": ("std::string", True),
-    "anyURI": ("std::string", True),
-    "boolean": ("bool", True),
-    "double": ("double", True),
-    "time": ("lmx::c_datetime", True),
-    "integer": ("lmx::c_big_int", True),
-    "uint8": ("std::uint8_t", True),
-    "uint16": ("std::uint16_t", True),
-    "uint32": ("std::uint32_t", True),
-    "uint64": ("std::uint64_t", True),
-}
 UNBOUNDED = None
-
-
-class ModelError(Exception):
-    """The model is wrong; the text names the entry."""
-
-
-@dataclass
-class SimpleType:
-    name: str
-    base: str
-    pattern: str | None = None
-    values: str | None = None  # name of a value set
-    low: str | None = None
-    high: str | None = None
-    low_included: bool = True
-    length: tuple | None = None
-    items: tuple | None = None  # of a list
-
-    @property
-    def cpp(self):
-        return BASES[self.base][0]
-
-    @property
-    def collapse(self):
-        return BASES[self.base][1]
+KEYWORDS = set("""alignas alignof and and_eq asm auto bitand bitor bool break case catch char class
+    co_await co_return co_yield compl concept const consteval constexpr constinit continue decltype
+    default delete do double else enum explicit export extern false float for friend goto if inline
+    int long mutable namespace new noexcept not not_eq nullptr operator or or_eq private protected
+    public register requires return short signed sizeof static struct switch template this throw
+    true try typedef typeid typename union unsigned using virtual void volatile while xor xor_eq
+    lmx std types""".split())
 
 
 @dataclass
@@ -57,6 +27,10 @@ class Member:
     edition: int | None = None
     optional: bool = False
     in_choice: bool = False
+
+    @property
+    def id(self):
+        return identifier(self.name)
 
     @property
     def is_repeated(self):
@@ -102,43 +76,52 @@ class Class:
 
     @property
     def cpp(self):
-        return "c_" + self.name
+        return "c_" + identifier(self.name)
 
     @property
     def qualified(self):
         return f"{self.outer.qualified}::{self.cpp}" if self.outer else self.cpp
 
 
-def bounds(text, where):
-    found = re.fullmatch(r"(\d+)\.\.(\d+|\*)", str(text))
-    if not found:
-        raise ModelError(f"{where}: '{text}' is no range like 0..4 or 1..*")
-    low, high = found.groups()
-    return int(low), UNBOUNDED if high == "*" else int(high)
-
-
 class Model:
     """All that the templates ask for. Entries are resolved in the order of the file."""
 
     def __init__(self, path):
-        with open(path, encoding="utf-8") as file:
-            raw = yaml.safe_load(file)
-        self.namespace = raw["namespace"]
-        self.uri = raw["uri"]
-        self.prefix = raw["prefix"]
+        raw = load(path)
+        raw.only("the model", required=("namespace", "uri", "prefix", "root", "without_namespace",
+                                        "classes"),
+                 optional=("sets", "patterns", "types", "reserved_codes"))
+        for key in ("namespace", "uri", "prefix", "root"):
+            raw.text(key)
+        for key in ("classes", "sets", "patterns", "types", "reserved_codes"):
+            raw.entries(key)
+        if not isinstance(raw["without_namespace"], bool):
+            raise ModelError("without_namespace is true or false", raw.line("without_namespace"))
+        if not re.fullmatch(r"[A-Za-z_]\w*", raw["namespace"], re.A) or raw["namespace"] in KEYWORDS:
+            raise ModelError(f"'{raw['namespace']}' is no name for a C++ namespace",
+                             raw.line("namespace"))
+        self.namespace, self.uri, self.prefix = raw["namespace"], raw["uri"], raw["prefix"]
         self.without_namespace = raw["without_namespace"]
-        self.sets = raw.get("sets", {})
-        self.patterns = raw.get("patterns", {})
-        self.reserved_codes = raw.get("reserved_codes", {})
-        self._raw_types = raw.get("types", {})
+        self._types = SimpleTypes(raw)
+        self.sets, self.patterns = self._types.sets, self._types.patterns
+        self.types = self._types.types
+        self.reserved_codes = raw.get("reserved_codes", Entries())
         self._raw_classes = raw["classes"]
-        self.types = {}
+        for name in self._raw_classes:
+            self._check_name(name, self._raw_classes.line(name))
+            if name in self.types or name in self.sets or name in BASES:
+                raise ModelError(f"'{name}' is a class and a type", self._raw_classes.line(name))
         self._classes = {name: Class(name) for name in self._raw_classes}
-        for name, entries in self._raw_classes.items():
+        self._distinct(self._classes.values(), lambda each: each.cpp, "two classes are named",
+                       self._raw_classes.line())
+        for name in self._raw_classes:
+            entries = self._raw_classes.entries(name)
+            if not entries:
+                raise ModelError(f"{name}: a class without members", self._raw_classes.line(name))
             self._fill(self._classes[name], entries)
         self.classes = list(self._classes.values())
         if raw["root"] not in self._classes:
-            raise ModelError(f"root: there is no class '{raw['root']}'")
+            raise ModelError(f"root: there is no class '{raw['root']}'", raw.line("root"))
         self.root = self._classes[raw["root"]]
 
     def all_classes(self):
@@ -149,104 +132,139 @@ class Model:
 
     def enumerators(self):
         """(name, code, text) of all values in the order of their codes; a code may serve two sets."""
-        found = {}
+        found, names = {}, {"e_no_value": "no value at all"}
         for values in [*self.sets.values(), self.reserved_codes]:
             for text, code in values.items():
+                line = values.line(text)
+                if isinstance(code, bool) or not isinstance(code, int) or not 0 < code < 2**31:
+                    raise ModelError(f"'{text}': {code} is no code; codes are whole numbers from 1",
+                                     line)
                 if found.setdefault(code, text) != text:
-                    raise ModelError(f"code {code} stands for '{found[code]}' and '{text}'")
-        names = [("e_" + re.sub(r"\W", "_", text), code, text) for code, text in found.items()]
-        if len({name for name, _, _ in names}) != len(names):
-            raise ModelError("two values have texts too alike to name them")
-        return sorted(names, key=lambda each: each[1])
+                    raise ModelError(f"code {code} stands for '{found[code]}' and '{text}'", line)
+                name = "e_" + identifier(text)
+                if names.setdefault(name, text) != text:
+                    raise ModelError(f"'{names[name]}' and '{text}' are too alike to name them", line)
+        return [("e_" + identifier(found[code]), code, found[code]) for code in sorted(found)]
 
-    def _type(self, name, where):
-        """The simple type of a name: given in the model, a value set, or a base."""
-        if name in self.types:
-            return self.types[name]
-        if name in self._raw_types:
-            made = self._declared_type(name, self._raw_types[name])
-        elif name in self.sets:
-            made = SimpleType(name, "string", values=name)
-        elif name in BASES:
-            made = SimpleType(name, name)
-        else:
-            raise ModelError(f"{where}: there is no type '{name}'")
-        self.types[name] = made
-        return made
+    @staticmethod
+    def _check_name(name, line):
+        if not re.fullmatch(r"[^\W\d][\w.\-]*", name):
+            raise ModelError(f"'{name}' is no name of an element or attribute", line)
 
-    def _declared_type(self, name, raw):
-        where = f"types: {name}"
-        unknown = raw.keys() - {"base", "list", "items", "length", "pattern", "range", "above", "set"}
-        if unknown:
-            raise ModelError(f"{where}: unknown key '{min(unknown)}'")
-        if "list" in raw:
-            each = self._type(raw["list"], where)
-            return SimpleType(**{**vars(each), "name": name, "items": bounds(raw["items"], where)})
-        if raw["base"] not in BASES:
-            raise ModelError(f"{where}: there is no base '{raw['base']}'")
-        made = SimpleType(name, raw["base"], raw.get("pattern"), raw.get("set"))
-        if made.pattern is not None and made.pattern not in self.patterns:
-            raise ModelError(f"{where}: there is no pattern '{made.pattern}'")
-        if made.values is not None and made.values not in self.sets:
-            raise ModelError(f"{where}: there is no set '{made.values}'")
-        if "length" in raw:
-            made.length = bounds(raw["length"], where)
-        if "range" in raw:
-            made.low, made.high = str(raw["range"]).split("..")
-            made.low_included = "above" not in raw
-        return made
+    @staticmethod
+    def _distinct(things, name_of, complaint, line):
+        seen = set()
+        for each in things:
+            if name_of(each) in seen:
+                raise ModelError(f"{complaint} '{name_of(each)}'", line)
+            seen.add(name_of(each))
 
     def _fill(self, owner, entries):
-        for name, raw in entries.items():
-            owner.members += self._members(owner, name, raw)
+        for name in entries:
+            owner.members.append(self._member(owner, name, entries))
+        where, line = owner.qualified.replace("c_", ""), entries.line()
         if len(owner.members) > 64:
-            raise ModelError(f"{owner.name}: more than 64 members")
+            raise ModelError(f"{where}: more than 64 members", line)
+        self._distinct(owner.members, lambda each: each.id,
+                       f"{where}: two members, elements or attributes, are named", line)
+        elements = [alternative for each in owner.members if each.kind in ("element", "choice")
+                    for alternative in ([each] if each.kind == "element" else each.child.members)]
+        self._distinct(elements, lambda each: each.name, f"{where}: two elements are named", line)
+        self._distinct([owner, *owner.nested], lambda each: each.cpp,
+                       f"{where}: two classes, give one another name by \"class\", are named", line)
 
-    def _members(self, owner, name, raw):
-        where = f"{owner.name}: {name}"
-        raw = dict(raw) if isinstance(raw, dict) else {"type": raw}
-        if name == "units":
-            return [self._fixed(raw["type"])]
-        kind = "attribute" if name.startswith("@") else "choice" if "choice" in raw else "element"
-        occurs = bounds(raw.pop("occurs", "1..1"), where)
-        member = Member(name.lstrip("@"), kind, occurs, edition=raw.pop("edition", None))
+    def _member(self, owner, key, entries):
+        name, line = key.removeprefix("@"), entries.line(key)
+        where = f"{owner.name}: {key}"
+        self._check_name(name, line)
+        raw = entries[key]
+        if isinstance(raw, str):
+            raw = Entries({"type": raw}, {"type": line}, line)
+        if not isinstance(raw, Entries):
+            raise ModelError(f"{where}: a type or a list of entries is wanted", line)
+        occurs = bounds(raw.get("occurs", "1..1"), f"{where}: occurs", raw.line("occurs"))
+        if occurs[1] == 0:
+            raise ModelError(f"{where}: can never occur", line)
+        kind = "attribute" if key.startswith("@") else "choice" if "choice" in raw else "element"
+        member = Member(name, kind, occurs, edition=raw.get("edition"))
         member.optional = occurs == (0, 1)
-        if kind == "choice":
-            member.child = self._choice(owner, name, raw.pop("choice"), where)
+        {"attribute": self._attribute, "choice": self._choice, "element": self._element}[kind](
+            owner, member, raw, where)
+        return member
+
+    def _attribute(self, _, member, raw, where):
+        if "fixed" in raw:
+            raw.only(where, required=("fixed",), optional=("occurs", "edition"))
+            member.simple, member.fixed = self._types.find("string", where, 0), raw.text("fixed")
         else:
-            type_name = raw.pop("type", None)
-            class_name = raw.pop("class", name)
-            attributes = {key: raw.pop(key) for key in list(raw) if key[0] == "@" or key == "units"}
-            if type_name in self._classes:
-                member.child = self._classes[type_name]
-            elif attributes:
-                member.child = self._value_class(owner, class_name, member, type_name, attributes)
-            else:
-                member.simple = self._type(type_name, where)
-        if raw:
-            raise ModelError(f"{where}: unknown key '{min(raw)}'")
-        return [member]
+            raw.only(where, required=("type",), optional=("occurs", "edition"))
+            member.simple = self._simple(raw, where)
+        if member.is_repeated:
+            raise ModelError(f"{where}: an attribute occurs once at most", raw.line("occurs"))
 
-    def _fixed(self, text):
-        return Member("units", "attribute", (1, 1), self._type("string", "units"), fixed=text)
+    def _element(self, owner, member, raw, where):
+        # "units: m" is short for "@units": {fixed: m}
+        attributes = Entries({}, {}, raw.line())
+        for key in raw:
+            if key.startswith("@") or key == "units":
+                value = raw[key]
+                if key == "units":
+                    value = Entries({"fixed": value}, {"fixed": raw.line(key)}, raw.line(key))
+                attributes.add("@" + key.removeprefix("@"), value, raw.line(key))
+        raw.only(where, required=("type",),
+                 optional=("class", "occurs", "edition", "units",
+                           *(key for key in raw if key.startswith("@"))))
+        name = raw.text("type")
+        if name in self._classes:
+            if attributes or "class" in raw:
+                raise ModelError(f"{where}: '{name}' is a class; its attributes stand there",
+                                 raw.line("type"))
+            member.child = self._classes[name]
+        elif attributes:
+            member.child = self._value_class(owner, member, raw, attributes, where)
+        else:
+            if "class" in raw:
+                raise ModelError(f"{where}: an element without attributes has no class of its own",
+                                 raw.line("class"))
+            member.simple = self._simple(raw, where)
+            if member.simple.items is not None and member.is_repeated:
+                raise ModelError(f"{where}: a list in an element that occurs several times needs a "
+                                 "class around it", raw.line("occurs"))
 
-    def _value_class(self, owner, name, element, type_name, attributes):
+    def _simple(self, raw, where):
+        name, line = raw.text("type"), raw.line("type")
+        if name in self._classes:
+            raise ModelError(f"{where}: '{name}' is a class, a simple type is wanted", line)
+        return self._types.find(name, where, line)
+
+    def _value_class(self, owner, element, raw, attributes, where):
         """The nested class of an element that has a value and attributes."""
-        made = Class(name, owner)
+        made = Class(raw.text("class") if "class" in raw else element.name, owner)
+        self._check_name(made.name, raw.line("class"))
         owner.nested.append(made)
-        value = Member(element.name, "text", (1, 1), self._type(type_name, f"{owner.name}: {name}"))
+        value = Member(element.name, "text", (1, 1), self._simple(raw, where))
         # The value of an element that need not be there can be asked for and taken away.
         value.optional = element.occurs[0] == 0 and element.edition is None
         made.members.append(value)
         self._fill(made, attributes)
         return made
 
-    def _choice(self, owner, name, alternatives, where):
-        made = Class(name, owner, is_choice=True)
+    def _choice(self, owner, member, raw, where):
+        raw.only(where, required=("choice",), optional=("occurs", "edition"))
+        made = Class(member.name, owner, is_choice=True)
         owner.nested.append(made)
-        for element, type_name in alternatives.items():
-            if type_name not in self._classes:
-                raise ModelError(f"{where}: there is no class '{type_name}'")
-            made.members.append(Member(element, "element", (0, 1), child=self._classes[type_name],
-                                       in_choice=True))
-        return made
+        alternatives = raw.entries("choice")
+        if not alternatives:
+            raise ModelError(f"{where}: a choice of nothing", raw.line("choice"))
+        for element in alternatives:
+            line = alternatives.line(element)
+            self._check_name(element, line)
+            if alternatives[element] not in self._classes:
+                raise ModelError(f"{where}: there is no class '{alternatives[element]}'", line)
+            if element == "none":
+                raise ModelError(f"{where}: 'none' says that nothing is chosen", line)
+            made.members.append(Member(element, "element", (0, 1), in_choice=True,
+                                       child=self._classes[alternatives[element]]))
+        self._distinct(made.members, lambda each: each.id, f"{where}: two elements are named",
+                       raw.line("choice"))
+        member.child = made

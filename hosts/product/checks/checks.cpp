@@ -8,6 +8,7 @@
 #include "product/radiometry/noise_tables.h"
 
 #include "kfio/kfio.h"
+#include "kfio/virtual_files.h"
 #include "kfnp/kfnp.h"
 
 #include <algorithm>
@@ -56,7 +57,7 @@ std::string faultOf(const std::string& file) {
         return "is not a file";
     if (!state.isReadable)
         return "may not be read";
-    return state.size == 0 ? "is empty" : "";
+    return state.size == 0 ? "is empty" : kfio::faultInArchive(file);
 }
 
 void checkFiles(const OpenedProduct& opened, Findings& findings) {
@@ -187,8 +188,8 @@ void checkPolarizations(const OpenedProduct& opened, Findings& findings) {
 
 /// Looks at the images that open; the others are the layers' check's to tell.
 template <class Contradiction>
-void checkImages(const OpenedProduct& opened, const std::string& areRight, const Contradiction& what,
-                 Findings& findings) {
+void checkImages(const OpenedProduct& opened, const std::string& areRight,
+                 const Contradiction& what, Findings& findings) {
     std::size_t good = 0;
     for (const ProductImage& image : opened.images()) {
         if (!image.samples)
@@ -247,7 +248,10 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
         const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
         const Locator locator(opened, layer);
-        const std::string who = locator.usesHeight() ? "sensor model" : "image's georeferencing";
+        const PlaceSource source = locator.place()->source;
+        const std::string who = source == PlaceSource::model       ? "sensor model"
+                                : source == PlaceSource::functions ? "rational functions"
+                                                                   : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, opened.stated()), findings);
         for (const StatedImage& image : opened.stated().facts().images) {
@@ -255,7 +259,7 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
             if (!kfio::fileState(file).exists)
                 continue; // told by the files' check
             const std::string name = kfnp::lastComponent(file);
-            if (locator.usesHeight())
+            if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
                              againstImageTies(locator, file), findings);
             addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),

@@ -2,18 +2,15 @@
 
 #include "kimg/georeferencing.h"
 #include "product/images/image_samples.h"
-#include "sarm/rpc.h"
+#include "product/place/rpc_items.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <sstream>
 
 namespace product {
 namespace {
-
-using Terms = std::array<double, 20>;
 
 /// Sums up differences; the roots are taken at the end.
 class Collector {
@@ -72,47 +69,6 @@ kimg::Georeferencing placeOf(const ImageSamples& image) {
     if (!found)
         throw loader::Error(slot ? slot.get()->message : image.file() + ": cannot be read");
     return *std::move(found);
-}
-
-Terms numbers(const std::string& text) {
-    Terms values{};
-    std::istringstream words(text);
-    words.imbue(std::locale::classic());
-    for (double& value : values)
-        words >> value;
-    return values;
-}
-
-/// The terms of RPC00B, each at its place in RPC00A: 1 L P H LP LH PH LPH L2 P2 H2 L3 L2P L2H LP2
-/// P3 P2H LH2 PH2 H3. Source: STDI-0002, App. E.
-constexpr std::array<std::size_t, 20> placeInEarlierOrder = {0, 1,  2,  3,  4,  5,  6,  8,  9,  10,
-                                                             7, 11, 14, 17, 12, 15, 18, 13, 16, 19};
-
-Terms fromEarlierOrder(const Terms& terms) {
-    Terms ordered{};
-    for (std::size_t i = 0; i < ordered.size(); ++i)
-        ordered[i] = terms[placeInEarlierOrder[i]];
-    return ordered;
-}
-
-sarm::Rpc rpcOf(std::map<std::string, std::string> items) {
-    const auto number = [&](const char* name) { return numbers(items[name])[0]; };
-    sarm::Rpc rpc;
-    rpc.lineOffset = number("LINE_OFF");
-    rpc.sampleOffset = number("SAMP_OFF");
-    rpc.latOffsetDeg = number("LAT_OFF");
-    rpc.lonOffsetDeg = number("LONG_OFF");
-    rpc.heightOffsetM = number("HEIGHT_OFF");
-    rpc.lineScale = number("LINE_SCALE");
-    rpc.sampleScale = number("SAMP_SCALE");
-    rpc.latScaleDeg = number("LAT_SCALE");
-    rpc.lonScaleDeg = number("LONG_SCALE");
-    rpc.heightScaleM = number("HEIGHT_SCALE");
-    rpc.lineNumerator = numbers(items["LINE_NUM_COEFF"]);
-    rpc.lineDenominator = numbers(items["LINE_DEN_COEFF"]);
-    rpc.sampleNumerator = numbers(items["SAMP_NUM_COEFF"]);
-    rpc.sampleDenominator = numbers(items["SAMP_DEN_COEFF"]);
-    return rpc;
 }
 
 Residuals compare(const sarm::Rpc& rpc, const std::vector<TiePoint>& ties) {
@@ -179,14 +135,11 @@ Residuals againstImageTies(const Locator& locator, const std::string& imageFile)
 
 RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product) {
     const auto& ties = product.tiePoints();
-    const auto items = product.rationalFunctions();
-    if (ties.empty() || items.empty())
+    const auto items = rpcOf(product.rationalFunctions());
+    if (ties.empty() || !items)
         return {};
-    const sarm::Rpc rpc = rpcOf({items.begin(), items.end()});
-    sarm::Rpc earlier = rpc;
-    for (Terms* terms : {&earlier.lineNumerator, &earlier.lineDenominator, &earlier.sampleNumerator,
-                         &earlier.sampleDenominator})
-        *terms = fromEarlierOrder(*terms);
+    const sarm::Rpc& rpc = *items;
+    const sarm::Rpc earlier = fromEarlierOrder(rpc);
     const Residuals standard = compare(rpc, ties);
     const Residuals reordered = compare(earlier, ties);
     // Both orders agree where the terms in question are tiny; only a clear gain tells.

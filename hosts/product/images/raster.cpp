@@ -187,10 +187,8 @@ void Raster::requireInside(const Window& window) const {
                           window.height);
 }
 
-loader::Layer Raster::openGridLayer() const {
-    if (about_.gridLayer.empty())
-        throw loader::Error("layer " + name() + ": nothing says where it lies");
-    return opened_->product.openLayer(about_.gridLayer);
+Place Raster::findPlace() const {
+    return placeOf(*opened_, about_.gridLayer, width(), height());
 }
 
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,

@@ -35,10 +35,9 @@ public:
     std::size_t blockBytes() const {
         return sampleBytes() * about_.blockWidth * about_.blockHeight;
     }
-    /// @return the layer of the plug-in that tells where the image lies: itself, or one on the same
-    ///         grid.
-    /// @throws loader::Error when there is none.
-    loader::Layer openGridLayer() const;
+    /// @return where the image lies.
+    /// @throws loader::Error as placeOf.
+    Place findPlace() const;
 
     /// Reads one block: blockWidth * blockHeight samples, line by line, 0 beyond the image.
     /// @throws loader::Error naming the file or layer and the reason.

@@ -1,10 +1,10 @@
 #include "product/place/map_frame.h"
 
+#include "kxfr/smooth_grid.h"
 #include "loader/heard.h"
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
 
 namespace product {
@@ -14,6 +14,7 @@ constexpr int outlineSteps = 32;
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double mostPixelsPerPixel = 64; // of the map to one of the image
 constexpr double fewestPixels = 1e6;      // that are never too many
+constexpr double closePixels = 5e-4;      // to which positions are interpolated
 
 /// Limits of a set of numbers.
 struct Span {
@@ -34,120 +35,6 @@ Object required(Object made, const std::string& what, const kerr::Slot& slot) {
 
 using Point = MapPoint;
 using Points = std::vector<Point>;
-/// What is to be known of pixels of a map.
-using Exact = std::function<Points(const Points& mapPixels)>;
-
-Points allOf(const Window& part) {
-    Points all;
-    all.reserve(std::size_t{part.width} * part.height);
-    for (std::uint32_t y = 0; y < part.height; ++y)
-        for (std::uint32_t x = 0; x < part.width; ++x)
-            all.push_back({double(part.x) + x, double(part.y) + y});
-    return all;
-}
-
-/// Bilinear between the corners of square cells, which are exact.
-class Cells {
-public:
-    Cells(const Window& part, std::uint32_t side, const Exact& exact)
-        : part_(part), side_(side), columns_((part.width + side - 1) / side),
-          rows_((part.height + side - 1) / side), exact_(exact), known_(exact(nodes())) {}
-
-    /// @return whether the cells' centres are where their corners have them.
-    bool good(double tolerance) const {
-        const Point* centre = known_.data() + (columns_ + 1) * (rows_ + 1);
-        for (std::uint32_t row = 0; row < rows_; ++row)
-            for (std::uint32_t column = 0; column < columns_; ++column, ++centre) {
-                const Point mean = between(corners(row, column), 0.5, 0.5);
-                if (std::abs(mean.x - centre->x) > tolerance ||
-                    std::abs(mean.y - centre->y) > tolerance)
-                    return false;
-            }
-        return true;
-    }
-
-    /// Cells with an unknown corner are exact throughout.
-    void fill(Points& found) const {
-        for (std::uint32_t row = 0; row < rows_; ++row)
-            for (std::uint32_t column = 0; column < columns_; ++column) {
-                const std::uint32_t x = column * side_, y = row * side_;
-                const Window cell{x, y, std::min(side_, part_.width - x),
-                                  std::min(side_, part_.height - y)};
-                const Corners of = corners(row, column);
-                if (std::isnan(between(of, 0.5, 0.5).x))
-                    fillExactly(cell, found);
-                else
-                    fillBetween(of, cell, found);
-            }
-    }
-
-private:
-    /// The cells' corners, row by row, then their centres.
-    Points nodes() const {
-        Points all;
-        for (std::uint32_t row = 0; row <= rows_; ++row)
-            for (std::uint32_t column = 0; column <= columns_; ++column)
-                all.push_back({double(part_.x) + column * side_, double(part_.y) + row * side_});
-        for (std::uint32_t row = 0; row < rows_; ++row)
-            for (std::uint32_t column = 0; column < columns_; ++column)
-                all.push_back({part_.x + (column + 0.5) * side_, part_.y + (row + 0.5) * side_});
-        return all;
-    }
-
-    struct Corners {
-        const Point *above, *below; ///< two each
-    };
-    Corners corners(std::uint32_t row, std::uint32_t column) const {
-        const Point* above = &known_[row * (columns_ + 1) + column];
-        return {above, above + columns_ + 1};
-    }
-
-    static Point between(const Point& a, const Point& b, double part) {
-        return {a.x + part * (b.x - a.x), a.y + part * (b.y - a.y)};
-    }
-    static Point between(const Corners& of, double across, double down) {
-        return between(between(of.above[0], of.below[0], down),
-                       between(of.above[1], of.below[1], down), across);
-    }
-
-    void fillBetween(const Corners& of, const Window& cell, Points& found) const {
-        for (std::uint32_t y = 0; y < cell.height; ++y) {
-            const Point first = between(of, 0, double(y) / side_);
-            const Point last = between(of, 1, double(y) / side_);
-            const Point step{(last.x - first.x) / side_, (last.y - first.y) / side_};
-            Point* to = &found[std::size_t{cell.y + y} * part_.width + cell.x];
-            for (std::uint32_t x = 0; x < cell.width; ++x)
-                to[x] = {first.x + x * step.x, first.y + x * step.y};
-        }
-    }
-
-    void fillExactly(const Window& cell, Points& found) const {
-        const Points values =
-            exact_(allOf({part_.x + cell.x, part_.y + cell.y, cell.width, cell.height}));
-        for (std::uint32_t y = 0; y < cell.height; ++y)
-            std::copy_n(values.begin() + std::ptrdiff_t{y} * cell.width, cell.width,
-                        found.begin() + std::ptrdiff_t{cell.y + y} * part_.width + cell.x);
-    }
-
-    Window part_;
-    std::uint32_t side_;
-    std::size_t columns_, rows_;
-    const Exact& exact_;
-    Points known_;
-};
-
-/// Exact values of a part of a map, or such as are as near as asked.
-Points interpolated(const Window& part, double tolerance, const Exact& exact) {
-    for (std::uint32_t side = 32; side > 1; side /= 2) {
-        const Cells cells(part, side, exact);
-        if (!cells.good(tolerance))
-            continue;
-        Points found(std::size_t{part.width} * part.height);
-        cells.fill(found);
-        return found;
-    }
-    return exact(allOf(part));
-}
 
 std::string sizeText(double width, double height) {
     return std::to_string(static_cast<long long>(width)) + " x " +
@@ -156,17 +43,29 @@ std::string sizeText(double width, double height) {
 
 } // namespace
 
-MapPositions::MapPositions(const OpenedProduct& opened, const loader::Layer& layer,
-                           const MapRequest& request)
-    : layerName_(layer.name()), system_(request.system), width_(layer.width()),
-      height_(layer.height()), resolution_(request.resolution), locator_(opened, layer) {
+MapPositions::MapPositions(std::shared_ptr<const Place> place, std::uint32_t width,
+                           std::uint32_t height, const MapRequest& request, KxfrPixel origin)
+    : layerName_(place->layer), system_(request.system), width_(width), height_(height),
+      resolution_(request.resolution), locator_(std::move(place), origin) {
     kerr::Slot slot;
-    projection_ =
-        required(KprjProjectionPtr(kprj_ProjectionFromText(system_, slot)), system_ + ": ", slot);
+    projection_ = required(std::shared_ptr<const KPRJ_PROJECTION>(
+                               kprj_ProjectionFromText(system_, slot), KprjProjectionDeleter()),
+                           system_ + ": ", slot);
     converter_ =
         required(KprjGeographicConverter::create(*projection_, slot), system_ + ": ", slot);
-    if (!request.elevation.empty() && locator_.usesHeight())
+    if (!request.elevation.paths.empty() && locator_.usesHeight())
         elevation_ = required(kimg::ElevationModel::open(request.elevation, slot), "", slot);
+}
+
+MapPositions::MapPositions(const MapPositions& other)
+    : layerName_(other.layerName_), system_(other.system_), width_(other.width_),
+      height_(other.height_), resolution_(other.resolution_),
+      locator_(other.locator_.place(), other.locator_.origin()), projection_(other.projection_) {
+    kerr::Slot slot;
+    converter_ =
+        required(KprjGeographicConverter::create(*projection_, slot), system_ + ": ", slot);
+    if (other.elevation_)
+        elevation_ = required(other.elevation_->another(slot), "", slot);
 }
 
 /// Places that the system cannot hold, told by the way back leading elsewhere, become NaN.
@@ -267,63 +166,69 @@ MapFrame MapPositions::frameOf() const {
         throw loader::Error("layer " + layerName_ + ": in " + system_ + " the map would have " +
                             sizeText(width, height) + " pixels for an image of " +
                             sizeText(width_, height_) +
-                            "; choose another system, or a coarser --resolution");
+                            "; choose another system, or a coarser resolution");
     frame.width = static_cast<std::uint32_t>(width);
     frame.height = static_cast<std::uint32_t>(height);
     return frame;
 }
 
-/// WGS 84 longitudes and latitudes; longitudes within half a turn of the first.
-/// @param mapPixels  from 0 at the centre of the first pixel.
-std::vector<MapPoint> MapPositions::groundAt(const MapFrame& frame, const Points& mapPixels) const {
-    Points ground;
-    ground.reserve(mapPixels.size());
-    for (const Point& pixel : mapPixels)
-        ground.push_back(
-            {frame.left + (pixel.x + 0.5) * frame.step, frame.top - (pixel.y + 0.5) * frame.step});
-    converter_->toGeographic(&ground[0].x, &ground[0].y, sizeof ground[0], ground.size());
-    for (Point& point : ground)
-        point.x = ground[0].x + std::remainder(point.x - ground[0].x, 360.0);
-    return ground;
-}
-
-std::vector<MapPoint> MapPositions::imageAt(const Points& ground) const {
-    std::vector<KxfrMapPoint> points;
-    points.reserve(ground.size());
-    for (const Point& point : ground) {
-        const double turns = std::round(point.x / 360);
-        points.push_back({point.x - 360 * turns, point.y, locator_.sceneHeightM()});
-    }
-    if (elevation_)
-        setHeights(points, *elevation_);
-    std::vector<KxfrPixel> pixels(points.size());
-    locator_.toImage(points, pixels);
-    Points found;
-    found.reserve(pixels.size());
-    for (const KxfrPixel& pixel : pixels)
-        found.push_back({pixel.sample, pixel.line});
-    return found;
+double MapPositions::coverage() const {
+    if (!elevation_)
+        return 1;
+    std::vector<KxfrPixel> pixels;
+    for (int row = 0; row <= outlineSteps; ++row)
+        for (int column = 0; column <= outlineSteps; ++column)
+            pixels.push_back(
+                {(width_ - 1) * column / outlineSteps, (height_ - 1) * row / outlineSteps});
+    std::vector<KxfrMapPoint> ground(pixels.size());
+    locator_.toTerrain(pixels, ground, *elevation_);
+    const auto covered = std::count_if(ground.begin(), ground.end(),
+                                       [](const KxfrMapPoint& p) { return !std::isnan(p.x); });
+    return static_cast<double>(covered) / static_cast<double>(ground.size());
 }
 
 void MapPositions::find(const MapFrame& frame, const Window& part,
                         std::vector<KxfrPixel>& pixels) const {
-    constexpr double closePixels = 0.01;
-    Points found;
+    const kimg::MapBlock block{frame.left + (part.x + 0.5) * frame.step,
+                               frame.top - (part.y + 0.5) * frame.step,
+                               frame.step,
+                               -frame.step,
+                               part.width,
+                               part.height};
+    find(block, frame.reduction, pixels);
+}
+
+/// Over terrain every place is found on its own; at one height the image's pixels are a smooth
+/// function of the map's.
+void MapPositions::find(const kimg::MapBlock& block, double reduction,
+                        std::vector<KxfrPixel>& pixels) const {
+    pixels.resize(std::size_t{block.columns} * block.lines);
+    std::vector<KxfrMapPoint>& ground = ground_;
     if (elevation_) {
-        const double metre =
-            projection_->unitSize * (projection_->isGeographic ? projection_->semiMajorAxis : 1);
-        constexpr double metresInDegree = 111e3;
-        found = imageAt(
-            interpolated(part, closePixels * frame.step * metre / metresInDegree,
-                         [&](const Points& mapPixels) { return groundAt(frame, mapPixels); }));
-    } else {
-        found = interpolated(part, closePixels * frame.reduction, [&](const Points& mapPixels) {
-            return imageAt(groundAt(frame, mapPixels));
-        });
+        ground.resize(pixels.size());
+        kerr::Slot slot;
+        if (!elevation_->nodesOf(*converter_, block, closePixels, ground, slot))
+            throw loader::Error(loader::Heard::text(*slot.get()));
+        locator_.toImage(ground, pixels);
+        return;
     }
-    pixels.clear();
-    for (const Point& point : found)
-        pixels.push_back({point.x, point.y});
+    const double tolerance = closePixels * reduction;
+    std::vector<KxfrPixel> exact;
+    const kxfr::SmoothGrid<2> found(
+        block.columns, block.lines, {tolerance, tolerance},
+        [&](auto places, std::span<std::array<double, 2>> values) {
+            ground.resize(places.size());
+            exact.resize(places.size());
+            for (std::size_t i = 0; i < places.size(); ++i)
+                ground[i] = {block.left + places[i].column * block.stepX,
+                             block.top + places[i].line * block.stepY, locator_.sceneHeightM()};
+            converter_->toGeographic(&ground[0].x, &ground[0].y, sizeof ground[0], ground.size());
+            locator_.toImage(ground, exact);
+            for (std::size_t i = 0; i < places.size(); ++i)
+                values[i] = {exact[i].sample, exact[i].line};
+        });
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = {found[0][i], found[1][i]};
 }
 
 } // namespace product

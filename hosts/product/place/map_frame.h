@@ -30,16 +30,20 @@ struct MapPoint {
 struct MapRequest {
     std::string system;    ///< "EPSG:32633", WKT or a PROJ string
     double resolution = 0; ///< in units of the system; 0 for the image's own at its centre
-    std::string elevation; ///< file of an elevation model; empty for the scene's height everywhere
+    kimg::ElevationSource elevation; ///< without paths: the scene's height everywhere
 };
 
-/// Finds the pixels of a layer's image that the pixels of a map show, through the layer's sensor
-/// model or its own georeferencing. One thread at a time.
+/// Finds the pixels of an image that the pixels of a map show. One thread at a time.
 class MapPositions {
 public:
+    /// @param width,height  of the image.
+    /// @param origin  as Locator has it.
     /// @throws loader::Error naming layer, system or elevation model that cannot serve.
-    MapPositions(const OpenedProduct& opened, const loader::Layer& layer,
-                 const MapRequest& request);
+    MapPositions(std::shared_ptr<const Place> place, std::uint32_t width, std::uint32_t height,
+                 const MapRequest& request, KxfrPixel origin = {});
+    /// For another thread: shares place and elevation model.
+    MapPositions(const MapPositions& other);
+    MapPositions& operator=(const MapPositions&) = delete;
 
     /// @return the smallest frame that shows the whole image, its edges at multiples of the
     ///         resolution. Geographic maps across the antimeridian go on beyond 180 degrees.
@@ -49,10 +53,17 @@ public:
     /// @param part  of the frame.
     /// @param pixels  receives, line by line, image positions from 0 at the centre of the first
     ///        pixel; NaN where the map's pixel has none. Exact, or interpolated between exact ones
-    ///        to 0.01 pixel.
+    ///        to 1e-3 pixel of map or image, whichever is larger.
     void find(const MapFrame& frame, const Window& part, std::vector<KxfrPixel>& pixels) const;
+    /// As above for any points of the map.
+    /// @param reduction  pixels of the image from point to point, about; 1 or more.
+    void find(const kimg::MapBlock& block, double reduction, std::vector<KxfrPixel>& pixels) const;
 
     const Locator& locator() const { return locator_; }
+    /// @return null without elevation model, or where heights have no bearing.
+    const kimg::ElevationModel* elevation() const { return elevation_.get(); }
+    /// @return the share of the image, 0 to 1, whose ground the elevation model covers; 1 without.
+    double coverage() const;
 
 private:
     using Points = std::vector<MapPoint>;
@@ -61,15 +72,14 @@ private:
     std::vector<double> outlineHeights() const;
     double ownStep() const;
     void toMap(const std::vector<KxfrMapPoint>& ground, Points& map) const;
-    Points groundAt(const MapFrame& frame, const Points& mapPixels) const;
-    Points imageAt(const Points& ground) const;
 
     std::string layerName_, system_;
     double width_, height_, resolution_;
     Locator locator_;
-    KprjProjectionPtr projection_;
+    std::shared_ptr<const KPRJ_PROJECTION> projection_;
     std::unique_ptr<KprjGeographicConverter> converter_;
     std::unique_ptr<kimg::ElevationModel> elevation_;
+    mutable std::vector<KxfrMapPoint> ground_; ///< kept from call to call
 };
 
 } // namespace product

@@ -1,8 +1,8 @@
 #include "product/place/placement.h"
 
 #include "kxfr/part.h"
-#include "product/place/georeferencing.h"
-#include "product/place/rpc_items.h"
+#include "loader/heard.h"
+#include "product/place/stated_place.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,19 +10,9 @@
 namespace product {
 namespace {
 
-constexpr int tiesPerSide = 11;
-constexpr double maxRpcErrorPixels = 0.1;
+using kimg::GroundControlPoint;
 
-/// @return the affine transform from pixels to the map when the image is a map.
-const kxfr::AffineData* affineOf(const KxfrXForm& transform) {
-    const auto& parts = transform.parts();
-    const bool turnsOnly = std::all_of(parts.begin(), parts.end() - 1, [](const auto& part) {
-        return part->designName() == "LongitudeTurn";
-    });
-    if (!turnsOnly || parts.back()->designName() != "Affine")
-        return nullptr;
-    return static_cast<const kxfr::AffineData*>(parts.back()->data());
-}
+constexpr int tiesPerSide = 11;
 
 /// From the centre of the image's first pixel to the outer corner of the window's.
 std::array<double, 6> geoTransformOf(const kxfr::AffineData& affine, const Window& window) {
@@ -32,7 +22,7 @@ std::array<double, 6> geoTransformOf(const kxfr::AffineData& affine, const Windo
             y[0] + y[1] * sample + y[2] * line, y[1], y[2]};
 }
 
-std::vector<kimg::GroundControlPoint> gcpGrid(const KxfrXForm& transform, const Window& window) {
+std::vector<TiePoint> tieGrid(const KxfrXForm& transform, const Window& window) {
     std::vector<KxfrPixel> pixels;
     for (int row = 0; row < tiesPerSide; ++row)
         for (int column = 0; column < tiesPerSide; ++column)
@@ -41,16 +31,23 @@ std::vector<kimg::GroundControlPoint> gcpGrid(const KxfrXForm& transform, const 
     const double height = transform.sceneHeightM();
     std::vector<KxfrMapPoint> map(pixels.size(), {0, 0, height});
     transform.pixelToMap(pixels, map);
-    std::vector<kimg::GroundControlPoint> gcps;
+    std::vector<TiePoint> ties;
     for (std::size_t i = 0; i < map.size(); ++i)
         if (!std::isnan(map[i].x))
-            gcps.push_back({pixels[i].sample - window.x + 0.5, pixels[i].line - window.y + 0.5,
-                            map[i].x, map[i].y, height});
-    return gcps;
+            ties.push_back({pixels[i].line, pixels[i].sample, map[i].y, map[i].x, height});
+    return ties;
+}
+
+int utmZoneOf(const std::vector<GroundControlPoint>& gcps) {
+    double sum = 0;
+    for (const GroundControlPoint& gcp : gcps)
+        sum += gcp.x < 0 ? gcp.x + 360 : gcp.x; // only asked for around the antimeridian
+    const double middle = std::remainder(sum / static_cast<double>(gcps.size()), 360.0);
+    return std::clamp(static_cast<int>(std::floor((middle + 180) / 6)) + 1, 1, 60);
 }
 
 /// The EPSG code of a system in which longitudes and latitudes do not break; 0 when they are fine.
-int unbrokenSystem(const std::vector<kimg::GroundControlPoint>& gcps) {
+int unbrokenSystem(const std::vector<GroundControlPoint>& gcps) {
     constexpr double polarDeg = 84; // where UTM ends
     constexpr int upsNorth = 5041, upsSouth = 5042, utmNorth = 32600, utmSouth = 32700;
     const auto [west, east] = std::minmax_element(
@@ -63,61 +60,94 @@ int unbrokenSystem(const std::vector<kimg::GroundControlPoint>& gcps) {
         return upsSouth;
     if (east->x - west->x <= 180)
         return 0;
-    const bool eastOfIt = std::count_if(gcps.begin(), gcps.end(), [](const auto& gcp) {
-                              return gcp.x < 0;
-                          }) > static_cast<std::ptrdiff_t>(gcps.size() / 2);
-    return (north->y + south->y >= 0 ? utmNorth : utmSouth) + (eastOfIt ? 1 : 60);
+    return (north->y + south->y >= 0 ? utmNorth : utmSouth) + utmZoneOf(gcps);
 }
 
-void avoidBreaks(kimg::Georeferencing& place, const std::string& layer) {
-    const int epsg = place.gcps.empty() ? 0 : unbrokenSystem(place.gcps);
-    if (epsg == 0)
-        return;
-    kerr::Slot slot;
-    const KprjProjectionPtr projection(
-        kprj_ProjectionFromText("EPSG:" + std::to_string(epsg), slot));
-    const auto converter =
-        projection ? KprjGeographicConverter::create(*projection, slot) : nullptr;
-    if (!converter)
-        throw loader::Error("layer " + layer + ": " + kerr_Text(slot.get()));
-    auto& first = place.gcps.front();
-    converter->fromGeographic(&first.x, &first.y, sizeof first, place.gcps.size());
-    place.wkt = projection->wkt;
+bool fits(const sarm::Rpc& rpc) {
+    return std::max(rpc.maxLineError, rpc.maxSampleError) <= functionsServePixels;
 }
 
-void addRpc(Placement& placement, const sarm::SensorModel& model, const Window& window) {
-    auto rpc = sarm::fitRpc(model);
-    if (!rpc || std::max(rpc->maxLineError, rpc->maxSampleError) > maxRpcErrorPixels) {
-        placement.remarks = "rational polynomials do not fit this scene and are left out";
-        return;
+std::optional<sarm::Rpc> rpcOfModel(const OpenedProduct& opened, const Place& place,
+                                    std::string& remarks) {
+    const sarm::SensorModel& model = *place.transform->sensorModel();
+    if (const auto fitted = sarm::fitRpc(model); fitted && fits(*fitted))
+        return fitted;
+    const sarm::ImageSize size = model.imageSize();
+    std::optional<StatedFunctions> own;
+    try {
+        own = functionsOf(statedByProduct(opened.stated(), static_cast<std::uint32_t>(size.samples),
+                                          static_cast<std::uint32_t>(size.lines)));
+    } catch (const loader::Error&) {
+        // What is damaged is told by the checks.
     }
-    rpc->lineOffset -= window.y;
-    rpc->sampleOffset -= window.x;
-    placement.place.rpc = rpcItems(*rpc);
+    if (own && sarm::measureRpc(own->rpc, model) && fits(own->rpc)) {
+        remarks = "no rational functions fit the sensor model of this scene: the product's own, "
+                  "which do, are passed on";
+        return own->rpc;
+    }
+    remarks = "rational functions do not fit this scene to 0.1 pixel and are left out";
+    return std::nullopt;
 }
 
 } // namespace
 
-Placement placementOf(const OpenedProduct& opened, const loader::Layer& layer,
-                      const Window& window) {
-    const loader::Georeferencing found = georeferencingOf(opened, layer);
-    Placement placement;
-    placement.remarks = found.remarks;
-    if (!found.transform)
-        return placement;
-    placement.sceneHeightM = found.transform->sceneHeightM();
-    if (found.projection)
-        placement.place.wkt = found.projection->wkt;
-    if (const auto* affine = affineOf(*found.transform)) {
-        placement.place.geoTransform = geoTransformOf(*affine, window);
-        return placement;
+kimg::Georeferencing withoutBreaks(std::vector<GroundControlPoint> gcps) {
+    kimg::Georeferencing place;
+    place.gcps = std::move(gcps);
+    if (place.gcps.empty())
+        return place;
+    const int epsg = unbrokenSystem(place.gcps);
+    kerr::Slot slot;
+    const KprjProjectionPtr projection(
+        epsg == 0 ? kprj_GeographicWgs84(slot)
+                  : kprj_ProjectionFromText("EPSG:" + std::to_string(epsg), slot));
+    const auto converter =
+        projection && epsg != 0 ? KprjGeographicConverter::create(*projection, slot) : nullptr;
+    if (!projection || (epsg != 0 && !converter))
+        throw loader::Error("tie points cannot be taken to EPSG:" + std::to_string(epsg) + ": " +
+                            loader::Heard::text(*slot.get()));
+    auto& first = place.gcps.front();
+    if (converter)
+        converter->fromGeographic(&first.x, &first.y, sizeof first, place.gcps.size());
+    place.wkt = projection->wkt;
+    return place;
+}
+
+std::vector<GroundControlPoint> gcpsOf(const std::vector<TiePoint>& ties, const Window& window) {
+    std::vector<GroundControlPoint> gcps;
+    gcps.reserve(ties.size());
+    for (const TiePoint& tie : ties)
+        gcps.push_back({tie.sample - window.x + 0.5, tie.line - window.y + 0.5, tie.lonDeg,
+                        tie.latDeg, tie.heightM});
+    return gcps;
+}
+
+kimg::Georeferencing placementOf(const Place& place, const Window& window) {
+    if (place.source == PlaceSource::nothing)
+        return {};
+    if (place.source == PlaceSource::map) {
+        kimg::Georeferencing found;
+        if (place.projection)
+            found.wkt = place.projection->wkt;
+        const kxfr::Part& affine = *place.transform->parts().back();
+        found.geoTransform =
+            geoTransformOf(*static_cast<const kxfr::AffineData*>(affine.data()), window);
+        return found;
     }
-    placement.place.gcps = gcpGrid(*found.transform, window);
-    if (found.projection && found.projection->isGeographic)
-        avoidBreaks(placement.place, layer.name());
-    if (const sarm::SensorModel* model = found.transform->sensorModel())
-        addRpc(placement, *model, window);
-    return placement;
+    return withoutBreaks(
+        gcpsOf(place.ties.empty() ? tieGrid(*place.transform, window) : place.ties, window));
+}
+
+RpcItems publishedRpc(const OpenedProduct& opened, const Place& place, const Window& window,
+                      std::string& remarks) {
+    std::optional<sarm::Rpc> rpc = place.functions;
+    if (place.source == PlaceSource::model)
+        rpc = rpcOfModel(opened, place, remarks);
+    if (!rpc)
+        return {};
+    rpc->lineOffset -= window.y;
+    rpc->sampleOffset -= window.x;
+    return rpcItems(*rpc);
 }
 
 } // namespace product

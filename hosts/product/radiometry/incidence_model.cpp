@@ -1,15 +1,13 @@
 #include "product/radiometry/incidence_model.h"
 
-#include "product/place/georeferencing.h"
-
 namespace product {
 namespace {
 
 constexpr std::uint32_t columnsApart = 32;
 
-loader::Georeferencing placeOfLayer(const OpenedProduct& opened, const std::string& layer) {
-    loader::Georeferencing found = georeferencingOf(opened, opened.product.openLayer(layer));
-    if (!found.transform || !found.transform->sensorModel())
+Place placeOfLayer(const OpenedProduct& opened, const std::string& layer) {
+    Place found = placeOf(opened, opened.product.openLayer(layer));
+    if (found.source != PlaceSource::model)
         throw loader::Error(opened.name() +
                             ": there is no sensor model to compute incidence "
                             "angles from" +

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "product/opened_product.h"
+#include "product/place/place.h"
 #include "product/radiometry/column_profile.h"
 
 #include <string>
@@ -22,7 +23,7 @@ public:
 
 private:
     std::string name_;
-    loader::Georeferencing place_; ///< with a sensor model
+    Place place_; ///< with a sensor model
 };
 
 } // namespace product

@@ -1,5 +1,7 @@
 #include "output/console.h"
 
+#include "output/terminal.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -9,6 +11,10 @@
 namespace console {
 namespace {
 bool quiet = false;
+}
+
+bool showsProgress() {
+    return !quiet && isatty(STDERR_FILENO) == 1;
 }
 
 void setQuiet(bool on) {
@@ -34,7 +40,7 @@ void printJson(const nlohmann::ordered_json& document) {
 }
 
 Progress::Progress(std::string what, std::uint64_t total)
-    : what_(std::move(what)), total_(total), shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
+    : what_(std::move(what)), total_(total), shown_(showsProgress()) {}
 
 Progress::~Progress() {
     if (shown_ && percent_ >= 0)

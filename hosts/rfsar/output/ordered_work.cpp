@@ -1,6 +1,7 @@
 #include "output/ordered_work.h"
 
 #include "output/interruption.h"
+#include "output/thread_share.h"
 
 #include <algorithm>
 #include <chrono>
@@ -13,6 +14,8 @@
 namespace {
 
 using namespace std::chrono_literals;
+
+std::size_t threads = 0; ///< as set; 0: as the machine has
 
 class Crew {
 public:
@@ -102,7 +105,11 @@ private:
 } // namespace
 
 std::size_t machineThreads() {
-    return std::max(1U, std::thread::hardware_concurrency());
+    return threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency());
+}
+
+void useThreads(std::size_t count) {
+    threads = count;
 }
 
 void run(const OrderedWork& work) {

@@ -1,6 +1,5 @@
 #include "output/stac_place.h"
 
-#include "product/place/georeferencing.h"
 #include "product/place/placement.h"
 
 #include <algorithm>
@@ -82,7 +81,7 @@ product::Footprint ofOutline(const product::StatedProduct& stated) {
     return {product::polygonsOf(ring), {}};
 }
 
-std::optional<int> epsgOf(const loader::Georeferencing& found) {
+std::optional<int> epsgOf(const product::Place& found) {
     constexpr std::string_view prefix = "EPSG:";
     if (!found.projection || !found.projection->authority.starts_with(prefix))
         return std::nullopt;
@@ -102,13 +101,17 @@ StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedP
     }
     place.shape = {layer->height(), layer->width()};
     try {
+        const auto found =
+            std::make_shared<const product::Place>(product::placeOf(*opened, *layer));
+        if (!found->remarks.empty())
+            warnings.push_back(found->remarks);
         place.footprint =
-            product::footprintOf(product::Locator(*opened, *layer), layer->width(), layer->height());
+            product::footprintOf(product::Locator(found), layer->width(), layer->height());
         const product::Window whole{0, 0, layer->width(), layer->height()};
-        if (const auto map = product::placementOf(*opened, *layer, whole).place.geoTransform) {
+        if (const auto map = product::placementOf(*found, whole).geoTransform) {
             const auto& t = *map;
             place.transform = {t[1], t[2], t[0], t[4], t[5], t[3]};
-            place.epsg = epsgOf(product::georeferencingOf(*opened, *layer));
+            place.epsg = epsgOf(*found);
         }
     } catch (const loader::Error& error) {
         warnings.emplace_back(error.what());

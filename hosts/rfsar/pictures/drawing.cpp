@@ -19,7 +19,6 @@ bool wantsMarks(const DrawingRequest& request) {
 
 /// Where the image lies, as far as it can be told.
 struct Place {
-    std::optional<loader::Layer> grid;
     std::unique_ptr<product::Locator> locator; ///< null when nothing tells
     std::optional<GroundGrid> ground;
     std::string why; ///< it cannot be told
@@ -28,8 +27,8 @@ struct Place {
 Place placeOf(const product::Raster& raster) {
     Place place;
     try {
-        place.grid.emplace(raster.openGridLayer());
-        place.locator = std::make_unique<product::Locator>(raster.opened(), *place.grid);
+        place.locator = std::make_unique<product::Locator>(
+            std::make_shared<const product::Place>(raster.findPlace()));
         place.ground = groundGrid(*place.locator, raster.width(), raster.height());
         if (!place.ground)
             place.why = "layer " + raster.name() + ": its centre has no place on the ground";
@@ -108,7 +107,9 @@ Canvas onMap(const std::vector<Channel>& channels, const DrawingRequest& request
     if (quantityOf(raster) == Quantity::phase)
         throw loader::Error("layer " + raster.name() +
                             ": phases cannot be averaged onto a map; leave --north-up out");
-    const PictureMap map(raster.opened(), *place.grid, request.longSide);
+    if (!place.locator)
+        throw loader::Error(place.why);
+    const PictureMap map(*place.locator, raster, request.longSide);
     const auto [columns, rows] = layOut(raster.width(), raster.height(),
                                         request.longSide + request.longSide / 2, place.ground, {})
                                      .cells();

@@ -29,8 +29,7 @@ std::string systemAt(const KxfrMapPoint& centre) {
     return text;
 }
 
-std::string systemOf(const product::OpenedProduct& opened, const loader::Layer& layer) {
-    const product::Locator locator(opened, layer);
+std::string systemOf(const product::Locator& locator, const product::Raster& layer) {
     const KxfrPixel pixel[] = {{(layer.width() - 1) / 2.0, (layer.height() - 1) / 2.0}};
     KxfrMapPoint centre[] = {{0, 0, locator.sceneHeightM()}};
     locator.toGround(pixel, centre);
@@ -63,14 +62,17 @@ float between(const std::vector<float>& cells, std::uint32_t columns, std::uint3
 
 } // namespace
 
-PictureMap::PictureMap(const product::OpenedProduct& opened, const loader::Layer& layer,
+PictureMap::PictureMap(const product::Locator& locator, const product::Raster& layer,
                        std::uint32_t longSide) {
     product::MapRequest request;
-    request.system = systemOf(opened, layer);
-    const product::MapFrame fine = product::MapPositions(opened, layer, request).frameOf();
+    request.system = systemOf(locator, layer);
+    const auto positionsFor = [&] {
+        return product::MapPositions(locator.place(), layer.width(), layer.height(), request);
+    };
+    const product::MapFrame fine = positionsFor().frameOf();
     const double extent = fine.step * std::max(fine.width, fine.height);
     request.resolution = std::max(fine.step, extent / std::max(longSide - 1.0, 1.0));
-    const product::MapPositions positions(opened, layer, request);
+    const product::MapPositions positions = positionsFor();
     frame_ = positions.frameOf();
     pixels_.reserve(std::size_t{frame_.width} * frame_.height);
     constexpr std::uint32_t linesTogether = 64;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "product/images/raster.h"
 #include "product/place/map_frame.h"
 
 #include <cstdint>
@@ -12,7 +13,7 @@ class PictureMap {
 public:
     /// @param longSide  pixels of the map's long side, about.
     /// @throws loader::Error naming the layer when it has no place on a map.
-    PictureMap(const product::OpenedProduct& opened, const loader::Layer& layer,
+    PictureMap(const product::Locator& locator, const product::Raster& layer,
                std::uint32_t longSide);
 
     const product::MapFrame& frame() const { return frame_; }

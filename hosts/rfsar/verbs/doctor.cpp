@@ -1,4 +1,6 @@
 #include "kimg/installed_drivers.h"
+#include "kprj/heights.h"
+#include "loader/heard.h"
 #include "loader/loaded_library.h"
 #include "loader/plugin.h"
 #include "output/console.h"
@@ -6,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <iomanip>
 #include <iostream>
 
 namespace {
@@ -28,6 +31,19 @@ constexpr Sample samples[] = {
                                "<productId></productId>\n</product>\n"},
 };
 
+/// The geoids that --dem-heights knows by name, and what keeps PROJ from using them.
+ordered_json geoids() {
+    ordered_json list = ordered_json::array();
+    for (const KprjGeoid& geoid : kprj_Geoids()) {
+        kerr::Slot slot;
+        const bool found = KprjHeightZero::create(geoid.system, slot) != nullptr;
+        list.push_back({{"name", geoid.name},
+                        {"option", geoid.option},
+                        {"fault", found ? "" : loader::Heard::text(*slot.get())}});
+    }
+    return list;
+}
+
 ordered_json diagnose() {
     const auto& plugin = loader::Plugin::instance();
     const std::string pluginFile = loader::loadedLibrary("rf_sar.so");
@@ -44,6 +60,7 @@ ordered_json diagnose() {
             {"driver",
              found ? ordered_json(loader::loadedLibrary("gdal_RF_SAR.so")) : ordered_json(nullptr)},
             {"driverFault", fault},
+            {"geoids", geoids()},
             {"productXml", choice}};
 }
 
@@ -76,6 +93,11 @@ void printText(const ordered_json& found) {
               << "GDAL         " << text("gdalVersion") << '\n'
               << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
               << '\n';
+    for (const auto& geoid : found["geoids"]) {
+        const auto fault = geoid["fault"].get<std::string>();
+        std::cout << "geoid " << std::left << std::setw(8) << geoid["name"].get<std::string>()
+                  << (fault.empty() ? "at hand" : "missing: " + fault) << '\n';
+    }
     printChoice(found["productXml"]);
 }
 

@@ -22,8 +22,8 @@ constexpr char footer[] =
     "(SIGMA_NOUGHT_HH, ...), complex samples, noise levels, incidence angles. Several layers\n"
     "become bands of one file; they must be of one size and type. Images in the radar's grid "
     "carry\n"
-    "tie points (GCPs) and, where there is a sensor model, its rational polynomials (RPC); maps\n"
-    "carry their geotransform.";
+    "tie points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
+    "(RPC) with their error; maps carry their geotransform.";
 
 struct ExportOptions {
     std::string file;
@@ -68,18 +68,33 @@ product::Window windowOf(const ExportOptions& options, const product::Raster& ra
     return window;
 }
 
+/// Where the file's pixels lie, and what is to be told of it.
+struct Placed {
+    kimg::Georeferencing place;
+    std::vector<std::string> remarks;
+};
+
+Placed placeWindow(const product::Raster& raster, const product::Window& window) {
+    const product::Place found = raster.findPlace();
+    Placed placed{product::placementOf(found, window), {}};
+    std::string remark;
+    placed.place.rpc = product::publishedRpc(raster.opened(), found, window, remark);
+    for (const std::string& each : {found.remarks, remark})
+        if (!each.empty())
+            placed.remarks.push_back(each);
+    return placed;
+}
+
 kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
-                          const product::Window& window, product::Placement placement) {
+                          const product::Window& window, Placed placed) {
     const product::Raster& first = *rasters.front();
-    if (!placement.remarks.empty())
-        console::warning(placement.remarks);
-    const auto& place = placement.place;
-    if (!place.geoTransform && place.gcps.empty())
+    for (const std::string& remark : placed.remarks)
+        console::warning(remark);
+    if (!placed.place.geoTransform && placed.place.gcps.empty())
         console::warning("layer " + first.name() + ": nothing says where it lies");
-    kimg::TiffLayout layout{window.width, window.height,
-                            first.type(), options.compression,
-                            {},           std::move(placement.place),
-                            std::nullopt};
+    kimg::TiffLayout layout{
+        window.width, window.height,           first.type(), options.compression,
+        {},           std::move(placed.place), std::nullopt};
     for (const auto& raster : rasters)
         layout.bands.push_back({raster->name(), raster->unit()});
     return layout;
@@ -129,14 +144,13 @@ void addOverviews(TiffWriter& writer, const product::Raster& raster) {
 
 void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
-    const Rasters rasters = product::openRasters(product::openProduct(options.file), options.layers);
+    const Rasters rasters =
+        product::openRasters(product::openProduct(options.file), options.layers);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.
-    auto placed = std::async(std::launch::async, [&] {
-        return product::placementOf(rasters.front()->opened(), rasters.front()->openGridLayer(),
-                                    window);
-    });
+    auto placed =
+        std::async(std::launch::async, [&] { return placeWindow(*rasters.front(), window); });
     const std::size_t memory = options.maxMemoryMiB << 20;
     kimg::limitBlockCache(memory / 4);
 

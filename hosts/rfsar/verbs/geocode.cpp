@@ -7,6 +7,7 @@
 #include "output/overviews.h"
 #include "output/resampler.h"
 #include "product/place/map_frame.h"
+#include "verbs/elevation_options.h"
 #include "verbs/verbs.h"
 
 #include <limits>
@@ -18,8 +19,11 @@ using kimg::TiffWriter;
 
 constexpr char description[] = "write a layer as a map in any coordinate system (GeoTIFF)";
 constexpr char footer[] =
-    "Heights are metres above the WGS 84 ellipsoid: those of --dem as they are, else the height\n"
-    "that the product states for its scene. Phases cannot be averaged: they take the nearest.\n"
+    "Heights come from --dem, which may be given several times, as a file, a folder or a virtual\n"
+    "mosaic (VRT); without one, the height that the product states for its scene. They count from\n"
+    "what the model's file says; where it says nothing, --dem-heights tells: ellipsoid, egm96\n"
+    "(SRTM), egm2008 (Copernicus), or a file of geoid heights (GTX, GeoTIFF). Phases cannot be "
+    "averaged: they take the nearest.\n"
     "Outside the image stands 0, in phases -32768, in calibrated layers not-a-number.";
 
 struct GeocodeVerb {
@@ -29,6 +33,7 @@ struct GeocodeVerb {
     std::optional<Resampling> resampling; ///< none: bilinear, phases nearest
     product::MapRequest request;
     bool cloudOptimized = false;
+    bool requireCoverage = false;
     std::size_t maxMemoryMiB = 256;
     bool force = false;
 };
@@ -54,14 +59,17 @@ double noDataOf(const product::Raster& raster) {
 }
 
 /// Tiles are computed on all cores and written in order.
-void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loader::Layer& grid,
-             const product::MapFrame& frame, TiffWriter& writer) {
+void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
+             const product::MapPositions& positions, const product::MapFrame& frame,
+             TiffWriter& writer) {
     constexpr std::uint32_t side = TiffWriter::tileSize;
     constexpr std::size_t samples = TiffWriter::tileSamples;
     const std::size_t memory = verb.maxMemoryMiB << 20;
     constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
-    const std::size_t perSlot =
-        8 * sizeof(KxfrPixel) * side * linesTogether + 2 * samples * raster.sampleBytes();
+    constexpr std::size_t heightsUnderWay = std::size_t{8} << 20;
+    const std::size_t perSlot = 8 * sizeof(KxfrPixel) * side * linesTogether +
+                                2 * samples * raster.sampleBytes() +
+                                (positions.elevation() ? heightsUnderWay : 0);
     OrderedWork work;
     work.slots = std::clamp<std::size_t>(memory / 4 / perSlot, 1, machineThreads() + 2);
     BlockCache cache(raster, memory / 2);
@@ -83,7 +91,7 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster, const loade
     work.prepare = [&](std::size_t item, std::size_t number) {
         Slot& slot = slots[number];
         if (!slot.positions)
-            slot.positions = std::make_unique<product::MapPositions>(raster.opened(), grid, verb.request);
+            slot.positions = std::make_unique<product::MapPositions>(positions);
         slot.tile.resize(samples * raster.sampleBytes());
         const std::uint32_t x = column(item) * side, y = row(item) * side;
         const std::uint32_t width = std::min(side, frame.width - x);
@@ -113,20 +121,39 @@ void optimize(const std::string& from, const std::string& output, const product:
     interruption::check();
 }
 
+/// What the elevation model is taken for, and how much of the image it covers.
+void tellElevation(const product::MapPositions& positions, bool required) {
+    if (!positions.elevation())
+        return;
+    if (const std::string& remark = positions.elevation()->remarks(); !remark.empty())
+        console::warning(remark);
+    constexpr double nearlyAll = 0.99;
+    const double share = positions.coverage();
+    const std::string text = "the elevation model covers " +
+                             std::to_string(static_cast<int>(100 * share)) + " % of the image";
+    if (share >= nearlyAll)
+        return console::note(text);
+    if (required)
+        throw loader::Error(text + ", and --require-dem asks for all of it");
+    console::warning(text + "; the rest of the map stays empty");
+}
+
 void geocode(const GeocodeVerb& verb) {
     refuseOverwriting(verb.output, verb.force);
-    const auto rasters = product::openRasters(
-        product::openProduct(verb.file),
-        verb.layer.empty() ? std::vector<std::string>() : std::vector{verb.layer});
+    const auto rasters = product::openRasters(product::openProduct(verb.file),
+                                              verb.layer.empty() ? std::vector<std::string>()
+                                                                 : std::vector{verb.layer});
     const product::Raster& raster = *rasters.front();
     resamplingOf(verb, raster); // refuses at once what would be refused later
-    const loader::Layer grid = raster.openGridLayer();
-    const product::MapPositions positions(raster.opened(), grid, verb.request);
+    const product::MapPositions positions(
+        std::make_shared<const product::Place>(raster.findPlace()), raster.width(), raster.height(),
+        verb.request);
     if (!positions.locator().remarks().empty())
         console::warning(positions.locator().remarks());
-    if (!verb.request.elevation.empty() && !positions.locator().usesHeight())
-        console::warning("heights are ignored: the image's own georeferencing has none");
+    if (!verb.request.elevation.paths.empty() && !positions.locator().usesHeight())
+        console::warning("heights are ignored: what places the image has none");
     const product::MapFrame frame = positions.frameOf();
+    tellElevation(positions, verb.requireCoverage);
     kimg::limitBlockCache((verb.maxMemoryMiB << 20) / 4);
 
     interruption::watch();
@@ -141,7 +168,7 @@ void geocode(const GeocodeVerb& verb) {
                              {{raster.name(), raster.unit()}},
                              {frame.geoTransform(), {}, frame.wkt, {}},
                              noDataOf(raster)});
-    drawMap(verb, raster, grid, frame, writer);
+    drawMap(verb, raster, positions, frame, writer);
     writer.finish();
     if (verb.cloudOptimized)
         optimize(file, verb.output, raster);
@@ -163,8 +190,9 @@ void addGeocode(CLI::App& app) {
         ->add_option("--resolution", verb->request.resolution,
                      "size of a pixel in units of the system (default: as at the image's centre)")
         ->check(CLI::PositiveNumber);
-    command->add_option("--dem", verb->request.elevation,
-                        "elevation model: GeoTIFF, SRTM, DTED or ASCII grid");
+    addElevation(*command, verb->request.elevation);
+    command->add_flag("--require-dem", verb->requireCoverage,
+                      "fail when the elevation model does not cover the image");
     static const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
                                                               {"bilinear", Resampling::bilinear},
                                                               {"cubic", Resampling::cubic}};

@@ -2,6 +2,7 @@
 #include "output/console.h"
 #include "output/point_stream.h"
 #include "product/place/locator.h"
+#include "verbs/elevation_options.h"
 #include "verbs/verbs.h"
 
 #include <cstdio>
@@ -22,19 +23,18 @@ constexpr char footer[] =
     "gives \"nan nan nan\" (\"nan nan\").\n"
     "\n"
     "Heights are metres above the WGS 84 ellipsoid. A line's own height counts first, then --dem,\n"
-    "then --height, then the height that the product states for its scene. Elevation models "
-    "mostly\n"
-    "state heights above sea level (a geoid), up to 110 m from the ellipsoid: convert the model\n"
-    "first (gdalwarp -t_srs EPSG:4979) where that matters, for rfsar takes its heights as they\n"
-    "are. An image without sensor model is placed by its own georeferencing; heights have no\n"
-    "bearing then.";
+    "then --height, then the height that the product states for its scene. Elevation models count\n"
+    "from what their file says, mostly a geoid (sea level, up to 110 m from the ellipsoid); where\n"
+    "it says nothing, --dem-heights tells: ellipsoid, egm96 (SRTM), egm2008 (Copernicus), or a\n"
+    "file of geoid heights. An image without sensor model is placed by what else the product or\n"
+    "the image file states; heights have no bearing on a map and on tie points.";
 
 struct LocateOptions {
     std::string file;
     std::string layer;
     bool inverse = false;
     std::optional<double> height;
-    std::string dem;
+    kimg::ElevationSource elevation;
 };
 
 /// Answers one batch after the other.
@@ -42,19 +42,21 @@ class Session {
 public:
     Session(const LocateOptions& options, const product::Locator& locator)
         : locator_(locator), height_(options.height.value_or(locator.sceneHeightM())) {
+        if (!locator.remarks().empty())
+            console::warning(locator.remarks());
         if (!locator.usesHeight()) {
-            if (!locator.remarks().empty())
-                console::warning(locator.remarks());
-            if (options.height || !options.dem.empty())
+            if (options.height || !options.elevation.paths.empty())
                 warnOfHeights();
             return;
         }
-        if (options.dem.empty())
+        if (options.elevation.paths.empty())
             return;
         kerr::Slot slot;
-        elevation_ = kimg::ElevationModel::open(options.dem, slot);
+        elevation_ = kimg::ElevationModel::open(options.elevation, slot);
         if (!elevation_)
             throw loader::Error(loader::Heard::text(*slot.get()));
+        if (!elevation_->remarks().empty())
+            console::warning(elevation_->remarks());
     }
 
     void toGround(std::span<const PointLine> lines) {
@@ -117,7 +119,7 @@ private:
 
     void warnOfHeights() {
         if (!warned_)
-            console::warning("heights are ignored: the image's own georeferencing has none");
+            console::warning("heights are ignored: what places the image has none");
         warned_ = true;
     }
 
@@ -164,7 +166,6 @@ void addLocate(CLI::App& app) {
                      "layer name, as info lists it (default: the first)");
     verb->add_flag("--inverse", options->inverse, "from longitude and latitude to pixels");
     verb->add_option("--height", options->height, "metres above the ellipsoid");
-    verb->add_option("--dem", options->dem,
-                     "elevation model: GeoTIFF, SRTM, DTED or ASCII grid, any coordinate system");
+    addElevation(*verb, options->elevation);
     verb->callback([options] { locate(*options); });
 }

@@ -31,7 +31,7 @@ void c_note::c_height::reset() {
     release();
     init();
 }
-void c_note::c_height::init() { clear_values(); }
+void c_note::c_height::init() { lmx::c_object::clear_values(); }
 void c_note::c_height::release() { free_children(); }
 bool c_note::c_height::is_occurs_ok() const { return occurrences_ok(); }
 
@@ -48,10 +48,10 @@ lmx::elmx_error c_note::c_height::marshal_attributes(lmx::c_xml_writer& writer) 
 lmx::elmx_error c_note::c_height::marshal_child_elements(lmx::c_xml_writer& writer) const { return write_children(writer); }
 
 double c_note::c_height::get_height() const { return height_; }
-lmx::elmx_error c_note::c_height::set_height(double value) { return set_value(0, value); }
+lmx::elmx_error c_note::c_height::set_height(double value) { return lmx::c_object::set_value(0, value); }
 
 const std::string& c_note::c_height::get_units() const { return units_; }
-lmx::elmx_error c_note::c_height::set_units() { return set_value(1, std::string("m")); }
+lmx::elmx_error c_note::c_height::set_units() { return lmx::c_object::set_value(1, std::string("m")); }
 
 constinit const lmx::s_member c_note::member_table[] = {
     {"height", lmx::e_member::element, 1, 1, nullptr, nullptr, &c_note::c_height::class_description,
@@ -82,13 +82,13 @@ void c_note::reset() {
     release();
     init();
 }
-void c_note::init() { clear_values(); }
+void c_note::init() { lmx::c_object::clear_values(); }
 void c_note::release() { free_children(); }
 bool c_note::is_occurs_ok() const { return occurrences_ok(); }
 
 const lmx::s_class& c_note::description() const { return class_description; }
 lmx::child_ptr c_note::clone() const { return std::make_unique<c_note>(*this); }
-lmx::elmx_error c_note::unmarshal(lmx::c_xml_reader& reader, std::string_view) { return read_root(reader, types::root); }
+lmx::elmx_error c_note::unmarshal(lmx::c_xml_reader& reader, std::string_view name) { return read_root(reader, types::root, name); }
 bool c_note::unmarshal_attributes(lmx::c_xml_reader& reader, lmx::elmx_error& error) { return read_attribute(reader, error); }
 bool c_note::unmarshal_attributes_check(lmx::c_xml_reader& reader, lmx::elmx_error& error) { return check_attributes(reader, error); }
 bool c_note::unmarshal_body(lmx::c_xml_reader& reader, lmx::elmx_error& error) { return read_body(reader, error); }

@@ -207,6 +207,27 @@ TEST(Model, APointsAnswerDependsNeitherOnNeighboursNorOnTheCopyOfTheModel) {
     }
 }
 
+TEST(Model, StatedIncidenceIsComparedWithTheAngleThatItStandsFor) {
+    support::Scene scene; // ScanSAR: 20 to 49 degrees
+    scene.samples = 10000;
+    scene.pixelSpacing = 30;
+    scene.nearRange = 830e3;
+    const auto record = support::recordOf(scene, support::satelliteOver(20, 40, 350));
+    const auto unstated = sarm::Model::fromRecord(*record);
+    ASSERT_TRUE(unstated);
+    const auto angle = [&](double sample) { return *unstated->incidenceDeg({sample, 2499.5}, 0); };
+    const double mean = (angle(0) + angle(9999)) / 2, centre = angle(4999.5);
+    ASSERT_GT(std::abs(mean - centre), 2.1);
+    for (const auto& [stated, isMean, accepted] :
+         {std::tuple{mean, true, true}, {mean, false, false}, {centre, false, true},
+          {centre, true, false}, {mean + 2.1, true, false}}) {
+        record->incidenceAngleCentre = stated;
+        sarm_NoteHabits(record.get(), isMean ? sarmIncidenceIsEdgeMean : 0U);
+        sarm_ModelEphemeris(record.get(), nullptr); // keeps what was told
+        EXPECT_EQ(sarm::Model::fromRecord(*record).has_value(), accepted) << stated << isMean;
+    }
+}
+
 TEST(Model, EveryWidthOfRegisterGivesTheSameAnswer) {
     std::mt19937_64 random(8);
     const auto kernels = sarm::usableModelKernels();

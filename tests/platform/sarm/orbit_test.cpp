@@ -165,7 +165,7 @@ TEST(Model, TimesUnevenVectorsFromTheirMotion) {
     scene.durationS = 3.2;
     scene.lines = 19626;
     const auto record = support::recordOf(scene, satellite);
-    record->wavelength = 0.031;
+    sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals);
     std::vector<StateVector> vectors;
     for (int i = 0; i < 36; ++i)
         if (i % 5 != 3)
@@ -176,7 +176,7 @@ TEST(Model, TimesUnevenVectorsFromTheirMotion) {
     const auto model = sarm::Model::fromRecord(*record);
     ASSERT_TRUE(model);
     EXPECT_TRUE(model->history().selfTimed);
-    const double interval = scene.durationS / scene.lines; // X band: N intervals
+    const double interval = scene.durationS / scene.lines; // as told
     for (const double line : {0.0, 9813.0, 19625.0}) {
         const auto ground = model->imageToGround({2000, line}, 0);
         ASSERT_TRUE(ground);

@@ -2,7 +2,7 @@
 
 Output, one entry a line, for the gtest that called: `field value`, `vector x y z vx vy vz`,
 `tie line sample latitude longitude height` (a centre pixel given as earth-fixed position: `target
-line sample x y z`), `offset s` (first state vector minus the earlier line time).
+line sample x y z`), `habits n` (SarmHabit), `offset s` (first state vector minus the earlier line time).
 The rules are those of the readers: seconds of day, first and last line swapped into order.
 """
 
@@ -12,7 +12,6 @@ import xml.etree.ElementTree as ElementTree
 import zipfile
 from pathlib import Path
 
-LIGHT = 299792458.0
 DAY = 86400.0
 
 
@@ -65,7 +64,6 @@ def radarsat(root):
     put("semiMinorAxis", number("semiMinorAxis"))
     put("geodeticTerrainHeight", number("geodeticTerrainHeight"))
     put("lookDirection", 90 if text("antennaPointing").lower() == "right" else -90)
-    put("wavelength", LIGHT / number("radarCenterFrequency"))
     put("sampledPixelSpacing", number("sampledPixelSpacing"))
     put("sampledLineSpacing", number("sampledLineSpacing"))
     put("slantRangeNearEdge", number("slantRangeNearEdge"))
@@ -76,6 +74,7 @@ def radarsat(root):
         put("pulseRepetitionFrequency", number("pulseRepetitionFrequency"))
         put("lateLineTimes", text("beamMode") != "Spotlight")
     else:
+        put("habits", 4)
         put("incidenceAngleCentre",
             (number("incidenceAngleNearRange") + number("incidenceAngleFarRange")) / 2)
     if not slant:
@@ -101,7 +100,7 @@ def capella(item, slant):
     put("numberOfLines", image["rows"])
     put("numberOfSamplesPerLine", image["columns"])
     put("lookDirection", 90 if radar["pointing"].lower() == "right" else -90)
-    put("wavelength", LIGHT / radar["center_frequency"])
+    put("habits", 1 + 2)
     put("sampledPixelSpacing", geometry.get("delta_range_sample", 0.0))
     put("sampledLineSpacing", image["pixel_spacing_row"])
     put("slantRangeNearEdge", geometry.get("range_to_first_sample", 0.0))

@@ -39,7 +39,6 @@ Product parse(const std::string& text) {
         {"semiMinorAxis", &r.semiMinorAxis},
         {"geodeticTerrainHeight", &r.geodeticTerrainHeight},
         {"lookDirection", &r.lookDirection},
-        {"wavelength", &r.wavelength},
         {"sampledPixelSpacing", &r.sampledPixelSpacing},
         {"sampledLineSpacing", &r.sampledLineSpacing},
         {"slantRangeNearEdge", &r.slantRangeNearEdge},
@@ -61,6 +60,8 @@ Product parse(const std::string& text) {
             *whole.at(name) = static_cast<std::int32_t>(v.at(0));
         } else if (real.contains(name)) {
             *real.at(name) = v.at(0);
+        } else if (name == "habits") {
+            sarm_NoteHabits(&r, static_cast<std::uint32_t>(v.at(0)));
         } else if (name == "groundToSlantRangeCoefficients") {
             std::copy(v.begin(), v.end(), r.groundToSlantRangeCoefficients);
         } else if (name == "vector") {

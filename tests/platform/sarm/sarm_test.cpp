@@ -202,7 +202,7 @@ TEST(File2Model, CountsFromTheNearEdgeAndTheEarliestLine) {
     sarm_File2Model(10, 20, record.get(), &x, &y);
     EXPECT_EQ(std::pair(x, y), std::pair(3989.0, 4979.0));
     record->rangeGeometry = 1;
-    record->wavelength = 0.031; // X-band ground range is misjudged by its reader
+    sarm_NoteHabits(record.get(), sarmGroundRangeRises);
     sarm_File2Model(10, 20, record.get(), &x, &y);
     EXPECT_EQ(std::pair(x, y), std::pair(10.0, 4979.0));
 }

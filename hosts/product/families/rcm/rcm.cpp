@@ -30,6 +30,42 @@ public:
                    {"PIXEL_SPACING",
                     "imageReferenceAttributes/rasterAttributes/sampledPixelSpacing"},
                    {"SLANT_RANGE_NEAR_EDGE", "sceneAttributes/imageAttributes/slantRangeNearEdge"},
+                   // as GDAL's own driver names them, beside those above
+                   {"BEAMS", "sourceAttributes/radarParameters/beams"},
+                   {"BITS_PER_SAMPLE", "imageReferenceAttributes/rasterAttributes/bitsPerSample"},
+                   {"DATA_TYPE", "imageReferenceAttributes/rasterAttributes/dataType"},
+                   {"GEODETIC_TERRAIN_HEIGHT",
+                    "imageReferenceAttributes/geographicInformation/ellipsoidParameters/"
+                    "geodeticTerrainHeight"},
+                   {"LINE_TIME_ORDERING",
+                    "imageReferenceAttributes/rasterAttributes/lineTimeOrdering"},
+                   {"LUT_APPLIED", "imageGenerationParameters/sarProcessingInformation/lutApplied"},
+                   {"MAP_PROJECTION_DESCRIPTOR",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "mapProjectionDescriptor"},
+                   {"MAP_PROJECTION_ORIENTATION",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "mapProjectionOrientation"},
+                   {"RESAMPLING_KERNEL",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "resamplingKernel"},
+                   {"SATELLITE_HEADING",
+                    "imageReferenceAttributes/geographicInformation/mapProjection/"
+                    "satelliteHeading"},
+                   {"PER_POLARIZATION_SCALING",
+                    "imageGenerationParameters/sarProcessingInformation/perPolarizationScaling"},
+                   {"PIXEL_TIME_ORDERING",
+                    "imageReferenceAttributes/rasterAttributes/pixelTimeOrdering"},
+                   {"POLARIZATION_DATA_MODE", "sourceAttributes/polarizationDataMode"},
+                   {"SAMPLED_LINE_SPACING_TIME",
+                    "imageReferenceAttributes/rasterAttributes/sampledLineSpacingTime"},
+                   {"SAMPLED_PIXEL_SPACING_TIME",
+                    "imageReferenceAttributes/rasterAttributes/sampledPixelSpacingTime"},
+                   {"SAMPLE_TYPE", "imageReferenceAttributes/rasterAttributes/sampleType"},
+                   {"SATELLITE_HEIGHT",
+                    "imageGenerationParameters/sarProcessingInformation/satelliteHeight"},
+                   {"SECURITY_CLASSIFICATION", "securityAttributes/securityClassification"},
+                   {"SLANT_RANGE_FAR_EDGE", "sceneAttributes/imageAttributes/slantRangeFarEdge"},
                }}) {
         if (const ProductTree* parent = elementAt(root(), scene))
             addImages(*parent, "ipdf");
@@ -115,7 +151,8 @@ const Family rcm = {
     .extension = ".xml",
     .places = places,
     .productsAmong = nullptr,
-    .looksLike = [](std::string_view head) { return looksLikeProductXml(head, "rcmGsProductSchema"); },
+    .looksLike =
+        [](std::string_view head) { return looksLikeProductXml(head, "rcmGsProductSchema"); },
     .headBytes = 4096, // a root element's attributes
     .read = [](Document& document) -> std::unique_ptr<const StatedProduct> {
         return std::make_unique<RcmProduct>(document);

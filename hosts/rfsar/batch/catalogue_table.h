@@ -1,0 +1,23 @@
+#pragma once
+
+#include "kimg/feature_table.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <vector>
+
+/// The table of a catalogue of products: its columns, and rows as JSON (productRow and more:
+/// bytes, modified, checked, vanished, error).
+namespace batch {
+
+constexpr char catalogueTable[] = "products";
+
+const std::vector<kimg::Field>& catalogueFields();
+/// Those that are searched by.
+const std::vector<std::string>& indexedFields();
+
+kimg::Feature featureOf(const nlohmann::ordered_json& row);
+nlohmann::ordered_json rowOf(const kimg::Feature& feature);
+
+} // namespace batch

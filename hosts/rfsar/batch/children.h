@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+/// Work in child processes, so that an item that hangs, crashes or takes all memory costs nothing
+/// but itself. Children are copies of this process, whose libraries are loaded already; nothing
+/// may have started a thread here.
+struct ChildLimits {
+    double timeoutS = 0;         ///< 0: none
+    std::uint64_t memoryMiB = 0; ///< resident; 0: no limit
+};
+
+struct ChildOutcome {
+    enum class End { exited, killed, timedOut, tookTooMuchMemory };
+    End end = End::exited;
+    int status = 0; ///< exit status, or the signal
+    int process = 0;
+    std::string out, err; ///< what it wrote to stdout and stderr
+    double seconds = 0;
+    std::uint64_t peakMemoryMiB = 0;
+};
+
+struct ChildWork {
+    std::size_t items = 0;
+    std::size_t atOnce = 1;
+    ChildLimits limits;
+    /// In a child. @return its exit status; what it throws is told on stderr, and the status is 1.
+    std::function<int(std::size_t item)> run;
+    /// In this process, when an item's child has ended.
+    std::function<void(std::size_t item, ChildOutcome&& outcome)> ended;
+};
+
+/// Does all items, begun in order.
+/// @throws what `ended` throws; interruption::Interrupted; no child runs on.
+void runInChildren(const ChildWork& work);
+
+/// @return why a child that did not exit by itself ended: "timed out after 5 s", ...
+std::string describe(const ChildOutcome& outcome, const ChildLimits& limits);

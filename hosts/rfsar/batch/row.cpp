@@ -1,0 +1,76 @@
+#include "batch/row.h"
+
+#include <nlohmann/json.hpp>
+
+namespace batch {
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+ordered_json textOrNull(const std::string& text) {
+    return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+}
+
+std::string text(const json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
+template <typename Number>
+Number number(const json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_number() ? found->get<Number>() : Number{};
+}
+
+} // namespace
+
+ordered_json rowJson(const Row& row) {
+    ordered_json object = {{"file", row.file},
+                           {"status", row.status},
+                           {"output", textOrNull(row.output)},
+                           {"reason", textOrNull(row.reason)},
+                           {"seconds", row.seconds},
+                           {"peakMemoryMiB", row.peakMemoryMiB}};
+    if (!row.verdict.empty())
+        object["verdict"] = row.verdict;
+    if (!row.warnings.empty())
+        object["warnings"] = row.warnings;
+    object["recipe"] = {{"verb", row.recipe.verb},
+                        {"options", row.recipe.options},
+                        {"version", row.recipe.version},
+                        {"productBytes", row.recipe.productBytes},
+                        {"productTimeNs", row.recipe.productTime},
+                        {"outputBytes", row.outputBytes}};
+    return object;
+}
+
+std::string rowLine(const Row& row) {
+    return rowJson(row).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+bool readRow(const std::string& line, Row& row) {
+    const json object = json::parse(line, nullptr, false);
+    if (!object.is_object() || text(object, "file").empty())
+        return false;
+    row.file = text(object, "file");
+    row.status = text(object, "status");
+    row.output = text(object, "output");
+    row.reason = text(object, "reason");
+    row.seconds = number<double>(object, "seconds");
+    row.peakMemoryMiB = number<std::uint64_t>(object, "peakMemoryMiB");
+    row.verdict = text(object, "verdict");
+    if (const auto found = object.find("warnings"); found != object.end() && found->is_array())
+        for (const json& each : *found)
+            if (each.is_string())
+                row.warnings.push_back(each.get<std::string>());
+    if (const auto recipe = object.find("recipe"); recipe != object.end() && recipe->is_object()) {
+        row.recipe = {text(*recipe, "verb"), text(*recipe, "options"), text(*recipe, "version"),
+                      number<std::uint64_t>(*recipe, "productBytes"),
+                      number<std::int64_t>(*recipe, "productTimeNs")};
+        row.outputBytes = number<std::uint64_t>(*recipe, "outputBytes");
+    }
+    return true;
+}
+
+} // namespace batch

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace batch {
+
+/// rfsar itself, with these arguments. @return the exit status.
+using RunCommand = std::function<int(const std::vector<std::string>& arguments)>;
+
+} // namespace batch

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "batch/run.h"
+
+namespace batch {
+
+struct SlurmOptions {
+    double chunkSeconds = 90;
+    std::string partition, time, memory; ///< as sbatch takes them
+    std::vector<std::string> further;    ///< options of sbatch
+    bool wait = false;
+    std::string script; ///< file that receives what would be submitted instead
+};
+
+/// Cuts the products that lack a result into chunks by the time that a few of them take here, and
+/// submits an array job of the chunks and a job that joins their rows.
+/// @return the exit status.
+/// @throws loader::Error when the folder is in use or nothing can be submitted.
+int submit(const Request& request, const SlurmOptions& options);
+
+} // namespace batch

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "rf_platform_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Files behind virtual paths: in archives, on object stores, in memory. Names are UTF-8. Any
+/// thread, no printing.
+namespace kfio {
+
+struct VirtualStat {
+    bool isDirectory;
+    std::uint64_t size; ///< bytes; 0 for a directory
+    std::int64_t mtime; ///< s since 1970; 0 when not known
+};
+
+/// @return nullopt when nothing is there.
+RF_PLATFORM_API std::optional<VirtualStat> virtualStat(const std::string& path);
+
+/// @return the whole file; nullopt with the reason, without the name, when it cannot be read, holds
+///         more than maxBytes, or is not what the directory of its zip archive states.
+RF_PLATFORM_API std::optional<std::string>
+readVirtualFile(const std::string& path, std::size_t maxBytes, std::string& reason);
+
+/// Reads a member of a zip archive to its end, as large as it may be; of other files nothing.
+/// @return what is wrong with it, a sentence without subject: it does not unpack, or is not what the
+///         archive's directory states. Empty when nothing is wrong.
+RF_PLATFORM_API std::string faultInArchive(const std::string& path);
+
+/// @return the names (not paths) in a folder, sorted; empty when there is no such folder.
+RF_PLATFORM_API std::vector<std::string> listVirtualFolder(const std::string& path);
+
+} // namespace kfio

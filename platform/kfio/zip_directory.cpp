@@ -1,0 +1,119 @@
+#include "kfio/zip_directory.h"
+
+#include "kfio/gdal_errors.h"
+
+#include <cpl_vsi.h>
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+
+// Layout of a zip archive: members, then the directory with an entry for each, then its end record,
+// which says where the directory lies. Source: PKWARE, .ZIP File Format Specification (APPNOTE),
+// 4.3.12 to 4.3.16.
+
+namespace kfio {
+namespace {
+
+using Bytes = std::string_view;
+
+constexpr std::string_view prefix = "/vsizip/";
+constexpr std::size_t endSize = 22, longestComment = 0xFFFF, locatorSize = 20, wideEndSize = 56;
+constexpr std::uint64_t longestDirectory = 64 << 20;
+
+std::uint64_t number(Bytes bytes, std::size_t at, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t i = size; i-- > 0;)
+        value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+struct FileClose {
+    void operator()(VSILFILE* file) const { VSIFCloseL(file); }
+};
+using File = std::unique_ptr<VSILFILE, FileClose>;
+
+/// @return that many bytes; fewer at the file's end.
+std::string read(VSILFILE* file, std::uint64_t offset, std::size_t count) {
+    std::string bytes(count, '\0');
+    const bool there = VSIFSeekL(file, offset, SEEK_SET) == 0;
+    bytes.resize(there ? VSIFReadL(bytes.data(), 1, count, file) : 0);
+    return bytes;
+}
+
+/// The archive's directory; empty when it is not found.
+std::string directoryOf(VSILFILE* file) {
+    VSIFSeekL(file, 0, SEEK_END);
+    const std::uint64_t size = VSIFTellL(file);
+    const std::uint64_t tailSize =
+        std::min<std::uint64_t>(size, endSize + longestComment + locatorSize);
+    const std::string tail = read(file, size - tailSize, tailSize);
+    const auto end = tail.rfind("PK\5\6");
+    if (end == std::string::npos || tail.size() - end < endSize)
+        return {};
+    std::uint64_t length = number(tail, end + 12, 4), offset = number(tail, end + 16, 4);
+    if ((offset == 0xFFFFFFFF || length == 0xFFFFFFFF) && end >= locatorSize &&
+        tail.compare(end - locatorSize, 4, "PK\6\7") == 0) {
+        const std::string wide =
+            read(file, number(tail, end - locatorSize + 8, 8), wideEndSize);
+        if (wide.size() < wideEndSize || !wide.starts_with("PK\6\6"))
+            return {};
+        length = number(wide, 40, 8);
+        offset = number(wide, 48, 8);
+    }
+    return length <= longestDirectory ? read(file, offset, length) : std::string();
+}
+
+/// The size of a member of 4 GiB or more stands in an extra field.
+std::uint64_t sizeOf(Bytes entry, Bytes extra) {
+    const std::uint64_t size = number(entry, 24, 4);
+    while (size == 0xFFFFFFFF && extra.size() >= 4) {
+        const std::size_t length = number(extra, 2, 2);
+        if (number(extra, 0, 2) == 1 && length >= 8 && extra.size() >= 12)
+            return number(extra, 4, 8);
+        extra.remove_prefix(std::min(4 + length, extra.size()));
+    }
+    return size;
+}
+
+std::optional<ZipMember> findMember(Bytes directory, Bytes name) {
+    constexpr std::size_t fixed = 46;
+    while (directory.size() >= fixed && directory.starts_with("PK\1\2")) {
+        const std::size_t nameSize = number(directory, 28, 2), extraSize = number(directory, 30, 2);
+        const std::size_t whole = fixed + nameSize + extraSize + number(directory, 32, 2);
+        if (whole > directory.size())
+            break;
+        if (directory.substr(fixed, nameSize) == name)
+            return ZipMember{sizeOf(directory, directory.substr(fixed + nameSize, extraSize)),
+                             static_cast<std::uint32_t>(number(directory, 16, 4))};
+        directory.remove_prefix(whole);
+    }
+    return std::nullopt;
+}
+
+bool isFile(const std::string& path) {
+    VSIStatBufL state;
+    return VSIStatL(path.c_str(), &state) == 0 && VSI_ISREG(state.st_mode);
+}
+
+} // namespace
+
+std::optional<ZipMember> zipMember(const std::string& path) {
+    if (!path.starts_with(prefix))
+        return std::nullopt;
+    const ErrorCapture quiet;
+    for (auto slash = path.find('/', prefix.size() + 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
+        std::string archive = path.substr(prefix.size(), slash - prefix.size());
+        if (archive.front() == '{') // the archive's name in braces
+            archive = archive.back() == '}' ? archive.substr(1, archive.size() - 2) : "";
+        if (archive.empty() || !isFile(archive))
+            continue;
+        const File file(VSIFOpenL(archive.c_str(), "rb"));
+        return file ? findMember(directoryOf(file.get()), Bytes(path).substr(slash + 1))
+                    : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+} // namespace kfio

@@ -1,0 +1,78 @@
+"""Batches on a real Dask scheduler with two worker processes."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import threading
+import time
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial"),
+                str(ROOT / "hosts/python/rf_sar")]
+os.environ["PYTHONPATH"] = sys.path[2]  # for worker processes
+from products import RFSAR, ProductCase  # noqa: E402
+from copies import Copies, results  # noqa: E402
+from batch import batch  # noqa: E402
+
+try:
+    import distributed
+except ImportError:
+    distributed = None
+
+COUNT = 40
+
+
+@unittest.skipIf(distributed is None, "python3-distributed is not installed")
+class Dask(ProductCase):
+    def setUp(self):
+        super().setUp()
+        os.environ["RFSAR"] = RFSAR
+        self.archive = self.folder / "archive"
+        Copies(self.archive).make_all(COUNT)
+        self.into = self.folder / "made"
+        expected = self.folder / "expected"
+        subprocess.run([RFSAR, "batch", "stac", "--into", expected, self.archive], check=True,
+                       capture_output=True)
+        self.whole = results(expected)
+        cluster = distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
+                                           dashboard_address=None,
+                                           local_directory=str(self.folder / "workers"))
+        self.addCleanup(cluster.close)
+        self.client = distributed.Client(cluster)
+        self.addCleanup(self.client.close)
+
+    def run_batch(self, **options):
+        rows = batch([self.archive], "stac", [], self.into, self.client, **options)
+        self.assertEqual(len(rows), COUNT)
+        return {row["status"] for row in rows}
+
+    def test_the_same_results_as_without(self):
+        self.assertEqual(self.run_batch(timeout=60), {"done"})
+        self.assertEqual(results(self.into), self.whole)
+        self.assertEqual(self.run_batch(), {"kept"})
+        broken = next(self.archive.rglob("product.xml"))
+        broken.write_text("<product")
+        rows = batch([broken], "stac", [], self.into, self.client)
+        self.assertEqual([row["status"] for row in rows], ["failed"])
+        with self.assertRaisesRegex(RuntimeError, "holds results of batch stac"):
+            batch(self.archive, "check", [], self.into)
+        rows = batch([self.archive], "check", [], self.folder / "checked", jobs=2)
+        self.assertEqual(sorted({row["status"] for row in rows}), ["done", "failed"])
+
+    def test_a_worker_killed_in_the_midst(self):
+        def kill_one():
+            while len(list(self.into.glob("*.json"))) < COUNT // 4:
+                time.sleep(0.005)
+            os.kill(next(iter(self.client.run(os.getpid).values())), signal.SIGKILL)
+        killer = threading.Thread(target=kill_one)
+        killer.start()
+        self.assertLessEqual(self.run_batch(), {"done", "kept"})
+        killer.join()
+        self.assertEqual(results(self.into), self.whole)
+
+
+if __name__ == "__main__":
+    unittest.main()
