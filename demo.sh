@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 tools/install_packages.sh build demo
-cmake --preset dev -DRF_SAR_TESTS=OFF -DRF_SAR_BENCHMARKS=OFF
+cmake --preset dev -DRF_SAR_TESTS=OFF -DRF_SAR_BENCHMARKS=OFF -DRF_SAR_PYTHON_PACKAGE=OFF
 cmake --build --preset dev
 
 rfsar=build/bin/rfsar

@@ -3,7 +3,7 @@
 # Usage: tools/lint.sh   (some minutes; clang-tidy is the preset tidy: cmake --workflow --preset tidy)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tools/install_packages.sh build demo test bench lint
+tools/install_packages.sh build demo python test bench lint
 cmake --preset dev > /dev/null
 cmake --build --preset dev --target rs2_lmx > /dev/null  # generated headers
 python3 - build/compile_commands.json build/lint_commands.json << 'EOF'

@@ -32,7 +32,7 @@ products=${RF_SAR_PRODUCTS:-../shared/products}
 export RF_SAR_BIND
 
 groups=(build demo)
-[[ $quick ]] || groups+=(test bench)
+[[ $quick ]] || groups+=(python test archives bench)
 [[ ! $qgis ]] || groups+=(qgis)
 [[ ! $fuzz ]] || groups+=(fuzz)
 

@@ -2,6 +2,7 @@
 
 #include "dataset_name.h"
 #include "kfio/kfio.h"
+#include "product/bursts/burst_record.h"
 #include "product/checks/checks.h"
 #include "product/images/raster.h"
 #include "product/metadata_items.h"
@@ -40,15 +41,13 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(std::make_shared<const OpenedProduct>(
-          loader::Product(loader::Plugin::instance(), request.file))),
-      listsEntries_(request.layer.empty()) {
+    : opened_(product::openProductFile(request.file)), listsEntries_(request.layer.empty()) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out", fault.c_str());
     addBands(request, catalogue(*opened_));
-    reference_ = std::make_unique<const Georeference>(opened_, image(), request.georef);
+    reference_ = std::make_unique<const Georeference>(opened_, image(), part(), request.georef);
     nameSidecars(request);
 }
 
@@ -148,6 +147,12 @@ void SarDataset::nameSidecars(const OpenRequest& request) {
     oOvManager.Initialize(this, stem.c_str(), beside.List());
 }
 
+std::optional<product::GridPart> SarDataset::part() const {
+    if (!shown_.empty())
+        return product::partOf(*opened_, shown_.front());
+    return image() ? product::partOf(*opened_, *image()) : std::nullopt;
+}
+
 const ProductImage* SarDataset::image() const {
     return shown_.empty() ? opened_->firstImage() : shown_.front().image;
 }
@@ -223,6 +228,9 @@ char** SarDataset::GetFileList() {
         add(file);
     for (const product::StatedImage& image : stated.facts().images)
         add(image.file);
+    if (opened_->hasBursts())
+        for (const ProductImage& image : opened_->burstImages())
+            add(image.file);
     for (const std::string& file : stated.furtherFiles())
         add(file);
     return files.StealList();

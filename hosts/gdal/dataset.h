@@ -55,6 +55,7 @@ private:
     void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
     void nameSidecars(const OpenRequest& request);
     const ProductImage* image() const;
+    std::optional<product::GridPart> part() const;
     void tellWarnings();
     void provide(const char* name);
     void provideItems();

@@ -18,7 +18,7 @@ OGRSpatialReference systemOf(const std::string& wkt) {
 
 kimg::Georeferencing statedByFile(const ProductImage& image) {
     kerr::Slot slot;
-    auto found = kimg::georeferencing(image.samples->layer(), slot);
+    auto found = kimg::georeferencing(image.samples()->layer(), slot);
     if (!found)
         throw loader::Error(image.file +
                             ": its georeferencing cannot be read: " + kerr_Text(slot.get()));
@@ -44,8 +44,8 @@ GeorefChoice parseGeorefChoice(const std::string& text) {
 }
 
 Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
-                           GeorefChoice choice)
-    : opened_(std::move(opened)), image_(image), choice_(choice) {
+                           const std::optional<product::GridPart>& part, GeorefChoice choice)
+    : opened_(std::move(opened)), image_(image), part_(part), choice_(choice) {
     if (choice_ == GeorefChoice::product)
         find();
     else if (choice_ != GeorefChoice::automatic)
@@ -70,14 +70,19 @@ void Georeference::require() const {
 }
 
 product::Window Georeference::whole() const {
-    return {0, 0, image_->samples->width(), image_->samples->height()};
+    if (part_)
+        return {0, 0, part_->samples, part_->lines};
+    return {0, 0, image_->samples()->width(), image_->samples()->height()};
 }
 
 std::shared_ptr<const product::Place> Georeference::place() const {
-    if (!place_ && image_ && image_->samples && !opened_->layerNames().empty())
+    if (!place_ && part_)
         place_ = std::make_shared<const product::Place>(
-            product::placeOf(*opened_, opened_->layerNames().front(), image_->samples->width(),
-                             image_->samples->height()));
+            product::placeOf(*opened_, *part_, opened_->name()));
+    else if (!place_ && image_ && image_->samples() && !opened_->layerNames().empty())
+        place_ = std::make_shared<const product::Place>(
+            product::placeOf(*opened_, opened_->layerNames().front(), image_->samples()->width(),
+                             image_->samples()->height()));
     return place_;
 }
 
@@ -89,7 +94,7 @@ void Georeference::take(const kimg::Georeferencing& found) const {
 
 void Georeference::findStated() const {
     const auto& ties = opened_->stated().tiePoints();
-    if (image_ && image_->samples) {
+    if (image_ && image_->samples()) {
         const kimg::Georeferencing file = statedByFile(*image_);
         if (file.geoTransform || ties.empty())
             return take(file.geoTransform || file.wkt.empty()
@@ -97,7 +102,11 @@ void Georeference::findStated() const {
                             : product::withoutBreaks(product::gcpsOf(
                                   product::statedBy(file, image_->file).ties, whole())));
     }
-    take(product::withoutBreaks(product::gcpsOf(ties, {})));
+    product::Window window; // the product's tie points count in the bursts' common grid
+    if (part_)
+        window = {static_cast<std::uint32_t>(part_->sample),
+                  static_cast<std::uint32_t>(part_->line), part_->samples, part_->lines};
+    take(product::withoutBreaks(product::gcpsOf(ties, window)));
 }
 
 void Georeference::find() const {
@@ -119,8 +128,9 @@ void Georeference::findRpc() const {
     if (choice_ == GeorefChoice::gcp)
         return;
     if (choice_ == GeorefChoice::product) {
-        *rpc_ = opened_->stated().rationalFunctions();
-        if (rpc_->empty() && image_ && image_->samples)
+        if (!part_ || !part_->burst) // they count in the bursts' common grid
+            *rpc_ = opened_->stated().rationalFunctions();
+        if (rpc_->empty() && image_ && image_->samples())
             *rpc_ = statedByFile(*image_).rpc;
         return;
     }

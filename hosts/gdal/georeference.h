@@ -34,9 +34,10 @@ GeorefChoice parseGeorefChoice(const std::string& text);
 class Georeference {
 public:
     /// @param image  the first that can be opened; null when there is none.
+    /// @param part  what is shown of the common grid of bursts, where it is a part of that.
     /// @throws loader::Error when what is asked for by name is not to be had.
     Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
-                 GeorefChoice choice);
+                 const std::optional<product::GridPart>& part, GeorefChoice choice);
 
     /// What cannot be found is told as a warning, once; these are empty then.
     const std::optional<std::array<double, 6>>& geoTransform() const;
@@ -65,6 +66,7 @@ private:
 
     std::shared_ptr<const OpenedProduct> opened_;
     const ProductImage* image_;
+    std::optional<product::GridPart> part_;
     GeorefChoice choice_;
     mutable std::shared_ptr<const product::Place> place_;
     mutable std::optional<Found> found_;

@@ -212,12 +212,10 @@ void warn(const SarDataset& opened, const std::string& text) {
         CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened.GetDescription(), text.c_str());
 }
 
-std::string wktOf(const OGRSpatialReference* system) {
-    char* text = nullptr;
-    if (system)
-        system->exportToWkt(&text);
-    const std::unique_ptr<char, decltype(&VSIFree)> owner(text, VSIFree);
-    return text ? text : "";
+/// Tie points are in systems that have a code.
+std::string codeOf(const OGRSpatialReference* system) {
+    const char* code = system ? system->GetAuthorityCode(nullptr) : nullptr;
+    return std::string("EPSG:") + (code ? code : "4326");
 }
 
 } // namespace
@@ -238,10 +236,9 @@ std::unique_ptr<GDALDataset> onTheMap(std::unique_ptr<SarDataset> opened,
         warn(*opened, place->remarks);
         if (!elevation.paths.empty() && !place->usesHeight())
             warn(*opened, "heights are ignored: what places the image has none");
-        const std::string wkt = wktOf(opened->GetGCPSpatialRef());
         product::MapPositions positions(place, static_cast<std::uint32_t>(opened->GetRasterXSize()),
                                         static_cast<std::uint32_t>(opened->GetRasterYSize()),
-                                        {wkt.empty() ? "EPSG:4326" : wkt, 0, elevation});
+                                        {codeOf(opened->GetGCPSpatialRef()), 0, elevation, true});
         if (positions.elevation())
             warn(*opened, positions.elevation()->remarks());
         return std::make_unique<MapView>(std::move(opened), std::move(positions));

@@ -69,13 +69,14 @@ void Layer::readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, st
         }
 }
 
-Product::Product(const Plugin& plugin, const std::string& name)
+Product::Product(const Plugin& plugin, const std::string& name, const std::string& standIn)
     : plugin_(&plugin), name_(name), file_(nullptr, Closer{&plugin}) {
     if (const std::string refusal = refusalByExtension(plugin, name); !refusal.empty())
         throw Error(name + ": " + refusal);
     const Heard heard;
     std::uint32_t index = RF_SAR_FAILURE;
-    file_.reset(plugin.entry().titleIdentifyAndOpen(wideName(name).c_str(), &index, u"rb"));
+    file_.reset(plugin.entry().titleIdentifyAndOpen(
+        wideName(standIn.empty() ? name : standIn).c_str(), &index, u"rb"));
     if (!file_)
         throw Error(name + ": " + refusalAsHeard(heard, name));
     formatIndex_ = static_cast<int>(index);

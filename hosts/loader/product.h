@@ -67,7 +67,8 @@ private:
 class Product {
 public:
     /// @throws Error naming the file and why it cannot be opened.
-    Product(const Plugin& plugin, const std::string& name);
+    /// @param standIn  the file that the plug-in reads in its place; "" for the product's own.
+    Product(const Plugin& plugin, const std::string& name, const std::string& standIn = "");
 
     const Plugin& plugin() const { return *plugin_; }
     const std::string& name() const { return name_; }
@@ -82,9 +83,7 @@ public:
     /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
     /// @throws Error saying why, when the product does not have the node.
     KmifNode node(const std::string& name, std::string& remarks) const;
-    Layer openLayer(const std::string& name) const {
-        return Layer(*plugin_, file_.get(), name);
-    }
+    Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }
 
 private:

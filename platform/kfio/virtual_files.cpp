@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <memory>
 
 namespace kfio {
@@ -92,6 +93,25 @@ std::vector<std::string> listVirtualFolder(const std::string& path) {
             names.emplace_back(name);
     std::sort(names.begin(), names.end());
     return names;
+}
+
+MemoryFolder::MemoryFolder() {
+    static std::atomic<std::uint64_t> made = 0;
+    path_ = "/vsimem/rf_sar_" + std::to_string(++made);
+    VSIMkdir(path_.c_str(), 0700);
+}
+
+MemoryFolder::~MemoryFolder() {
+    VSIRmdirRecursive(path_.c_str());
+}
+
+bool MemoryFolder::write(const std::string& name, std::string_view content) const {
+    const ErrorCapture quiet;
+    VSILFILE* const file = VSIFOpenL((path_ + '/' + name).c_str(), "wb");
+    if (!file)
+        return false;
+    const bool written = VSIFWriteL(content.data(), 1, content.size(), file) == content.size();
+    return VSIFCloseL(file) == 0 && written;
 }
 
 } // namespace kfio

@@ -35,4 +35,21 @@ RF_PLATFORM_API std::string faultInArchive(const std::string& path);
 /// @return the names (not paths) in a folder, sorted; empty when there is no such folder.
 RF_PLATFORM_API std::vector<std::string> listVirtualFolder(const std::string& path);
 
+/// A folder in memory with a name of its own; its files are gone when the object is.
+class RF_PLATFORM_API MemoryFolder {
+public:
+    MemoryFolder();
+    ~MemoryFolder();
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+
+    const std::string& path() const { return path_; }
+    /// @param name  relative to the folder; may name folders in it.
+    /// @return false when memory is short.
+    bool write(const std::string& name, std::string_view content) const;
+
+private:
+    std::string path_;
+};
+
 } // namespace kfio

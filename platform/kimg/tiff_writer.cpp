@@ -104,6 +104,8 @@ TiffWriter::TiffWriter(const std::string& path, const TiffLayout& layout) {
     if (!session_->dataset)
         session_->fail();
     setPlace(session_->dataset, layout.place);
+    for (const auto& [key, text] : layout.metadata)
+        GDALSetMetadataItem(session_->dataset, key.c_str(), text.c_str(), nullptr);
     for (const TiffBand& about : layout.bands) {
         const int number = static_cast<int>(session_->bands.size()) + 1;
         const GDALRasterBandH band = GDALGetRasterBand(session_->dataset, number);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kimg {
@@ -29,6 +30,7 @@ struct TiffLayout {
     std::vector<TiffBand> bands;
     Georeferencing place;
     std::optional<double> noData; ///< the value that stands for no sample
+    std::vector<std::pair<std::string, std::string>> metadata = {}; ///< keys and texts
 };
 
 /// How overviews are made of what lies under them.

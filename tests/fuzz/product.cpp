@@ -3,6 +3,7 @@
 #include "fuzz/memory_folder.h"
 #include "fuzz/require.h"
 #include "fuzz/sections.h"
+#include "product/bursts/burst_faults.h"
 #include "product/checks/checks.h"
 #include "product/metadata_items.h"
 #include "product/place/footprint.h"
@@ -80,12 +81,14 @@ void readStatements(const product::StatedProduct& stated) {
     static_cast<void>(stated.acquisition());
     static_cast<void>(stated.radar());
     static_cast<void>(stated.outline());
+    attempt([&] { product::burstFaults(stated); });
+    const product::ImageColumns columns{someWidth, stated.imageClaims().width, 0};
     for (const product::CalibrationTable& table : stated.calibrationTables())
-        attempt([&] { product::readCalibration(stated, table, someWidth, false); });
+        attempt([&] { product::readCalibration(stated, table, columns, false); });
     for (const product::NoiseTable& table : stated.noiseTables())
-        attempt([&] { product::readNoise(stated, table, someWidth); });
+        attempt([&] { product::readNoise(stated, table, columns); });
     if (!stated.incidenceFile().empty())
-        attempt([&] { product::readIncidence(stated, someWidth); });
+        attempt([&] { product::readIncidence(stated, columns); });
 }
 
 void readProduct(const std::string& entry) {

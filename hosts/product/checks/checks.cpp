@@ -1,5 +1,7 @@
 #include "product/checks/checks.h"
 
+#include "product/bursts/burst_faults.h"
+#include "product/bursts/burst_record.h"
 #include "product/checks/ground_checks.h"
 #include "product/checks/line_times.h"
 #include "product/checks/time_checks.h"
@@ -32,11 +34,16 @@ struct Findings {
     }
 };
 
+/// Those of every burst, where there are bursts.
+const std::vector<ProductImage>& imagesToCheck(const OpenedProduct& opened) {
+    return opened.hasBursts() ? opened.burstImages() : opened.images();
+}
+
 /// The files that a product names, each once, in the order in which it matters.
 std::vector<std::string> namedFiles(const OpenedProduct& opened) {
     const StatedProduct& stated = opened.stated();
     std::vector<std::string> names;
-    for (const StatedImage& image : stated.facts().images)
+    for (const ProductImage& image : imagesToCheck(opened))
         names.push_back(image.file);
     for (const CalibrationTable& table : stated.calibrationTables())
         names.push_back(table.file);
@@ -91,7 +98,13 @@ void checkModel(const OpenedProduct& opened, Findings& findings) {
         return findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
-        static_cast<void>(opened.product.node(":SAR_Metadata", remarks));
+        if (opened.hasBursts()) { // the plug-in's record takes the first of them for the whole
+            static_cast<void>(transformOf(opened, wholeGrid(opened.stated())));
+            for (const StatedBurst& burst : opened.stated().bursts())
+                static_cast<void>(transformOf(opened, partOf(burst)));
+        } else {
+            static_cast<void>(opened.product.node(":SAR_Metadata", remarks));
+        }
     } catch (const loader::Error& error) {
         return findings.add(Verdict::warn, error.what());
     }
@@ -126,11 +139,22 @@ void checkReach(const StatedProduct& stated, const CalibrationTable& table, std:
                                         " samples");
 }
 
+/// @return one burst of each set of columns; tables are made for these.
+std::vector<const StatedBurst*> burstsByColumns(const StatedProduct& stated) {
+    std::vector<const StatedBurst*> different;
+    for (const StatedBurst& burst : stated.bursts())
+        if (std::none_of(different.begin(), different.end(), [&](const StatedBurst* other) {
+                return other->beam == burst.beam && other->sampleOffset == burst.sampleOffset &&
+                       other->samples == burst.samples;
+            }))
+            different.push_back(&burst);
+    return different;
+}
+
 /// Reads everything that goes by the image's columns, which the product states.
 void checkTables(const OpenedProduct& opened, Findings& findings) {
     const StatedProduct& stated = opened.stated();
     const auto calibrated = stated.calibrationTables();
-    const std::uint32_t width = stated.imageClaims().width;
     std::size_t good = 0, total = 0;
     const auto attempt = [&](const auto& read) {
         ++total;
@@ -141,17 +165,29 @@ void checkTables(const OpenedProduct& opened, Findings& findings) {
             findings.add(Verdict::fail, error.what());
         }
     };
-    for (const CalibrationTable& table : calibrated)
-        attempt([&] { return readCalibration(stated, table, width, true); });
-    const bool longerTold = good == total;
-    for (const NoiseTable& table : stated.noiseTables())
-        attempt([&] { return readNoise(stated, table, width); });
-    if (!stated.incidenceFile().empty())
-        attempt([&] { return readIncidence(stated, width); });
-    findings.addWhenAll(good, total, "tables cover the image's lines");
-    if (longerTold)
+    const auto attemptAll = [&](const ImageColumns& columns, const std::string& beam) {
+        const auto serves = [&](const auto& table) {
+            return table.beam.empty() || table.beam == beam;
+        };
         for (const CalibrationTable& table : calibrated)
-            checkReach(stated, table, width, findings);
+            if (serves(table))
+                attempt([&] { return readCalibration(stated, table, columns, true); });
+        for (const NoiseTable& table : stated.noiseTables())
+            if (serves(table))
+                attempt([&] { return readNoise(stated, table, columns); });
+        if (!stated.incidenceFile().empty())
+            attempt([&] { return readIncidence(stated, columns); });
+    };
+    if (opened.hasBursts()) {
+        for (const StatedBurst* burst : burstsByColumns(stated))
+            attemptAll(columnsOf(*burst), burst->beam);
+        return findings.addWhenAll(good, total, "tables cover the bursts' lines");
+    }
+    attemptAll(columnsOf(stated), "");
+    findings.addWhenAll(good, total, "tables cover the image's lines");
+    if (good == total)
+        for (const CalibrationTable& table : calibrated)
+            checkReach(stated, table, columnsOf(stated).width, findings);
 }
 
 /// @return sentences on layer names that carry another pole than their image, or hide what it is.
@@ -192,9 +228,9 @@ void checkImages(const OpenedProduct& opened, const std::string& areRight,
                  const Contradiction& what, Findings& findings) {
     std::size_t good = 0;
     for (const ProductImage& image : opened.images()) {
-        if (!image.samples)
+        if (!image.samples())
             continue;
-        const std::string wrong = what(*image.samples);
+        const std::string wrong = what(image);
         if (wrong.empty())
             ++good;
         else
@@ -203,21 +239,30 @@ void checkImages(const OpenedProduct& opened, const std::string& areRight,
     findings.addWhenAll(good, opened.images().size(), areRight);
 }
 
+/// @return where an image is not of the size that the product states.
+std::string wrongSize(const ImageClaims& stated, const ProductImage& image) {
+    ImageClaims claims = stated;
+    if (image.burst) {
+        claims.width = image.burst->samples;
+        claims.height = image.burst->lines;
+    }
+    return sizeContradiction(claims, image.samples()->width(), image.samples()->height());
+}
+
 void checkSizes(const OpenedProduct& opened, Findings& findings) {
     const ImageClaims stated = opened.stated().imageClaims();
     checkImages(
         opened, "images have the size that the product states",
-        [&](const ImageSamples& image) {
-            return sizeContradiction(stated, image.width(), image.height());
-        },
-        findings);
+        [&](const ProductImage& image) { return wrongSize(stated, image); }, findings);
 }
 
 void checkTypes(const OpenedProduct& opened, Findings& findings) {
     const ImageClaims stated = opened.stated().imageClaims();
     checkImages(
         opened, "images hold samples of the type that the product states",
-        [&](const ImageSamples& image) { return typeContradiction(stated, image.form()); },
+        [&](const ProductImage& image) {
+            return typeContradiction(stated, image.samples()->form());
+        },
         findings);
 }
 
@@ -243,9 +288,38 @@ void addResiduals(const char* against, const Residuals& residuals, Findings& fin
     findings.add(verdict, against + residuals.text());
 }
 
+/// Bursts: the model of the common grid against the product's tie points, each burst's own against
+/// those in its images.
+void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
+    const auto locator = [&](const GridPart& part) {
+        return Locator(std::make_shared<const Place>(placeOf(opened, part, opened.name())));
+    };
+    addResiduals("sensor model of the common grid against the product's tie points, ",
+                 againstTiePoints(locator(wholeGrid(opened.stated())), opened.stated()), findings);
+    Residuals worst;
+    for (const ProductImage& image : opened.burstImages()) {
+        if (!image.samples())
+            continue; // told by the files' check
+        const Residuals found = againstImageTies(locator(partOf(*image.burst)), image.file);
+        if (found.worst() > warnPixels || found.unanswered > 0)
+            addResiduals(("sensor model of burst " + image.burst->name() +
+                          " against the tie points in " + kfnp::lastComponent(image.file) + ", ")
+                             .c_str(),
+                         found, findings);
+        else if (found.points > 0 && found.worst() >= worst.worst())
+            worst = found;
+    }
+    addResiduals("sensor models of bursts against the tie points in their images, at worst ", worst,
+                 findings);
+}
+
 /// The model, or the image's own georeferencing, against what else the product states.
 void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
+        if (opened.hasBursts())
+            return checkBurstGround(opened, findings);
+        if (opened.layerNames().empty())
+            return;
         const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
         const Locator locator(opened, layer);
         const PlaceSource source = locator.place()->source;
@@ -270,13 +344,48 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
     }
 }
 
+void checkBursts(const OpenedProduct& opened, Findings& findings) {
+    const std::vector<StatedBurst>& bursts = opened.stated().bursts();
+    if (bursts.empty())
+        return;
+    const auto found = burstFaults(opened.stated());
+    for (const std::string& sentence : found)
+        findings.add(Verdict::fail, sentence);
+    if (found.empty())
+        findings.add(Verdict::ok, "the " + burstCount(bursts) + " fit together");
+}
+
+/// The bursts that no layer shows: there may be hundreds.
+void checkBurstImages(const OpenedProduct& opened, Findings& findings) {
+    if (!opened.hasBursts())
+        return;
+    const ImageClaims stated = opened.stated().imageClaims();
+    std::size_t good = 0;
+    for (const ProductImage& image : opened.burstImages()) {
+        if (!image.samples()) {
+            if (kfio::fileState(image.file).exists) // else told by the files' check
+                findings.add(Verdict::fail, image.fault());
+            continue;
+        }
+        std::string wrong = wrongSize(stated, image);
+        if (wrong.empty())
+            wrong = typeContradiction(stated, image.samples()->form());
+        if (wrong.empty())
+            ++good;
+        else
+            findings.add(Verdict::fail, image.file + " " + wrong);
+    }
+    findings.addWhenAll(good, opened.burstImages().size(),
+                        "images of bursts open and have the size and type that the product states");
+}
+
 /// Both readings of line times that are known to be late, whichever places the image.
 void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
     const auto& nodes = opened.nodeNames();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
         return;
     try {
-        if (const auto found = lineTimeResiduals(opened.product, opened.stated().tiePoints()))
+        if (const auto found = lineTimeResiduals(opened))
             findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
     } catch (const loader::Error&) {
         // told by the model's check
@@ -311,6 +420,8 @@ constexpr Check checks[] = {
     {"types", checkTypes, true},
     {"poles", checkPolarizations, true},
     {"times", checkTimes, true},
+    {"bursts", checkBursts, true},
+    {"bursts", checkBurstImages, false},
     {"ground", checkGround, false},
     {"linetimes", checkLineTimes, false},
     {"rpc", checkRpc, false},
@@ -339,12 +450,24 @@ std::vector<std::string> warnings(const OpenedProduct& opened) {
     for (Finding& finding : runOn(opened, true))
         if (finding.verdict != Verdict::ok)
             sentences.push_back(std::move(finding.sentence));
+    if (const std::string remark = layersRemark(opened); !remark.empty())
+        sentences.push_back(remark);
     return sentences;
 }
 
+std::string layersRemark(const OpenedProduct& opened) {
+    if (!opened.hasBursts() || opened.images().empty() || !opened.images().front().burst)
+        return "";
+    const std::string shown = opened.images().front().burst->name();
+    const std::string pole = opened.images().front().pole;
+    return "the product holds " + burstCount(opened.stated().bursts()) +
+           "; its layers show burst " + shown + " alone; MOSAIC_SIGMA_NOUGHT_" + pole +
+           " shows all, COMPLEX_" + pole + '@' + shown + " and the like each of them";
+}
+
 std::string modelRemark(const ProductFacts& facts) {
-    static constexpr std::string_view withModel[] = {"SLC", "SGF", "SGX", "SGC", "SCF", "SCS",
-                                                     "SCX", "GRD", "GRC", "SCD", "GEO", "GEC"};
+    static constexpr std::string_view withModel[] = {
+        "SLC", "SGF", "SGX", "SGC", "SCF", "SCS", "SCX", "GRD", "GRC", "MLC", "SCD", "GEO", "GEC"};
     const bool known = facts.productType.empty() ||
                        std::find(std::begin(withModel), std::end(withModel), facts.productType) !=
                            std::end(withModel);

@@ -23,6 +23,9 @@ struct Finding {
 /// @throws loader::Error when the plug-in cannot list the product's layers.
 std::vector<std::string> warnings(const OpenedProduct& opened);
 
+/// @return a sentence when the product's layers show one burst of several; else "".
+std::string layersRemark(const OpenedProduct& opened);
+
 /// @return a sentence when products of this type have no SAR model, else "".
 std::string modelRemark(const ProductFacts& facts);
 

@@ -1,5 +1,6 @@
 #include "product/checks/line_times.h"
 
+#include "product/bursts/burst_record.h"
 #include "sarm/model.h"
 #include "sarm/model_area.h"
 #include "sarm/sarm.h"
@@ -41,10 +42,12 @@ std::string LineTimeResiduals::text() const {
     return out.str();
 }
 
-std::optional<LineTimeResiduals> lineTimeResiduals(const loader::Product& opened,
-                                                   const std::vector<TiePoint>& ties) {
-    std::string remarks;
-    const KmifNode node = opened.node(":SAR_Metadata", remarks);
+std::optional<LineTimeResiduals> lineTimeResiduals(const OpenedProduct& opened) {
+    const std::vector<TiePoint>& ties = opened.stated().tiePoints();
+    KmifNode ofGrid;
+    if (opened.hasBursts())
+        ofGrid = recordOf(opened, wholeGrid(opened.stated()));
+    const KmifNode& node = ofGrid.empty() ? opened.record() : ofGrid;
     const auto& record = *static_cast<const SarMetadataRecord*>(node.data());
     const std::uint32_t flags = sarm::readModelArea(record).flags;
     if (!(flags & sarm::areaLateLineTimes) || !(flags & sarm::areaModelled) || ties.empty())

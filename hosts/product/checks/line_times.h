@@ -1,11 +1,9 @@
 #pragma once
 
-#include "loader/product.h"
-#include "product/families/statements.h"
+#include "product/opened_product.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace product {
 
@@ -23,7 +21,6 @@ struct LineTimeResiduals {
 /// @return nothing for products whose line times are not known to be late, that have no tie points
 ///         or no range-Doppler model.
 /// @throws loader::Error when the plug-in has no record of the product.
-std::optional<LineTimeResiduals> lineTimeResiduals(const loader::Product& opened,
-                                                   const std::vector<TiePoint>& ties);
+std::optional<LineTimeResiduals> lineTimeResiduals(const OpenedProduct& opened);
 
 } // namespace product

@@ -138,6 +138,14 @@ double gpsSecondsOf(const std::string& time) {
     return timeDMYHMStoGpsSeconds(day, month, year, hour, minute, text.takeSeconds());
 }
 
+double secondsOfDayOf(const std::string& time) {
+    if (std::isnan(gpsSecondsOf(time)))
+        return 0;
+    TimeText clock(std::string_view(time).substr(time.find('T') + 1));
+    const int hour = clock.take(2, ':'), minute = clock.take(2, ':');
+    return hour * 3600 + minute * 60 + clock.takeSeconds();
+}
+
 bool isOwnFile(const std::string& productFile, const std::string& file) {
     const std::size_t folder = productFile.rfind('/') + 1;
     return kfnp::classifyReference(file.substr(folder)) == kfnp::Reference::inside &&

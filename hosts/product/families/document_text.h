@@ -44,6 +44,8 @@ std::string zoned(const std::string& time);
 
 /// @return GPS seconds; NaN for a text that is no time. Zones stand there and do not shift it.
 double gpsSecondsOf(const std::string& time);
+/// @return seconds since midnight; 0 for a text that is no time.
+double secondsOfDayOf(const std::string& time);
 
 /// @param productFile  of the product that gives the name.
 /// @param file  the product's folder and the name.

@@ -10,6 +10,10 @@ const std::vector<TiePoint>& StatedProduct::tiePoints() const {
     return tiePoints_.get([&] { return readTiePoints(); });
 }
 
+const std::vector<StatedBurst>& StatedProduct::bursts() const {
+    return bursts_.get([&] { return readBursts(); });
+}
+
 const StatedGains& StatedProduct::gains(const CalibrationTable& table) const {
     return gains_.get(table.file, [&] { return readGains(table); });
 }

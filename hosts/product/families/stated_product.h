@@ -26,6 +26,11 @@ public:
     /// @return the files that belong to the product, documents and images apart.
     virtual std::vector<std::string> furtherFiles() const { return {}; }
 
+    /// @return the product file, first, and the documents that a record needs, as the plug-in takes
+    ///         them, for a product that it refuses as it stands; empty for others. Only the record
+    ///         comes from these: such a product has no layers.
+    virtual std::vector<StandInFile> standIn() const { return {}; }
+
     /// @throws loader::Error when a size is no whole number above 0.
     virtual ImageClaims imageClaims() const = 0;
     virtual Acquisition acquisition() const = 0;
@@ -53,6 +58,13 @@ public:
     /// @return the sensor model of such a grid; its scene height is the product's.
     virtual KxfrXFormPtr ownModel() const { return nullptr; }
 
+    /// @return the bursts of a ScanSAR product, ordered by beam and number, whatever their order in
+    ///         the document; empty for others. For a product of bursts, facts().images and
+    ///         imageClaims() are those of the burst that the document lists first, which is what
+    ///         the plug-in's layers show.
+    /// @throws loader::Error naming the burst and what is no number.
+    const std::vector<StatedBurst>& bursts() const;
+
     virtual std::vector<CalibrationTable> calibrationTables() const = 0;
     /// @param table  one of calibrationTables().
     const StatedGains& gains(const CalibrationTable& table) const;
@@ -73,11 +85,13 @@ protected:
 
 private:
     virtual std::vector<TiePoint> readTiePoints() const { return {}; }
+    virtual std::vector<StatedBurst> readBursts() const { return {}; }
     virtual StatedGains readGains(const CalibrationTable& table) const = 0;
     virtual ColumnProfile readNoise(const NoiseTable& table, std::uint32_t width) const = 0;
     virtual ColumnProfile readIncidence() const { return {}; }
 
     Kept<std::vector<TiePoint>> tiePoints_;
+    Kept<std::vector<StatedBurst>> bursts_;
     KeptByName<StatedGains> gains_;
     KeptByName<ColumnProfile> noise_;
     Kept<ColumnProfile> incidence_;

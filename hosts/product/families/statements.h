@@ -18,6 +18,8 @@ struct StatedImage {
     std::string file; ///< as the layers open it; nothing tells whether it exists
     std::string name; ///< the same, relative to the folder of the product file
     std::string pole; ///< the polarization that the product states for exactly this file
+    /// Products of two polarizations' samples, not of one polarization: without calibration.
+    bool isCrossProduct = false;
 };
 
 /// What a product is, known as soon as it is opened.
@@ -68,9 +70,10 @@ struct RadarFacts {
 
 /// Times as a product writes them, for comparing them with each other.
 struct StatedTimes {
-    std::string first, last; ///< of the image's lines; "" where it states none, or only a step
+    std::string first, last;      ///< of the image's lines; "" where it states none, or only a step
     double firstS = 0, lastS = 0; ///< GPS seconds; NaN where they are not known
     std::string order;            ///< "Increasing", "Decreasing" or ""
+    double lineIntervalS = 0;     ///< between two lines, as stated by itself; 0 where it is not
     std::vector<std::string> vectors; ///< of the state vectors
     std::string collectStart, collectStop;
 };
@@ -79,6 +82,39 @@ struct StatedTimes {
 struct TiePoint {
     double line = 0, sample = 0;
     double latDeg = 0, lonDeg = 0, heightM = 0;
+};
+
+/// A Doppler centroid estimate: the sum of coefficients[k] * (t - referenceTimeS)^k in Hz at the
+/// two-way slant-range time t.
+struct StatedDoppler {
+    std::string time; ///< as the product writes it
+    double referenceTimeS = 0;
+    std::vector<double> coefficients;
+};
+
+/// A piece of a ScanSAR image: one beam during one dwell. All pieces of a product lie in one grid;
+/// the line times, the near range, the tie points and the columns of tables that the product
+/// states are those of the grid.
+struct StatedBurst {
+    std::string beam;
+    int number = 0; ///< counts within its beam
+    std::uint32_t lines = 0, samples = 0;
+    std::int64_t lineOffset = 0, sampleOffset = 0; ///< of its first pixel in the grid
+    std::vector<StatedImage> images;               ///< one a polarization
+    double pulseRateHz = 0;                        ///< of its beam; 0 where it is not stated
+    double azimuthBandwidthHz = 0;                 ///< likewise
+    std::optional<StatedDoppler> doppler;          ///< its own
+
+    std::int64_t endLine() const { return lineOffset + lines; }
+    std::int64_t endSample() const { return sampleOffset + samples; }
+    /// "SC50MA/2", as users name it.
+    std::string name() const { return beam + '/' + std::to_string(number); }
+};
+
+/// A file that the plug-in reads instead of the product's own.
+struct StandInFile {
+    std::string name; ///< relative to the folder of the product file
+    std::string content;
 };
 
 /// Names and texts, in order.
@@ -90,6 +126,7 @@ enum class Radiometry { sigmaNought, betaNought, gamma };
 struct CalibrationTable {
     Radiometry kind = Radiometry::sigmaNought;
     std::string pole; ///< "" where one table serves all polarizations
+    std::string beam; ///< "" where one table serves all beams
     std::string file; ///< "" where a document itself states the scale
 };
 
@@ -104,6 +141,7 @@ struct StatedGains {
 /// Where the noise levels of a polarization's image stand.
 struct NoiseTable {
     std::string pole;   ///< "" where one serves all polarizations
+    std::string beam;   ///< "" where one serves all beams
     std::string file;   ///< "" where a document itself holds the levels
     std::string source; ///< the file for errors to name
 };

@@ -112,16 +112,18 @@ XmlProduct::XmlProduct(Document& document, const Layout& layout)
     facts_.documents = {document.file};
     facts_.id = firstText({text("productId"), std::filesystem::path(document.file).stem()});
     facts_.satellite = text("sourceAttributes/satellite");
-    facts_.productType =
-        text("imageGenerationParameters/generalProcessingInformation/productType");
+    facts_.productType = text("imageGenerationParameters/generalProcessingInformation/productType");
     facts_.polarizations = wordsOf(text("sourceAttributes/radarParameters/polarizations"));
 }
 
-void XmlProduct::addImages(const ProductTree& parent, std::string_view name) {
+std::vector<StatedImage> XmlProduct::imagesOf(const ProductTree& parent,
+                                              std::string_view name) const {
+    std::vector<StatedImage> images;
     for (const auto& [key, element] : parent)
         if (key == name)
-            facts_.images.push_back({withoutDetours(folder() + element.data()), element.data(),
-                                     textAt(element, "<xmlattr>/pole")});
+            images.push_back({withoutDetours(folder() + element.data()), element.data(),
+                              textAt(element, "<xmlattr>/pole")});
+    return images;
 }
 
 std::vector<std::string> XmlProduct::furtherFiles() const {
@@ -156,8 +158,7 @@ Acquisition XmlProduct::acquisition() const {
 
 RadarFacts XmlProduct::radar() const {
     RadarFacts facts;
-    if (const auto hertz =
-            numberOf(text("sourceAttributes/radarParameters/radarCenterFrequency")))
+    if (const auto hertz = numberOf(text("sourceAttributes/radarParameters/radarCenterFrequency")))
         facts.centreFrequencyGHz = *hertz / 1e9;
     facts.rangeLooks = numberOf(text(std::string(processing) + "numberOfRangeLooks"));
     facts.azimuthLooks = numberOf(text(std::string(processing) + "numberOfAzimuthLooks"));
@@ -173,10 +174,11 @@ StatedTimes XmlProduct::times() const {
     times.first = text(std::string(processing) + "zeroDopplerTimeFirstLine");
     times.last = text(std::string(processing) + "zeroDopplerTimeLastLine");
     times.order = text(layout_.image + "/rasterAttributes/lineTimeOrdering");
+    times.lineIntervalS =
+        numberOf(text(layout_.image + "/rasterAttributes/sampledLineSpacingTime")).value_or(0);
     times.firstS = gpsSecondsOf(times.first);
     times.lastS = gpsSecondsOf(times.last);
-    if (const auto* orbit =
-            elementAt(root_, "sourceAttributes/orbitAndAttitude/orbitInformation"))
+    if (const auto* orbit = elementAt(root_, "sourceAttributes/orbitAndAttitude/orbitInformation"))
         for (const auto& [name, element] : *orbit)
             if (element.count("timeStamp") != 0)
                 times.vectors.push_back(textAt(element, "timeStamp"));
@@ -235,6 +237,7 @@ std::vector<CalibrationTable> XmlProduct::calibrationTables() const {
             if (key == layout_.tableName)
                 if (const auto kind = radiometryOf(textAt(element, layout_.tableKind)))
                     tables.push_back({*kind, textAt(element, "<xmlattr>/pole"),
+                                      textAt(element, "<xmlattr>/beam"),
                                       tableFile(element.data())});
     return tables;
 }

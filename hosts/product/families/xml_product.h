@@ -31,12 +31,14 @@ protected:
     /// @param document  its tree's root element is taken over.
     XmlProduct(Document& document, const Layout& layout);
 
-    /// Adds the images that the children of that name give, with their attribute `pole`.
-    void addImages(const kfio::ProductTree& parent, std::string_view name);
+    /// @return the images that the children of that name give, with their attribute `pole`.
+    std::vector<StatedImage> imagesOf(const kfio::ProductTree& parent, std::string_view name) const;
     std::vector<CalibrationTable> calibrationTables() const override;
 
     const kfio::ProductTree& root() const { return root_; }
     std::string text(const std::string& path) const { return textAt(root_, path); }
+    /// @return the document as it was read.
+    const std::string& wholeText() const { return text_; }
     /// @return the element that holds rasters, tie points and tables; null when there is none.
     const kfio::ProductTree* image() const { return elementAt(root_, layout_.image); }
     std::string tableFile(const std::string& name) const {

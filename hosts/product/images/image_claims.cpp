@@ -1,7 +1,5 @@
 #include "product/images/image_claims.h"
 
-#include "loader/plugin.h"
-
 namespace product {
 namespace {
 
@@ -38,14 +36,6 @@ std::string typeContradiction(const ImageClaims& stated, const SampleForm& found
         return "";
     return "holds " + formText(found.isComplex, found.isFloating, found.bits) +
            "; the product states " + formText(stated.isComplex, stated.isFloating, stated.bits);
-}
-
-void requireStatedWidth(const StatedProduct& product, std::uint32_t width,
-                        const std::string& tableFile) {
-    const std::uint32_t stated = product.imageClaims().width;
-    if (stated != 0 && stated != width)
-        throw loader::Error(tableFile + ": is made for lines of " + std::to_string(stated) +
-                            " samples, but the image's have " + std::to_string(width));
 }
 
 } // namespace product

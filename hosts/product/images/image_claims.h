@@ -10,9 +10,4 @@ namespace product {
 std::string sizeContradiction(const ImageClaims& stated, std::uint32_t width, std::uint32_t height);
 std::string typeContradiction(const ImageClaims& stated, const SampleForm& found);
 
-/// Tables go by the columns that the product states.
-/// @throws loader::Error naming the table's file when the image has another number of them.
-void requireStatedWidth(const StatedProduct& product, std::uint32_t width,
-                        const std::string& tableFile);
-
 } // namespace product

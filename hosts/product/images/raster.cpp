@@ -1,5 +1,6 @@
 #include "product/images/raster.h"
 
+#include "product/bursts/mosaic.h"
 #include "product/radiometry/calibration.h"
 #include "product/radiometry/incidence_model.h"
 #include "product/radiometry/noise_tables.h"
@@ -7,6 +8,8 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 namespace product {
 namespace {
@@ -41,7 +44,8 @@ private:
                 layer.width(),
                 layer.height(),
                 layer.blockWidth(),
-                layer.blockHeight()};
+                layer.blockHeight(),
+                std::nullopt};
     }
 
     loader::Layer layer_;
@@ -52,7 +56,7 @@ class ImageRaster : public Raster {
 protected:
     ImageRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry, About about)
         : Raster(opened, filledIn(*opened, entry, std::move(about))),
-          samples_(*entry.image->samples) {}
+          samples_(*entry.image->samples()) {}
 
     ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
         return {column * blockWidth(), row * blockHeight(), blockWidth(), blockHeight()};
@@ -63,7 +67,7 @@ protected:
     static About aboutLines(const Entry& entry, const char* unit) {
         About about;
         about.unit = unit;
-        about.blockWidth = entry.image->samples->width();
+        about.blockWidth = entry.image->samples()->width();
         about.blockHeight = 1;
         return about;
     }
@@ -71,8 +75,9 @@ protected:
 private:
     static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
         about.name = entry.name;
+        about.part = partOf(opened, entry);
         about.gridLayer = opened.layerOf(*entry.image);
-        const ImageSamples& samples = *entry.image->samples;
+        const ImageSamples& samples = *entry.image->samples();
         about.width = samples.width();
         about.height = samples.height();
         if (about.blockWidth == 0) {
@@ -88,7 +93,7 @@ private:
 class ComplexRaster final : public ImageRaster {
 public:
     ComplexRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
-        : ImageRaster(opened, entry, aboutOf(entry.image->samples->type())) {}
+        : ImageRaster(opened, entry, aboutOf(entry.image->samples()->type())) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
         samples().readComplex(blockWindow(row, column), block);
@@ -105,11 +110,75 @@ private:
     }
 };
 
+/// Magnitudes of samples, as stored or of complex ones.
+class MagnitudeRaster final : public ImageRaster {
+public:
+    MagnitudeRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutMagnitudes()) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        thread_local std::vector<double> power; // as large as the largest block so far
+        const ImageSamples::Window window = blockWindow(row, column);
+        const std::size_t count = std::size_t{window.width} * window.height;
+        power.resize(std::max(power.size(), count));
+        samples().readPower(window, {power.data(), count});
+        std::transform(power.begin(), power.begin() + static_cast<std::ptrdiff_t>(count),
+                       static_cast<float*>(block),
+                       [](double square) { return static_cast<float>(std::sqrt(square)); });
+    }
+
+private:
+    static About aboutMagnitudes() {
+        About about;
+        about.mean = Mean::ofPower;
+        return about;
+    }
+};
+
+/// Phases of complex samples, -pi to pi; 0 beyond the image and of samples that are 0.
+class PhaseRaster final : public ImageRaster {
+public:
+    PhaseRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
+        : ImageRaster(opened, entry, aboutPhases()) {}
+
+    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
+        const ImageSamples::Window window = blockWindow(row, column);
+        auto* to = static_cast<float*>(block);
+        switch (samples().type()) {
+        case ImageSamples::Type::complexInt16:
+            return read<std::int16_t>(window, to);
+        case ImageSamples::Type::complexFloat32:
+            return read<float>(window, to);
+        default:
+            return read<double>(window, to);
+        }
+    }
+
+private:
+    template <class Part>
+    void read(const ImageSamples::Window& window, float* to) const {
+        thread_local std::vector<std::array<Part, 2>> pairs; // as large as the largest block so far
+        const std::size_t count = std::size_t{window.width} * window.height;
+        pairs.resize(std::max(pairs.size(), count));
+        samples().readComplex(window, pairs.data());
+        for (std::size_t i = 0; i < count; ++i)
+            to[i] = static_cast<float>(std::atan2(double(pairs[i][1]), double(pairs[i][0])));
+    }
+
+    static About aboutPhases() {
+        About about;
+        about.unit = "radian";
+        about.mean = Mean::none;
+        return about;
+    }
+};
+
 class CalibratedRaster final : public ImageRaster {
 public:
     CalibratedRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, {}),
-          calibration_(readCalibration(opened->stated(), entry.table, samples().width(),
+          calibration_(readCalibration(opened->stated(), entry.table,
+                                       columnsOf(opened->stated(), *entry.image),
                                        samples().isComplex())) {}
 
     void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
@@ -172,8 +241,8 @@ private:
 void requireImage(const OpenedProduct& opened, const Entry& entry) {
     if (!entry.image)
         throw loader::Error(opened.name() + ": has no image for " + entry.name);
-    if (!entry.image->samples)
-        throw loader::Error(entry.image->fault);
+    if (!entry.image->samples())
+        throw loader::Error(entry.image->fault());
 }
 
 bool sameName(const std::string& a, const std::string& b) {
@@ -188,11 +257,14 @@ void Raster::requireInside(const Window& window) const {
 }
 
 Place Raster::findPlace() const {
-    return placeOf(*opened_, about_.gridLayer, width(), height());
+    return about_.part ? placeOf(*opened_, *about_.part, name())
+                       : placeOf(*opened_, about_.gridLayer, width(), height());
 }
 
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry) {
+    if (entry.kind == Entry::Kind::mosaic)
+        return makeMosaic(opened, entry);
     requireImage(*opened, entry);
     switch (entry.kind) {
     case Entry::Kind::layer:
@@ -202,13 +274,20 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     case Entry::Kind::noise:
         return std::make_unique<ColumnRaster>(
             opened, entry, "dB",
-            readNoise(opened->stated(), entry.noise, entry.image->samples->width()));
+            readNoise(opened->stated(), entry.noise, columnsOf(opened->stated(), *entry.image)));
     case Entry::Kind::incidence:
         if (opened->stated().incidenceFile().empty())
             return std::make_unique<IncidenceRaster>(opened, entry);
         return std::make_unique<ColumnRaster>(
             opened, entry, "degree",
-            readIncidence(opened->stated(), entry.image->samples->width()));
+            readIncidence(opened->stated(), columnsOf(opened->stated(), *entry.image)));
+    case Entry::Kind::magnitude:
+        return std::make_unique<MagnitudeRaster>(opened, entry);
+    case Entry::Kind::phase:
+        if (!entry.image->samples()->isComplex())
+            throw loader::Error(entry.image->file + ": holds no complex samples");
+        return std::make_unique<PhaseRaster>(opened, entry);
+    case Entry::Kind::mosaic:
     case Entry::Kind::calibrated:
         break;
     }
@@ -218,7 +297,8 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
 std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
                              std::vector<Entry> entries) {
     std::erase_if(entries, [&](const Entry& entry) {
-        if (entry.kind == Entry::Kind::layer || entry.kind == Entry::Kind::complexSamples)
+        if (entry.kind != Entry::Kind::calibrated && entry.kind != Entry::Kind::noise &&
+            entry.kind != Entry::Kind::incidence)
             return false;
         try {
             static_cast<void>(openRaster(opened, entry));
@@ -230,14 +310,23 @@ std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
     return entries;
 }
 
+namespace {
+
+/// @return the first entry of a product without layers.
+Entry firstOf(const OpenedProduct& opened) {
+    std::vector<Entry> entries = catalogue(opened);
+    if (entries.empty())
+        throw loader::Error(opened.name() + ": the product has no layers");
+    return std::move(entries.front());
+}
+
+} // namespace
+
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  std::vector<std::string> names) {
     const std::vector<std::string>& layers = opened->layerNames();
-    if (names.empty()) {
-        if (layers.empty())
-            throw loader::Error(opened->name() + ": the product has no layers");
-        names = {layers.front()};
-    }
+    if (names.empty())
+        names = {layers.empty() ? firstOf(*opened).name : layers.front()};
     std::vector<std::unique_ptr<Raster>> rasters;
     const auto isLayer = [&](const std::string& name) {
         return std::find(layers.begin(), layers.end(), name) != layers.end();

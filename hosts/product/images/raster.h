@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kimg/sample_type.h"
+#include "product/bursts/grid_part.h"
 #include "product/images/catalogue.h"
 #include "product/place/placement.h"
 
@@ -53,6 +54,8 @@ protected:
         Mean mean = Mean::ofValues;
         kimg::SampleType type = kimg::SampleType::float32;
         std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
+        std::optional<GridPart> part =
+            std::nullopt; ///< of the common grid of bursts, for images made of these
     };
     Raster(std::shared_ptr<const OpenedProduct> opened, About about)
         : opened_(std::move(opened)), about_(std::move(about)) {}
@@ -67,8 +70,8 @@ private:
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry);
 
-/// @return the entries that can be opened; layers and samples whose image is missing count as such,
-///         for they are what the product consists of.
+/// @return the entries without those of calibration, noise and incidence that cannot be opened:
+///         their tables or models are missing or damaged.
 std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
                              std::vector<Entry> entries);
 

@@ -11,6 +11,7 @@ namespace product {
 namespace {
 
 constexpr int outlineSteps = 32;
+constexpr int coverageSteps = 20;
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr double mostPixelsPerPixel = 64; // of the map to one of the image
 constexpr double fewestPixels = 1e6;      // that are never too many
@@ -46,7 +47,8 @@ std::string sizeText(double width, double height) {
 MapPositions::MapPositions(std::shared_ptr<const Place> place, std::uint32_t width,
                            std::uint32_t height, const MapRequest& request, KxfrPixel origin)
     : layerName_(place->layer), system_(request.system), width_(width), height_(height),
-      resolution_(request.resolution), locator_(std::move(place), origin) {
+      resolution_(request.resolution), anySize_(request.anySize),
+      locator_(std::move(place), origin) {
     kerr::Slot slot;
     projection_ = required(std::shared_ptr<const KPRJ_PROJECTION>(
                                kprj_ProjectionFromText(system_, slot), KprjProjectionDeleter()),
@@ -59,7 +61,7 @@ MapPositions::MapPositions(std::shared_ptr<const Place> place, std::uint32_t wid
 
 MapPositions::MapPositions(const MapPositions& other)
     : layerName_(other.layerName_), system_(other.system_), width_(other.width_),
-      height_(other.height_), resolution_(other.resolution_),
+      height_(other.height_), resolution_(other.resolution_), anySize_(other.anySize_),
       locator_(other.locator_.place(), other.locator_.origin()), projection_(other.projection_) {
     kerr::Slot slot;
     converter_ =
@@ -162,7 +164,8 @@ MapFrame MapPositions::frameOf() const {
     const double height = std::max(1.0, std::ceil((frame.top - y.low) / frame.step));
     const double most = std::max(mostPixelsPerPixel * width_ * height_, fewestPixels);
     constexpr double longestSide = std::numeric_limits<std::int32_t>::max();
-    if (width > longestSide || height > longestSide || (resolution_ == 0 && width * height > most))
+    if (width > longestSide || height > longestSide ||
+        (resolution_ == 0 && !anySize_ && width * height > most))
         throw loader::Error("layer " + layerName_ + ": in " + system_ + " the map would have " +
                             sizeText(width, height) + " pixels for an image of " +
                             sizeText(width_, height_) +
@@ -176,10 +179,10 @@ double MapPositions::coverage() const {
     if (!elevation_)
         return 1;
     std::vector<KxfrPixel> pixels;
-    for (int row = 0; row <= outlineSteps; ++row)
-        for (int column = 0; column <= outlineSteps; ++column)
+    for (int row = 0; row <= coverageSteps; ++row)
+        for (int column = 0; column <= coverageSteps; ++column)
             pixels.push_back(
-                {(width_ - 1) * column / outlineSteps, (height_ - 1) * row / outlineSteps});
+                {(width_ - 1) * column / coverageSteps, (height_ - 1) * row / coverageSteps});
     std::vector<KxfrMapPoint> ground(pixels.size());
     locator_.toTerrain(pixels, ground, *elevation_);
     const auto covered = std::count_if(ground.begin(), ground.end(),

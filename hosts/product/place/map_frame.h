@@ -30,7 +30,8 @@ struct MapPoint {
 struct MapRequest {
     std::string system;    ///< "EPSG:32633", WKT or a PROJ string
     double resolution = 0; ///< in units of the system; 0 for the image's own at its centre
-    kimg::ElevationSource elevation; ///< without paths: the scene's height everywhere
+    kimg::ElevationSource elevation{}; ///< without paths: the scene's height everywhere
+    bool anySize = false;              ///< maps that are never whole may be out of proportion
 };
 
 /// Finds the pixels of an image that the pixels of a map show. One thread at a time.
@@ -75,6 +76,7 @@ private:
 
     std::string layerName_, system_;
     double width_, height_, resolution_;
+    bool anySize_;
     Locator locator_;
     std::shared_ptr<const KPRJ_PROJECTION> projection_;
     std::unique_ptr<KprjGeographicConverter> converter_;

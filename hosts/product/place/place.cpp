@@ -2,6 +2,7 @@
 
 #include "kxfr/part.h"
 #include "loader/heard.h"
+#include "product/bursts/burst_record.h"
 #include "product/place/rpc_transform.h"
 #include "product/place/stated_place.h"
 
@@ -126,14 +127,40 @@ Place find(const Image& image, const loader::Layer* layer, std::string remarks) 
     return place;
 }
 
+/// @return the burst that a layer shows; nothing for layers of whole images.
+std::optional<GridPart> partOfLayer(const OpenedProduct& opened, const std::string& layer) {
+    const ProductImage* image = opened.imageOf(parseLayerName(layer));
+    return image ? partOf(opened, *image) : std::nullopt;
+}
+
 } // namespace
 
+Place placeOf(const OpenedProduct& opened, const GridPart& part, const std::string& name) {
+    const Image image{opened, name, part.samples, part.lines};
+    Place place;
+    place.layer = name;
+    try {
+        place.transform = transformOf(opened, part);
+        place.source = PlaceSource::model;
+        onWgs84(place, image);
+    } catch (const loader::Error& error) {
+        place.remarks = error.what();
+        if (!opened.hasBursts()) // their statements are those of the whole grid
+            placeByStatements(place, image);
+    }
+    return place;
+}
+
 Place placeOf(const OpenedProduct& opened, const loader::Layer& layer) {
+    if (const auto part = partOfLayer(opened, layer.name()))
+        return placeOf(opened, *part, layer.name());
     return find({opened, layer.name(), layer.width(), layer.height()}, &layer, "");
 }
 
 Place placeOf(const OpenedProduct& opened, const std::string& layer, std::uint32_t width,
               std::uint32_t height) {
+    if (const auto part = partOfLayer(opened, layer))
+        return placeOf(opened, *part, layer);
     std::optional<loader::Layer> open;
     std::string remarks;
     try {

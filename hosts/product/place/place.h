@@ -1,5 +1,6 @@
 #pragma once
 
+#include "product/bursts/grid_part.h"
 #include "product/opened_product.h"
 #include "sarm/rpc.h"
 
@@ -41,5 +42,10 @@ Place placeOf(const OpenedProduct& opened, const loader::Layer& layer);
 /// @param layer  name of the layer; width, height of the image.
 Place placeOf(const OpenedProduct& opened, const std::string& layer, std::uint32_t width,
               std::uint32_t height);
+
+/// As above for an image that is a part of the common grid of bursts, or a whole one that no layer
+/// of the plug-in shows; nothing is thrown where there is no model, remarks tell.
+/// @param name  of the image, for messages.
+Place placeOf(const OpenedProduct& opened, const GridPart& part, const std::string& name);
 
 } // namespace product

@@ -40,7 +40,7 @@ StatedPlace statedByImage(const OpenedProduct& opened) {
     if (!image)
         return {};
     kerr::Slot slot;
-    const auto found = kimg::georeferencing(image->samples->layer(), slot);
+    const auto found = kimg::georeferencing(image->samples()->layer(), slot);
     if (!found)
         throw loader::Error(image->file + ": its georeferencing cannot be read: " +
                             loader::Heard::text(*slot.get()));

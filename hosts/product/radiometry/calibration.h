@@ -1,6 +1,6 @@
 #pragma once
 
-#include "product/families/stated_product.h"
+#include "product/radiometry/image_columns.h"
 
 namespace product {
 
@@ -15,6 +15,6 @@ struct Calibration {
 /// @throws loader::Error naming the file when it is missing or damaged, or does not cover the
 ///         columns of the image.
 Calibration readCalibration(const StatedProduct& product, const CalibrationTable& table,
-                            std::uint32_t width, bool complexSamples);
+                            const ImageColumns& columns, bool complexSamples);
 
 } // namespace product

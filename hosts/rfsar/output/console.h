@@ -3,11 +3,31 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
-/// Where rfsar talks: data to stdout, diagnostics to stderr.
+/// Where rfsar talks: data to stdout, diagnostics to stderr; inside another program to that one.
 namespace console {
+
+/// Where data goes that a verb prints.
+std::ostream& out();
+
+/// What a program that runs verbs hears of them. Unset functions hear nothing.
+struct Listener {
+    std::function<void(const std::string&)> warning;
+    std::function<void(double done)> progress; ///< 0 to 1, now and then; may throw to end the work
+};
+
+/// While it lives, a listener hears instead of stderr, and data goes into a stream.
+class Listening {
+public:
+    Listening(const Listener& listener, std::ostream& data);
+    ~Listening();
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+};
 
 /// Silences progress, notes and warnings (-q).
 void setQuiet(bool quiet);
@@ -17,7 +37,7 @@ void error(std::string_view text);
 /// What was done, where it may surprise.
 void note(const std::string& text);
 
-/// Writes a JSON document to stdout, indented; texts that are not valid UTF-8 are repaired.
+/// Prints a JSON document, indented; texts that are not valid UTF-8 are repaired.
 void printJson(const nlohmann::ordered_json& document);
 
 /// A bar on stderr for long work; nothing unless stderr is a terminal.

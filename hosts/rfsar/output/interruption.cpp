@@ -8,6 +8,7 @@ namespace interruption {
 namespace {
 
 volatile std::sig_atomic_t seen = 0;
+bool leftAlone = false;
 
 void keep(int signal) {
     seen = signal;
@@ -15,7 +16,17 @@ void keep(int signal) {
 
 } // namespace
 
+LeftAlone::LeftAlone() {
+    leftAlone = true;
+}
+
+LeftAlone::~LeftAlone() {
+    leftAlone = false;
+}
+
 void watch() {
+    if (leftAlone)
+        return;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         if (std::signal(signal, keep) == SIG_IGN)
             std::signal(signal, SIG_IGN); // as nohup wants it

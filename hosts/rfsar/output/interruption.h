@@ -15,6 +15,15 @@ bool requested();
 /// @throws Interrupted when one of the signals came.
 void check();
 
+/// While it lives, signals stay those of the program around.
+class LeftAlone {
+public:
+    LeftAlone();
+    ~LeftAlone();
+    LeftAlone(const LeftAlone&) = delete;
+    LeftAlone& operator=(const LeftAlone&) = delete;
+};
+
 /// Ends the process as the signal would have.
 [[noreturn]] void endBy(int signal);
 

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <iomanip>
-#include <iostream>
+#include <ostream>
 
 namespace {
 
@@ -26,8 +26,8 @@ const char* word(product::Verdict verdict) {
 
 void printText(const std::vector<product::Finding>& findings) {
     for (const product::Finding& each : findings)
-        std::cout << std::left << std::setw(6) << word(each.verdict) << std::setw(13) << each.check
-                  << each.sentence << '\n';
+        console::out() << std::left << std::setw(6) << word(each.verdict) << std::setw(13)
+                       << each.check << each.sentence << '\n';
 }
 
 void printDocument(const std::string& file, const std::vector<product::Finding>& findings) {

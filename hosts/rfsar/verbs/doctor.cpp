@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <iomanip>
-#include <iostream>
+#include <ostream>
 
 namespace {
 
@@ -67,36 +67,40 @@ ordered_json diagnose() {
 void printChoice(const ordered_json& choice) {
     std::string rivals;
     for (const auto& [family, drivers] : choice.items()) {
-        std::cout << "product.xml  " << family << ": ";
+        console::out() << "product.xml  " << family << ": ";
         const auto names = drivers.get<std::vector<std::string>>();
         for (std::size_t i = 0; i < names.size(); ++i) {
-            std::cout << (i == 0 ? "opened by " : i == 1 ? "; then asked: " : ", ") << names[i];
+            console::out() << (i == 0   ? "opened by "
+                               : i == 1 ? "; then asked: "
+                                        : ", ")
+                           << names[i];
             if (names[i] != driver)
                 rivals += (rivals.empty() ? "" : " ") + names[i];
         }
-        std::cout << (names.empty() ? "opened by no driver\n" : "\n");
+        console::out() << (names.empty() ? "opened by no driver\n" : "\n");
     }
     if (rivals.empty())
         return;
-    std::cout << "\nTo choose " << driver << " wherever " << rivals << " takes the file too:\n"
-              << "  gdalinfo -if " << driver << " product.xml   for one command\n"
-              << "  RF_SAR:product.xml                as a name, wherever a file is named\n"
-              << "  GDAL_SKIP=\"" << rivals << "\"                   in the environment, for all\n"
-              << "GDAL_SKIP=\"" << driver << "\" leaves " << driver << " out instead.\n";
+    console::out() << "\nTo choose " << driver << " wherever " << rivals << " takes the file too:\n"
+                   << "  gdalinfo -if " << driver << " product.xml   for one command\n"
+                   << "  RF_SAR:product.xml                as a name, wherever a file is named\n"
+                   << "  GDAL_SKIP=\"" << rivals
+                   << "\"                   in the environment, for all\n"
+                   << "GDAL_SKIP=\"" << driver << "\" leaves " << driver << " out instead.\n";
 }
 
 void printText(const ordered_json& found) {
     const auto text = [&](const char* key) { return found[key].get<std::string>(); };
-    std::cout << "rfsar        " << text("version") << '\n'
-              << "plug-in      " << text("plugin") << " (" << found["formats"] << " formats)\n"
-              << "platform     " << text("platform") << '\n'
-              << "GDAL         " << text("gdalVersion") << '\n'
-              << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
-              << '\n';
+    console::out() << "rfsar        " << text("version") << '\n'
+                   << "plug-in      " << text("plugin") << " (" << found["formats"] << " formats)\n"
+                   << "platform     " << text("platform") << '\n'
+                   << "GDAL         " << text("gdalVersion") << '\n'
+                   << "GDAL driver  " << (found["driver"].is_null() ? "not found" : text("driver"))
+                   << '\n';
     for (const auto& geoid : found["geoids"]) {
         const auto fault = geoid["fault"].get<std::string>();
-        std::cout << "geoid " << std::left << std::setw(8) << geoid["name"].get<std::string>()
-                  << (fault.empty() ? "at hand" : "missing: " + fault) << '\n';
+        console::out() << "geoid " << std::left << std::setw(8) << geoid["name"].get<std::string>()
+                       << (fault.empty() ? "at hand" : "missing: " + fault) << '\n';
     }
     printChoice(found["productXml"]);
 }

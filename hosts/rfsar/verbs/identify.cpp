@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <iostream>
+#include <ostream>
 
 namespace {
 
@@ -38,7 +38,7 @@ int identifyAll(const std::vector<std::string>& entries, bool asJson) {
         const std::string& title = plugin.formats()[static_cast<std::size_t>(index)].title;
         document.push_back({{"file", entry}, {"index", index}, {"title", title}});
         if (!asJson)
-            std::cout << entry << ": " << title << '\n';
+            console::out() << entry << ": " << title << '\n';
     }
     if (asJson)
         console::printJson(document);

@@ -1,5 +1,8 @@
 #include "output/console.h"
 #include "output/geojson.h"
+#include "pictures/picture_place.h"
+#include "product/bursts/burst_record.h"
+#include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
 #include "product/images/raster.h"
 #include "verbs/verbs.h"
@@ -9,8 +12,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
-#include <iostream>
 #include <optional>
+#include <ostream>
+#include <sstream>
 
 namespace {
 
@@ -19,6 +23,15 @@ using nlohmann::ordered_json;
 /// The footprint of the first layer that can be opened; the others lie on the same ground.
 product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
+    if (const auto whole = product::wholeOf(opened))
+        try {
+            const product::Locator locator(std::make_shared<const product::Place>(
+                product::placeOf(opened, *whole, opened.name())));
+            return product::footprintOf(locator, whole->samples, whole->lines);
+        } catch (const loader::Error& error) {
+            warnings.emplace_back(error.what());
+            return {};
+        }
     for (const std::string& name : opened.layerNames()) {
         std::optional<loader::Layer> layer;
         try {
@@ -64,9 +77,34 @@ ordered_json describeLayer(const product::OpenedProduct& opened, const std::stri
     return layer;
 }
 
+ordered_json stated(const std::string& text) {
+    return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+}
+
+ordered_json stated(const std::optional<double>& number) {
+    return number ? ordered_json(*number) : ordered_json(nullptr);
+}
+
+ordered_json acquisitionJson(const product::Acquisition& acquired) {
+    return {{"start", stated(acquired.start)},
+            {"stop", stated(acquired.stop)},
+            {"productId", stated(acquired.productId)},
+            {"beamMode", stated(acquired.beamMode)},
+            {"orbitDirection", stated(acquired.pass)},
+            {"lookSide", stated(acquired.lookSide)},
+            {"incidenceDeg",
+             {{"near", stated(acquired.nearIncidenceDeg)},
+              {"centre", stated(acquired.centreIncidenceDeg)},
+              {"far", stated(acquired.farIncidenceDeg)}}},
+            {"pixelSpacingM", stated(acquired.pixelSpacingM)},
+            {"lineSpacingM", stated(acquired.lineSpacingM)},
+            {"geometry", stated(acquired.geometry)}};
+}
+
 struct Description {
     ordered_json json;
     std::vector<product::LonLat> corners;
+    bool holdsComplex; ///< also where layers are named as magnitudes
 };
 
 /// What export and geocode take beside layers.
@@ -76,6 +114,26 @@ std::vector<std::string> exportNames(const std::shared_ptr<const product::Opened
         if (each.kind != product::Entry::Kind::layer)
             names.push_back(each.name);
     return names;
+}
+
+/// A row for each burst and polarization, by beam and number.
+ordered_json burstsJson(const product::StatedProduct& stated) {
+    auto rows = ordered_json::array();
+    for (const product::StatedBurst& burst : stated.bursts()) {
+        const auto [start, stop] = product::timesOf(stated, burst);
+        for (const product::StatedImage& image : burst.images)
+            rows.push_back({{"beam", burst.beam},
+                            {"burst", burst.number},
+                            {"pole", image.pole},
+                            {"file", image.name},
+                            {"lines", burst.lines},
+                            {"samples", burst.samples},
+                            {"lineOffset", burst.lineOffset},
+                            {"sampleOffset", burst.sampleOffset},
+                            {"start", start.empty() ? ordered_json() : ordered_json(start)},
+                            {"stop", stop.empty() ? ordered_json() : ordered_json(stop)}});
+    }
+    return rows;
 }
 
 Description describe(const std::string& entry) {
@@ -89,6 +147,8 @@ Description describe(const std::string& entry) {
     std::vector<std::string> poles;
     for (std::size_t i = 0; i < names.size(); i += complexProduct ? 2 : 1)
         poles.push_back(parsed(i).pole);
+    if (names.empty())
+        poles = facts.polarizations;
     auto images = ordered_json::array();
     for (const auto& image : facts.images)
         images.push_back({{"file", image.name}, {"pole", image.pole}});
@@ -102,12 +162,13 @@ Description describe(const std::string& entry) {
     const product::Footprint footprint = footprintOf(opened, warnings);
     ordered_json json = {
         {"file", opened.name()},
-        {"format", {{"index", opened.product.formatIndex()},
-                    {"title", opened.product.format().title}}},
+        {"format",
+         {{"index", opened.product.formatIndex()}, {"title", opened.product.format().title}}},
         {"satellite", facts.satellite},
         {"productType", facts.productType},
         {"sensor", names.empty() ? "" : parsed(0).sensor},
         {"complex", complexProduct},
+        {"acquisition", acquisitionJson(opened.stated().acquisition())},
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
@@ -115,7 +176,9 @@ Description describe(const std::string& entry) {
         {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};
-    return {std::move(json), footprint.corners};
+    if (opened.hasBursts())
+        json["bursts"] = burstsJson(opened.stated());
+    return {std::move(json), footprint.corners, complexProduct || facts.namedAsDetected};
 }
 
 std::string joined(const ordered_json& texts) {
@@ -125,59 +188,154 @@ std::string joined(const ordered_json& texts) {
     return line;
 }
 
+/// A line of what the product states; nothing where it is silent.
+void printFact(const char* name, const std::string& text) {
+    if (!text.empty())
+        console::out() << std::left << std::setw(15) << name << text << '\n';
+}
+
+std::string number(const ordered_json& value, int decimals) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(decimals) << value.get<double>();
+    return text.str();
+}
+
+std::string textOf(const ordered_json& value) {
+    return value.is_null() ? "" : value.get<std::string>();
+}
+
+std::string incidenceText(const ordered_json& angles) {
+    std::string text;
+    for (const auto& [place, angle] : angles.items())
+        if (!angle.is_null())
+            text += (text.empty() ? "" : ", ") + place + " " + number(angle, 2);
+    return text.empty() ? "" : text + " degrees";
+}
+
+/// How large the pixels are, in the product's own geometry.
+std::string spacingText(const ordered_json& acquired) {
+    const ordered_json &sample = acquired["pixelSpacingM"], &line = acquired["lineSpacingM"];
+    if (sample.is_null() || line.is_null())
+        return "";
+    return number(sample, 3) + " m along lines, " + number(line, 3) + " m between lines" +
+           (acquired["geometry"] == "slant" ? " (slant range)" : "");
+}
+
+std::string geometryText(const std::string& geometry) {
+    return geometry == "slant"    ? "slant range"
+           : geometry == "ground" ? "ground range"
+           : geometry == "map"    ? "map"
+                                  : "";
+}
+
+void printAcquisition(const ordered_json& acquired) {
+    printFact("product id", textOf(acquired["productId"]));
+    printFact("first line", textOf(acquired["start"]));
+    printFact("last line", textOf(acquired["stop"]));
+    printFact("beam mode", textOf(acquired["beamMode"]));
+    printFact("pass", textOf(acquired["orbitDirection"]));
+    printFact("look side", textOf(acquired["lookSide"]));
+    printFact("incidence", incidenceText(acquired["incidenceDeg"]));
+    printFact("geometry", geometryText(textOf(acquired["geometry"])));
+    printFact("pixel spacing", spacingText(acquired));
+}
+
+/// Along the first line and along the first samples, on the ellipsoid.
+std::string groundSizeText(const std::vector<product::LonLat>& corners) {
+    if (corners.size() != 4)
+        return "";
+    const auto km = [&](std::size_t from, std::size_t to) {
+        const auto& [lon, lat] = corners[from];
+        return groundStep({lon, lat, 0}, {corners[to].lonDeg, corners[to].latDeg, 0}).lengthM() /
+               1000;
+    };
+    const double across = km(0, 1), along = km(0, 3);
+    if (!std::isfinite(across) || !std::isfinite(along))
+        return "";
+    std::ostringstream text;
+    text << std::setprecision(3) << across << " x " << along << " km";
+    return text.str();
+}
+
 void printCorners(const std::vector<product::LonLat>& corners) {
     static constexpr const char* names[] = {"first line, first sample", "first line, last sample",
                                             "last line, last sample", "last line, first sample"};
     if (corners.empty())
         return;
-    std::cout << "corners        longitude, latitude\n";
+    console::out() << "corners        longitude, latitude\n";
     for (std::size_t i = 0; i < corners.size(); ++i) {
-        std::cout << "  " << names[i] << "  ";
+        console::out() << "  " << names[i] << "  ";
         if (std::isnan(corners[i].lonDeg))
-            std::cout << "has no place on the ground\n";
+            console::out() << "has no place on the ground\n";
         else
-            std::cout << std::fixed << std::setprecision(6) << corners[i].lonDeg << "  "
-                      << corners[i].latDeg << '\n';
+            console::out() << std::fixed << std::setprecision(6) << corners[i].lonDeg << "  "
+                           << corners[i].latDeg << '\n';
     }
 }
 
 void printText(const Description& description) {
     const ordered_json& info = description.json;
     const auto text = [&](const char* key) { return info[key].get<std::string>(); };
-    std::cout << "file           " << text("file") << '\n'
-              << "format         " << info["format"]["title"].get<std::string>() << '\n'
-              << "satellite      " << text("satellite") << '\n'
-              << "product type   " << text("productType")
-              << (info["complex"].get<bool>() ? " (complex)" : " (detected)") << '\n'
-              << "polarizations  " << joined(info["polarizations"]) << '\n'
-              << "nodes          " << joined(info["nodes"]) << '\n'
-              << "layers\n";
+    console::out() << "file           " << text("file") << '\n'
+                   << "format         " << info["format"]["title"].get<std::string>() << '\n'
+                   << "satellite      " << text("satellite") << '\n'
+                   << "product type   " << text("productType")
+                   << (description.holdsComplex ? " (complex)" : " (detected)") << '\n';
+    printAcquisition(info["acquisition"]);
+    printFact("ground size", groundSizeText(description.corners));
+    console::out() << "polarizations  " << joined(info["polarizations"]) << '\n'
+                   << "nodes          " << joined(info["nodes"]) << '\n'
+                   << "layers\n";
     for (const auto& layer : info["layers"]) {
-        std::cout << "  " << layer["name"].get<std::string>();
+        console::out() << "  " << layer["name"].get<std::string>();
         if (!layer["width"].is_null())
-            std::cout << "  " << layer["width"] << " x " << layer["height"] << "  "
-                      << layer["pixelType"].get<std::string>() << ", blocks of "
-                      << layer["blockWidth"] << " x " << layer["blockHeight"];
-        std::cout << '\n';
+            console::out() << "  " << layer["width"] << " x " << layer["height"] << "  "
+                           << layer["pixelType"].get<std::string>() << ", blocks of "
+                           << layer["blockWidth"] << " x " << layer["blockHeight"];
+        console::out() << '\n';
     }
-    std::cout << "export also    " << joined(info["exports"]) << '\n';
+    console::out() << "export also    " << joined(info["exports"]) << '\n';
     printCorners(description.corners);
     for (const auto& warning : info["warnings"])
         console::warning(warning.get<std::string>());
 }
 
+/// One product fails as every verb does; of several the others are described.
+/// @return the exit status.
+int describeAll(const std::vector<std::string>& files, bool json) {
+    auto array = ordered_json::array();
+    int status = 0;
+    for (const std::string& file : files)
+        try {
+            const Description description = describe(file);
+            if (json)
+                array.push_back(description.json);
+            else {
+                if (&file != &files.front())
+                    console::out() << '\n';
+                printText(description);
+            }
+        } catch (const loader::Error& error) {
+            if (files.size() == 1)
+                throw;
+            console::error(error.what());
+            status = 1;
+        }
+    if (json)
+        console::printJson(files.size() == 1 ? array.front() : array);
+    return status;
+}
+
 } // namespace
 
-void addInfo(CLI::App& app) {
-    auto* verb = app.add_subcommand("info", "describe a product and its layers");
-    auto file = std::make_shared<std::string>();
-    verb->add_option("FILE", *file, "product")->required();
+void addInfo(CLI::App& app, int& status) {
+    auto* verb = app.add_subcommand("info", "describe products and their layers");
+    verb->footer("Several products make an array of JSON; what cannot be opened is told and left "
+                 "out.\n\nExamples:\n"
+                 "  rfsar info product.xml\n"
+                 "  rfsar info --json */metadata/product.xml");
+    auto files = std::make_shared<std::vector<std::string>>();
+    verb->add_option("FILE", *files, "products")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
-    verb->callback([file, json] {
-        const Description description = describe(*file);
-        if (json->count() > 0)
-            console::printJson(description.json);
-        else
-            printText(description);
-    });
+    verb->callback([files, json, &status] { status = describeAll(*files, json->count() > 0); });
 }

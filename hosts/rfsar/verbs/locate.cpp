@@ -1,6 +1,7 @@
 #include "loader/heard.h"
 #include "output/console.h"
 #include "output/point_stream.h"
+#include "product/images/raster.h"
 #include "product/place/locator.h"
 #include "verbs/elevation_options.h"
 #include "verbs/verbs.h"
@@ -141,14 +142,11 @@ private:
 
 void locate(const LocateOptions& options) {
     const auto opened = product::openProduct(options.file);
-    std::string name = options.layer;
-    if (name.empty()) {
-        const auto& names = opened->layerNames();
-        if (names.empty())
-            throw loader::Error(opened->name() + ": it has no layers");
-        name = names.front();
-    }
-    const product::Locator locator(*opened, opened->product.openLayer(name));
+    std::vector<std::string> names;
+    if (!options.layer.empty())
+        names.push_back(options.layer);
+    const auto raster = std::move(product::openRasters(opened, names).front());
+    const product::Locator locator(std::make_shared<const product::Place>(raster->findPlace()));
     Session session(options, locator);
     readPoints(STDIN_FILENO, [&](std::span<const PointLine> lines) {
         options.inverse ? session.toImage(lines) : session.toGround(lines);

@@ -115,16 +115,17 @@ public:
         Acquisition facts;
         facts.collectStart = zoned(stated("collect/start_timestamp", "properties/start_datetime"));
         facts.collectStop = zoned(stated("collect/stop_timestamp", "properties/end_datetime"));
-        facts.start = firstText({facts.collectStart,
-                                 zoned(textAt(extended_, geometry + std::string("first_line_time")))});
+        facts.start =
+            firstText({facts.collectStart,
+                       zoned(textAt(extended_, geometry + std::string("first_line_time")))});
         facts.stop = facts.collectStop;
         facts.productId = facts_.id;
         facts.beamMode = stated("collect/mode", "properties/sar:instrument_mode");
         facts.pass = lowerCase(stated("collect/state/direction", "properties/sat:orbit_state"));
         facts.lookSide =
             lowerCase(stated("collect/radar/pointing", "properties/sar:observation_direction"));
-        facts.centreIncidenceDeg = numberOf(
-            stated("collect/image/center_pixel/incidence_angle", "properties/view:incidence_angle"));
+        facts.centreIncidenceDeg = numberOf(stated("collect/image/center_pixel/incidence_angle",
+                                                   "properties/view:incidence_angle"));
         facts.pixelSpacingM = numberOf(
             stated("collect/image/pixel_spacing_column", "properties/sar:pixel_spacing_range"));
         facts.lineSpacingM = numberOf(
@@ -230,7 +231,7 @@ public:
         const auto kind = radiometryOf(textAt(extended_, "collect/image/radiometry"));
         if (!kind || textAt(extended_, "collect/image/scale_factor").empty())
             return {};
-        return {{*kind, "", ""}};
+        return {{*kind, "", "", ""}};
     }
 
     /// Columns of other images than those in the slant plane have no range of their own.
@@ -238,7 +239,7 @@ public:
         const ProductTree* found = elementAt(extended_, noisePolynomial);
         if (!found || found->empty() || geometryType() != "slant_plane" || facts_.images.empty())
             return {};
-        return {{facts_.images.front().pole, "", extendedFile_}};
+        return {{facts_.images.front().pole, "", "", extendedFile_}};
     }
 
 private:
@@ -330,9 +331,7 @@ private:
         return firstText({textAt(extended_, extended), item ? textAt(item_, item) : ""});
     }
 
-    std::string geometryType() const {
-        return textAt(extended_, geometry + std::string("type"));
-    }
+    std::string geometryType() const { return textAt(extended_, geometry + std::string("type")); }
 
     /// @return NaN where no number stands.
     double oneNumber(const std::string& path) const {

@@ -13,30 +13,30 @@ constexpr char radarParameters[] = "sourceAttributes/radarParameters";
 class Radarsat2Product final : public XmlProduct {
 public:
     explicit Radarsat2Product(Document& document)
-        : XmlProduct(document,
-                     {.image = "imageAttributes",
-                      .tableFolder = "",
-                      .tableName = "lookupTable",
-                      .tableKind = "<xmlattr>/incidenceAngleCorrection",
-                      .furtherNames = {},
-                      .items = {
-                          {"BEAM_MODE", "sourceAttributes/beamModeMnemonic"},
-                          {"FAR_RANGE_INCIDENCE_ANGLE",
-                           "imageGenerationParameters/sarProcessingInformation/"
-                           "incidenceAngleFarRange"},
-                          {"LINE_SPACING", "imageAttributes/rasterAttributes/sampledLineSpacing"},
-                          {"NEAR_RANGE_INCIDENCE_ANGLE",
-                           "imageGenerationParameters/sarProcessingInformation/"
-                           "incidenceAngleNearRange"},
-                          {"ORBIT_DATA_FILE",
-                           "sourceAttributes/orbitAndAttitude/orbitInformation/orbitDataFile"},
-                          {"PIXEL_SPACING", "imageAttributes/rasterAttributes/sampledPixelSpacing"},
-                          {"SLANT_RANGE_NEAR_EDGE",
-                           "imageGenerationParameters/sarProcessingInformation/"
-                           "slantRangeNearEdge"},
-                      }}) {
+        : XmlProduct(
+              document,
+              {.image = "imageAttributes",
+               .tableFolder = "",
+               .tableName = "lookupTable",
+               .tableKind = "<xmlattr>/incidenceAngleCorrection",
+               .furtherNames = {},
+               .items = {
+                   {"BEAM_MODE", "sourceAttributes/beamModeMnemonic"},
+                   {"FAR_RANGE_INCIDENCE_ANGLE",
+                    "imageGenerationParameters/sarProcessingInformation/"
+                    "incidenceAngleFarRange"},
+                   {"LINE_SPACING", "imageAttributes/rasterAttributes/sampledLineSpacing"},
+                   {"NEAR_RANGE_INCIDENCE_ANGLE",
+                    "imageGenerationParameters/sarProcessingInformation/"
+                    "incidenceAngleNearRange"},
+                   {"ORBIT_DATA_FILE",
+                    "sourceAttributes/orbitAndAttitude/orbitInformation/orbitDataFile"},
+                   {"PIXEL_SPACING", "imageAttributes/rasterAttributes/sampledPixelSpacing"},
+                   {"SLANT_RANGE_NEAR_EDGE", "imageGenerationParameters/sarProcessingInformation/"
+                                             "slantRangeNearEdge"},
+               }}) {
         if (const ProductTree* parent = image())
-            addImages(*parent, "fullResolutionImageData");
+            facts_.images = imagesOf(*parent, "fullResolutionImageData");
     }
 
     ImageClaims imageClaims() const override {
@@ -54,7 +54,8 @@ public:
     Acquisition acquisition() const override {
         Acquisition facts = XmlProduct::acquisition();
         facts.beamMode = text("sourceAttributes/beamModeMnemonic");
-        facts.nearIncidenceDeg = numberOf(text(processing + std::string("incidenceAngleNearRange")));
+        facts.nearIncidenceDeg =
+            numberOf(text(processing + std::string("incidenceAngleNearRange")));
         facts.farIncidenceDeg = numberOf(text(processing + std::string("incidenceAngleFarRange")));
         const std::string& type = facts_.productType;
         facts.geometry = type == "SLC"                    ? "slant"
@@ -67,7 +68,7 @@ public:
     std::vector<NoiseTable> noiseTables() const override {
         const ProductTree* radar = elementAt(root(), radarParameters);
         if (radar && sigmaLevels(*radar))
-            return {{"", "", file()}};
+            return {{"", "", "", file()}};
         return {};
     }
 

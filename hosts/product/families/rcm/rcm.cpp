@@ -1,3 +1,6 @@
+#include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
+#include "product/families/rcm/rcm_bursts.h"
 #include "product/families/xml_product.h"
 
 namespace product {
@@ -7,6 +10,17 @@ using kfio::ProductTree;
 
 constexpr char scene[] = "sceneAttributes/imageAttributes";
 constexpr char raster[] = "imageReferenceAttributes/rasterAttributes/";
+
+constexpr char multilook[] = "MLC";
+
+/// Erases the element of that name and text.
+void eraseElement(std::string& document, const std::string& name, const std::string& text) {
+    const std::string end = '>' + text + "</" + name + '>';
+    const auto behind = document.find(end);
+    const auto begin = document.rfind('<' + name, behind);
+    if (behind != std::string::npos && begin != std::string::npos)
+        document.erase(begin, behind + end.size() - begin);
+}
 
 /// RADARSAT Constellation: product.xml and a folder of tables in "metadata", images in "imagery".
 class RcmProduct final : public XmlProduct {
@@ -68,9 +82,32 @@ public:
                    {"SLANT_RANGE_FAR_EDGE", "sceneAttributes/imageAttributes/slantRangeFarEdge"},
                }}) {
         if (const ProductTree* parent = elementAt(root(), scene))
-            addImages(*parent, "ipdf");
+            facts_.images = imagesOf(*parent, "ipdf");
         const std::string& type = facts_.productType;
         facts_.namedAsDetected = type == "GRC" || type == "GCC";
+        const auto& poles = facts_.polarizations;
+        for (StatedImage& each : facts_.images)
+            each.isCrossProduct = type == multilook && !each.pole.empty() &&
+                                  std::find(poles.begin(), poles.end(), each.pole) == poles.end();
+    }
+
+    /// The plug-in wants as many images as polarizations. Multilook complex products have one more
+    /// for each product of two of them; their grid is that of single-look ones.
+    std::vector<StandInFile> standIn() const override {
+        if (facts_.productType != multilook)
+            return {};
+        std::string document = wholeText();
+        for (const StatedImage& each : facts_.images)
+            if (each.isCrossProduct)
+                eraseElement(document, "ipdf", each.name);
+        const std::string type = std::string(multilook) + "</productType>";
+        if (const auto at = document.find(type); at != std::string::npos)
+            document.replace(at, type.size(), "SLC</productType>");
+        std::vector<StandInFile> files = {{kfnp::lastComponent(file()), std::move(document)}};
+        if (const std::string angles = incidenceFile();
+            !angles.empty() && isOwnFile(file(), angles) && kfio::fileState(angles).isRegularFile)
+            files.push_back({angles.substr(folder().size()), kfio::readXmlText(angles)});
+        return files;
     }
 
     ImageClaims imageClaims() const override {
@@ -106,7 +143,8 @@ public:
             for (const auto& [key, element] : *names)
                 if (key == "noiseLevelFileName") {
                     const std::string name = tableFile(element.data());
-                    tables.push_back({textAt(element, "<xmlattr>/pole"), name, name});
+                    tables.push_back({textAt(element, "<xmlattr>/pole"),
+                                      textAt(element, "<xmlattr>/beam"), name, name});
                 }
         return tables;
     }
@@ -117,6 +155,11 @@ public:
     }
 
 private:
+    std::vector<StatedBurst> readBursts() const override {
+        return rcmBursts(root(), file(),
+                         [this](const ProductTree& parent) { return imagesOf(parent, "ipdf"); });
+    }
+
     ColumnProfile readNoise(const NoiseTable& table, std::uint32_t) const override {
         const ProductTree whole = readTable(file(), table.file);
         const ProductTree* parent = elementAt(whole, "noiseLevels");

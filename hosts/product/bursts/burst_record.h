@@ -1,0 +1,33 @@
+#pragma once
+
+#include "product/bursts/grid_part.h"
+#include "product/opened_product.h"
+
+#include "kmif/kmif_node.h"
+#include "kxfr/kxfr.h"
+
+namespace product {
+
+/// @return the part of the common grid that an image is: its burst's; the whole for the image of a
+///         product without layers; nothing for others, which layers of the plug-in place.
+std::optional<GridPart> partOf(const OpenedProduct& opened, const ProductImage& image);
+
+/// @return the whole of such a product, which contains all parts; nothing for others.
+std::optional<GridPart> wholeOf(const OpenedProduct& opened);
+
+/// The SAR metadata record of a part alone, in the shape of ":SAR_Metadata": its own times, near
+/// edge, size, pulse rate and Doppler centroid. The plug-in's record, which knows of no grid, gives
+/// the rest.
+/// @throws loader::Error when the plug-in has no record, or the part's offsets cannot be used.
+KmifNode recordOf(const OpenedProduct& opened, const GridPart& part);
+
+/// @return whether a node's name asks for the record of one burst: ":SAR_Metadata@beam/burst".
+bool isBurstRecord(const std::string& name);
+/// @throws loader::Error as recordOf, and when the product has no such burst.
+KmifNode burstRecord(const OpenedProduct& opened, const std::string& name);
+
+/// The sensor model of a part: pixels count from its first one.
+/// @throws loader::Error as recordOf, and telling why there is no model.
+KxfrXFormPtr transformOf(const OpenedProduct& opened, const GridPart& part);
+
+} // namespace product

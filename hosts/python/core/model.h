@@ -1,0 +1,43 @@
+#pragma once
+
+#include "core/points.h"
+#include "product/opened_product.h"
+#include "product/place/locator.h"
+
+#include <memory>
+#include <string>
+
+/// Where a product's images lie on the ground. Any thread; points are computed without the
+/// interpreter's lock.
+class PlaceModel {
+public:
+    /// @throws loader::Error naming the product when nothing tells where it lies.
+    explicit PlaceModel(const std::shared_ptr<const product::OpenedProduct>& opened);
+
+    const std::string& file() const { return file_; }
+    double sceneHeightM() const { return place_->transform->sceneHeightM(); }
+    bool usesHeight() const { return place_->usesHeight(); }
+
+    using Numbers = points::Numbers;
+    /// @return (sample, line).
+    pybind11::tuple groundToImage(const Numbers& lon, const Numbers& lat,
+                                  const Numbers& height) const;
+    /// @return (lon, lat, height).
+    pybind11::tuple imageToGround(const Numbers& sample, const Numbers& line,
+                                  const Numbers& height) const;
+    /// @return degrees.
+    pybind11::array_t<double> incidence(const Numbers& sample, const Numbers& line,
+                                        const Numbers& height) const;
+
+    /// @return the first line's zero-Doppler time in seconds of the day, as the model takes it, and
+    ///         the seconds from a line to the next; none without zero-Doppler times.
+    std::optional<std::pair<double, double>> lineTimes() const;
+    /// @return slant ranges in metres; none without a grid of ranges.
+    std::optional<pybind11::array_t<double>> slantRanges(const Numbers& samples) const;
+
+private:
+    const sarm::SensorModel* sensor() const { return place_->transform->sensorModel(); }
+
+    std::string file_;
+    std::shared_ptr<const product::Place> place_;
+};

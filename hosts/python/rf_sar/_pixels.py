@@ -1,0 +1,141 @@
+"""Pixels through the GDAL driver, read when they are asked for.
+
+Datasets are open per thread and process: they are never pickled, and a forked process opens its
+own.
+"""
+
+import dataclasses
+import os
+import pathlib
+import threading
+
+import numpy as np
+
+from . import _core
+
+_DRIVER = "RF_SAR"
+_local = threading.local()
+_most_open = 8  # datasets of a thread
+
+
+def _driver_folders():
+    libraries = pathlib.Path(_core.library_folder())
+    return libraries, libraries.parent / "gdalplugins"
+
+
+def gdal_with_driver():
+    """Returns the module osgeo.gdal, with the driver RF_SAR registered.
+
+    :raises ImportError: where there is none.
+    """
+    try:
+        from osgeo import gdal
+    except ImportError as error:
+        raise ImportError("rf_sar reads pixels with GDAL's Python bindings (python3-gdal), "
+                          "which are not installed") from error
+    if gdal.GetDriverByName(_DRIVER):
+        return gdal
+    for folder in _driver_folders():
+        if (folder / "gdal_RF_SAR.so").exists():
+            before = gdal.GetConfigOption("GDAL_DRIVER_PATH")
+            gdal.SetConfigOption("GDAL_DRIVER_PATH", str(folder))
+            gdal.AllRegister()
+            gdal.SetConfigOption("GDAL_DRIVER_PATH", before)
+    if not gdal.GetDriverByName(_DRIVER):
+        raise ImportError(f"GDAL does not find the driver {_DRIVER}; set GDAL_DRIVER_PATH to the "
+                          "folder that holds gdal_RF_SAR.so")
+    return gdal
+
+
+def _open(name, options):
+    """Returns this thread's dataset."""
+    if getattr(_local, "process", None) != os.getpid():
+        _local.process, _local.opened = os.getpid(), {}
+    key = name, options
+    if key in _local.opened:
+        return _local.opened[key]
+    gdal = gdal_with_driver()
+    try:
+        opened = gdal.OpenEx(name, gdal.OF_RASTER, allowed_drivers=[_DRIVER],
+                             open_options=list(options))
+        reason = gdal.GetLastErrorMsg()
+    except RuntimeError as error:  # with gdal.UseExceptions()
+        opened, reason = None, str(error)
+    if opened is None:
+        raise _core.Error(reason or f"{name}: cannot be opened")
+    while len(_local.opened) >= _most_open:
+        del _local.opened[next(iter(_local.opened))]
+    _local.opened[key] = opened
+    return opened
+
+
+@dataclasses.dataclass(frozen=True)
+class Source:
+    """An image of a product. Pickles; any thread."""
+
+    file: str  #: the product file
+    layer: str  #: "COMPLEX_HH", "SIGMA_NOUGHT_HH", ...
+    options: tuple = ()  #: open options, "NAME=value"
+
+    def _dataset(self):
+        return _open(f"{_DRIVER}:{self.file}:{self.layer}", self.options)
+
+    def describe(self):
+        """Returns lines, samples, block (lines, samples), dtype, unit, metadata."""
+        dataset = self._dataset()
+        band = dataset.GetRasterBand(1)
+        from osgeo import gdal_array
+        dtype = gdal_array.GDALTypeCodeToNumericTypeCode(band.DataType)
+        across, down = band.GetBlockSize()
+        return ((dataset.RasterYSize, dataset.RasterXSize), (down, across), np.dtype(dtype),
+                band.GetUnitType(), dataset.GetMetadata())
+
+    def read(self, line, sample, lines, samples):
+        """Returns a window of the image."""
+        try:
+            pixels = self._dataset().GetRasterBand(1).ReadAsArray(sample, line, samples, lines)
+            reason = "" if pixels is not None else gdal_with_driver().GetLastErrorMsg()
+        except RuntimeError as error:
+            pixels, reason = None, str(error)
+        if pixels is None:
+            raise _core.Error(reason or f"{self.file}: cannot be read")
+        return pixels
+
+
+def runs(places, block):
+    """Cuts sorted places into runs that are read together: gaps stay below a block.
+
+    Yields (first, last, positions in `places`).
+    """
+    if len(places) == 0:
+        return
+    cuts = np.flatnonzero(np.diff(places) > max(block, 1)) + 1
+    for part in np.split(np.arange(len(places)), cuts):
+        yield int(places[part[0]]), int(places[part[-1]]), part
+
+
+def outer(source, blocks, lines, samples):
+    """Reads the outer product of two arrays of places, no blocks between them.
+
+    :param blocks: lines and samples of a block.
+    """
+    (line_places, line_back), (sample_places, sample_back) = (
+        np.unique(places, return_inverse=True) for places in (lines, samples))
+    if line_places.size == 0 or sample_places.size == 0:
+        return None
+    found = None
+    for top, bottom, rows in runs(line_places, blocks[0]):
+        for left, right, columns in runs(sample_places, blocks[1]):
+            window = source.read(top, left, bottom - top + 1, right - left + 1)
+            part = window[np.ix_(line_places[rows] - top, sample_places[columns] - left)]
+            if part.shape == (line_places.size, sample_places.size):
+                found = part
+            else:
+                if found is None:
+                    found = np.empty((line_places.size, sample_places.size), part.dtype)
+                found[np.ix_(rows, columns)] = part
+    identity = (np.array_equal(line_back, np.arange(line_back.size)),
+                np.array_equal(sample_back, np.arange(sample_back.size)))
+    if all(identity):
+        return found
+    return found[np.ix_(line_back, sample_back)]

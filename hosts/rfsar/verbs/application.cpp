@@ -1,0 +1,122 @@
+#include "verbs/application.h"
+
+#include "loader/plugin.h"
+#include "output/interruption.h"
+#include "verbs/archive_verbs.h"
+#include "verbs/verbs.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <sstream>
+
+namespace application {
+namespace {
+
+constexpr int done = 0;
+constexpr int failed = 1;
+constexpr int usage = 2;
+
+constexpr char description[] =
+    "Opens RADARSAT-2, RADARSAT Constellation and Capella products.\n"
+    "FILE is a product folder, product.xml, manifest.safe, a Capella item or its extended JSON,\n"
+    "a .zip as downloaded, or a virtual path (/vsizip/, /vsicurl/, ...).";
+
+void addVerbs(CLI::App& app, int& status) {
+    addFormats(app);
+    addDoctor(app, status);
+    addIdentify(app, status);
+    addInfo(app, status);
+    addNode(app);
+    addRead(app);
+    addExport(app);
+    addGeocode(app);
+    addRtc(app);
+    addQuicklook(app);
+    addLocate(app);
+    addCheck(app, status);
+    addStac(app);
+}
+
+int parse(std::vector<std::string> arguments);
+
+/// The command line, and what the verb that ran returns.
+class CommandLine {
+public:
+    CommandLine() : app(description, "rfsar") {
+        app.set_version_flag("--version", std::string("rfsar ") + RF_SAR_VERSION);
+        app.require_subcommand(1);
+        app.fallthrough();
+        app.add_flag("-q,--quiet", quiet_, "no progress and no warnings");
+        app.parse_complete_callback([this] { console::setQuiet(quiet_); });
+        addVerbs(app, status);
+        addList(app, status);
+        addBatch(app, status, addVerbs, parse);
+        addCatalogue(app);
+        addFind(app);
+    }
+
+    /// @param arguments  without the program's name.
+    void parseAll(std::vector<std::string> arguments) {
+        std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
+        app.parse(std::move(arguments));
+    }
+
+    CLI::App app;
+    int status = done;
+
+private:
+    bool quiet_ = false;
+};
+
+int parse(std::vector<std::string> arguments) {
+    CommandLine line;
+    try {
+        line.parseAll(std::move(arguments));
+        return line.status;
+    } catch (const CLI::ParseError& error) {
+        return line.app.exit(error) == 0 ? done : usage;
+    }
+}
+
+/// A full disk or a closed pipe shows at the last byte.
+void flush() {
+    errno = 0;
+    if (!std::cout.flush())
+        throw loader::Error(std::string("standard output: cannot be written: ") +
+                            (errno == 0 ? "it is closed" : std::strerror(errno)));
+}
+
+} // namespace
+
+int run(int argc, char** argv) {
+    try {
+        const int status = parse({argv + 1, argv + argc});
+        flush();
+        return status;
+    } catch (const interruption::Interrupted& interrupted) {
+        interruption::endBy(interrupted.signal);
+    } catch (const std::exception& error) {
+        console::error(error.what());
+        return failed;
+    }
+}
+
+std::string runInside(const std::vector<std::string>& arguments,
+                      const console::Listener& listener) {
+    std::ostringstream printed;
+    const console::Listening listening(listener, printed);
+    const interruption::LeftAlone leftAlone;
+    CommandLine line;
+    try {
+        line.parseAll(arguments);
+    } catch (const CLI::Success& help) {
+        line.app.exit(help, printed, printed);
+    } catch (const CLI::ParseError& error) {
+        throw loader::Error(error.what());
+    }
+    return printed.str();
+}
+
+} // namespace application
