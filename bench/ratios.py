@@ -14,6 +14,7 @@ import subprocess
 import tempfile
 
 import driver_bench
+import gdal_open_bench
 import scene_bench
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
@@ -128,6 +129,9 @@ def main():
                 print_row(what, found[ours], peer, found[theirs], goal)
             else:
                 print(f"| {what} | not on this machine | | | | | |", flush=True)
+    if options.products and not options.scenes:
+        for row in gdal_open_bench.measure(options.products, options.folder, options.runs):
+            print_row(*row)
     if driver_bench.there():
         for row in driver_bench.measure(options.folder, options.runs, options.side):
             print_row(*row)

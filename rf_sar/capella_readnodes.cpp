@@ -48,7 +48,8 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
         throw;
     }
     const std::string href = MetadataElement(item, file).text("assets.metadata.href");
-    const auto named = capella_files::fileOfAsset(productFile, href);
+    const auto named =
+        href.empty() ? std::nullopt : capella_files::fileOfAsset(productFile, href);
     return named ? *named : extendedBeside(productFile, report);
 }
 

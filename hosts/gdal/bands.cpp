@@ -28,8 +28,9 @@ GDALDataType typeOf(kimg::SampleType type) {
 /// A raster whose blocks are GDAL's blocks.
 class SarBand final : public GDALPamRasterBand {
 public:
-    SarBand(std::unique_ptr<product::Raster> raster, const Entry& entry)
-        : raster_(std::move(raster)) {
+    SarBand(std::unique_ptr<product::Raster> raster, const Entry& entry,
+            std::function<void()> beforeRead)
+        : raster_(std::move(raster)), beforeRead_(std::move(beforeRead)) {
         eDataType = typeOf(raster_->type());
         nRasterXSize = static_cast<int>(raster_->width());
         nRasterYSize = static_cast<int>(raster_->height());
@@ -48,6 +49,7 @@ public:
 private:
     CPLErr IReadBlock(int column, int row, void* block) override {
         try {
+            beforeRead_();
             raster_->readBlock(static_cast<std::uint32_t>(row), static_cast<std::uint32_t>(column),
                                block);
             return CE_None;
@@ -58,13 +60,15 @@ private:
     }
 
     const std::unique_ptr<product::Raster> raster_;
+    const std::function<void()> beforeRead_;
 };
 
 } // namespace
 
 std::unique_ptr<GDALRasterBand> makeBand(const std::shared_ptr<const OpenedProduct>& opened,
-                                         const Entry& entry) {
-    return std::make_unique<SarBand>(product::openRaster(opened, entry), entry);
+                                         const Entry& entry, std::function<void()> beforeRead) {
+    return std::make_unique<SarBand>(product::openRaster(opened, entry), entry,
+                                     std::move(beforeRead));
 }
 
 } // namespace rf_sar_gdal

@@ -4,11 +4,13 @@
 #include "kfio/kfio.h"
 #include "product/bursts/burst_record.h"
 #include "product/checks/checks.h"
+#include "product/images/raster.h"
 #include "product/metadata_items.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace rf_sar_gdal {
 namespace {
@@ -39,20 +41,12 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(product::openProductFile(request.file)) {
+    : opened_(product::openProductFile(request.file)), listsEntries_(request.layer.empty()) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out", fault.c_str());
-    for (const std::string& warning : product::warnings(*opened_))
-        CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->name().c_str(), warning.c_str());
-    const std::vector<Entry> entries = catalogue(*opened_);
-    addBands(request, entries);
-    if (request.layer.empty())
-        listSubdatasets(entries);
-    // Items are set past the sidecar file's bookkeeping, which would write them beside the product.
-    for (const auto& [key, text] : product::metadataItems(opened_->stated()))
-        oMDMD.SetMetadataItem(key.c_str(), text.c_str());
+    addBands(request, catalogue(*opened_));
     reference_ = std::make_unique<const Georeference>(opened_, image(), part(), request.georef);
     nameSidecars(request);
 }
@@ -84,7 +78,7 @@ void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& 
     std::vector<std::unique_ptr<GDALRasterBand>> bands;
     try {
         for (const Entry& entry : shown_) {
-            bands.push_back(makeBand(opened_, entry));
+            bands.push_back(makeBand(opened_, entry, [this] { tellWarnings(); }));
             if (!sameShape(*bands.front(), *bands.back()))
                 throw loader::Error(opened_->name() + ": its layers differ in size or type");
         }
@@ -101,7 +95,27 @@ void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& 
         SetBand(nBands + 1, band.release());
 }
 
-void SarDataset::listSubdatasets(const std::vector<Entry>& entries) {
+/// What is wrong with the product is looked for when somebody asks for its metadata or pixels, for
+/// the look reads tables and image headers; it is told once.
+void SarDataset::tellWarnings() {
+    if (std::exchange(toldWarnings_, true))
+        return;
+    for (const std::string& warning : product::warnings(*opened_))
+        CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->name().c_str(), warning.c_str());
+}
+
+/// Past the sidecar file's bookkeeping, which would write the items beside the product.
+void SarDataset::provideItems() {
+    tellWarnings();
+    for (const auto& [key, text] : product::metadataItems(opened_->stated()))
+        if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own comes first
+            oMDMD.SetMetadataItem(key.c_str(), text.c_str());
+}
+
+void SarDataset::provideSubdatasets() {
+    if (!listsEntries_)
+        return;
+    const std::vector<Entry> entries = available(opened_, catalogue(*opened_));
     CPLStringList list;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::string key = "SUBDATASET_" + std::to_string(i + 1);
@@ -143,12 +157,17 @@ const ProductImage* SarDataset::image() const {
     return shown_.empty() ? opened_->firstImage() : shown_.front().image;
 }
 
-/// Fills a domain that takes time when it is first asked for. What cannot be had is told once.
-void SarDataset::provide(const char* domain) {
-    if (!domain || !provided_.insert(domain).second)
+/// Fills a domain when it is first asked for. What cannot be had is told once.
+void SarDataset::provide(const char* name) {
+    const char* domain = name ? name : "";
+    if (!provided_.insert(domain).second)
         return;
     try {
-        if (EQUAL(domain, "RPC"))
+        if (EQUAL(domain, ""))
+            provideItems();
+        else if (EQUAL(domain, "SUBDATASETS"))
+            provideSubdatasets();
+        else if (EQUAL(domain, "RPC"))
             for (const auto& [key, text] : reference_->rpc())
                 oMDMD.SetMetadataItem(key.c_str(), text.c_str(), "RPC");
         else if (STARTS_WITH(domain, jsonPrefix))
@@ -172,7 +191,8 @@ void SarDataset::provideNode(const std::string& name) {
 }
 
 char** SarDataset::GetMetadataDomainList() {
-    provide("RPC");
+    for (const char* domain : {"", "SUBDATASETS", "RPC"})
+        provide(domain);
     CPLStringList domains(GDALPamDataset::GetMetadataDomainList());
     for (const std::string& name : opened_->nodeNames()) {
         const std::string domain = jsonPrefix + name.substr(1);

@@ -53,17 +53,21 @@ private:
     bool copyGeoTransform(double* transform) const override;
     std::vector<Entry> chosen(const OpenRequest& request, const std::vector<Entry>& entries) const;
     void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
-    void listSubdatasets(const std::vector<Entry>& entries);
     void nameSidecars(const OpenRequest& request);
     const ProductImage* image() const;
     std::optional<product::GridPart> part() const;
-    void provide(const char* domain);
+    void tellWarnings();
+    void provide(const char* name);
+    void provideItems();
+    void provideSubdatasets();
     void provideNode(const std::string& name);
 
     std::shared_ptr<const OpenedProduct> opened_;
     std::vector<Entry> shown_; ///< one a band
+    bool listsEntries_;        ///< as subdatasets: a product as a whole does
     std::unique_ptr<const Georeference> reference_;
-    std::set<std::string> provided_; ///< domains that are costly, and have been asked for
+    bool toldWarnings_ = false;
+    std::set<std::string> provided_; ///< domains that have been asked for
 };
 
 } // namespace rf_sar_gdal

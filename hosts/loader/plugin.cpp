@@ -124,9 +124,13 @@ std::string refusalByExtension(const Plugin& plugin, const std::string& name) {
     return "its extension \"" + ktxt::narrow(extension) + "\" is none that products have";
 }
 
-std::string refusalAsHeard(const Heard& heard) {
-    constexpr char otherwise[] = "it is none of the products that rf_sar reads";
-    return heard.empty() ? otherwise : "cannot be opened as a product: " + heard.reason("");
+std::string refusalAsHeard(const Heard& heard, const std::string& name) {
+    if (heard.empty())
+        return "it is none of the products that rf_sar reads";
+    std::string reason = heard.reason("");
+    if (const std::string file = name + ": "; reason.starts_with(file))
+        reason.erase(0, file.size()); // the caller names it
+    return "cannot be opened as a product: " + reason;
 }
 
 int identify(const Plugin& plugin, const std::string& name, std::string& reason) {
@@ -136,7 +140,7 @@ int identify(const Plugin& plugin, const std::string& name, std::string& reason)
     const Heard heard;
     const auto index = static_cast<int>(plugin.entry().titleIdentify(wideName(name).c_str()));
     if (index < 0)
-        reason = refusalAsHeard(heard);
+        reason = refusalAsHeard(heard, name);
     return index;
 }
 

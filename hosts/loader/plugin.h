@@ -73,8 +73,8 @@ private:
 /// @return why a name cannot be a product's, told by the format table; empty when it can.
 std::string refusalByExtension(const Plugin& plugin, const std::string& name);
 class Heard;
-/// @return why no reader took a file, as the readers told it.
-std::string refusalAsHeard(const Heard& heard);
+/// @return why no reader took the file of that name, as the readers told it; without the name.
+std::string refusalAsHeard(const Heard& heard, const std::string& name);
 
 /// @param name  of the product file, UTF-8.
 /// @param reason  receives why the file is none of the products, as the readers tell it.

@@ -78,7 +78,7 @@ Product::Product(const Plugin& plugin, const std::string& name, const std::strin
     file_.reset(plugin.entry().titleIdentifyAndOpen(
         wideName(standIn.empty() ? name : standIn).c_str(), &index, u"rb"));
     if (!file_)
-        throw Error(name + ": " + refusalAsHeard(heard));
+        throw Error(name + ": " + refusalAsHeard(heard, name));
     formatIndex_ = static_cast<int>(index);
 }
 

@@ -150,10 +150,11 @@ class Commands(ProductCase):
             if file:
                 self.assertIn(INSTEAD[begin], (ROOT / file).read_text("utf-8"), begin)
 
-    def test_the_example_of_a_reader_is_the_one_that_is_tested(self):
+    def test_the_examples_of_a_new_product_are_those_that_are_tested(self):
         document = (ROOT / "docs/adding-a-product.md").read_text("utf-8")
         self.assertEqual(re.findall(r"```cpp\n(.*?)```", document, re.S),
-                         [shown_in_documents(ROOT / "tests/rf_sar/example_reader.h")])
+                         [shown_in_documents(ROOT / "tests" / file)
+                          for file in ("rf_sar/example_reader.h", "hosts/example_family.h")])
 
     def test_the_example_of_the_simulator_in_python(self):
         text = (ROOT / "tools/sarsim/README.md").read_text("utf-8")

@@ -1,8 +1,11 @@
 """What the tests of the GDAL driver share. Import it before osgeo: GDAL looks for drivers once."""
 
+import locale
 import os
 import pathlib
+import subprocess
 import sys
+import tempfile
 import xml.etree.ElementTree as ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -14,6 +17,21 @@ from osgeo import gdal  # noqa: E402
 from products import ProductCase  # noqa: E402
 
 gdal.UseExceptions()
+
+
+def take_locale(name):
+    """Makes a locale in a folder of the test's own and takes it for the whole process."""
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run(["localedef", "-i", name, "-f", "UTF-8", f"{folder}/{name}.UTF-8"],
+                       check=True, capture_output=True)
+        os.environ["LOCPATH"] = folder
+        locale.setlocale(locale.LC_ALL, f"{name}.UTF-8")
+        del os.environ["LOCPATH"]
+    assert locale.localeconv()["decimal_point"] == ","
+
+
+if "RF_SAR_LOCALE" in os.environ:
+    take_locale(os.environ["RF_SAR_LOCALE"])
 
 
 def open_product(file, **options):

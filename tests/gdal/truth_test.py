@@ -5,7 +5,7 @@ import os
 import re
 import unittest
 
-from gdal_case import ProductCase, gdal, open_product, subdatasets
+from gdal_case import ProductCase, gdal, named, open_product, subdatasets
 
 from products import rfsar
 
@@ -137,10 +137,18 @@ class Truth(ProductCase):
         return [(c["check"], c["message"]) for c in found if c["status"] != "ok"]
 
     def driver_warnings(self, product):
+        """Told once, when somebody asks for metadata or pixels, and not before."""
         told = []
         gdal.PushErrorHandler(lambda kind, number, text: told.append(text))
         try:
             dataset = open_product(product.opened)
+            early = [text for text in told if "only the subdatasets" not in text]
+            self.assertEqual(early, [])
+            if dataset.RasterCount:
+                dataset.GetRasterBand(1).ReadAsArray(0, 0, 1, 1)
+            first = len(told)
+            dataset.GetMetadata()
+            self.assertTrue(dataset.RasterCount == 0 or len(told) == first, told)
         finally:
             gdal.PopErrorHandler()
         return dataset, told
@@ -178,7 +186,9 @@ class Truth(ProductCase):
                         self.assertFails(rfsar("locate", product.opened, stdin="1 2\n"), words)
                     else:
                         with self.assertRaisesRegex(RuntimeError, re.escape(words)):
-                            gdal.Open(subdatasets(dataset)[what][0])
+                            gdal.Open(named(product.opened, what))
+                        self.assertNotIn(what, info["exports"])
+                        self.assertNotIn(what, subdatasets(dataset))
 
     def test_a_map_image_is_compared_with_the_map_that_the_product_states(self):
         product = self.make("capella-geo", lines=64, samples=48)

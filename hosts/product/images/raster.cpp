@@ -294,6 +294,22 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     return std::make_unique<CalibratedRaster>(opened, entry);
 }
 
+std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
+                             std::vector<Entry> entries) {
+    std::erase_if(entries, [&](const Entry& entry) {
+        if (entry.kind != Entry::Kind::calibrated && entry.kind != Entry::Kind::noise &&
+            entry.kind != Entry::Kind::incidence)
+            return false;
+        try {
+            static_cast<void>(openRaster(opened, entry));
+            return false;
+        } catch (const loader::Error&) {
+            return true; // the checks tell why
+        }
+    });
+    return entries;
+}
+
 namespace {
 
 /// @return the first entry of a product without layers.

@@ -70,6 +70,11 @@ private:
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry);
 
+/// @return the entries without those of calibration, noise and incidence that cannot be opened:
+///         their tables or models are missing or damaged.
+std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
+                             std::vector<Entry> entries);
+
 /// Opens images by the names of the catalogue, in any case; the image files themselves are only
 /// looked at when a name asks for more than a layer of the plug-in.
 /// @param names  none for the product's first layer.

@@ -1,3 +1,4 @@
+#include "kimg/new_file.h"
 #include "kimg/tiff_writer.h"
 #include "output/console.h"
 #include "output/interruption.h"
@@ -11,7 +12,6 @@
 
 #include <limits>
 #include <optional>
-#include <unistd.h>
 
 namespace {
 
@@ -112,12 +112,6 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
     run(work);
 }
 
-/// A file that must not stay.
-struct Passing {
-    std::string name;
-    ~Passing() { std::remove(name.c_str()); }
-};
-
 void optimize(const std::string& from, const std::string& output, const product::Raster& raster) {
     console::Progress progress("making a cloud optimized GeoTIFF", 100);
     kimg::writeCloudOptimized(from, output, overviewsOf(raster), [&](double done) {
@@ -163,9 +157,10 @@ void geocode(const GeocodeVerb& verb) {
     kimg::limitBlockCache((verb.maxMemoryMiB << 20) / 4);
 
     interruption::watch();
-    const Passing unordered{verb.cloudOptimized ? verb.output + ".part" + std::to_string(getpid())
-                                                : ""};
-    const std::string& file = verb.cloudOptimized ? unordered.name : verb.output;
+    std::optional<kimg::NewFile> unordered; // never put in place; what a killed run left is removed
+    if (verb.cloudOptimized)
+        unordered.emplace(verb.output);
+    const std::string& file = unordered ? unordered->temporaryPath() : verb.output;
     TiffWriter writer(file, {frame.width,
                              frame.height,
                              raster.type(),

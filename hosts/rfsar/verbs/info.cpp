@@ -4,7 +4,7 @@
 #include "product/bursts/burst_record.h"
 #include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
-#include "product/images/catalogue.h"
+#include "product/images/raster.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -108,9 +108,9 @@ struct Description {
 };
 
 /// What export and geocode take beside layers.
-std::vector<std::string> exportNames(const product::OpenedProduct& opened) {
+std::vector<std::string> exportNames(const std::shared_ptr<const product::OpenedProduct>& opened) {
     std::vector<std::string> names;
-    for (const product::Entry& each : product::catalogue(opened))
+    for (const product::Entry& each : product::available(opened, product::catalogue(*opened)))
         if (each.kind != product::Entry::Kind::layer)
             names.push_back(each.name);
     return names;
@@ -172,7 +172,7 @@ Description describe(const std::string& entry) {
         {"polarizations", poles},
         {"images", images},
         {"layers", layers},
-        {"exports", exportNames(opened)},
+        {"exports", exportNames(whole)},
         {"nodes", opened.nodeNames()},
         {"footprint", footprintJson(footprint)},
         {"warnings", warnings}};

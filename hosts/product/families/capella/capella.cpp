@@ -245,8 +245,11 @@ public:
 private:
     void takeItem(Document& named) {
         item_.swap(named.tree);
-        extendedFile_ = named.file;
-        extendedFile_.insert(named.file.rfind('.'), mark);
+        extendedFile_ = fileOfAsset("metadata");
+        if (extendedFile_.empty()) {
+            extendedFile_ = named.file;
+            extendedFile_.insert(named.file.rfind('.'), mark);
+        }
         readExtendedBeside();
     }
 
@@ -308,15 +311,19 @@ private:
         return name.substr(0, name.rfind('.'));
     }
 
-    /// Items may carry a URL from where they were downloaded; the file then lies beside them, under
-    /// the asset's name or the item's own.
-    std::string imageFile(const std::string& pole) const {
-        const std::string href = textAt(item_, "assets/" + pole + "/href");
+    /// Items may carry a URL from where they were downloaded; the file then lies beside them.
+    /// @return the file that an asset of the item names; "" when it is not there.
+    std::string fileOfAsset(const std::string& asset) const {
+        const std::string href = textAt(item_, "assets/" + asset + "/href");
         const bool url = kfnp::classifyReference(href) == kfnp::Reference::url;
         for (const std::string& name : {url ? std::string() : href, kfnp::lastComponent(href)})
             if (!name.empty() && kfio::fileState(folder() + name).exists)
                 return folder() + name;
-        return folder() + stem() + ".tif";
+        return "";
+    }
+
+    std::string imageFile(const std::string& pole) const {
+        return firstText({fileOfAsset(pole), folder() + stem() + ".tif"});
     }
 
     /// @return the text in the extended document, else in the item; "" where neither says anything.

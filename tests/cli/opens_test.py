@@ -1,0 +1,50 @@
+"""How often a product's files are opened, counted by the system calls: each is read once."""
+
+import collections
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests/support"))
+
+from products import RFSAR, ProductCase  # noqa: E402
+
+# The plug-in reads the document, and the hosts once more; the plug-in binds RADARSAT-2's besides.
+MOST_DOCUMENTS = {"radarsat2": 3, "rcm": 2}
+# What the plug-in's record needs, and so reads too.
+READ_BY_THE_RECORD = {"incidenceAngles.xml"}
+
+
+class Opens(ProductCase):
+    def opened(self, product, *command):
+        """{file: opens} of the product's metadata files."""
+        trace = self.folder / "trace"
+        done = subprocess.run(["strace", "-f", "-y", "-e", "trace=openat,open", "-o", trace,
+                               *map(str, command)], input="10 10\n", capture_output=True, text=True,
+                              env={**os.environ, "LD_PRELOAD": ""}, check=False)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        own = {file.name for file in product.folder.rglob("*.xml")}
+        names = re.findall(r"= \d+<[^>]*/([^>/]+)>", trace.read_text(encoding="utf-8"))
+        return collections.Counter(name for name in names if name in own)
+
+    def test_metadata_and_tables_are_opened_once(self):
+        for family, most in MOST_DOCUMENTS.items():
+            product = self.make(family, lines=64, samples=48)
+            for verb in (["info"], ["check"], ["export", "--force", "-o", self.folder / "o.tif"],
+                         ["stac"], ["locate"]):
+                with self.subTest(family=family, verb=verb[0]):
+                    counts = self.opened(product, RFSAR, verb[0], product.opened, *verb[1:])
+                    self.assertGreaterEqual(counts["product.xml"], 1)
+                    self.assertLessEqual(counts.pop("product.xml"), most)
+                    if verb[0] in ("info", "check"):
+                        self.assertGreaterEqual(len(counts), 3)  # the tables
+                    for file, count in counts.items():
+                        self.assertLessEqual(count, 1 + (file in READ_BY_THE_RECORD), file)
+
+
+if __name__ == "__main__":
+    unittest.main()
