@@ -42,8 +42,14 @@ public:
             return other;
         layer->users = 1;
         KIMG_LAYER* added = layer.get();
-        byKey_[added->key] = added;
-        owned_.emplace(added, std::move(layer));
+        auto& owned = owned_[added]; // all that may lack memory comes before the layer is owned
+        try {
+            byKey_.insert_or_assign(added->key, added);
+        } catch (...) {
+            owned_.erase(added);
+            throw;
+        }
+        owned = std::move(layer);
         return added;
     }
 
@@ -63,7 +69,10 @@ public:
             path.swap(layer->file.path);
             owned_.erase(layer);
         }
-        closeUnused(path);
+        try {
+            closeUnused(path);
+        } catch (...) { // short of memory: the file is closed with the next one
+        }
     }
 
     void closeUnused(const std::string& path) {
