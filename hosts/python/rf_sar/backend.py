@@ -70,6 +70,18 @@ def _times(day, seconds):
     return day + np.round(np.asarray(seconds) * 1e9).astype("timedelta64[ns]")
 
 
+def _near(start, day, seconds):
+    """Instants of seconds of some day, on the day on which they are nearest to the start.
+
+    A record's seconds of day do not tell their day where an acquisition crosses midnight.
+    """
+    times = _times(day, seconds)
+    if start is None or times.size == 0:
+        return times
+    away = np.datetime64(start.rstrip("Z"), "ns") - times.min()
+    return times + np.timedelta64(1, "D") * round(away / np.timedelta64(1, "D"))
+
+
 class _Reader:
     """The datasets of a product."""
 
@@ -171,37 +183,35 @@ class _Reader:
             return dims, {"line": lines, "pixel": samples}, {}
         record = self.product.record
         first, step = timed
-        first -= 86400 * round((first - record["firstLineTime"]) / 86400)  # the record's own day
         ranges = 2 * model.slant_ranges(samples.astype(float)) / LIGHT_M_PER_S
         ground = record["rangeGeometry"] != 2
         dims = ("azimuth_time", "ground_range" if ground else "slant_range_time")
-        times = _times(_day(record), first + step * lines)
+        times = self._instants(first + step * lines)
         across = (samples * record["sampledPixelSpacing"], "m") if ground else (ranges, "s")
         facts = {"azimuth_time_interval": abs(step),
                  "image_slant_range_time": float(ranges.min()),
-                 "stated_first_line_time": self._text(record, record["firstLineTime"]),
-                 "stated_last_line_time": self._text(record, record["lastLineTime"])}
+                 "stated_first_line_time": str(self._instants([record["firstLineTime"]])[0]),
+                 "stated_last_line_time": str(self._instants([record["lastLineTime"]])[0])}
         return dims, {
             "azimuth_time": ("azimuth_time", times, {"long_name": "zero-Doppler time of the line"}),
             dims[1]: (dims[1], across[0], {"units": across[1]}),
             "line": ("azimuth_time", lines), "pixel": (dims[1], samples),
         }, facts
 
-    @staticmethod
-    def _text(record, seconds):
-        return str(_times(_day(record), seconds))
+    def _instants(self, seconds):
+        """Seconds of day of the record as instants."""
+        return _near(self.product.acquisition["start"], _day(self.product.record), seconds)
 
     def orbit(self):
         record = self.product.record
         count = record["numberOfStateVectors"]
         seconds = record["stateVectorFirstTime"] + np.arange(count) * record["stateVectorInterval"]
-        seconds = seconds - 86400 * np.round((seconds[:1].sum() - record["firstLineTime"]) / 86400)
         vectors = {name: np.array([record[f"stateVector{axis}{kind}"] for axis in "XYZ"])
                    for name, kind in (("position", "Position"), ("velocity", "Velocity"))}
         return xr.Dataset(
             {"position": (("axis", "azimuth_time"), vectors["position"], {"units": "m"}),
              "velocity": (("axis", "azimuth_time"), vectors["velocity"], {"units": "m s-1"})},
-            {"axis": [0, 1, 2], "azimuth_time": _times(_day(record), seconds)},
+            {"axis": [0, 1, 2], "azimuth_time": self._instants(seconds)},
             {"reference_system": "Earth Fixed"})
 
     def calibration(self, pole):
@@ -247,7 +257,7 @@ class _Reader:
                                     [each["coefficients"][:degrees] for each in known],
                                     {"units": "Hz"}),
              "t0": ("azimuth_time", [each["referenceTime"] for each in known], {"units": "s"})},
-            {"azimuth_time": _times(_day(record), [each["azimuthTime"] for each in known]),
+            {"azimuth_time": self._instants([each["azimuthTime"] for each in known]),
              "degree": np.arange(degrees)})
 
     def _require(self, there, pole, part):
