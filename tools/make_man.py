@@ -11,6 +11,7 @@ import sys
 import typing
 
 SECTION = re.compile(r"^(Positionals|Options|Subcommands):$")
+GROUP = re.compile(r"^[A-Z][A-Za-z ]*:$")  # of options, under a title of its own
 COLUMN = re.compile(r"^  (\S.*?)(?:\s{2,}(\S.*))?$")
 
 
@@ -43,9 +44,12 @@ def parse_help(text):
     head, _, rest = text.partition("Usage: ")
     usage, _, rest = rest.partition("\n")
     sections, footer, entries = {}, [], None
-    for line in rest.split("\n"):
+    lines = rest.split("\n")
+    for line, following in zip(lines, [*lines[1:], ""]):
         if SECTION.match(line):
             entries = sections.setdefault(line[:-1], [])
+        elif GROUP.match(line) and following.startswith("  -"):
+            entries = sections["Options"]
         elif footer or (line and not line.startswith(" ")):
             footer.append(line)
         elif line.startswith("   ") and entries:  # goes on below its term

@@ -142,7 +142,7 @@ class BadInput(ProductCase):
             (self.folder / "missing.xml", "no such file"),
             (write("x.tif", b"II*\0"), "x.tif"),
             (write("caf\udce9.xml", b""), ": the name is not valid UTF-8"),
-            (write("empty.xml", b""), "empty.xml(1): no element found"),
+            (write("empty.xml", b""), "cannot be opened as a product: line 1: no element found"),
             (write("broken.xml", b"<product><a>"), "broken.xml"),
             (write("latin.json", b'{"properties": "caf\xe9"}'), "UTF-8"),
             (write("item.json", b'{"properties": {}}'), "No sar:product_type in JSON file"),

@@ -45,8 +45,9 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
 INSTEAD = {"cmake --preset install": "cmake --build --preset install",
            "cmake --install": '"--install"', "tools/install_packages.sh": "tools/install_packages.sh",
            "dpkg-buildpackage": "dpkg-buildpackage -us -uc", "sudo apt install": "apt-get install",
-           "rfsar doctor": "rfsar doctor",
+           "rfsar doctor": "rfsar doctor", "./host": "host.c",
            "rfsar batch stac FOLDER --into items --slurm": '"--slurm"'}
+KEPT = ("catalogue.gpkg", "points.txt")  # what later commands read
 SHORTER = {"_bench": "--benchmark_list_tests=true", "ratios.py": "--scenes --side 400 --runs 1"}
 
 PROGRAM = re.compile(r"(\(cd |export |echo |sudo |cmake |ctest |dpkg-\w+ |python3 |rfsar |gdal\w+ |"
@@ -80,13 +81,18 @@ class Commands(ProductCase):
         self.product = self.make("rcm", lines=120, samples=120, name="sample")
         self.work = self.product.opened.parent  # where product.xml is, as a reader would stand
         for name, target in (("build", BUILD), ("tools", ROOT / "tools"),
-                             ("bench", ROOT / "bench")):
+                             ("bench", ROOT / "bench"), ("tests", ROOT / "tests")):
             (self.work / name).symlink_to(target)
         (self.work / "recipe.json").write_text('{"family": "rcm", "lines": 40, "samples": 40}')
         programs = self.folder / "programs"
         programs.mkdir()
         (programs / "rfsar").symlink_to(RFSAR)
+        (programs / "python3").symlink_to(sys.executable)
+        bursts = self.make("rcm", product_type="SLC", lines=300, samples=400, beams=2,
+                           name="bursts").opened
+        (self.work / "points.txt").write_text("11.5 48.1\n")
         self.path = f"{programs}:{os.environ['PATH']}"
+        self.opened = {"bursts.md": str(bursts)}  # what FILE is, where product.xml does not serve
         self.make_elevations()
 
     def make_elevations(self):
@@ -100,9 +106,9 @@ class Commands(ProductCase):
                           '298.257223563]],PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199]]')
         dem.GetRasterBand(1).Fill(120)
 
-    def filled_in(self, command):
+    def filled_in(self, command, file="product.xml"):
         for old, new in (("--recipe FILE.json", "--recipe recipe.json"), ("FILE...", "FILE"),
-                         ("FILE", "product.xml"), ("FOLDER", "."), ("OUTDIR", "made"), ("FAMILY", "rcm"),
+                         ("FILE", f"'{file}'"), ("FOLDER", "."), ("OUTDIR", "made"), ("FAMILY", "rcm"),
                          ("[options]", ""), ("VERB", "info"), ("/dev/shm", "."),
                          ("RF_SAR_PRODUCTS=...", f"RF_SAR_PRODUCTS={REAL_PRODUCTS}")):
             command = command.replace(old, new)
@@ -111,10 +117,10 @@ class Commands(ProductCase):
                 command += " " + option
         return command
 
-    def run_here(self, exported, command):
+    def run_here(self, exported, command, file="product.xml"):
         files = {p: p.stat().st_mtime_ns for p in self.work.iterdir()}
         environment = {k: v for k, v in os.environ.items() if k != "GDAL_DRIVER_PATH"}
-        done = subprocess.run(["bash", "-ec", "\n".join([*exported, self.filled_in(command)])],
+        done = subprocess.run(["bash", "-ec", "\n".join([*exported, self.filled_in(command, file)])],
                               cwd=self.work, env={**environment, "PATH": self.path}, text=True,
                               capture_output=True, timeout=300, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -124,7 +130,7 @@ class Commands(ProductCase):
         for name in re.findall(r" -o (\S+)", command):
             self.assertIn(self.work / name, written)
         for file in written:  # what was made does not stand in the way of the next command
-            if file.is_file() and file.name != "catalogue.gpkg":  # is searched afterwards
+            if file.is_file() and file.name not in KEPT:
                 file.unlink()
 
     def test_each_is_run_or_has_a_reason(self):
@@ -141,7 +147,8 @@ class Commands(ProductCase):
                 elif not reason and (command, tuple(exported)) not in seen:
                     seen.add((command, tuple(exported)))
                     with self.subTest(document=document.name, command=command):
-                        self.run_here(exported, command)
+                        self.run_here(exported, command,
+                                      self.opened.get(document.name, "product.xml"))
         self.assertGreater(len(seen), 25)  # the documents have been understood
         self.assertEqual(listed - {None}, set(NOT_RUN), "listed, but no document shows it")
 
@@ -193,7 +200,8 @@ class Table(ProductCase):
 class Links(unittest.TestCase):
     def test_each_leads_to_a_file(self):
         for document in DOCUMENTS:
-            for link in re.findall(r"\]\(([^)#]+)", document.read_text("utf-8")):
+            text = re.sub(r"^```.*?^```", "", document.read_text("utf-8"), flags=re.S | re.M)
+            for link in re.findall(r"\]\(([^)#]+)", text):
                 with self.subTest(document=document.name, link=link):
                     self.assertTrue((document.parent / link).exists())
 
