@@ -14,6 +14,7 @@
 #include "kfnp/kfnp.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 namespace product {
@@ -129,11 +130,12 @@ void checkOwnModel(const OpenedProduct& opened, Findings& findings) {
 void checkReach(const StatedProduct& stated, const CalibrationTable& table, std::uint32_t width,
                 Findings& findings) {
     const ColumnProfile& gains = stated.gains(table).gains;
-    const auto count = static_cast<std::int64_t>(gains.values.size());
-    const std::int64_t last = gains.first + gains.step * (count - 1);
-    const std::int64_t step = std::abs(gains.step);
-    if (count != 0 && (std::min(gains.first, last) <= -step ||
-                       std::max(gains.first, last) >= std::int64_t{width} - 1 + step))
+    const std::size_t count = gains.values.size();
+    // As real numbers: the product may state steps that leave the whole ones.
+    const auto first = static_cast<double>(gains.first), step = static_cast<double>(gains.step);
+    const double last = first + step * (static_cast<double>(count) - 1);
+    if (count != 0 && (std::min(first, last) <= -std::abs(step) ||
+                       std::max(first, last) >= width - 1.0 + std::abs(step)))
         findings.add(Verdict::warn, table.file + ": has " + std::to_string(count) +
                                         " gains for lines of " + std::to_string(width) +
                                         " samples");

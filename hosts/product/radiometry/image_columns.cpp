@@ -24,10 +24,14 @@ ColumnProfile inImage(ColumnProfile profile, const ImageColumns& columns, double
                             " samples, but the image's have " + std::to_string(columns.width));
     if (profile.values.empty() || profile.step == 0)
         throw loader::Error(tableFile + ": holds no " + what + ", or none a column");
-    profile.first -= columns.first;
-    if (profile.covers(columns.width, reach))
-        return profile;
-    profile.first += columns.first;
+    // Columns that no image has stay where they are, whatever whole numbers can hold.
+    constexpr std::int64_t farthest = std::int64_t{1} << 40;
+    if (profile.first > -farthest && profile.first < farthest) {
+        profile.first -= columns.first;
+        if (profile.covers(columns.width, reach))
+            return profile;
+        profile.first += columns.first;
+    }
     if (profile.covers(columns.width, reach))
         return profile;
     throw loader::Error(tableFile + ": its " + what + " do not cover the " +
