@@ -8,9 +8,8 @@
 #include <memory>
 #include <string_view>
 
-// Layout of a zip archive: members, then the directory with an entry for each, then its end record,
-// which says where the directory lies. Source: PKWARE, .ZIP File Format Specification (APPNOTE),
-// 4.3.12 to 4.3.16.
+// A zip archive holds its members, then a directory with an entry for each, then an end record that
+// tells where the directory lies. Source: PKWARE, APPNOTE.TXT 6.3.10, 4.3.12 to 4.3.16.
 
 namespace kfio {
 namespace {
