@@ -72,7 +72,7 @@ def draw(layer, low, high):
 
 def measure(layer):
     canvas = iface.mapCanvas()
-    picture = drawing.grey_values(canvas.grab().toImage())
+    picture = drawing.grey_values(canvas.viewport().grab().toImage())  # without the frame around
     picture[picture == 255] = 0  # around the layer
     settings = canvas.mapSettings()
     to_map = QgsCoordinateTransform(QgsCoordinateReferenceSystem("EPSG:4326"),
