@@ -4,9 +4,10 @@
 
 namespace kfio {
 
-/// Teaches the XML parser an encoding that it lacks, if that has one byte a character
-/// ("windows-1252", "ISO-8859-15"); to be set with XML_SetUnknownEncodingHandler.
-/// @return 1, or 0 for an encoding that is unknown or has longer characters.
-int describeEncoding(void* unused, const char* name, XML_Encoding* encoding);
+/// Teaches the parser an encoding that it does not know itself, from the system's conversion
+/// tables: those that keep ASCII in place, of up to four bytes a character. A sequence of bytes
+/// that stands for no character, or for one beyond U+FFFF, is an error in the document. To be set
+/// as the parser's handler of unknown encodings. Private to the parsers of the platform.
+int teachEncoding(void* unused, const char* name, XML_Encoding* taught) noexcept;
 
 } // namespace kfio

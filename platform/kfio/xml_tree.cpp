@@ -128,7 +128,7 @@ ProductTree buildXmlTree(std::string_view text, std::string_view leaveOut) {
     const ParserPtr parser(XML_ParserCreate(nullptr));
     if (!parser)
         throw std::bad_alloc();
-    XML_SetUnknownEncodingHandler(parser.get(), describeEncoding, nullptr);
+    XML_SetUnknownEncodingHandler(parser.get(), teachEncoding, nullptr);
     ProductTree tree;
     Builder builder(parser.get(), tree, leaveOut);
     // All at once: a long token that comes in pieces is begun anew with each of them.

@@ -1,8 +1,8 @@
 #include "lmx/xml_reader.h"
 
+#include "kfio/xml_encoding.h"
 #include "lmx/event_queue.h"
 #include "lmx/message_text.h"
-#include "lmx/text_encoding.h"
 
 #include <algorithm>
 #include <cassert>
@@ -86,7 +86,7 @@ public:
             throw std::bad_alloc();
         XML_SetReturnNSTriplet(parser_, 1);
         XML_SetUserData(parser_, this);
-        XML_SetUnknownEncodingHandler(parser_, teachEncoding, nullptr);
+        XML_SetUnknownEncodingHandler(parser_, kfio::teachEncoding, nullptr);
         XML_SetXmlDeclHandler(parser_, onDeclaration);
         XML_SetStartNamespaceDeclHandler(parser_, onNamespace);
         XML_SetElementHandler(parser_, onStart, onEnd);

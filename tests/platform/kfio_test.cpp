@@ -234,7 +234,8 @@ TEST(Documents, XmlIsReadInTheEncodingThatItDeclares) {
     const std::string end = "'?><a>";
     EXPECT_EQ(read("<?xml version='1.0' encoding='ISO-8859-1" + end + "\xE9</a>"), "é");
     EXPECT_EQ(read("<?xml version='1.0' encoding='windows-1252" + end + "\x80</a>"), "€");
-    for (const char* foreign : {"Shift_JIS", "no-such-encoding"})
+    EXPECT_EQ(read("<?xml version='1.0' encoding='Shift_JIS" + end + "\x83\x41</a>"), "ア");
+    for (const char* foreign : {"IBM037", "no-such-encoding"}) // without ASCII, and unknown
         EXPECT_THROW(read("<?xml version='1.0' encoding='" + std::string(foreign) + end + "</a>"),
                      boost::property_tree::xml_parser_error);
 }
