@@ -1,9 +1,12 @@
 """Runs a verb of rfsar on many products, on the workers of a Dask client."""
 
 import json
+import logging
 import os
 import pathlib
 import subprocess
+
+_log = logging.getLogger("rf_sar")
 
 WAVES = 16  # groups that each worker's threads get one after another, so that none waits at the end
 LARGEST_GROUP = 25
@@ -43,7 +46,7 @@ def batch(products, verb, options=(), into=".", client=None, *, jobs=None, timeo
         lost = _map(client, [*command, *again, "-j1", "--chunk", "1/1"], missing)
         _run([*command, "--join"], entries, fine=(0, 1))
         if lost:
-            print(f"rf_sar.batch: {len(lost)} tasks were lost with their workers: {lost[0]}")
+            _log.warning("%d tasks were lost with their workers: %s", len(lost), lost[0])
     return _rows(into, entries)
 
 
