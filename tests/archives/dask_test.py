@@ -10,22 +10,17 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial"),
-                str(ROOT / "hosts/python/rf_sar")]
-os.environ["PYTHONPATH"] = sys.path[2]  # for worker processes
+sys.path[:0] = [str(ROOT / "tests/support"), str(ROOT / "tools/archive_trial")]
 from products import RFSAR, ProductCase  # noqa: E402
 from copies import Copies, results  # noqa: E402
-from batch import batch  # noqa: E402
 
-try:
-    import distributed
-except ImportError:
-    distributed = None
+import distributed  # noqa: E402
+
+import rf_sar  # noqa: E402
 
 COUNT = 40
 
 
-@unittest.skipIf(distributed is None, "python3-distributed is not installed")
 class Dask(ProductCase):
     def setUp(self):
         super().setUp()
@@ -45,7 +40,7 @@ class Dask(ProductCase):
         self.addCleanup(self.client.close)
 
     def run_batch(self, **options):
-        rows = batch([self.archive], "stac", [], self.into, self.client, **options)
+        rows = rf_sar.batch([self.archive], "stac", [], self.into, self.client, **options)
         self.assertEqual(len(rows), COUNT)
         return {row["status"] for row in rows}
 
@@ -55,11 +50,11 @@ class Dask(ProductCase):
         self.assertEqual(self.run_batch(), {"kept"})
         broken = next(self.archive.rglob("product.xml"))
         broken.write_text("<product")
-        rows = batch([broken], "stac", [], self.into, self.client)
+        rows = rf_sar.batch([broken], "stac", [], self.into, self.client)
         self.assertEqual([row["status"] for row in rows], ["failed"])
-        with self.assertRaisesRegex(RuntimeError, "holds results of batch stac"):
-            batch(self.archive, "check", [], self.into)
-        rows = batch([self.archive], "check", [], self.folder / "checked", jobs=2)
+        with self.assertRaisesRegex(rf_sar.Error, "holds results of batch stac"):
+            rf_sar.batch(self.archive, "check", [], self.into)
+        rows = rf_sar.batch([self.archive], "check", [], self.folder / "checked", jobs=2)
         self.assertEqual(sorted({row["status"] for row in rows}), ["done", "failed"])
 
     def test_a_worker_killed_in_the_midst(self):

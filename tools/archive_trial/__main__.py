@@ -13,11 +13,11 @@ import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-sys.path[:0] = [str(HERE), str(ROOT / "hosts/python/rf_sar")]
+sys.path[:0] = [str(HERE), str(ROOT / "build/python")]
 os.environ["PYTHONPATH"] = sys.path[1]  # for workers
 RFSAR = os.environ.setdefault("RFSAR", str(ROOT / "build/bin/rfsar"))
 
-from batch import batch  # noqa: E402
+from rf_sar import batch  # noqa: E402
 from copies import Copies, results  # noqa: E402
 import generated_catalogue  # noqa: E402
 import slurm_cluster  # noqa: E402

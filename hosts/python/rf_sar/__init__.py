@@ -11,7 +11,7 @@ doubtful is logged to logging.getLogger("rf_sar") and stands in Product.warnings
 from ._core import Error
 from ._product import Model, Product, open  # noqa: A004
 from ._verbs import geocode, rtc
-from .batch import batch
+from ._batch import batch
 
 __all__ = ["Error", "Model", "Product", "batch", "geocode", "open", "report", "rtc"]
 

@@ -6,6 +6,8 @@ import os
 import pathlib
 import subprocess
 
+from ._core import Error
+
 _log = logging.getLogger("rf_sar")
 
 WAVES = 16  # groups that each worker's threads get one after another, so that none waits at the end
@@ -27,7 +29,7 @@ def batch(products, verb, options=(), into=".", client=None, *, jobs=None, timeo
     Returns the rows of batch.jsonl that belong to the products, as dictionaries: file, status
     ("done", "kept" or "failed"), output, reason, seconds, peakMemoryMiB. A product that fails costs
     its row only; a worker that dies costs nothing, as its products are done again.
-    Raises RuntimeError when the work cannot be done at all, as into a folder that is in use.
+    Raises Error when the work cannot be done at all, as into a folder that is in use.
     """
     if isinstance(products, (str, os.PathLike)):
         products = [products]
@@ -69,10 +71,10 @@ def _run(command, entries, fine=(0,)):
     done = subprocess.run(command, input="".join(f"{e}\n" for e in entries), capture_output=True,
                           encoding="utf-8", errors="surrogateescape", check=False)
     if done.returncode not in fine:
-        raise RuntimeError(done.stderr.strip() or f"{command[0]} ended with {done.returncode}")
+        raise Error(done.stderr.strip() or f"{command[0]} ended with {done.returncode}")
     # A product that failed ends with 1 too, but leaves its row.
     if done.returncode == 1 and "batch.jsonl" not in done.stderr:
-        raise RuntimeError(done.stderr.strip())
+        raise Error(done.stderr.strip())
     return done.stdout
 
 
