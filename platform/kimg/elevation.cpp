@@ -1,13 +1,12 @@
 #include "kimg/elevation.h"
 
 #include "kerr/reported.h"
+#include "kimg/block_ground.h"
+#include "kimg/elevation_files.h"
 #include "kimg/elevation_group.h"
 #include "kimg/gdal_session.h"
 #include "kprj/heights.h"
 #include "kxfr/smooth_grid.h"
-
-#include <cpl_string.h>
-#include <cpl_vsi.h>
 
 #include <algorithm>
 #include <cmath>
@@ -19,44 +18,10 @@ namespace kimg {
 namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
-constexpr double metresInDegree = 111e3;
 constexpr double mostPixelsPast = 16;             ///< that a coarser neighbour's half pixel is wide
 constexpr std::size_t mostPixelsAtOnce = 1 << 19; // 4 MiB
 
 using Kind = KprjHeightSystem::Kind;
-
-bool isFolder(const std::string& path) {
-    VSIStatBufL state;
-    return VSIStatExL(path.c_str(), &state, VSI_STAT_NATURE_FLAG) == 0 && VSI_ISDIR(state.st_mode);
-}
-
-bool looksLikeHeights(const std::string& name) {
-    const auto dot = name.rfind('.');
-    std::string extension = dot == std::string::npos ? "" : name.substr(dot + 1);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    for (const char* known : {"tif", "tiff", "vrt", "hgt", "dt0", "dt1", "dt2", "asc", "gtx"})
-        if (extension == known)
-            return true;
-    return false;
-}
-
-std::vector<std::string> filesOf(const std::string& path) {
-    if (!isFolder(path))
-        return {path};
-    struct ListFree {
-        void operator()(char** list) const { CSLDestroy(list); }
-    };
-    const std::unique_ptr<char*, ListFree> entries(VSIReadDir(path.c_str()));
-    std::vector<std::string> files;
-    for (char** name = entries.get(); name && *name; ++name)
-        if (looksLikeHeights(*name) && !isFolder(path + "/" + *name))
-            files.push_back(path + (path.back() == '/' ? "" : "/") + *name);
-    std::sort(files.begin(), files.end());
-    if (files.empty())
-        throw ImageError(path + ": the folder holds no elevation models");
-    return files;
-}
 
 std::array<double, 2> rangeOf(const std::vector<double>& numbers) {
     std::array<double, 2> range = {std::numeric_limits<double>::infinity(),
@@ -125,7 +90,7 @@ ElevationModel::State::openFiles(const ElevationSource& source) {
     auto shared = std::make_shared<Shared>();
     shared->heights = source.heights;
     for (const std::string& path : source.paths)
-        for (const std::string& name : filesOf(path)) {
+        for (const std::string& name : elevationFilesOf(path)) {
             auto file = std::make_shared<ElevationFile>(name);
             const bool isVertical = file->heights().kind == Kind::vertical;
             if (source.heights == "auto") {
@@ -395,69 +360,6 @@ bool ElevationModel::heightsAt(std::span<KxfrMapPoint> points, KERR_REPORT** slo
         return true;
     });
 }
-
-namespace {
-
-/// A block's way to longitudes and latitudes, those near one longitude.
-class BlockGround {
-public:
-    BlockGround(const KprjGeographicConverter& map, const MapBlock& block)
-        : map_(map), block_(block) {
-        // Along the block's middle line, so that a part beyond the map does no harm.
-        for (const double part : {0.5, 0.25, 0.75, 0.0, 1.0}) {
-            const Place place{part * block.columns, 0.5 * block.lines};
-            const std::vector<Place> places = {place,
-                                               {place.column + 1, place.line},
-                                               {place.column, place.line + 1},
-                                               {place.column, 0},
-                                               {place.column, 1.0 * block.lines}};
-            std::vector<KxfrMapPoint> ground(places.size());
-            to(places, ground);
-            if (std::isnan(ground[0].x + ground[1].x + ground[2].x))
-                continue;
-            nearLonDeg_ = ground[0].x;
-            const auto far = [&](std::size_t i) {
-                const double east = std::remainder(ground[i].x - ground[0].x, 360.0);
-                return metresInDegree *
-                       std::hypot(east * std::cos(radians(ground[0].y)), ground[i].y - ground[0].y);
-            };
-            stepM_ = std::min(far(1), far(2));
-            for (const KxfrMapPoint& point : ground)
-                if (!std::isnan(point.y))
-                    shortest_ = std::max(shortest_, std::cos(radians(point.y)));
-            break;
-        }
-    }
-
-    using Place = kxfr::SmoothGrid<2>::Place;
-
-    double nearLonDeg() const { return nearLonDeg_; }
-    double stepM() const { return stepM_; }
-    /// @return the longest of the block's parallels, of the equator.
-    double longestParallel() const { return std::max(shortest_, 1e-6); }
-
-    template <class AnyPlace>
-    void to(std::span<const AnyPlace> places, std::span<KxfrMapPoint> ground) const {
-        for (std::size_t i = 0; i < places.size(); ++i)
-            ground[i] = {block_.left + places[i].column * block_.stepX,
-                         block_.top + places[i].line * block_.stepY, 0};
-        map_.toGeographic(&ground[0].x, &ground[0].y, sizeof ground[0], ground.size());
-        for (KxfrMapPoint& point : ground)
-            point.x = nearLonDeg_ + std::remainder(point.x - nearLonDeg_, 360.0);
-    }
-    void to(const std::vector<Place>& places, std::span<KxfrMapPoint> ground) const {
-        to(std::span<const Place>(places), ground);
-    }
-
-private:
-    static double radians(double degrees) { return degrees * 0.017453292519943295; }
-
-    const KprjGeographicConverter& map_;
-    const MapBlock& block_;
-    double nearLonDeg_ = 0, stepM_ = 1, shortest_ = 0;
-};
-
-} // namespace
 
 bool ElevationModel::nodesOf(const KprjGeographicConverter& map, const MapBlock& block,
                              double accuracy, std::span<KxfrMapPoint> nodes,

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kimg {
+
+/// @param path  an elevation model's file, or a folder of them.
+/// @return the file, or those of the folder whose names end as elevation models do, sorted.
+/// @throws ImageError when the folder holds none.
+std::vector<std::string> elevationFilesOf(const std::string& path);
+
+} // namespace kimg
