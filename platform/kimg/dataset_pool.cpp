@@ -3,8 +3,10 @@
 #include <cpl_conv.h>
 #include <cpl_vsi.h>
 #include <gdal.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <mutex>
 #include <thread>
@@ -17,11 +19,10 @@ namespace {
 /// lock.
 class DatasetPool {
 public:
-    /// Never destroyed: at process exit GDAL may be gone before us.
-    static DatasetPool& instance() {
-        static auto* pool = new DatasetPool;
-        return *pool;
-    }
+    /// This process's own. A forked process shares the file offsets behind the handles that it
+    /// has inherited, so it leaves them alone and starts anew. Never destroyed: at process exit
+    /// GDAL may be gone before us, and after a fork another thread may have held the lock.
+    static DatasetPool& instance();
 
     /// @return a waiting handle of the file, or null after making room for the caller to open one.
     std::unique_ptr<OpenImage> take(const ImageFile& file);
@@ -33,6 +34,8 @@ public:
 
 private:
     DatasetPool() { idle_.reserve(maxOpen); } // so that giving back never fails
+
+    const pid_t process_ = getpid();
 
     struct Idle {
         std::thread::id user; // the last one
@@ -46,6 +49,15 @@ private:
     std::vector<Idle> idle_; // longest waiting first
     std::size_t open_ = 0;   // waiting and lent
 };
+
+DatasetPool& DatasetPool::instance() {
+    static std::atomic<DatasetPool*> pool = new DatasetPool;
+    DatasetPool* current = pool;
+    if (current->process_ == getpid())
+        return *current;
+    auto own = std::unique_ptr<DatasetPool>(new DatasetPool);
+    return pool.compare_exchange_strong(current, own.get()) ? *own.release() : *current;
+}
 
 std::vector<DatasetPool::Idle>::iterator DatasetPool::findLocked(const ImageFile& file) {
     const auto self = std::this_thread::get_id();
@@ -94,9 +106,9 @@ void DatasetPool::forget() {
 void DatasetPool::closeIdle(const std::string& path) {
     std::vector<Idle> closing; // after the lock is given up
     const std::lock_guard lock(mutex_);
-    const auto others = std::stable_partition(
-        idle_.begin(), idle_.end(),
-        [&](const Idle& idle) { return idle.image->file.path != path; });
+    const auto others = std::stable_partition(idle_.begin(), idle_.end(), [&](const Idle& idle) {
+        return idle.image->file.path != path;
+    });
     closing.assign(std::make_move_iterator(others), std::make_move_iterator(idle_.end()));
     idle_.erase(others, idle_.end());
     open_ -= closing.size();

@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ogr_srs_api.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -300,6 +302,45 @@ TEST(ImageLayers, ManyThreadsReadOneLayerAndManyLayers) {
     EXPECT_EQ(wrong, 0);
 }
 
+TEST(ImageLayers, ForkedProcessesReadWhatTheirParentHasOpen) {
+    constexpr int size = 512, block = 32;
+    for (const char* compression : {"COMPRESS=DEFLATE", "COMPRESS=NONE"}) {
+        const TemporaryFolder folder;
+        const TestImage image{
+            .width = size,
+            .height = size,
+            .options = {"TILED=YES", "BLOCKXSIZE=32", "BLOCKYSIZE=32", compression}};
+        image.write(folder / "shared.tif");
+        const Layer layer = open(folder / "shared.tif#1");
+        read(layer.get(), 0, 0, 1, 1, kpxmU16);
+        const auto wrongSamples = [&](unsigned seed) {
+            int wrong = 0;
+            std::minstd_rand random(seed);
+            for (int i = 0; i < 600; ++i) {
+                const int x = static_cast<int>(random() % (size / block)) * block;
+                const int y = static_cast<int>(random() % (size / block)) * block;
+                const auto pixels = read(layer.get(), x, y, block, 1, kpxmU16);
+                for (int p = 0; p < block; ++p)
+                    wrong += kpxm_PixelRectPixelGet(pixels.get(), static_cast<std::uint32_t>(p),
+                                                    0) != image.sample(1, x + p, y);
+            }
+            return wrong;
+        };
+        std::vector<pid_t> children;
+        for (unsigned seed = 1; seed <= 8; ++seed) {
+            children.push_back(fork());
+            if (children.back() == 0)
+                _exit(wrongSamples(seed) == 0 ? 0 : 1);
+        }
+        EXPECT_EQ(wrongSamples(9), 0) << compression;
+        for (const pid_t child : children) {
+            int status = -1;
+            waitpid(child, &status, 0);
+            EXPECT_EQ(status, 0) << compression;
+        }
+    }
+}
+
 TEST(ImageLayers, StayFewInHandlesAndLeaveNothingBehind) {
     const TemporaryFolder folder;
     const int before = openFileCount();
@@ -458,14 +499,15 @@ namespace {
 /// An image that packs well, so that damage to its archive rarely unpacks.
 void writeRamps(const std::string& path) {
     GDALRegister_GTiff();
-    const GDALDatasetH image = GDALCreate(GDALGetDriverByName("GTiff"), path.c_str(), 300, 300, 1,
-                                          GDT_UInt16, nullptr);
+    const GDALDatasetH image =
+        GDALCreate(GDALGetDriverByName("GTiff"), path.c_str(), 300, 300, 1, GDT_UInt16, nullptr);
     std::vector<std::uint16_t> line(300);
     for (int y = 0; y < 300; ++y) {
         for (std::size_t x = 0; x < line.size(); ++x)
             line[x] = static_cast<std::uint16_t>(x * x / 7 + static_cast<unsigned>(y * y));
         EXPECT_EQ(GDALRasterIO(GDALGetRasterBand(image, 1), GF_Write, 0, y, 300, 1, line.data(),
-                               300, 1, GDT_UInt16, 0, 0), CE_None);
+                               300, 1, GDT_UInt16, 0, 0),
+                  CE_None);
     }
     GDALClose(image);
 }
@@ -494,12 +536,13 @@ TEST(ImageLayers, MembersOfArchivesThatDoNotUnpackFailTheRead) {
             ++refused;
             continue;
         }
-        const auto width = kimg_LayerWidthGet(layer.get()), height = kimg_LayerHeightGet(layer.get());
+        const auto width = kimg_LayerWidthGet(layer.get()),
+                   height = kimg_LayerHeightGet(layer.get());
         const Rect damaged = read(layer.get(), 0, 0, width, height, kpxmF64, slot);
         const Rect good = read(whole.get(), 0, 0, width, height, kpxmF64);
-        const bool same = std::memcmp(kpxm_PixelRectDataGet(damaged.get()),
-                                      kpxm_PixelRectDataGet(good.get()),
-                                      std::size_t{width} * height * sizeof(double)) == 0;
+        const bool same =
+            std::memcmp(kpxm_PixelRectDataGet(damaged.get()), kpxm_PixelRectDataGet(good.get()),
+                        std::size_t{width} * height * sizeof(double)) == 0;
         EXPECT_TRUE(slot || same) << percent;
         refused += static_cast<bool>(slot);
     }
@@ -513,8 +556,9 @@ TEST(ImageLayers, BlocksThatNobodyHasRoomForAreRefused) {
                                    "SPARSE_OK=TRUE", nullptr};
     GDALClose(GDALCreate(GDALGetDriverByName("GTiff"), (folder / "a.tif").c_str(), 70000, 70000, 1,
                          GDT_UInt16, const_cast<char**>(options)));
-    EXPECT_THAT(openFailure(folder / "a.tif#1"),
-                AllOf(HasSubstr(folder / "a.tif"), HasSubstr("65536 x 65536 pixels are too large")));
+    EXPECT_THAT(
+        openFailure(folder / "a.tif#1"),
+        AllOf(HasSubstr(folder / "a.tif"), HasSubstr("65536 x 65536 pixels are too large")));
 }
 
 TEST(VirtualFiles, ReadStatAndListWithinBounds) {
