@@ -1,5 +1,7 @@
 #include "sart/terrain_areas.h"
 
+#include "rf_constants.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -96,11 +98,12 @@ struct Middle {
         farIsRight = rangeStep > 0;
         sampleM = norm(next - here);
         lineM = norm(point(at.sample, at.line + 1) - here);
-        cosIncidence = std::cos(model.incidenceDeg(at, heightM).value() * std::numbers::pi / 180);
+        cosIncidence =
+            std::cos(model.incidenceDeg(at, heightM).value() * constants::radiansPerDegree);
         // From above, a step east and then one north turn left.
         const sarm::GroundPosition centre = ground(at.sample, at.line);
         sarm::GroundPosition east = centre, north = centre;
-        east.lonDeg += 1e-4 / std::cos(centre.latDeg * std::numbers::pi / 180);
+        east.lonDeg += 1e-4 / std::cos(centre.latDeg * constants::radiansPerDegree);
         north.latDeg += centre.latDeg > 0 ? -1e-4 : 1e-4;
         const auto inImage = [&](const sarm::GroundPosition& place) {
             return model.groundToImage(place).value();

@@ -2,6 +2,7 @@
 
 #include "kxfr/smooth_grid.h"
 #include "loader/heard.h"
+#include "rf_constants.h"
 
 #include <algorithm>
 #include <cmath>
@@ -80,7 +81,7 @@ void MapPositions::toMap(const std::vector<KxfrMapPoint>& ground, Points& map) c
     converter_->toGeographic(&back[0].x, &back[0].y, sizeof back[0], back.size());
     constexpr double closeDeg = 1e-5;
     for (std::size_t i = 0; i < map.size(); ++i) {
-        const double turn = std::cos(ground[i].y * 0.017453292519943295);
+        const double turn = std::cos(ground[i].y * constants::radiansPerDegree);
         const double east = std::remainder(back[i].x - ground[i].x, 360.0) * turn;
         if (!(std::abs(east) < closeDeg && std::abs(back[i].y - ground[i].y) < closeDeg))
             map[i] = {none, none};

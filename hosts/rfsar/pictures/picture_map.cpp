@@ -1,16 +1,17 @@
 #include "pictures/picture_map.h"
 
+#include "rf_constants.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <numbers>
 
 namespace {
 
 /// The coordinate system of a picture of what lies there.
 std::string systemAt(const KxfrMapPoint& centre) {
-    constexpr double degree = std::numbers::pi / 180, mostTurnDeg = 0.5, utmEndDeg = 84;
+    constexpr double degree = constants::radiansPerDegree, mostTurnDeg = 0.5, utmEndDeg = 84;
     char text[160];
     if (std::fabs(centre.y) > utmEndDeg) {
         std::snprintf(text, sizeof text,

@@ -1,9 +1,9 @@
 #include "pictures/picture_place.h"
 
 #include "loader/heard.h"
+#include "rf_constants.h"
 
 #include <cmath>
-#include <numbers>
 
 namespace {
 
@@ -97,7 +97,7 @@ double GroundStep::lengthM() const {
 
 /// Radii of curvature of the WGS 84 ellipsoid in the middle of the two.
 GroundStep groundStep(const KxfrMapPoint& a, const KxfrMapPoint& b) {
-    constexpr double degree = std::numbers::pi / 180;
+    constexpr double degree = constants::radiansPerDegree;
     constexpr double semiMajorM = 6378137, eccentricitySquared = 0.00669437999014;
     const double lat = (a.y + b.y) / 2 * degree;
     const double w = 1 - eccentricitySquared * std::sin(lat) * std::sin(lat);

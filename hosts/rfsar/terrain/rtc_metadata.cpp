@@ -3,6 +3,7 @@
 #include "output/stac_item.h"
 #include "product/metadata_items.h"
 #include "product/place/stated_place.h"
+#include "rf_constants.h"
 #include "terrain/terrain_strips.h"
 
 #include <nlohmann/json.hpp>
@@ -30,8 +31,7 @@ std::string joined(const std::vector<std::string>& texts) {
 /// How far the sensor model's places lie from the product's tie points, m on the ground.
 void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
                     const product::Locator& locator, const product::Raster& image) {
-    const auto ties =
-        product::statedByProduct(opened.stated(), image.width(), image.height()).ties;
+    const auto ties = product::statedByProduct(opened.stated(), image.width(), image.height()).ties;
     double sums[2] = {}, squares[2] = {};
     double count = 0;
     for (const product::TiePoint& tie : ties) {
@@ -40,7 +40,7 @@ void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
         locator.toGround({&pixel, 1}, {&found, 1});
         if (!std::isfinite(found.x))
             continue;
-        constexpr double radians = 0.017453292519943295, earthM = 6371000;
+        constexpr double radians = constants::radiansPerDegree, earthM = 6371000;
         const double errors[2] = {std::remainder(found.x - tie.lonDeg, 360.0) * radians * earthM *
                                       std::cos(tie.latDeg * radians),
                                   (found.y - tie.latDeg) * radians * earthM};
@@ -78,19 +78,20 @@ MetadataItems rtcMetadata(const product::OpenedProduct& opened, const product::L
                        images.front().fromSigma
                            ? "sigma nought / sine of the incidence angle on the ellipsoid"
                            : "beta nought of the product's tables");
-    items.emplace_back("RTC_ALGORITHM",
-                       "areas of terrain triangles, exact in the image; D. Small, Flattening Gamma, "
-                       "IEEE TGRS 49(8), 2011, doi:10.1109/TGRS.2011.2120616; area projection: G. "
-                       "Shiroma et al., IEEE TGRS 60, 2022, doi:10.1109/TGRS.2022.3147472");
+    items.emplace_back(
+        "RTC_ALGORITHM",
+        "areas of terrain triangles, exact in the image; D. Small, Flattening Gamma, "
+        "IEEE TGRS 49(8), 2011, doi:10.1109/TGRS.2011.2120616; area projection: G. "
+        "Shiroma et al., IEEE TGRS 60, 2022, doi:10.1109/TGRS.2022.3147472");
     items.emplace_back("RTC_LEAST_AREA", text(leastGammaArea, 2) +
                                              " of the pixel's slant-plane area; below it a pixel "
                                              "counts as shadow");
     items.emplace_back("MASK_BITS", "1 valid, 2 layover, 4 shadow, 8 outside");
     items.emplace_back("DEM", joined(account.elevation));
-    items.emplace_back("DEM_HEIGHTS", account.elevationHeights == "auto"
-                                          ? "as the files state; converted to the WGS 84 ellipsoid"
-                                          : account.elevationHeights +
-                                                "; converted to the WGS 84 ellipsoid");
+    items.emplace_back("DEM_HEIGHTS",
+                       account.elevationHeights == "auto"
+                           ? "as the files state; converted to the WGS 84 ellipsoid"
+                           : account.elevationHeights + "; converted to the WGS 84 ellipsoid");
     items.emplace_back("NOISE_REMOVED", account.noiseRemoved ? "YES" : "NO");
     for (const product::BetaNought& image : images)
         if (image.noiseDb) {
