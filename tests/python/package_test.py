@@ -8,12 +8,14 @@ import os
 import pathlib
 import pickle
 import re
+import subprocess
 import sys
 import threading
 import unittest
 
 import numpy as np
 import xarray as xr
+from osgeo import gdal
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from products import ROOT, ProductCase, rfsar, rfsar_json  # noqa: E402
@@ -246,6 +248,27 @@ class Images(ProductCase):
             for child in children:
                 child.join()
             self.assertEqual(found, [expected] * 4, method)
+
+
+    def test_a_sum_over_a_large_image_stays_small(self):
+        side = 10000
+        product = self.make("rcm", lines=side, samples=side, polarizations="HH", sparse=True,
+                            target_grid=0, line_spacing=5.0, pixel_spacing=5.0)
+        image = gdal.Open(str(next(product.folder.rglob("*.tif"))), gdal.GA_Update)
+        stripe = np.arange(250 * side, dtype=np.uint16).reshape(250, side)
+        for line in range(0, side, 250):
+            image.GetRasterBand(1).WriteArray(stripe, 0, line)
+        image = None
+        code = ("import pathlib, re, sys, xarray; "
+                "image = xarray.open_dataset(sys.argv[1], engine='rf_sar', group='HH', chunks={}); "
+                "print(int(image['measurement'].sum(dtype='uint64').compute()), "
+                "re.search(r'VmHWM:\\s+(\\d+)', pathlib.Path('/proc/self/status').read_text())[1])")
+        done = subprocess.run([sys.executable, "-c", code, str(product.opened)], check=True,
+                              capture_output=True, text=True,
+                              env={**os.environ, "GDAL_CACHEMAX": "32"})
+        total, highest_kib = map(int, done.stdout.split())
+        self.assertEqual(total, int(stripe.sum(dtype=np.uint64)) * side // 250)
+        self.assertLess(highest_kib, 300 << 10)
 
 
 class Report(ProductCase):

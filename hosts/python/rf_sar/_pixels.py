@@ -107,33 +107,35 @@ def runs(places, block):
 
     Yields (first, last, positions in `places`).
     """
-    if len(places) == 0:
-        return
     cuts = np.flatnonzero(np.diff(places) > max(block, 1)) + 1
     for part in np.split(np.arange(len(places)), cuts):
         yield int(places[part[0]]), int(places[part[-1]]), part
 
 
 def outer(source, blocks, lines, samples):
-    """Reads the outer product of two arrays of places, no blocks between them.
+    """Reads the outer product of two sequences of places, no blocks between them.
 
     :param blocks: lines and samples of a block.
+    :param lines: a range, or an array of any order; not empty. So are samples.
     """
+    if all(isinstance(each, range) and each.step == 1 for each in (lines, samples)):
+        return source.read(lines[0], samples[0], len(lines), len(samples))
     (line_places, line_back), (sample_places, sample_back) = (
         np.unique(places, return_inverse=True) for places in (lines, samples))
-    if line_places.size == 0 or sample_places.size == 0:
-        return None
     found = None
     for top, bottom, rows in runs(line_places, blocks[0]):
         for left, right, columns in runs(sample_places, blocks[1]):
-            window = source.read(top, left, bottom - top + 1, right - left + 1)
-            part = window[np.ix_(line_places[rows] - top, sample_places[columns] - left)]
+            part = source.read(top, left, bottom - top + 1, right - left + 1)
+            if rows.size < part.shape[0]:
+                part = part[line_places[rows] - top]
+            if columns.size < part.shape[1]:
+                part = part[:, sample_places[columns] - left]
             if part.shape == (line_places.size, sample_places.size):
                 found = part
             else:
                 if found is None:
                     found = np.empty((line_places.size, sample_places.size), part.dtype)
-                found[np.ix_(rows, columns)] = part
+                found[rows[0]:rows[-1] + 1, columns[0]:columns[-1] + 1] = part
     identity = (np.array_equal(line_back, np.arange(line_back.size)),
                 np.array_equal(sample_back, np.arange(sample_back.size)))
     if all(identity):

@@ -39,16 +39,17 @@ class Pixels(BackendArray):
         places, squeezed = [], []
         for axis, (wanted, size) in enumerate(zip(key, self.shape)):
             if isinstance(wanted, slice):
-                places.append(np.arange(size)[wanted])
+                places.append(range(size)[wanted])
             elif np.ndim(wanted) == 0:
-                places.append(np.array([int(wanted)]))
+                places.append(range(size)[int(wanted):][:1])
                 squeezed.append(axis)
             else:
-                places.append(np.asarray(wanted))
-        places = [np.where(each < 0, each + size, each) for each, size in zip(places, self.shape)]
-        found = _pixels.outer(self.source, self.blocks, *places)
-        if found is None:
-            found = np.empty([each.size for each in places], self.dtype)
+                chosen = np.asarray(wanted)
+                places.append(np.where(chosen < 0, chosen + size, chosen))
+        if all(len(each) > 0 for each in places):
+            found = _pixels.outer(self.source, self.blocks, *places)
+        else:
+            found = np.empty([len(each) for each in places], self.dtype)
         return found.squeeze(tuple(squeezed)) if squeezed else found
 
     def preferred_chunks(self):
