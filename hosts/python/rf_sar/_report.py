@@ -98,7 +98,7 @@ def _plot_columns(name, title, up, curves):
         places = np.unique(np.linspace(0, values.size - 1, 500).astype(int))
         axes.plot(places, values[places], label=label)
     if len(curves) > 1 or curves[0][0]:
-        axes.legend()
+        axes.legend(frameon=False)
     lowest, highest = (f(np.nanmin(v) if f is min else np.nanmax(v) for _, v in curves)
                        for f in (min, max))
     return _svg(figure, name, f"{title}: {lowest:.4g} to {highest:.4g} over the samples of a line")
@@ -142,7 +142,7 @@ def _plot_doppler(product, record):
                                "two-way slant-range time (ms)", "Hz")
         for label, values in curves:
             axes.plot(times * 1e3, values, label=label)
-        axes.legend()
+        axes.legend(frameon=False)
         return _svg(figure, "centroid", "Doppler centroid frequency over slant-range time")
     return None
 
@@ -191,7 +191,7 @@ def _plot_residuals(product):
     arrows = axes.quiver(ties["sample"][known], ties["line"][known], across[known], down[known],
                          angles="xy", color=_MARK)
     length = max(float(f"{rms:.1g}"), 1e-9)
-    axes.quiverkey(arrows, 0.85, 1.03, length, f"{length:g} pixel", labelpos="E")
+    axes.quiverkey(arrows, 0.8, -0.12, length, f"{length:g} pixel", labelpos="E")
     axes.invert_yaxis()
     return _svg(figure, "residuals", f"Arrows at {known.sum()} tie points from where the product "
                 f"states them to where the model has them, {rms:.3f} pixel rms")
