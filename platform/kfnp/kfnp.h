@@ -10,6 +10,7 @@
 /// operating system takes. Under POSIX both are the same text, and "\" is an ordinary character.
 /// Pure functions, any thread.
 
+/// @return the name in the other form.
 RF_PLATFORM_API std::u16string kfnp_FileNameInternalToExternal(std::u16string_view name);
 RF_PLATFORM_API std::u16string kfnp_FileNameExternalToInternal(std::u16string_view name);
 
@@ -43,6 +44,7 @@ enum class Reference {
     url,      ///< "scheme://…"
     empty,
 };
+/// @param name  UTF-8, as the product writes it; no file is touched.
 RF_PLATFORM_API Reference classifyReference(std::string_view name);
 
 /// @return the last component of a path or URL, without a query.

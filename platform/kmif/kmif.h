@@ -78,6 +78,7 @@ RF_PLATFORM_API KmifDesign* kmif_DesignCreate(KmifDictionary* dictionary, std::s
 /// Null is allowed. Dictionaries, designs and nodes keep copies: none of them notices.
 RF_PLATFORM_API void kmif_DesignDestroy(KmifDesign* design);
 
+/// @return the name that the design was made with, the design's own.
 RF_PLATFORM_API const std::string& kmif_DesignName(const KmifDesign* design);
 /// @return bytes of the structure, what its pointers lead to not counted.
 RF_PLATFORM_API std::size_t kmif_DesignSize(const KmifDesign* design);

@@ -11,6 +11,7 @@
 /// Wide host strings. A returned `char16_t*` is a terminated block of the host heap that the
 /// caller frees with kmsc_HeapFree; null means memory was short. Pure functions, any thread.
 
+/// @return a copy of the text, null characters inside it included.
 RF_PLATFORM_API char16_t* kstr_Duplicate(std::u16string_view text);
 
 namespace kstr {

@@ -26,6 +26,8 @@ struct OrbitPolynomials {
     double velocity[3][maxOrbitDegree + 1] = {};
 };
 
+/// @param timeS  on the time scale of centreTimeS; beyond its half span the polynomials run on.
+/// @return the state at that time, m and m/s, in the frame of the fitted vectors.
 RF_PLATFORM_API StateVector stateAt(const OrbitPolynomials& orbit, double timeS);
 
 /// Motion under gravity alone: earth's mass and J2 to J4, in the rotating frame (Runge-Kutta of

@@ -11,18 +11,12 @@ import numpy as np
 from osgeo import gdal, osr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from maps import system  # noqa: E402
 from products import RFSAR, ProductCase, rfsar  # noqa: E402
 
 gdal.UseExceptions()
 EGM96 = next((f for f in (pathlib.Path(p) / "egm96_15.gtx" for p in (
     os.environ.get("PROJ_DATA", ""), "/usr/share/proj")) if f.exists()), None)
-
-
-def system(text):
-    made = osr.SpatialReference()
-    made.SetFromUserInput(text)
-    made.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
-    return made
 
 
 def undulation(lon, lat):

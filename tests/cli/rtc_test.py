@@ -10,18 +10,12 @@ import numpy as np
 from osgeo import gdal, osr
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from maps import system  # noqa: E402
 from products import RFSAR, ProductCase, rfsar  # noqa: E402
 
 gdal.UseExceptions()
 
 VALID, LAYOVER, SHADOW, OUTSIDE = 1, 2, 4, 8
-
-
-def system(code):
-    made = osr.SpatialReference()
-    made.SetFromUserInput(code)
-    made.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
-    return made
 
 
 class RtcCase(ProductCase):

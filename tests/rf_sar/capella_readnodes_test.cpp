@@ -6,6 +6,7 @@
 #include "sarm/model_area.h"
 #include "sarm/sarm.h"
 #include "support/metadata_trees.h"
+#include "support/record_fields.h"
 #include "support/temporary_folder.h"
 
 #include <boost/property_tree/json_parser.hpp>
@@ -56,36 +57,49 @@ struct CapellaReadnodes : testing::Test {
 TEST_F(CapellaReadnodes, FillsEveryField) {
     const auto record = read();
     ASSERT_TRUE(record);
-    EXPECT_THAT((std::array{record->recordVersion, record->passDirection, record->productGeometry,
-                            record->beamModeClass, record->rangeGeometry}),
-                ElementsAre(0, 2, 3, 1, 2));
+    support::expectFields({RECORD_FIELD(recordVersion, 0),
+                           RECORD_FIELD(passDirection, 2),
+                           RECORD_FIELD(productGeometry, 3),
+                           RECORD_FIELD(beamModeClass, 1),
+                           RECORD_FIELD(rangeGeometry, 2),
+                           RECORD_FIELD(firstLineYear, 2024),
+                           RECORD_FIELD(firstLineMonth, 3),
+                           RECORD_FIELD(firstLineDay, 1),
+                           RECORD_FIELD(firstLineDayOfYear, 61),
+                           RECORD_FIELD(stateVectorFirstTime, 37225.5),
+                           RECORD_FIELD(stateVectorInterval, 2.25),
+                           RECORD_FIELD(semiMajorAxis, 6378137),
+                           RECORD_FIELD(semiMinorAxis, 6378137 * (1 - 1 / 298.257223563)),
+                           RECORD_FIELD(lookDirection, 90),
+                           RECORD_FIELD(incidenceAngleCentre, 33.25),
+                           RECORD_FIELD(wavelength, 0.1),
+                           RECORD_FIELD(adcSamplingRate, 7.5e8),
+                           RECORD_FIELD(totalProcessedRangeBandwidth, 2e8),
+                           RECORD_FIELD(totalProcessedAzimuthBandwidth, 4000),
+                           RECORD_FIELD(sampledPixelSpacing, 0.5),
+                           RECORD_FIELD(sampledLineSpacing, 1.5),
+                           RECORD_FIELD(slantRangeNearEdge, 650000),
+                           RECORD_FIELD(pixelTimeOrdering, 0),
+                           RECORD_FIELD(lineTimeOrdering, 0),
+                           RECORD_FIELD(numberOfStateVectors, 2),
+                           RECORD_FIELD(ephemerisStatus, 0),
+                           RECORD_FIELD(imageWindowValid, 1),
+                           RECORD_FIELD(firstSample, 0),
+                           RECORD_FIELD(lastSample, 1999),
+                           RECORD_FIELD(sampleStep, 1),
+                           RECORD_FIELD(sampleCount, 2000),
+                           RECORD_FIELD(firstLine, 0),
+                           RECORD_FIELD(lastLine, 999),
+                           RECORD_FIELD(lineStep, 1),
+                           RECORD_FIELD(lineCount, 1000)});
     EXPECT_STREQ(record->sensorCode, "F");
-    EXPECT_THAT((std::array{record->firstLineYear, record->firstLineMonth, record->firstLineDay,
-                            record->firstLineDayOfYear}),
-                ElementsAre(2024, 3, 1, 61));
     EXPECT_EQ(record->firstLineTime, 37230.123456789);
     EXPECT_DOUBLE_EQ(record->lastLineTime, 37232.123456789);
     EXPECT_NEAR(record->imageDuration, 2, 1e-11);
-    EXPECT_THAT((std::array{record->stateVectorFirstTime, record->stateVectorInterval}),
-                ElementsAre(37225.5, 2.25));
-    EXPECT_THAT((std::array{record->semiMajorAxis, record->semiMinorAxis}),
-                ElementsAre(6378137, 6378137 * (1 - 1 / 298.257223563)));
-    EXPECT_THAT((std::array{record->lookDirection, record->incidenceAngleCentre, record->wavelength,
-                            record->adcSamplingRate, record->totalProcessedRangeBandwidth,
-                            record->totalProcessedAzimuthBandwidth, record->sampledPixelSpacing,
-                            record->sampledLineSpacing, record->slantRangeNearEdge}),
-                ElementsAre(90, 33.25, 0.1, 7.5e8, 2e8, 4000, 0.5, 1.5, 650000));
-    EXPECT_THAT((std::array{record->pixelTimeOrdering, record->lineTimeOrdering,
-                            record->numberOfStateVectors, record->ephemerisStatus}),
-                ElementsAre(0, 0, 2, 0));
     const double* x = record->stateVectorXPosition.values;
     const double* vz = record->stateVectorZVelocity.values;
     EXPECT_THAT((std::array{x[0], x[1], vz[0], vz[1]}), ElementsAre(1, 7, 6, 12));
     EXPECT_EQ(record->stateVectorYVelocity.count, 2);
-    EXPECT_THAT((std::array{record->imageWindowValid, record->firstSample, record->lastSample,
-                            record->sampleStep, record->sampleCount, record->firstLine,
-                            record->lastLine, record->lineStep, record->lineCount}),
-                ElementsAre(1, 0, 1999, 1, 2000, 0, 999, 1, 1000));
 }
 
 TEST_F(CapellaReadnodes, OneElementDecidesOneField) {

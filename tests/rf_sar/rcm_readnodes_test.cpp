@@ -6,6 +6,7 @@
 #include "sarm/model_area.h"
 #include "sarm/sarm.h"
 #include "support/metadata_trees.h"
+#include "support/record_fields.h"
 #include "support/temporary_folder.h"
 
 #include <boost/property_tree/xml_parser.hpp>
@@ -64,35 +65,48 @@ struct RcmReadnodes : testing::Test {
 
 TEST_F(RcmReadnodes, FillsEveryField) {
     const auto record = read();
-    EXPECT_THAT((std::array{record->recordVersion, record->passDirection, record->productGeometry,
-                            record->beamModeClass, record->rangeGeometry, record->pixelTimeOrdering,
-                            record->lineTimeOrdering}),
-                ElementsAre(0, 2, 3, 1, 2, 1, 0));
-    EXPECT_THAT((std::array{record->firstLineYear, record->firstLineMonth, record->firstLineDay,
-                            record->firstLineDayOfYear}),
-                ElementsAre(2023, 7, 8, 189));
-    EXPECT_THAT((std::array{record->firstLineTime, record->lastLineTime, record->imageDuration,
-                            record->stateVectorFirstTime, record->stateVectorInterval}),
-                ElementsAre(3726, 3732, 6, 3723.000004, 1.5));
-    EXPECT_THAT(
-        (std::array{record->semiMajorAxis, record->semiMinorAxis, record->geodeticTerrainHeight,
-                    record->lookDirection, record->wavelength, record->adcSamplingRate,
-                    record->pulseRepetitionFrequency, record->totalProcessedRangeBandwidth,
-                    record->totalProcessedAzimuthBandwidth, record->rangeWindowCoefficient,
-                    record->azimuthWindowCoefficient, record->sampledPixelSpacing,
-                    record->sampledLineSpacing, record->slantRangeNearEdge}),
-        ElementsAre(6378137, 6356752.25, 45, 90, 0.1, 3e7, 100, 5e7, 1500, 2.9, 0.7, 2, 3, 599802));
-    EXPECT_THAT((std::array{record->rangeWindowType, record->azimuthWindowType}),
-                ElementsAre(2, 1));
+    support::expectFields({RECORD_FIELD(recordVersion, 0),
+                           RECORD_FIELD(passDirection, 2),
+                           RECORD_FIELD(productGeometry, 3),
+                           RECORD_FIELD(beamModeClass, 1),
+                           RECORD_FIELD(rangeGeometry, 2),
+                           RECORD_FIELD(pixelTimeOrdering, 1),
+                           RECORD_FIELD(lineTimeOrdering, 0),
+                           RECORD_FIELD(firstLineYear, 2023),
+                           RECORD_FIELD(firstLineMonth, 7),
+                           RECORD_FIELD(firstLineDay, 8),
+                           RECORD_FIELD(firstLineDayOfYear, 189),
+                           RECORD_FIELD(firstLineTime, 3726),
+                           RECORD_FIELD(lastLineTime, 3732),
+                           RECORD_FIELD(imageDuration, 6),
+                           RECORD_FIELD(stateVectorFirstTime, 3723.000004),
+                           RECORD_FIELD(stateVectorInterval, 1.5),
+                           RECORD_FIELD(semiMajorAxis, 6378137),
+                           RECORD_FIELD(semiMinorAxis, 6356752.25),
+                           RECORD_FIELD(geodeticTerrainHeight, 45),
+                           RECORD_FIELD(lookDirection, 90),
+                           RECORD_FIELD(wavelength, 0.1),
+                           RECORD_FIELD(adcSamplingRate, 3e7),
+                           RECORD_FIELD(pulseRepetitionFrequency, 100),
+                           RECORD_FIELD(totalProcessedRangeBandwidth, 5e7),
+                           RECORD_FIELD(totalProcessedAzimuthBandwidth, 1500),
+                           RECORD_FIELD(rangeWindowCoefficient, 2.9),
+                           RECORD_FIELD(azimuthWindowCoefficient, 0.7),
+                           RECORD_FIELD(sampledPixelSpacing, 2),
+                           RECORD_FIELD(sampledLineSpacing, 3),
+                           RECORD_FIELD(slantRangeNearEdge, 599802),
+                           RECORD_FIELD(rangeWindowType, 2),
+                           RECORD_FIELD(azimuthWindowType, 1),
+                           RECORD_FIELD(numberOfStateVectors, 2),
+                           RECORD_FIELD(stateVectorZPosition.count, 2),
+                           RECORD_FIELD(stateVectorYPosition.values[1], 8),
+                           RECORD_FIELD(stateVectorXVelocity.values[0], 4500),
+                           RECORD_FIELD(imageWindowValid, 1),
+                           RECORD_FIELD(lastSample, 199),
+                           RECORD_FIELD(sampleCount, 200),
+                           RECORD_FIELD(lastLine, 300),
+                           RECORD_FIELD(lineCount, 301)});
     EXPECT_THAT(record->groundToSlantRangeCoefficients, testing::Each(0));
-    EXPECT_THAT((std::array{record->numberOfStateVectors, record->stateVectorZPosition.count}),
-                ElementsAre(2, 2));
-    EXPECT_THAT((std::array{record->stateVectorYPosition.values[1],
-                            record->stateVectorXVelocity.values[0]}),
-                ElementsAre(8, 4500));
-    EXPECT_THAT((std::array{record->imageWindowValid, record->lastSample, record->sampleCount,
-                            record->lastLine, record->lineCount}),
-                ElementsAre(1, 199, 200, 300, 301));
     // The middle of the image is second 9; the second estimate is the first within 1 s of it.
     EXPECT_THAT(record->dopplerCentroid[0].coefficients, ElementsAre(60, 2, 0, 0, 0, 0));
     EXPECT_EQ(record->dopplerCentroid[0].azimuthTime, 3729.5);
