@@ -175,6 +175,15 @@ class BadInput(ProductCase):
         copy.write_text(text.replace("../imagery/", "../../imagery/"), encoding="utf-8")
         self.assertFails(rfsar("info", copy), "leaves the product's folder")
 
+    def test_an_item_that_leaves_its_metadata_file_unnamed_opens(self):
+        product = self.make("capella-geo", lines=64, samples=48)
+        item = product.folder / f"{product.folder.name}.json"
+        whole = rfsar_json("info", item)
+        document = json.loads(item.read_text(encoding="utf-8"))
+        document["assets"]["metadata"]["href"] = ""
+        item.write_text(json.dumps(document), encoding="utf-8")
+        self.assertEqual(rfsar_json("info", item), whole)
+
     def test_missing_and_truncated_images(self):
         product = self.make("radarsat2", lines=200, samples=200)
         layer = "C_HH_MAGNITUDE_1"

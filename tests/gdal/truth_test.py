@@ -190,6 +190,23 @@ class Truth(ProductCase):
                         self.assertNotIn(what, info["exports"])
                         self.assertNotIn(what, subdatasets(dataset))
 
+    def test_a_damaged_table_costs_only_its_own_images(self):
+        quantities = {"Beta": "BETA_NOUGHT_HH", "Sigma": "SIGMA_NOUGHT_HH", "Gamma": "GAMMA_HH"}
+        for family, options in (RCM, RS2, SGF):
+            for damaged, lost in quantities.items():
+                with self.subTest(family=family, options=options, damaged=damaged):
+                    product = self.make(family, lines=64, samples=48, **options,
+                                        name=f"{family} {options} {damaged}")
+                    edit("<gains>[^<]*", "<gains>", f"lut{damaged}*.xml")(product)
+                    exports = json.loads(rfsar("info", product.opened, "--json").stdout)["exports"]
+                    offered = subdatasets(open_product(product.opened))
+                    for layer in quantities.values():
+                        self.assertEqual(layer in exports, layer != lost)
+                        self.assertEqual(layer in offered, layer != lost)
+                        if layer != lost:
+                            power = gdal.Open(named(product.opened, layer)).ReadAsArray()
+                            self.assertGreater(power.max(), 0)
+
     def test_a_map_image_is_compared_with_the_map_that_the_product_states(self):
         product = self.make("capella-geo", lines=64, samples=48)
         shift_map(product)
