@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 #include <gdal_alg.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 

@@ -10,6 +10,7 @@
 
 #include <boost/thread/locks.hpp>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <new>

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <locale>
 
 namespace tolvan::jsonlib {
@@ -74,31 +75,61 @@ void appendWithoutMark(std::string& out, std::string_view number) {
            std::to_string(power - static_cast<long>(fraction.size()));
 }
 
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool startsNumber(std::string_view text) {
+    return text.front() == '-' || isDigit(text.front());
+}
+
+/// The length of the comment, the text, the number or else the character that stands first.
+std::size_t tokenLength(std::string_view text) {
+    std::size_t length = 1;
+    if (text.starts_with("//") || text.starts_with("/*")) {
+        const auto end = text.find(text[1] == '/' ? "\n" : "*/", 2);
+        length = end == text.npos ? text.size() : end + 1;
+    } else if (text.front() == '"') {
+        while (length < text.size() && text[length] != '"')
+            length += text[length] == '\\' ? 2 : 1;
+        length = std::min(length + 1, text.size());
+    } else if (startsNumber(text)) {
+        length = std::min(text.find_first_not_of("0123456789.eE+-", 1), text.size());
+    }
+    return length;
+}
+
 /// The same document without decimal marks, which a locale could read in its own way.
 std::string withoutDecimalMarks(std::string_view text) {
     std::string out;
     out.reserve(text.size() + text.size() / 8);
     while (!text.empty()) {
-        std::size_t length = 1;
-        if (text.starts_with("//") || text.starts_with("/*")) {
-            const auto end = text.find(text[1] == '/' ? "\n" : "*/", 2);
-            length = end == text.npos ? text.size() : end + 1;
-        } else if (text.front() == '"') {
-            while (length < text.size() && text[length] != '"')
-                length += text[length] == '\\' ? 2 : 1;
-            length = std::min(length + 1, text.size());
-        } else if (text.front() == '-' || (text.front() >= '0' && text.front() <= '9')) {
-            length = std::min(text.find_first_not_of("0123456789.eE+-", 1), text.size());
-            if (text.substr(0, length).find('.') != text.npos) {
-                appendWithoutMark(out, text.substr(0, length));
-                text.remove_prefix(length);
-                continue;
-            }
-        }
-        out += text.substr(0, length);
-        text.remove_prefix(length);
+        const std::string_view token = text.substr(0, tokenLength(text));
+        if (startsNumber(token) && token.find('.') != token.npos)
+            appendWithoutMark(out, token);
+        else
+            out += token;
+        text.remove_prefix(token.size());
     }
     return out;
+}
+
+/// Versions of the library take one or another number that JSON does not have: "-", "1.", "1.e5".
+void requireDigits(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view token = text.substr(0, tokenLength(text));
+        const auto mark = startsNumber(token) ? token.find('.') : token.npos;
+        if (token == "-" ||
+            (mark != token.npos && (mark + 1 == token.size() || !isDigit(token[mark + 1]))))
+            throw TolvanLog::Exception("\"" + std::string(token) + "\" is not a number");
+        text.remove_prefix(token.size());
+    }
+}
+
+/// Some versions of the library take numbers beyond all doubles as infinite ones.
+bool isFinite(const Json::Value& value) {
+    return value.type() == Json::realValue ? std::isfinite(value.asDouble())
+                                           : std::all_of(value.begin(), value.end(), isFinite);
 }
 
 std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
@@ -216,6 +247,7 @@ bool Reader::parse(std::string_view text, Value& value, bool keepComments) {
             throw TolvanLog::Exception("holds more than " +
                                        std::to_string(maximumItems) + " values");
         requireUtf8(text);
+        requireDigits(text);
         std::string plain;
         if (!localeReadsFractions())
             text = plain = withoutDecimalMarks(text);
@@ -223,6 +255,8 @@ bool Reader::parse(std::string_view text, Value& value, bool keepComments) {
         const bool accepted =
             makeParser(keepComments)
                 ->parse(text.data(), text.data() + text.size(), document.get(), &errors_);
+        if (accepted && !isFinite(*document))
+            throw TolvanLog::Exception("holds a number greater than any that can be computed with");
         if (accepted)
             value.item_ = document;
         return accepted;

@@ -175,8 +175,17 @@ std::uint32_t hostPixelType(GDALDataType stored, bool signedByte) {
     case GDT_CFloat64:
         return kpxmC128;
     default:
-        return kpxmF64; // Float64 and the 64-bit integers
+        break;
     }
+    // Types that newer releases of GDAL have, and older ones read as one of those above.
+    const std::string_view name = GDALGetDataTypeName(stored);
+    if (name == "Int8")
+        return kpxmS8;
+    if (name == "Float16")
+        return kpxmF32;
+    if (name == "CFloat16")
+        return kpxmC64;
+    return kpxmF64; // Float64 and the 64-bit integers
 }
 
 bool isPixelInterleaved(GDALDatasetH dataset) {
@@ -195,8 +204,9 @@ void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {
     layer.signedByte = stored == GDT_Byte && byteKind && EQUAL(byteKind, "SIGNEDBYTE");
     layer.pixelType = hostPixelType(layer.imaginary ? GDALGetNonComplexDataType(stored) : stored,
                                     layer.signedByte);
-    layer.storedAsIs =
-        !layer.imaginary && stored != GDT_CInt32 && stored != GDT_UInt64 && stored != GDT_Int64;
+    layer.storedAsIs = !layer.imaginary && stored != GDT_UInt64 && stored != GDT_Int64 &&
+                       static_cast<int>(kpxm::pixelSize(layer.pixelType)) ==
+                           GDALGetDataTypeSizeBytes(stored);
     layer.interleaved = isPixelInterleaved(dataset);
     layer.width = GDALGetRasterBandXSize(band);
     layer.height = GDALGetRasterBandYSize(band);

@@ -1,6 +1,7 @@
 #include "kimg/tiff_writer.h"
 
 #include "kimg/dataset_session.h"
+#include "kimg/failed_writes.h"
 #include "kimg/gdal_session.h"
 #include "kimg/new_file.h"
 
@@ -87,6 +88,7 @@ struct TiffWriter::Session {
 
 TiffWriter::TiffWriter(const std::string& path, const TiffLayout& layout) {
     registerDrivers();
+    hearFailedWrites();
     session_ = std::make_unique<Session>(path);
     constexpr std::uint32_t longestSide = std::numeric_limits<int>::max();
     if (layout.width == 0 || layout.height == 0 || layout.width > longestSide ||

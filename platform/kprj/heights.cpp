@@ -75,16 +75,31 @@ PjPtr onDegrees(kprj::Session& in, const std::string& text) {
     return both;
 }
 
-/// The grids that PROJ would need for the way it likes best, and does not find.
-std::string missingGrids(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
+/// The ways that PROJ knows, the one it likes best first, without those that pass heights through.
+kprj::PjListPtr waysBetween(PJ_CONTEXT* context, const PJ* from, const PJ* to,
+                            PROJ_GRID_AVAILABILITY_USE grids) {
     const std::unique_ptr<PJ_OPERATION_FACTORY_CONTEXT, FactoryDeleter> factory(
         proj_create_operation_factory_context(context, nullptr));
-    proj_operation_factory_context_set_grid_availability_use(context, factory.get(),
-                                                             PROJ_GRID_AVAILABILITY_IGNORED);
+    proj_operation_factory_context_set_grid_availability_use(context, factory.get(), grids);
     proj_operation_factory_context_set_allow_ballpark_transformations(context, factory.get(), 0);
     proj_operation_factory_context_set_spatial_criterion(
         context, factory.get(), PROJ_SPATIAL_CRITERION_PARTIAL_INTERSECTION);
-    const kprj::PjListPtr ways(proj_create_operations(context, from, to, factory.get()));
+    return kprj::PjListPtr(proj_create_operations(context, from, to, factory.get()));
+}
+
+/// Newer releases of PROJ make a transformation too where every way lacks its grid, and fail when
+/// it is used.
+bool hasGridsOfAWay(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
+    const auto ways = waysBetween(context, from, to,
+                                  proj_context_is_network_enabled(context)
+                                      ? PROJ_GRID_AVAILABILITY_KNOWN_AVAILABLE
+                                      : PROJ_GRID_AVAILABILITY_DISCARD_OPERATION_IF_MISSING_GRID);
+    return ways && proj_list_get_count(ways.get()) > 0;
+}
+
+/// The grids that PROJ would need for the way it likes best, and does not find.
+std::string missingGrids(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
+    const auto ways = waysBetween(context, from, to, PROJ_GRID_AVAILABILITY_IGNORED);
     std::string names;
     if (!ways || proj_list_get_count(ways.get()) == 0)
         return names;
@@ -143,7 +158,7 @@ std::unique_ptr<KprjHeightZero> KprjHeightZero::create(const std::string& system
         const char* const options[] = {"ALLOW_BALLPARK=NO", nullptr};
         const PjPtr way(
             proj_create_crs_to_crs_from_pj(context, from.get(), to.get(), nullptr, options));
-        if (way)
+        if (way && hasGridsOfAWay(context, from.get(), to.get()))
             made->transformation.reset(proj_normalize_for_visualization(context, way.get()));
         if (!made->transformation) {
             const std::string grids = missingGrids(context, from.get(), to.get());

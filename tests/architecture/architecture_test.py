@@ -23,6 +23,7 @@ PLATFORM_HEADERS = {p.name for p in (ROOT / "platform").glob("*.h")}
 # One door per foreign library: the folders that may include its headers.
 DOORS = {
     r"(gdal|ogr|cpl)[a-z_]*\.h": ("platform/kimg", "platform/kfio", "hosts/gdal"),
+    r"tiff[a-z]*\.h": ("platform/kimg",),
     r"proj(_[a-z]+)?\.h": ("platform/kprj",),
     r"expat\.h": ("platform/lmx", "platform/kfio"),
     r"libxml/.*|re2/.*|boost/multiprecision/.*": ("platform/lmx",),

@@ -82,7 +82,7 @@ TEST(Json, NumbersAreTheSameInEveryLocale) {
         EXPECT_EQ(parsed(std::string("[\"1.5\\\"\", /* \" */ ") + text + "] // \" 1.5")[1].asDouble(),
                   value)
             << text;
-    for (const char* wrong : {"[1.]", "[1.5.5]", "[1e5.5]", "[1,5"})
+    for (const char* wrong : {"[1.]", "[1.e5]", "[1e]", "[-]", "[1.5.5]", "[1e5.5]", "[1,5"})
         complaint(wrong);
     std::locale::global(before);
 }

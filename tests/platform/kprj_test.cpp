@@ -69,6 +69,10 @@ TEST(Kprj, SpheroidsByNameHaveThePublishedAxes) {
 
 TEST(Kprj, NamedPartsMakeTheGeographicProjectionAndContradictionsDoNot) {
     const KprjProjectionPtr known = projection("EPSG:4326");
+    // Later releases of PROJ list one realization more. Products say the same with every release.
+    const std::string later = "        MEMBER[\"World Geodetic System 1984 (G2296)\"],\n";
+    if (const auto at = known->wkt.find(later); at != known->wkt.npos)
+        known->wkt.erase(at, later.size());
     expectSame(*KprjProjectionPtr(kprj_GeographicWgs84(nullptr)), *known);
     const auto parameters84 = kprj_ProParametersCreateByName("Geographic (Lat/Lon)", nullptr);
     KPRJ_SPHEROID spheroid84{};

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <ogr_srs_api.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 

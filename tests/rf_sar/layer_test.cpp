@@ -10,8 +10,9 @@
 
 #include <gmock/gmock.h>
 
-#include <stdexcept>
+#include <algorithm>
 #include <barrier>
+#include <stdexcept>
 #include <thread>
 
 namespace {

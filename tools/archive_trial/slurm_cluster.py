@@ -3,6 +3,7 @@
 import getpass
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -88,6 +89,9 @@ class SlurmCluster:
         (self.folder / "slurm.conf").write_text(CONFIGURATION.format(
             host=host, node=host, folder=self.folder, cpus=self.cpus, user=getpass.getuser(),
             controller_port=free_port(), node_port=free_port()))
+        version = re.search(r"(\d+)\.", self.run("slurmd", "-V"))
+        if int(version[1]) >= 24:  # older ones ask for no control groups, and refuse the word
+            (self.folder / "cgroup.conf").write_text("CgroupPlugin=disabled\n")
         self.start_process("munged", "--foreground", "--force", "--key-file",
                            self.folder / "munge.key", "--socket", self.folder / "munge.socket",
                            "--pid-file", self.folder / "munged.pid", "--log-file",

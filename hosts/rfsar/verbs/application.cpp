@@ -3,6 +3,7 @@
 #include "loader/plugin.h"
 #include "output/interruption.h"
 #include "verbs/archive_verbs.h"
+#include "verbs/help_text.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -45,6 +46,7 @@ int parse(std::vector<std::string> arguments);
 class CommandLine {
 public:
     CommandLine() : app(description, "rfsar") {
+        app.formatter(std::make_shared<HelpText>());
         app.set_version_flag("--version", std::string("rfsar ") + RF_SAR_VERSION);
         app.require_subcommand(1);
         app.fallthrough();

@@ -6,6 +6,7 @@
 #include <GeographicLib/Geocentric.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <numbers>
 #include <random>

@@ -25,6 +25,9 @@ public:
                    {"FAR_RANGE_INCIDENCE_ANGLE",
                     "imageGenerationParameters/sarProcessingInformation/"
                     "incidenceAngleFarRange"},
+                   {"GEODETIC_TERRAIN_HEIGHT",
+                    "imageAttributes/geographicInformation/referenceEllipsoidParameters/"
+                    "geodeticTerrainHeight"},
                    {"LINE_SPACING", "imageAttributes/rasterAttributes/sampledLineSpacing"},
                    {"NEAR_RANGE_INCIDENCE_ANGLE",
                     "imageGenerationParameters/sarProcessingInformation/"

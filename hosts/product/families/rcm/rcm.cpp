@@ -3,6 +3,8 @@
 #include "product/families/rcm/rcm_bursts.h"
 #include "product/families/xml_product.h"
 
+#include <algorithm>
+
 namespace product {
 namespace {
 
