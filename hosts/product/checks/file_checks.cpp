@@ -1,0 +1,54 @@
+#include "product/checks/file_checks.h"
+
+#include "kfio/kfio.h"
+#include "kfio/virtual_files.h"
+
+#include <set>
+
+namespace product {
+namespace {
+
+/// The files that a product names, each once, in the order in which it matters.
+std::vector<std::string> namedFiles(const OpenedProduct& opened) {
+    const StatedProduct& stated = opened.stated();
+    std::vector<std::string> names;
+    for (const ProductImage& image : imagesToCheck(opened))
+        names.push_back(image.file);
+    for (const CalibrationTable& table : stated.calibrationTables())
+        names.push_back(table.file);
+    for (const NoiseTable& table : stated.noiseTables())
+        names.push_back(table.file);
+    names.push_back(stated.incidenceFile());
+    std::set<std::string> seen = {""}; // what the document holds itself
+    std::erase_if(names, [&](const std::string& name) { return !seen.insert(name).second; });
+    return names;
+}
+
+/// @return what is wrong with a file; empty when nothing is.
+std::string faultOf(const std::string& file) {
+    const kfio::FileState state = kfio::fileState(file);
+    if (!state.exists)
+        return "is missing";
+    if (!state.isRegularFile)
+        return "is not a file";
+    if (!state.isReadable)
+        return "may not be read";
+    return state.size == 0 ? "is empty" : kfio::faultInArchive(file);
+}
+
+} // namespace
+
+void checkFiles(const OpenedProduct& opened, Findings& findings) {
+    const auto files = namedFiles(opened);
+    std::size_t good = 0;
+    for (const std::string& file : files) {
+        const std::string fault = faultOf(file);
+        if (fault.empty())
+            ++good;
+        else
+            findings.add(Verdict::fail, file + " " + fault);
+    }
+    findings.addWhenAll(good, files.size(), "files that the product names are there");
+}
+
+} // namespace product

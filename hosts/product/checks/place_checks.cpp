@@ -1,0 +1,145 @@
+#include "product/checks/place_checks.h"
+
+#include "product/bursts/burst_record.h"
+#include "product/checks/ground_checks.h"
+#include "product/checks/line_times.h"
+
+#include "kfio/kfio.h"
+#include "kfnp/kfnp.h"
+
+#include <algorithm>
+
+namespace product {
+namespace {
+
+constexpr double warnPixels = 1; ///< above, what places the image disagrees with the product
+constexpr double failPixels = 10;
+
+void addResiduals(const char* against, const Residuals& residuals, Findings& findings) {
+    if (residuals.points + residuals.unanswered == 0)
+        return;
+    Verdict verdict = Verdict::ok;
+    if (residuals.worst() > failPixels || residuals.points == 0)
+        verdict = Verdict::fail;
+    else if (residuals.worst() > warnPixels || residuals.unanswered > 0)
+        verdict = Verdict::warn;
+    findings.add(verdict, against + residuals.text());
+}
+
+/// Bursts: the model of the common grid against the product's tie points, each burst's own against
+/// those in its images.
+void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
+    const auto locator = [&](const GridPart& part) {
+        return Locator(std::make_shared<const Place>(placeOf(opened, part, opened.name())));
+    };
+    addResiduals("sensor model of the common grid against the product's tie points, ",
+                 againstTiePoints(locator(wholeGrid(opened.stated())), opened.stated()), findings);
+    Residuals worst;
+    for (const ProductImage& image : opened.burstImages()) {
+        if (!image.samples())
+            continue; // told by the files' check
+        const Residuals found = againstImageTies(locator(partOf(*image.burst)), image.file);
+        if (found.worst() > warnPixels || found.unanswered > 0)
+            addResiduals(("sensor model of burst " + image.burst->name() +
+                          " against the tie points in " + kfnp::lastComponent(image.file) + ", ")
+                             .c_str(),
+                         found, findings);
+        else if (found.points > 0 && found.worst() >= worst.worst())
+            worst = found;
+    }
+    addResiduals("sensor models of bursts against the tie points in their images, at worst ", worst,
+                 findings);
+}
+
+} // namespace
+
+void checkModel(const OpenedProduct& opened, Findings& findings) {
+    if (const std::string remark = modelRemark(opened.stated().facts()); !remark.empty())
+        return findings.add(Verdict::warn, remark);
+    std::string remarks;
+    try {
+        if (opened.hasBursts()) { // the plug-in's record takes the first of them for the whole
+            static_cast<void>(transformOf(opened, wholeGrid(opened.stated())));
+            for (const StatedBurst& burst : opened.stated().bursts())
+                static_cast<void>(transformOf(opened, partOf(burst)));
+        } else {
+            static_cast<void>(opened.product.node(":SAR_Metadata", remarks));
+        }
+    } catch (const loader::Error& error) {
+        return findings.add(Verdict::warn, error.what());
+    }
+    if (remarks.empty())
+        findings.add(Verdict::ok, "the product has a SAR model");
+    else if (!opened.stated().hasOwnModel())
+        findings.add(Verdict::warn, remarks);
+}
+
+void checkOwnModel(const OpenedProduct& opened, Findings& findings) {
+    if (!opened.stated().hasOwnModel())
+        return;
+    try {
+        static_cast<void>(opened.stated().ownModel());
+        findings.add(Verdict::ok, "the product has a polar-format sensor model");
+    } catch (const loader::Error& error) {
+        findings.add(Verdict::warn, error.what());
+    }
+}
+
+/// The model, or the image's own georeferencing, against what else the product states.
+void checkGround(const OpenedProduct& opened, Findings& findings) {
+    try {
+        if (opened.hasBursts())
+            return checkBurstGround(opened, findings);
+        if (opened.layerNames().empty())
+            return;
+        const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
+        const Locator locator(opened, layer);
+        const PlaceSource source = locator.place()->source;
+        const std::string who = source == PlaceSource::model       ? "sensor model"
+                                : source == PlaceSource::functions ? "rational functions"
+                                                                   : "image's georeferencing";
+        addResiduals((who + " against the product's tie points, ").c_str(),
+                     againstTiePoints(locator, opened.stated()), findings);
+        for (const StatedImage& image : opened.stated().facts().images) {
+            const std::string& file = image.file;
+            if (!kfio::fileState(file).exists)
+                continue; // told by the files' check
+            const std::string name = kfnp::lastComponent(file);
+            if (source == PlaceSource::model)
+                addResiduals((who + " against the tie points in " + name + ", ").c_str(),
+                             againstImageTies(locator, file), findings);
+            addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),
+                         againstStatedMap(opened.stated(), file), findings);
+        }
+    } catch (const std::exception& error) {
+        findings.add(Verdict::warn, error.what());
+    }
+}
+
+/// Both readings of line times that are known to be late, whichever places the image.
+void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
+    const auto& nodes = opened.nodeNames();
+    if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
+        return;
+    try {
+        if (const auto found = lineTimeResiduals(opened))
+            findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
+    } catch (const loader::Error&) {
+        // told by the model's check
+    }
+}
+
+void checkRpc(const OpenedProduct& opened, Findings& findings) {
+    try {
+        const RpcResiduals found = ownRpcAgainstTiePoints(opened.stated());
+        addResiduals(found.earlierOrder
+                         ? "rational functions, whose coefficients stand in the earlier order "
+                           "(RPC00A), against the tie points, "
+                         : "rational functions against the tie points, ",
+                     found.residuals, findings);
+    } catch (const loader::Error& error) {
+        findings.add(Verdict::fail, error.what());
+    }
+}
+
+} // namespace product
