@@ -9,7 +9,7 @@ import unittest
 import unittest.mock
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import ProductCase, rfsar  # noqa: E402
+from products import ProductCase, rfsar, rfsar_json  # noqa: E402
 
 # The places of RPC00B's terms in RPC00A, the order in which some early products list them.
 EARLIER = (0, 1, 2, 3, 4, 5, 6, 8, 9, 10, 7, 11, 14, 17, 12, 15, 18, 13, 16, 19)
@@ -84,6 +84,75 @@ class Checks(ProductCase):
         self.edit(product, r"<samplesPerLine>64<", "<samplesPerLine>65<")
         self.assertIn("has 64 x 64 pixels, the product states 65 x 64",
                       self.check(product)["fail sizes"])
+
+    def edit_json(self, product, change):
+        document = next(product.folder.glob("*_extended.json"))
+        content = json.loads(document.read_text("utf-8"))
+        change(content["collect"])
+        document.write_text(json.dumps(content), "utf-8")
+
+    def test_a_geometry_that_contradicts_itself_is_told(self):
+        def set_in(path, change):
+            def edit(collect):
+                *parents, last = path
+                for name in parents:
+                    collect = collect[name]
+                collect[last] = change(collect[last])
+            return edit
+
+        def vectors(member, factor, offset):
+            def edit(collect):
+                all_ = collect["state"]["state_vectors"]
+                for vector in all_ if member == "velocity" else all_[-1:]:
+                    vector[member] = [factor * x + offset for x in vector[member]]
+            return edit
+
+        geometry = ("image", "image_geometry")
+        cases = [("left for right", set_in(("radar", "pointing"), lambda was: "left"), "fail middle",
+                  "m from where the product states it"),
+                 ("the range", set_in((*geometry, "range_to_first_sample"), lambda m: m + 1000),
+                  "fail middle", "samples)"),
+                 ("the spacing", set_in((*geometry, "delta_range_sample"), lambda m: 2 * m),
+                  "fail middle", "samples)"),
+                 ("backwards", vectors("velocity", -1, 0), "warn orbit", "miss each other by"),
+                 ("one vector", vectors("position", 1, 600), "warn orbit", "state vectors disagree"),
+                 ("a frame", set_in(("state", "coordinate_system", "type"), lambda was: "eci"),
+                  "warn words", '"eci", which is unknown; known is "ecef"'),
+                 ("a side", set_in(("radar", "pointing"), lambda was: "starboard"), "warn words",
+                  'collect/radar/pointing says "starboard"')]
+        for what, change, finding, sentence in cases:
+            with self.subTest(what):
+                product = self.make("capella-slc", lines=100, samples=90, name=what.replace(" ", "_"))
+                self.assertEqual(self.check(product), {})
+                self.edit_json(product, change)
+                self.assertIn(sentence, self.check(product).get(finding, ""))
+                # whoever describes the product learns it too
+                self.assertIn(sentence, "\n".join(rfsar_json("info", product.opened)["warnings"]))
+        for family, image in (("capella-geo", {}), ("capella-grd", {}),
+                              ("capella-slc", {"image_geometry": "pfa"})):
+            with self.subTest(family=family, **image):  # nothing healthy is warned of
+                product = self.make(family, lines=101, samples=90, name=family + " well", **image)
+                self.assertEqual(self.check(product), {})
+
+    def test_words_that_no_reader_knows_are_told(self):
+        product = self.make("rcm", lines=100, samples=90)
+        self.edit(product, r"<antennaPointing>Right", "<antennaPointing>right-side")
+        self.edit(product, r"<lineTimeOrdering>(\w+)<", r"<lineTimeOrdering> \1 <")
+        found = rfsar("check", product.opened).stdout
+        for sentence in (str(product.opened) + ": sourceAttributes/radarParameters/antennaPointing "
+                         'says "right-side", which is unknown; known is "Left", "Right"',
+                         'lineTimeOrdering says " '):
+            self.assertIn(sentence, found)
+
+    def test_rational_functions_stand_in_for_missing_tie_points(self):
+        product = self.make("rcm", lines=100, samples=90)
+        self.edit(product, r"(?s)<geolocationGrid>.*</geolocationGrid>", "")
+        found = rfsar("check", product.opened).stdout
+        self.assertIn("ok    ground       sensor model against the product's rational functions",
+                      found)
+        self.edit(product, r"<lineOffset[^>]*>([^<]*)<",
+                  lambda m: m[0].replace(m[1], str(float(m[1]) + 30)))
+        self.assertIn("line rms 30.", self.check(product)["fail ground"])
 
 
 if __name__ == "__main__":

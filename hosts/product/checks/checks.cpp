@@ -6,6 +6,7 @@
 #include "product/checks/place_checks.h"
 #include "product/checks/table_checks.h"
 #include "product/checks/time_checks.h"
+#include "product/families/document_text.h"
 
 #include <algorithm>
 
@@ -18,6 +19,35 @@ void checkTimes(const OpenedProduct& opened, Findings& findings) {
         findings.add(Verdict::warn, sentence);
     if (found.empty())
         findings.add(Verdict::ok, "times are in order");
+}
+
+void checkOrbit(const OpenedProduct& opened, Findings& findings) {
+    const StatedTimes times = opened.stated().times();
+    const auto found = orbitContradictions(times);
+    for (const std::string& sentence : found)
+        findings.add(Verdict::warn, sentence);
+    if (found.empty() && times.vectors.size() > 1)
+        findings.add(Verdict::ok, "positions and velocities of the orbit agree");
+}
+
+/// A reader takes an unknown word for one of the known ones.
+void checkWords(const OpenedProduct& opened, Findings& findings) {
+    const std::vector<StatedWord> words = opened.stated().words();
+    std::size_t good = 0;
+    for (const StatedWord& stated : words) {
+        if (std::any_of(stated.known.begin(), stated.known.end(), [&](std::string_view known) {
+                return lowerCase(std::string(known)) == lowerCase(stated.word);
+            })) {
+            ++good;
+            continue;
+        }
+        std::string known;
+        for (const std::string_view word : stated.known)
+            known += (known.empty() ? "\"" : ", \"") + std::string(word) + '"';
+        findings.add(Verdict::warn, stated.file + ": " + stated.path + " says \"" + stated.word +
+                                        "\", which is unknown; known is " + known);
+    }
+    findings.addWhenAll(good, words.size(), "words on sides, directions and orders are known");
 }
 
 void checkBursts(const OpenedProduct& opened, Findings& findings) {
@@ -38,19 +68,14 @@ struct Check {
 };
 /// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles, false},
-    {"layers", checkLayers, false},
-    {"model", checkModel, false},
-    {"grid", checkOwnModel, true},
-    {"sizes", checkSizes, true},
-    {"types", checkTypes, true},
-    {"poles", checkPolarizations, true},
-    {"times", checkTimes, true},
-    {"bursts", checkBursts, true},
-    {"bursts", checkBurstImages, false},
-    {"ground", checkGround, false},
-    {"linetimes", checkLineTimes, false},
-    {"rpc", checkRpc, false},
+    {"files", checkFiles, false},         {"layers", checkLayers, false},
+    {"words", checkWords, true},          {"model", checkModel, false},
+    {"grid", checkOwnModel, true},        {"sizes", checkSizes, true},
+    {"types", checkTypes, true},          {"poles", checkPolarizations, true},
+    {"times", checkTimes, true},          {"orbit", checkOrbit, true},
+    {"bursts", checkBursts, true},        {"bursts", checkBurstImages, false},
+    {"middle", checkMiddle, true},        {"ground", checkGround, false},
+    {"linetimes", checkLineTimes, false}, {"rpc", checkRpc, false},
     {"calibration", checkTables, true},
 };
 

@@ -8,6 +8,10 @@
 #include "kfnp/kfnp.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <iomanip>
+#include <sstream>
 
 namespace product {
 namespace {
@@ -24,6 +28,13 @@ void addResiduals(const char* against, const Residuals& residuals, Findings& fin
     else if (residuals.worst() > warnPixels || residuals.unanswered > 0)
         verdict = Verdict::warn;
     findings.add(verdict, against + residuals.text());
+}
+
+void addRpc(const std::string& what, const RpcResiduals& found, Findings& findings) {
+    const char* order = found.earlierOrder
+                            ? ", the functions' coefficients stand in the earlier order (RPC00A), "
+                            : ", ";
+    addResiduals((what + order).c_str(), found.residuals, findings);
 }
 
 /// Bursts: the model of the common grid against the product's tie points, each burst's own against
@@ -70,6 +81,8 @@ void checkModel(const OpenedProduct& opened, Findings& findings) {
     }
     if (remarks.empty())
         findings.add(Verdict::ok, "the product has a SAR model");
+    else if (opened.stated().acquisition().geometry == "map")
+        findings.add(Verdict::ok, "the image is a map and needs no SAR model");
     else if (!opened.stated().hasOwnModel())
         findings.add(Verdict::warn, remarks);
 }
@@ -95,6 +108,10 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
         const loader::Layer layer = opened.product.openLayer(opened.layerNames().at(0));
         const Locator locator(opened, layer);
         const PlaceSource source = locator.place()->source;
+        if (source == PlaceSource::model && opened.stated().tiePoints().empty())
+            addRpc("sensor model against the product's rational functions",
+                   againstOwnRpc(locator, opened.stated(), layer.width(), layer.height()),
+                   findings);
         const std::string who = source == PlaceSource::model       ? "sensor model"
                                 : source == PlaceSource::functions ? "rational functions"
                                                                    : "image's georeferencing";
@@ -111,9 +128,51 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
             addResiduals(("map coordinates in " + name + " against the product's, ").c_str(),
                          againstStatedMap(opened.stated(), file), findings);
         }
-    } catch (const std::exception& error) {
+    } catch (const loader::Error& error) {
         findings.add(Verdict::warn, error.what());
     }
+}
+
+/// One pixel, so that it is looked at whenever a product is described.
+void checkMiddle(const OpenedProduct& opened, Findings& findings) {
+    const auto middle = opened.stated().middle();
+    if (!middle || opened.layerNames().empty())
+        return;
+    std::optional<Locator> locator;
+    std::uint32_t width = 0, height = 0;
+    try {
+        const loader::Layer layer = opened.product.openLayer(opened.layerNames().front());
+        width = layer.width();
+        height = layer.height();
+        locator.emplace(opened, layer);
+    } catch (const loader::Error&) {
+        return; // told by the layers' and the ground's check
+    }
+    if (locator->place()->source != PlaceSource::model) {
+        // A map holds its scene, not necessarily in its middle.
+        std::array<KxfrPixel, 1> at{};
+        locator->toImage(std::array{KxfrMapPoint{middle->lonDeg, middle->latDeg, middle->heightM}},
+                         at);
+        if (!(at[0].sample >= -0.5 && at[0].sample < width - 0.5 && at[0].line >= -0.5 &&
+              at[0].line < height - 0.5))
+            findings.add(Verdict::warn, "the place that the product states for the middle of its "
+                                        "scene is not in the image");
+        return;
+    }
+    const PointMiss miss = againstPoint(*locator, *middle);
+    const double pixels = std::max(std::abs(miss.lines), std::abs(miss.samples));
+    std::ostringstream sentence;
+    sentence << std::fixed << std::setprecision(3) << "sensor model puts the image's middle pixel "
+             << miss.groundM << " m from where the product states it";
+    if (std::isfinite(pixels))
+        sentence << " (" << std::abs(miss.lines) << " lines, " << std::abs(miss.samples)
+                 << " samples)";
+    else
+        sentence << ", where it has no pixel";
+    findings.add(pixels <= warnPixels   ? Verdict::ok
+                 : pixels <= failPixels ? Verdict::warn
+                                        : Verdict::fail,
+                 sentence.str());
 }
 
 /// Both readings of line times that are known to be late, whichever places the image.
@@ -131,12 +190,8 @@ void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
 
 void checkRpc(const OpenedProduct& opened, Findings& findings) {
     try {
-        const RpcResiduals found = ownRpcAgainstTiePoints(opened.stated());
-        addResiduals(found.earlierOrder
-                         ? "rational functions, whose coefficients stand in the earlier order "
-                           "(RPC00A), against the tie points, "
-                         : "rational functions against the tie points, ",
-                     found.residuals, findings);
+        addRpc("rational functions against the tie points", ownRpcAgainstTiePoints(opened.stated()),
+               findings);
     } catch (const loader::Error& error) {
         findings.add(Verdict::fail, error.what());
     }

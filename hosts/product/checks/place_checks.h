@@ -10,6 +10,7 @@ void checkModel(const OpenedProduct& opened, Findings& findings);
 void checkOwnModel(const OpenedProduct& opened, Findings& findings);
 void checkGround(const OpenedProduct& opened, Findings& findings);
 void checkLineTimes(const OpenedProduct& opened, Findings& findings);
+void checkMiddle(const OpenedProduct& opened, Findings& findings);
 void checkRpc(const OpenedProduct& opened, Findings& findings);
 
 } // namespace product
