@@ -68,14 +68,23 @@ struct Check {
 };
 /// Each adds its findings; none when there is nothing to check.
 constexpr Check checks[] = {
-    {"files", checkFiles, false},         {"layers", checkLayers, false},
-    {"words", checkWords, true},          {"model", checkModel, false},
-    {"grid", checkOwnModel, true},        {"sizes", checkSizes, true},
-    {"types", checkTypes, true},          {"poles", checkPolarizations, true},
-    {"times", checkTimes, true},          {"orbit", checkOrbit, true},
-    {"bursts", checkBursts, true},        {"bursts", checkBurstImages, false},
-    {"middle", checkMiddle, true},        {"ground", checkGround, false},
-    {"linetimes", checkLineTimes, false}, {"rpc", checkRpc, false},
+    {"files", checkFiles, false},
+    {"layers", checkLayers, false},
+    {"extent", checkExtent, false},
+    {"words", checkWords, true},
+    {"model", checkModel, false},
+    {"grid", checkOwnModel, true},
+    {"sizes", checkSizes, true},
+    {"types", checkTypes, true},
+    {"poles", checkPolarizations, true},
+    {"times", checkTimes, true},
+    {"orbit", checkOrbit, true},
+    {"bursts", checkBursts, true},
+    {"bursts", checkBurstImages, false},
+    {"middle", checkMiddle, true},
+    {"ground", checkGround, false},
+    {"linetimes", checkLineTimes, false},
+    {"rpc", checkRpc, false},
     {"calibration", checkTables, true},
 };
 

@@ -27,6 +27,22 @@ std::vector<std::string> nameContradictions(const OpenedProduct& opened) {
     return found;
 }
 
+/// Layers of detected images open whatever an image holds besides; that it has no samples of a
+/// known form is told once, by the layer that does not open or else here.
+void tellImagesWithoutForm(const OpenedProduct& opened, Findings& findings) {
+    for (const ProductImage& image : opened.images()) {
+        const std::string layer = opened.layerOf(image);
+        if (image.samples() || layer.empty())
+            continue;
+        try {
+            static_cast<void>(opened.product.openLayer(layer));
+        } catch (const loader::Error&) {
+            continue; // told by the layers' check
+        }
+        findings.add(Verdict::fail, image.fault());
+    }
+}
+
 /// Looks at the images that open; the others are the layers' check's to tell.
 template <class Contradiction>
 void checkImages(const OpenedProduct& opened, const std::string& areRight,
@@ -58,6 +74,9 @@ std::string wrongSize(const ImageClaims& stated, const ProductImage& image) {
 
 void checkLayers(const OpenedProduct& opened, Findings& findings) {
     const auto& names = opened.layerNames();
+    if (names.empty() && opened.stated().facts().polarizations.empty())
+        findings.add(Verdict::fail,
+                     opened.name() + ": lists no polarizations, so that it has no layers");
     std::size_t good = 0;
     for (const std::string& name : names)
         try {
@@ -95,6 +114,32 @@ void checkTypes(const OpenedProduct& opened, Findings& findings) {
             return typeContradiction(stated, image.samples()->form());
         },
         findings);
+    tellImagesWithoutForm(opened, findings);
+    if (!stated.isComplex.value_or(true))
+        for (const ProductImage& image : opened.images())
+            if (const ImageSamples* samples = image.samples(); samples && !samples->isComplex() &&
+                                                               samples->form().isSigned &&
+                                                               !samples->form().isFloating)
+                findings.add(Verdict::warn, image.file +
+                                                " holds integers with a sign, which samples of a "
+                                                "detected product do not have");
+}
+
+void checkExtent(const OpenedProduct& opened, Findings& findings) {
+    std::size_t good = 0, total = 0;
+    for (const ProductImage& image : imagesToCheck(opened)) {
+        if (!image.samples())
+            continue;
+        ++total;
+        if (const std::uint64_t missing = image.samples()->missingBytes())
+            findings.add(Verdict::fail, image.file + " was cut: its image reaches " +
+                                            std::to_string(missing) +
+                                            " bytes beyond the file's end; copy or download it "
+                                            "again");
+        else
+            ++good;
+    }
+    findings.addWhenAll(good, total, "images end where their files do, or before");
 }
 
 void checkBurstImages(const OpenedProduct& opened, Findings& findings) {

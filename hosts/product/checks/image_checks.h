@@ -10,6 +10,8 @@ void checkLayers(const OpenedProduct& opened, Findings& findings);
 void checkPolarizations(const OpenedProduct& opened, Findings& findings);
 void checkSizes(const OpenedProduct& opened, Findings& findings);
 void checkTypes(const OpenedProduct& opened, Findings& findings);
+/// Cut files, which their blocks' places and sizes tell.
+void checkExtent(const OpenedProduct& opened, Findings& findings);
 void checkBurstImages(const OpenedProduct& opened, Findings& findings);
 
 } // namespace product

@@ -4,7 +4,6 @@
 #include "product/checks/ground_checks.h"
 #include "product/checks/line_times.h"
 
-#include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 
 #include <algorithm>
@@ -117,10 +116,10 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
                                                                    : "image's georeferencing";
         addResiduals((who + " against the product's tie points, ").c_str(),
                      againstTiePoints(locator, opened.stated()), findings);
-        for (const StatedImage& image : opened.stated().facts().images) {
+        for (const ProductImage& image : opened.images()) {
             const std::string& file = image.file;
-            if (!kfio::fileState(file).exists)
-                continue; // told by the files' check
+            if (!image.samples())
+                continue; // told by the files' and the types' check
             const std::string name = kfnp::lastComponent(file);
             if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
