@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -25,10 +26,17 @@ def shown_in_documents(source):
     return text.split("\n", 1)[1] if text.startswith("// SPDX") else text
 
 
+# What the C++ library says of a mistake in the program; no user is to read it.
+DEFECT = re.compile(r"\b_M_\w+|\bstd::|\bbasic_string|bad_optional|bad_variant|\bmap::at")
+
+
 def rfsar(*arguments, stdin=None, binary=False):
     """Runs rfsar; returns the finished process with its texts."""
-    return subprocess.run([RFSAR, *map(str, arguments)], input=stdin, capture_output=True,
+    done = subprocess.run([RFSAR, *map(str, arguments)], input=stdin, capture_output=True,
                           errors=None if binary else "surrogateescape", timeout=120, check=False)
+    if not binary and (defect := DEFECT.search(done.stdout + done.stderr)):
+        raise AssertionError(f"{defect[0]}: {done.stdout}{done.stderr}")
+    return done
 
 
 def rfsar_json(*arguments):

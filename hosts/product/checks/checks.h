@@ -2,6 +2,8 @@
 
 #include "product/opened_product.h"
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,5 +35,14 @@ std::string modelRemark(const ProductFacts& facts);
 /// cannot be made fails.
 /// @throws loader::Error when the product's documents cannot be read.
 std::vector<Finding> runChecks(const OpenedProduct& opened);
+
+/// Called with how many of all lines are read; may throw to end the work.
+using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
+
+/// Reads every sample of every image that opens.
+/// @return what is wrong: parts that cannot be read, negative samples in detected images, samples
+///         that are no finite numbers, members of archives that are not what was put in.
+/// @throws loader::Error when the product's documents cannot be read.
+std::vector<Finding> readImages(const OpenedProduct& opened, const ReadProgress& progress);
 
 } // namespace product

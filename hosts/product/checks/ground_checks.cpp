@@ -80,6 +80,14 @@ Residuals compare(const sarm::Rpc& rpc, const std::vector<TiePoint>& ties) {
     return collector.result();
 }
 
+RpcResiduals betterOrder(const sarm::Rpc& rpc, const std::vector<TiePoint>& points) {
+    const Residuals standard = compare(rpc, points);
+    const Residuals reordered = compare(fromEarlierOrder(rpc), points);
+    // Both orders agree where the terms in question are tiny; only a clear gain tells.
+    const bool clear = standard.worst() > 1 && reordered.worst() < 0.1 * standard.worst();
+    return {clear ? reordered : standard, clear};
+}
+
 } // namespace
 
 std::string Residuals::text() const {
@@ -100,6 +108,41 @@ double Residuals::worst() const {
 
 Residuals againstTiePoints(const Locator& locator, const StatedProduct& product) {
     return compare(locator, product.tiePoints());
+}
+
+PointMiss againstPoint(const Locator& locator, const TiePoint& stated) {
+    std::array ground{KxfrMapPoint{stated.lonDeg, stated.latDeg, stated.heightM}};
+    std::array<KxfrPixel, 1> found{};
+    locator.toImage(ground, found);
+    locator.toGround(std::array{KxfrPixel{stated.sample, stated.line}}, ground);
+    return {found[0].line - stated.line, found[0].sample - stated.sample,
+            distanceM(ground[0], stated)};
+}
+
+RpcResiduals againstOwnRpc(const Locator& locator, const StatedProduct& product,
+                           std::uint32_t width, std::uint32_t height) {
+    const auto items = rpcOf(product.rationalFunctions());
+    if (!items)
+        return {};
+    constexpr int steps = 8;
+    std::vector<TiePoint> points;
+    for (const double part : {-0.5, 0.0, 0.5})
+        for (int i = 0; i <= steps; ++i)
+            for (int j = 0; j <= steps; ++j)
+                points.push_back({(height - 1.0) * i / steps, (width - 1.0) * j / steps, 0, 0,
+                                  items->heightOffsetM + part * items->heightScaleM});
+    std::vector<KxfrPixel> pixels;
+    std::vector<KxfrMapPoint> ground;
+    for (const TiePoint& point : points) {
+        pixels.push_back({point.sample, point.line});
+        ground.push_back({0, 0, point.heightM});
+    }
+    locator.toGround(pixels, ground);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        points[i].lonDeg = ground[i].x;
+        points[i].latDeg = ground[i].y;
+    }
+    return betterOrder(*items, points);
 }
 
 Residuals againstStatedMap(const StatedProduct& product, const std::string& imageFile) {
@@ -138,13 +181,7 @@ RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product) {
     const auto items = rpcOf(product.rationalFunctions());
     if (ties.empty() || !items)
         return {};
-    const sarm::Rpc& rpc = *items;
-    const sarm::Rpc earlier = fromEarlierOrder(rpc);
-    const Residuals standard = compare(rpc, ties);
-    const Residuals reordered = compare(earlier, ties);
-    // Both orders agree where the terms in question are tiny; only a clear gain tells.
-    const bool clear = standard.worst() > 1 && reordered.worst() < 0.1 * standard.worst();
-    return {clear ? reordered : standard, clear};
+    return betterOrder(*items, ties);
 }
 
 } // namespace product

@@ -42,4 +42,16 @@ struct RpcResiduals {
 /// @throws loader::Error naming the file when one of them cannot be read.
 RpcResiduals ownRpcAgainstTiePoints(const StatedProduct& product);
 
+/// A sensor model against the product's own rational functions, over the image and heights around
+/// that of the functions; no points when the product states none.
+RpcResiduals againstOwnRpc(const Locator& locator, const StatedProduct& product,
+                           std::uint32_t width, std::uint32_t height);
+
+/// How far the transform of a layer is from where the product says that one pixel lies; NaN where
+/// it has no answer.
+struct PointMiss {
+    double lines = 0, samples = 0, groundM = 0;
+};
+PointMiss againstPoint(const Locator& locator, const TiePoint& stated);
+
 } // namespace product

@@ -9,4 +9,7 @@ namespace product {
 ///         collect's start, stop and lines. Empty when all agree.
 std::vector<std::string> timeContradictions(const StatedTimes& times);
 
+/// @return sentences on positions and velocities of the orbit that do not belong together.
+std::vector<std::string> orbitContradictions(const StatedTimes& times);
+
 } // namespace product

@@ -105,6 +105,10 @@ std::optional<double> numberOf(const std::string& text) {
     return value;
 }
 
+double numberOrNan(const std::string& text) {
+    return numberOf(text).value_or(std::numeric_limits<double>::quiet_NaN());
+}
+
 std::uint32_t parseSize(const std::string& text, const std::string& file) {
     if (text.empty())
         return 0;

@@ -34,6 +34,9 @@ std::optional<double> numberOf(const std::string& text);
 /// @throws loader::Error naming the file when it is no whole number above 0.
 std::uint32_t parseSize(const std::string& text, const std::string& file);
 
+/// @return the number that is the whole text; NaN for any other text.
+double numberOrNan(const std::string& text);
+
 /// @return the words of a list with blanks between.
 std::vector<std::string> wordsOf(const std::string& text);
 std::string lowerCase(std::string text);

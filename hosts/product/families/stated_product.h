@@ -40,6 +40,8 @@ public:
     virtual TextItems metadataItems() const = 0;
     /// @return sentences on polarizations that two documents of the product state differently.
     virtual std::vector<std::string> contradictions() const { return {}; }
+    /// @return the words that tell how an image is to be read, where the product states them.
+    virtual std::vector<StatedWord> words() const { return {}; }
 
     /// @return the geolocation grid; empty when there is none.
     /// @throws loader::Error for a text that is no number.
@@ -49,6 +51,8 @@ public:
     virtual TextItems rationalFunctions() const { return {}; }
     /// @return longitudes and latitudes of the image's outline, closed; empty where it is silent.
     virtual std::vector<std::array<double, 2>> outline() const { return {}; }
+    /// @return the place of the image's middle pixel; nothing where it is not stated.
+    virtual std::optional<TiePoint> middle() const { return {}; }
     /// @return the geotransform that the product states for its map, apart from the image file's.
     virtual std::vector<double> mapTransform() const { return {}; }
     /// @return whether the images lie in a radar's grid, from which a sensor model can be made.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -68,13 +69,25 @@ struct RadarFacts {
     std::optional<double> rangeBandwidthHz, azimuthBandwidthHz; ///< of a look, the smallest beam's
 };
 
+/// Where the satellite was, earth-fixed; NaN where no number stands.
+struct StatedVector {
+    std::string time; ///< as the product writes it
+    std::array<double, 3> positionM{}, velocityMS{};
+};
+
+/// A word where one of a few is due.
+struct StatedWord {
+    std::string file, path, word;
+    std::vector<std::string_view> known; ///< in whatever case
+};
+
 /// Times as a product writes them, for comparing them with each other.
 struct StatedTimes {
     std::string first, last;      ///< of the image's lines; "" where it states none, or only a step
     double firstS = 0, lastS = 0; ///< GPS seconds; NaN where they are not known
     std::string order;            ///< "Increasing", "Decreasing" or ""
     double lineIntervalS = 0;     ///< between two lines, as stated by itself; 0 where it is not
-    std::vector<std::string> vectors; ///< of the state vectors
+    std::vector<StatedVector> vectors;
     std::string collectStart, collectStop;
 };
 

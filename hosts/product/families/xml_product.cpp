@@ -64,6 +64,13 @@ double tieNumber(const ProductTree& tree, const char* path, const std::string& f
     return numbers.front();
 }
 
+StatedVector stateVectorOf(const ProductTree& element) {
+    const auto number = [&](const char* name) { return numberOrNan(textAt(element, name)); };
+    return {textAt(element, "timeStamp"),
+            {number("xPosition"), number("yPosition"), number("zPosition")},
+            {number("xVelocity"), number("yVelocity"), number("zVelocity")}};
+}
+
 std::optional<Radiometry> radiometryOf(const std::string& text) {
     for (const auto& [name, kind] : {std::pair{sigmaNought, Radiometry::sigmaNought},
                                      {"Beta Nought", Radiometry::betaNought},
@@ -181,8 +188,23 @@ StatedTimes XmlProduct::times() const {
     if (const auto* orbit = elementAt(root_, "sourceAttributes/orbitAndAttitude/orbitInformation"))
         for (const auto& [name, element] : *orbit)
             if (element.count("timeStamp") != 0)
-                times.vectors.push_back(textAt(element, "timeStamp"));
+                times.vectors.push_back(stateVectorOf(element));
     return times;
+}
+
+std::vector<StatedWord> XmlProduct::words() const {
+    const std::string raster = layout_.image + "/rasterAttributes/";
+    std::vector<StatedWord> stated;
+    const auto add = [&](const std::string& path, std::vector<std::string_view> known) {
+        if (std::string word = text(path); !word.empty())
+            stated.push_back({file(), path, std::move(word), std::move(known)});
+    };
+    add("sourceAttributes/radarParameters/antennaPointing", {"Left", "Right"});
+    add("sourceAttributes/orbitAndAttitude/orbitInformation/passDirection",
+        {"Ascending", "Descending"});
+    for (const char* order : {"lineTimeOrdering", "pixelTimeOrdering"})
+        add(raster + order, {"Increasing", "Decreasing"});
+    return stated;
 }
 
 TextItems XmlProduct::metadataItems() const {

@@ -13,6 +13,7 @@ public:
     Acquisition acquisition() const override;
     RadarFacts radar() const override;
     StatedTimes times() const override;
+    std::vector<StatedWord> words() const override;
     TextItems metadataItems() const override;
     TextItems rationalFunctions() const override;
     bool hasRadarGrid() const override;

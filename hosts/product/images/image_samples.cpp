@@ -1,5 +1,6 @@
 #include "product/images/image_samples.h"
 
+#include "kimg/image_extent.h"
 #include "kpxm/kpxm.h"
 #include "ktxt/ktxt.h"
 #include "loader/plugin.h"
@@ -70,7 +71,8 @@ SampleForm ImageSamples::form() const {
     const KIMG_LAYER* part = second_ ? second_.get() : first_.get(); // never a packed word
     const std::uint32_t type = kimg_LayerPixelTypeGet(part);
     return {isComplex(), type == kpxmF32 || type == kpxmF64,
-            static_cast<unsigned>(8 * kpxm::pixelSize(type))};
+            static_cast<unsigned>(8 * kpxm::pixelSize(type)),
+            type != kpxmU8 && type != kpxmU16 && type != kpxmU32};
 }
 
 void ImageSamples::readInto(KIMG_LAYER* layer, const Window& window, std::uint32_t type,
@@ -113,6 +115,18 @@ void ImageSamples::readComplex(const Window& window, void* samples) const {
     }
 }
 
+void ImageSamples::readReal(const Window& window, std::span<double> values) const {
+    readInto(first_.get(), window, kpxmF64, values.data(), sizeof(double));
+}
+
+std::uint64_t ImageSamples::missingBytes() const {
+    kerr::Slot slot;
+    const auto missing = kimg::missingBytes(first_.get(), slot);
+    if (!missing)
+        fail(file_, slot);
+    return *missing;
+}
+
 void ImageSamples::readPower(const Window& window, std::span<double> power) const {
     const auto squares = [&]<class Part>(Part) {
         std::vector<std::complex<Part>> samples(power.size());
@@ -125,7 +139,7 @@ void ImageSamples::readPower(const Window& window, std::span<double> power) cons
     };
     switch (type_) {
     case Type::real:
-        readInto(first_.get(), window, kpxmF64, power.data(), sizeof(double));
+        readReal(window, power);
         for (double& value : power)
             value *= value;
         return;

@@ -15,6 +15,7 @@ struct SampleForm {
     bool isComplex = false;
     bool isFloating = false;
     unsigned bits = 0;
+    bool isSigned = false;
 };
 
 /// The samples of an image file as they are stored: real, or complex in one band or two. Move-only;
@@ -42,6 +43,9 @@ public:
     /// The layer that knows the file's georeferencing.
     const KIMG_LAYER* layer() const { return first_.get(); }
 
+    /// @return by how many bytes the file is too short for its image; 0 when nothing tells.
+    std::uint64_t missingBytes() const;
+
     struct Window {
         std::uint32_t x, y, width, height;
     };
@@ -50,6 +54,8 @@ public:
     /// Outside the image stands 0.
     /// @throws loader::Error naming the file and the reason.
     void readComplex(const Window& window, void* samples) const;
+    /// Reads real samples as they are.
+    void readReal(const Window& window, std::span<double> values) const;
     /// Reads squared magnitudes, of real samples their squares.
     void readPower(const Window& window, std::span<double> power) const;
 

@@ -1,4 +1,5 @@
 #include "output/console.h"
+#include "output/interruption.h"
 #include "product/checks/checks.h"
 #include "verbs/verbs.h"
 
@@ -38,6 +39,15 @@ void printDocument(const std::string& file, const std::vector<product::Finding>&
     console::printJson({{"file", file}, {"checks", list}});
 }
 
+std::vector<product::Finding> readAll(const product::OpenedProduct& opened) {
+    constexpr std::uint64_t steps = 1000;
+    console::Progress progress("reading " + opened.name(), steps);
+    return product::readImages(opened, [&](std::uint64_t done, std::uint64_t total) {
+        interruption::check();
+        progress.advanceTo(total == 0 ? steps : done * steps / total);
+    });
+}
+
 } // namespace
 
 void addCheck(CLI::App& app, int& status) {
@@ -46,10 +56,14 @@ void addCheck(CLI::App& app, int& status) {
                                     "anything fails");
     auto file = std::make_shared<std::string>();
     verb->add_option("FILE", *file, "product")->required();
+    auto* read = verb->add_flag("--read")->description("read every sample of every image too");
     auto* json = verb->add_flag("--json")->description("print JSON");
-    verb->callback([&status, file, json] {
+    verb->callback([&status, file, read, json] {
         const auto opened = product::openProduct(*file);
-        const auto findings = product::runChecks(*opened);
+        auto findings = product::runChecks(*opened);
+        if (read->count() > 0)
+            for (product::Finding& found : readAll(*opened))
+                findings.push_back(std::move(found));
         if (json->count() > 0)
             printDocument(opened->name(), findings);
         else

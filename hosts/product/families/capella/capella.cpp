@@ -1,3 +1,4 @@
+#include "product/families/capella/middle_pixel.h"
 #include "product/families/capella/polar_format.h"
 #include "product/families/document_text.h"
 #include "product/families/family.h"
@@ -56,16 +57,34 @@ std::string withoutMarkOfExtended(std::string file) {
     return file;
 }
 
+constexpr std::pair<std::string_view, Radiometry> radiometries[] = {
+    {"sigma_nought", Radiometry::sigmaNought}, {"beta_nought", Radiometry::betaNought},
+    {"gamma_nought", Radiometry::gamma},       {"sigma", Radiometry::sigmaNought},
+    {"beta", Radiometry::betaNought},          {"gamma", Radiometry::gamma}};
+
 std::optional<Radiometry> radiometryOf(const std::string& text) {
-    for (const auto& [name, kind] : {std::pair{"sigma_nought", Radiometry::sigmaNought},
-                                     {"beta_nought", Radiometry::betaNought},
-                                     {"gamma_nought", Radiometry::gamma},
-                                     {"sigma", Radiometry::sigmaNought},
-                                     {"beta", Radiometry::betaNought},
-                                     {"gamma", Radiometry::gamma}})
+    for (const auto& [name, kind] : radiometries)
         if (text == name)
             return kind;
     return std::nullopt;
+}
+
+std::vector<std::string_view> radiometryWords() {
+    std::vector<std::string_view> words;
+    for (const auto& [name, kind] : radiometries)
+        words.push_back(name);
+    return words;
+}
+
+/// @return NaN for what is no number.
+std::array<double, 3> threeNumbers(const ProductTree& parent, const char* name) {
+    std::array<double, 3> numbers;
+    numbers.fill(std::numeric_limits<double>::quiet_NaN());
+    std::size_t at = 0;
+    if (const ProductTree* list = elementAt(parent, name); list && list->size() == numbers.size())
+        for (const auto& [key, element] : *list)
+            numbers[at++] = numberOrNan(element.data());
+    return numbers;
 }
 
 /// Capella: a STAC item, and beside it the extended document, which holds most facts; each may be
@@ -166,7 +185,9 @@ public:
         if (const ProductTree* vectors = elementAt(extended_, "collect/state/state_vectors"))
             for (const auto& [key, element] : *vectors)
                 if (element.count("time") != 0)
-                    times.vectors.push_back(textAt(element, "time"));
+                    times.vectors.push_back({textAt(element, "time"),
+                                             threeNumbers(element, "position"),
+                                             threeNumbers(element, "velocity")});
         times.collectStart = textAt(extended_, "collect/start_timestamp");
         times.collectStop = textAt(extended_, "collect/stop_timestamp");
         return times;
@@ -188,6 +209,23 @@ public:
             std::find(listed.begin(), listed.end(), pole) != listed.end())
             return {};
         return {extendedFile_ + " states polarization " + pole + ", which the item does not list"};
+    }
+
+    std::vector<StatedWord> words() const override {
+        std::vector<StatedWord> stated;
+        const auto add = [&](const char* path, std::vector<std::string_view> known) {
+            if (const std::string word = firstText({textAt(extended_, path)}); !word.empty())
+                stated.push_back({extendedFile_, path, word, std::move(known)});
+        };
+        add("collect/radar/pointing", {"left", "right"});
+        add("collect/state/direction", {"ascending", "descending"});
+        add("collect/state/coordinate_system/type", {"ecef"});
+        add("collect/image/radiometry", radiometryWords());
+        return stated;
+    }
+
+    std::optional<TiePoint> middle() const override {
+        return middlePixel(extended_, extendedFile_);
     }
 
     /// A polygon of the item's own.

@@ -1,5 +1,7 @@
 #include "product/families/capella/polar_format.h"
 
+#include "product/families/capella/middle_pixel.h"
+
 #include "loader/heard.h"
 #include "loader/plugin.h"
 
@@ -21,8 +23,6 @@ class Numbers {
 public:
     Numbers(const ProductTree& document, const std::string& file, const char* parent)
         : file_(file), tree_(document), parent_(parent) {}
-
-    bool has(const std::string& path) const { return find(path) != nullptr; }
 
     double one(const std::string& path) const {
         const ProductTree* found = find(path);
@@ -135,14 +135,12 @@ sarm::PolarFormatParameters readParameters(const ProductTree& document, const st
 /// The product's middle pixel, where it states its place, tells whether all was understood.
 void requireMiddle(const ProductTree& document, const std::string& file,
                    const sarm::SensorModel& model) {
-    const Numbers middle(document, file, "collect/image/center_pixel");
-    if (!middle.has("target_position"))
+    const auto middle = middlePixel(document, file);
+    if (!middle)
         return;
-    const int sample = model.imageSize().samples / 2, line = model.imageSize().lines / 2;
-    const auto found =
-        model.groundToImage(sarm::toGeodetic(middle.vector("target_position"), sarm::Ellipsoid()));
-    if (found && std::abs(found->sample - sample) <= mostPixelsOff &&
-        std::abs(found->line - line) <= mostPixelsOff)
+    const auto found = model.groundToImage({middle->lonDeg, middle->latDeg, middle->heightM});
+    if (found && std::abs(found->sample - middle->sample) <= mostPixelsOff &&
+        std::abs(found->line - middle->line) <= mostPixelsOff)
         return;
     std::ostringstream what;
     what << "should lie in the middle of the image and ";
@@ -150,7 +148,7 @@ void requireMiddle(const ProductTree& document, const std::string& file,
         what << "lies at sample " << found->sample << ", line " << found->line;
     else
         what << "has no place in it";
-    middle.fail("target_position", what.str());
+    Numbers(document, file, "collect/image/center_pixel").fail("target_position", what.str());
 }
 
 } // namespace
