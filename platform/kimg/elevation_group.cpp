@@ -84,12 +84,11 @@ ElevationGroup::Window::Window(const ElevationGroup& group, double left, double 
     line_ = static_cast<long>(std::floor(first));
     columns_ = static_cast<long>(std::floor(to)) + 2 - column_;
     lines_ = static_cast<long>(std::floor(last)) + 2 - line_;
-    values_.resize(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(lines_),
-                   outsideAllFiles);
 }
 
 /// Files count once for each turn of the earth that the window touches.
 void ElevationGroup::Window::read() {
+    values_.resize(size(), outsideAllFiles);
     for (const Member& member : group_.members_) {
         const long width = member.file->width(), height = member.file->height();
         const long top = std::max(line_, member.line);

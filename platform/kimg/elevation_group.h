@@ -48,7 +48,10 @@ public:
     public:
         Window(const ElevationGroup& group, double left, double top, double right, double bottom);
         /// @return pixels in it.
-        std::size_t size() const { return values_.size(); }
+        std::size_t size() const {
+            return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(lines_);
+        }
+        /// Takes memory for all of them. Once, before places are asked.
         void read();
         /// @param sample,line  as the window was made for.
         Found at(double sample, double line) const;

@@ -151,6 +151,26 @@ TEST(Elevation, SeamsShowNoStep) {
         EXPECT_TRUE(std::isnan(point.heightM));
 }
 
+/// A mosaic of 5e11 pixels: memory goes by the places that are asked for, not by what lies between.
+TEST(Elevation, PlacesFarApartAreReadAlone) {
+    const support::TemporaryFolder folder;
+    const std::string file =
+        folder.write("mosaic.vrt", "<VRTDataset rasterXSize='1000000' rasterYSize='500000'>"
+                                   "<SRS>EPSG:4979</SRS>"
+                                   "<GeoTransform>-150, 3e-4, 0, 75, 0, -3e-4</GeoTransform>"
+                                   "<VRTRasterBand dataType='Float32' band='1'/></VRTDataset>");
+    const auto model = opened({.paths = {file}, .heights = "ellipsoid"});
+    ASSERT_TRUE(model);
+    std::vector<KxfrMapPoint> points;
+    for (const double lon : {-149.0, 7.5, 149.0})
+        for (const double lat : {-74.0, 0.1, 74.0})
+            points.push_back({lon, lat, 9});
+    kerr::Slot slot;
+    EXPECT_TRUE(model->heightsAt(points, slot)) << kerr_Text(slot.get());
+    for (const KxfrMapPoint& point : points)
+        EXPECT_EQ(point.heightM, 0);
+}
+
 TEST(Elevation, UnitsAreConvertedAndHolesAreFilledByTheNextFileOnly) {
     const support::TemporaryFolder folder;
     const auto flat = [](double height) { return [height](double, double) { return height; }; };
