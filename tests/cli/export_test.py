@@ -204,6 +204,33 @@ class Failure(ExportCase):
     def assertNothingLeft(self):
         self.assertEqual(list(self.folder.glob("out*")), [])
 
+    def test_files_keep_where_they_come_from(self):
+        cases = [("rcm", "SIGMA_NOUGHT_HH", "sigma nought"), ("radarsat2", "COMPLEX_HH", "none: "),
+                 ("capella-geo", "X_HH_MAGNITUDE_1", "none: ")]
+        for family, layer, calibration in cases:
+            product = self.make(family, lines=40, samples=30, look="left", name="from " + family)
+            info = rfsar_json("info", product.opened)
+            made = {"export": (), "quicklook": ("--north-up",), "geocode": ("--crs", "EPSG:32632")}
+            for verb, options in made.items():
+                with self.subTest(family, verb=verb):
+                    output = self.folder / f"{family} {verb}.tif"
+                    done = rfsar(verb, product.opened, "--layer", layer, "-o", output, *options)
+                    self.assertEqual(done.returncode, 0, done.stderr)
+                    found = gdal.Open(str(output)).GetMetadata()
+                    self.assertEqual(found["SATELLITE_IDENTIFIER"], info["satellite"])
+                    self.assertEqual(found["BEAM_MODE"], info["acquisition"]["beamMode"])
+                    self.assertEqual(found["ANTENNA_POINTING"].lower(), "left")
+                    self.assertEqual(found["ORBIT_DIRECTION"].lower(), "ascending")
+                    self.assertIn("2024-05-06T07:08:0", found["ACQUISITION_START_TIME"])
+                    self.assertTrue(found["PRODUCT_ID"])
+                    self.assertTrue({"NEAR_RANGE_INCIDENCE_ANGLE", "CENTER_INCIDENCE_ANGLE"} &
+                                    set(found))
+                    self.assertEqual((found["LAYERS"], found["UNIT"]), (layer, "1"))
+                    self.assertIn(calibration, found["CALIBRATION"])
+                    self.assertRegex(found["TIFFTAG_SOFTWARE"], r"^rfsar \d+\.\d+")
+                    self.assertIn(layer, found["TIFFTAG_IMAGEDESCRIPTION"])
+                    self.assertEqual(found["TIFFTAG_DATETIME"][:17], "2024:05:06 07:08:")
+
     def test_signals_leave_nothing(self):
         self.assertSignalsLeaveNothing([*self.command, "--compress", "zstd", "--overviews"])
 

@@ -7,6 +7,7 @@ import re
 import sys
 import unittest
 import urllib.parse
+import zipfile
 
 import numpy as np
 from osgeo import osr
@@ -20,7 +21,7 @@ FIELDS = {  # of the extensions' schemas
     "sar:instrument_mode": lambda v: isinstance(v, str) and v,
     "sar:frequency_band": lambda v: v in ("P", "L", "S", "C", "X", "Ku", "K", "Ka"),
     "sar:center_frequency": POSITIVE,
-    "sar:polarizations": lambda v: v and set(v) <= {"HH", "VV", "HV", "VH"},
+    "sar:polarizations": lambda v: v and set(v) <= {"HH", "VV", "HV", "VH", "CH", "CV"},
     "sar:product_type": lambda v: isinstance(v, str) and v,
     "sar:pixel_spacing_range": POSITIVE, "sar:pixel_spacing_azimuth": POSITIVE,
     "sar:resolution_range": POSITIVE, "sar:resolution_azimuth": POSITIVE,
@@ -156,13 +157,37 @@ class Stac(ProductCase):
         west, _, east, _ = item["bbox"]
         self.assertTrue(179 < west < 180 and -180 < east < -179, item["bbox"])
 
-    def test_polarizations_that_the_extension_does_not_know_are_told(self):
+    def test_compact_polarization_has_words_and_what_is_missing_is_named(self):
         product = self.make("rcm", lines=40, samples=40, polarizations="CH CV")
-        done = rfsar("stac", product.opened)
-        self.assertIn("SAR extension", done.stderr)
-        item = json.loads(done.stdout)
-        self.assertNotIn("sar", self.check_item(item))
+        item = json.loads(rfsar("stac", product.opened).stdout)
+        self.assertIn("sar", self.check_item(item))
+        self.assertIn("/sar/v1.3.0/", item["stac_extensions"][0])
         self.assertEqual(item["properties"]["sar:polarizations"], ["CH", "CV"])
+        text = product.opened.read_text("utf-8")
+        product.opened.write_text(re.sub("<beamMode>[^<]*", "<beamMode>", text), "utf-8")
+        done = rfsar("stac", product.opened)
+        self.assertIn("the SAR extension of STAC knows for sar:instrument_mode;", done.stderr)
+        self.assertNotIn("sar", self.check_item(json.loads(done.stdout)))
+
+    def test_a_product_in_an_archive_has_an_asset_that_clients_can_open(self):
+        product = self.make("rcm", lines=40, samples=40)
+        archive = self.folder / "as sent.zip"
+        with zipfile.ZipFile(archive, "w") as out:
+            for file in sorted(product.folder.rglob("*")):
+                out.write(file, file.relative_to(product.folder.parent))
+        output = self.folder / "item.json"
+        self.assertEqual(rfsar("stac", archive, "-o", output).returncode, 0)
+        item = json.loads(output.read_text("utf-8"))
+        self.check_item(item)
+        self.assertEqual([(a["href"], a["type"]) for a in item["assets"].values()],
+                         [("as%20sent.zip", "application/zip")])
+
+    def test_bursts_lie_in_the_footprint_of_all_of_them(self):
+        product = self.make("rcm", product_type="SLC", lines=600, samples=400, beams=2)
+        item = json.loads(rfsar("stac", product.opened).stdout)
+        self.check_item(item)
+        self.assertEqual(item["geometry"], rfsar_json("info", product.opened)["footprint"])
+        self.assertEqual(item["properties"]["proj:shape"], [600, 400])
 
     def test_nothing_is_replaced_unasked(self):
         product = self.make("radarsat2", lines=40, samples=40)

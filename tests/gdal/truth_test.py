@@ -68,7 +68,8 @@ SPOTLIGHT = ("capella-slc", {"image_geometry": "pfa"})
 SMALL, SMALL_COMPLEX = image(40, 60), image(40, 60, 2, gdal.GDT_Int16)
 EXTENDED = "*_extended.json"
 FEWER_GAINS = edit(r"(<gains>)\S+ ", r"\1", "lutSigma*.xml")
-FEWER_LEVELS = edit(r"(<noiseLevelValues[^>]*>)(?:\S+ ){20}", r"\1")
+LEVELS = r"<numberOfNoiseLevelValues>\d+<[^>]*>(\s*<noiseLevelValues[^>]*>)"
+FEWER_LEVELS = edit(LEVELS + r"(?:\S+ ){20}", r"\1")
 
 # product; what is wrong with it; the check that tells; what it says, info and driver too; and what
 # must fail because of it, with the words of its error.
@@ -109,6 +110,30 @@ DISAGREEMENTS = [
     (RCM, edit(r"<stepSize>[^<]*", "<stepSize>0", "incidenceAngles.xml"), "calibration",
      "incidenceAngles.xml: holds no values, or none a column",
      {"INCIDENCE_ANGLE": "holds no values"}),
+    (RS2, edit(r"(<noiseLevelValues[^>]*>)\S+ ", r"\1"), "calibration",
+     " noise levels but holds ", {"NESZ": " noise levels but holds "}),
+    *((RCM, edit(pattern, replacement, file), "calibration", sentence, {layer: sentence})
+      for layer, file, pattern, replacement, sentence in (
+          ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)\S+", r"\1inf",
+           "lutSigma_HH.xml: gains, value 1, is inf, not between 1e-06 and 1e+18"),
+          ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)\S+", r"\g<1>1e-310",
+           "lutSigma_HH.xml: gains, value 1, is 1e-310, not between"),
+          ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)", r"\1<gain>1</gain>",
+           "lutSigma_HH.xml: gains holds a list or elements where text is due"),
+          ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"<offset>[^<]*", "<offset>nan",
+           "lutSigma_HH.xml: offset is nan, not between"),
+          ("INCIDENCE_ANGLE", "incidenceAngles.xml", r"(<angles[^>]*>)[^<]*", r"\g<1>500",
+           "incidenceAngles.xml: incidenceAngles/angles, value 1, is 500 degrees, not between 0"),
+          ("INCIDENCE_ANGLE", "incidenceAngles.xml", r"(<numberOfValues>)", r"\g<1>1",
+           " angles but holds "),
+          ("NESZ_HH", "noiseLevels_HH.xml", r"(<noiseLevelValues[^>]*>)\S+", r"\g<1>4000",
+           "noiseLevels_HH.xml: noiseLevelValues, value 1, is 4000 dB, not between"))),
+    (CAPELLA, edit(r'(?s)("nesz_polynomial".*?"coefficients": \[)([^\]]*)\]', r"\1[\2]]", EXTENDED),
+     "calibration", "a list stands in collect/image/nesz_polynomial/coefficients where a number",
+     {"NESZ_VV": "a list stands in"}),
+    *((CAPELLA, edit(r'("scale_factor": )[^,]*', r"\g<1>" + scale, EXTENDED), "calibration",
+       "collect/image/scale_factor is " + scale, {"BETA_NOUGHT_VV": "is " + scale})
+      for scale in ("1e+200", "1e-30")),
     (RCM, edit("lineTimeOrdering>Increasing", "lineTimeOrdering>Decreasing"), "times",
      "line times are stated as Decreasing, but run from 2024-05-06T07:08:09", {}),
     (RS2, edit("(zeroDopplerTimeLastLine>)[^<]*", r"\g<1>2024-05-06T07:08:09.250000Z"), "times",

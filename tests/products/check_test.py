@@ -226,7 +226,7 @@ class Checks(ProductCase):
         content[at:at + 8] = bytes(8)
         image.write_bytes(content)
         for product, sentence in ((negative, "holds 1 negative samples"),
-                                  (nan, "holds 1 samples that are no finite numbers"),
+                                  (nan, "holds 1 samples that are no numbers"),
                                   (damaged, "lines are in parts that cannot be read")):
             self.assertFalse([k for k in self.check(product) if k.startswith("fail")])
             self.assertIn(sentence, self.check(product, "--read")["fail read"])

@@ -41,7 +41,7 @@ using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)
 
 /// Reads every sample of every image that opens.
 /// @return what is wrong: parts that cannot be read, negative samples in detected images, samples
-///         that are no finite numbers, members of archives that are not what was put in.
+///         that are no numbers or too large, members of archives that are not what was put in.
 /// @throws loader::Error when the product's documents cannot be read.
 std::vector<Finding> readImages(const OpenedProduct& opened, const ReadProgress& progress);
 

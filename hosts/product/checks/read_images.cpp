@@ -8,6 +8,7 @@
 namespace product {
 namespace {
 
+constexpr double mostAmplitude = 1e12; ///< any table makes a finite number of its square
 constexpr std::size_t samplesAtOnce = 4U << 20U;
 
 /// What is wrong with the samples of one image: how many are, and where the first one is.
@@ -64,7 +65,9 @@ public:
                                          "negative samples, which a detected image does not have"));
         if (notFinite_.count > 0)
             findings_.add(Verdict::fail,
-                          notFinite_.text(image_.file(), "samples that are no finite numbers"));
+                          notFinite_.text(image_.file(),
+                                          "samples that are no numbers, or none of a size that "
+                                          "can be calibrated"));
         good_ = unread == 0 && negative_.count == 0 && notFinite_.count == 0;
     }
     bool good() const { return good_; }
@@ -72,13 +75,14 @@ public:
 private:
     void look(std::uint32_t line, std::uint32_t rows) {
         values_.resize(std::size_t{rows} * width_);
+        const double most = image_.isComplex() ? mostAmplitude * mostAmplitude : mostAmplitude;
         const ImageSamples::Window window{0, line, width_, rows};
         if (image_.isComplex())
             image_.readPower(window, values_);
         else
             image_.readReal(window, values_);
         for (std::size_t i = 0; i < values_.size(); ++i)
-            if (!std::isfinite(values_[i]))
+            if (!(std::abs(values_[i]) <= most))
                 notFinite_.add(line + i / width_, i % width_);
             else if (values_[i] < 0)
                 negative_.add(line + i / width_, i % width_);

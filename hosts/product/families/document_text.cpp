@@ -69,6 +69,30 @@ std::string textAt(const ProductTree& tree, const std::string& path) {
     return found ? found->data() : "";
 }
 
+std::string leafAt(const ProductTree& tree, const std::string& path, const std::string& file) {
+    const ProductTree* found = elementAt(tree, path);
+    for (const auto& [name, child] : found ? *found : ProductTree())
+        if (!name.starts_with('<')) // attributes, comments
+            throw loader::Error(file + ": " + path + " holds a list or elements where " +
+                                "text is due");
+    return found ? found->data() : "";
+}
+
+std::vector<double> numbersAt(const ProductTree& tree, const std::string& path,
+                              const std::string& file) {
+    std::vector<double> numbers;
+    if (const ProductTree* list = elementAt(tree, path))
+        for (const auto& [name, element] : *list) {
+            if (!element.empty())
+                throw loader::Error(file + ": a list stands in " + path + " where a number is due");
+            const auto number = numberOf(element.data());
+            if (!number)
+                throw loader::Error(file + ": \"" + element.data() + "\" is not a number, in " + path);
+            numbers.push_back(*number);
+        }
+    return numbers;
+}
+
 const ProductTree* elementAt(const ProductTree& tree, const std::string& path) {
     const auto found = tree.get_child_optional(ProductTree::path_type(path, '/'));
     return found ? &*found : nullptr;

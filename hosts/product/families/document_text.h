@@ -17,6 +17,15 @@ std::string textAt(const kfio::ProductTree& tree, const std::string& path);
 /// @return the element at such a path; null when it is not there.
 const kfio::ProductTree* elementAt(const kfio::ProductTree& tree, const std::string& path);
 
+/// @return as textAt, of an element that holds nothing but text and attributes.
+/// @throws loader::Error naming the file and the path of one that holds more.
+std::string leafAt(const kfio::ProductTree& tree, const std::string& path, const std::string& file);
+
+/// @return the numbers of a list of leaves, as JSON has it; empty when it is not there.
+/// @throws loader::Error naming the file, the path and what is no number.
+std::vector<double> numbersAt(const kfio::ProductTree& tree, const std::string& path,
+                              const std::string& file);
+
 /// @return the first text that says something: neither "" nor JSON's "null".
 std::string firstText(std::initializer_list<std::string> texts);
 

@@ -1,5 +1,7 @@
 #include "product/families/xml_product.h"
 
+#include "product/radiometry/table_limits.h"
+
 #include "kfnp/kfnp.h"
 #include "product/families/heads.h"
 
@@ -272,17 +274,20 @@ StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
     if (!lut || lut->count("gains") == 0)
         throw loader::Error(name + ": holds no gains");
     const auto integer = [&](const char* path, std::int64_t otherwise) {
-        return lut->count(path) == 0 ? otherwise : parseInteger(textAt(*lut, path), name);
+        return lut->count(path) == 0 ? otherwise : parseInteger(leafAt(*lut, path, name), name);
     };
     StatedGains read;
-    const auto offsets = parseNumbers(textAt(*lut, "offset"), name);
+    const auto offsets = parseNumbers(leafAt(*lut, "offset", name), name);
+    if (offsets.size() > 1)
+        throw loader::Error(name + ": offset holds " + std::to_string(offsets.size()) +
+                            " numbers instead of one");
     read.offset = offsets.empty() ? 0 : offsets.front();
+    requireWithin(offsetLimits, read.offset, name, "offset");
     read.gains = {integer("pixelFirstLutValue", 0), integer("stepSize", 1),
-                  parseNumbers(textAt(*lut, "gains"), name)};
+                  parseNumbers(leafAt(*lut, "gains", name), name)};
+    requireWithin(gainLimits, read.gains, name, "gains");
     const auto count = static_cast<std::int64_t>(read.gains.values.size());
-    if (const auto announced = integer("numberOfValues", count); announced != count)
-        throw loader::Error(name + ": announces " + std::to_string(announced) +
-                            " gains but holds " + std::to_string(count));
+    requireCount(integer("numberOfValues", count), read.gains.values.size(), name, "gains");
     return read;
 }
 
@@ -297,9 +302,15 @@ const ProductTree* XmlProduct::sigmaLevels(const ProductTree& parent) {
 }
 
 ColumnProfile XmlProduct::levelsOf(const ProductTree& element, const std::string& file) {
-    return {parseInteger(textAt(element, "pixelFirstNoiseValue"), file),
-            parseInteger(textAt(element, "stepSize"), file),
-            parseNumbers(textAt(element, "noiseLevelValues"), file)};
+    ColumnProfile levels{parseInteger(leafAt(element, "pixelFirstNoiseValue", file), file),
+                         parseInteger(leafAt(element, "stepSize", file), file),
+                         parseNumbers(leafAt(element, "noiseLevelValues", file), file)};
+    requireWithin(noiseLimits, levels, file, "noiseLevelValues");
+    for (const char* announced : {"numberOfValues", "numberOfNoiseLevelValues"})
+        if (element.count(announced) != 0)
+            requireCount(parseInteger(leafAt(element, announced, file), file), levels.values.size(),
+                         file, "noise levels");
+    return levels;
 }
 
 Likeness looksLikeProductXml(std::string_view head, std::string_view namespaceUri) {

@@ -1,7 +1,5 @@
 #include "product/radiometry/calibration.h"
 
-#include <algorithm>
-
 namespace product {
 
 Calibration readCalibration(const StatedProduct& product, const CalibrationTable& table,
@@ -13,9 +11,6 @@ Calibration readCalibration(const StatedProduct& product, const CalibrationTable
     }
     const ColumnProfile gains = inImage(stated.gains, columns, 0, "gains", table.file);
     Calibration calibration{complexSamples ? 0 : stated.offset, gains.expand(columns.width)};
-    if (!std::all_of(calibration.divisors.begin(), calibration.divisors.end(),
-                     [](double gain) { return gain > 0; }))
-        throw loader::Error(table.file + ": holds a gain that is not above 0");
     if (complexSamples)
         for (double& divisor : calibration.divisors)
             divisor *= divisor;

@@ -18,7 +18,7 @@
 namespace {
 
 using nlohmann::ordered_json;
-constexpr char sarSchema[] = "https://stac-extensions.github.io/sar/v1.0.0/schema.json";
+constexpr char sarSchema[] = "https://stac-extensions.github.io/sar/v1.3.0/schema.json";
 constexpr char satSchema[] = "https://stac-extensions.github.io/sat/v1.0.0/schema.json";
 constexpr char viewSchema[] = "https://stac-extensions.github.io/view/v1.0.0/schema.json";
 constexpr char projSchema[] = "https://stac-extensions.github.io/projection/v1.1.0/schema.json";
@@ -36,8 +36,8 @@ void addChoice(ordered_json& properties, const char* key, const std::string& val
 
 void addTimes(ordered_json& properties, const product::StatedProduct& stated) {
     const product::Acquisition when = stated.acquisition();
-    std::string start = product::firstText({when.collectStart, when.start, when.collectStop,
-                                            when.stop});
+    std::string start =
+        product::firstText({when.collectStart, when.start, when.collectStop, when.stop});
     std::string end = product::firstText({when.collectStop, when.stop, start});
     if (start.empty())
         throw loader::Error(stated.file() + ": states no time, which a STAC item needs");
@@ -75,9 +75,10 @@ void addResolution(ordered_json& properties, const product::StatedProduct& state
     addPositive(properties, "sar:resolution_azimuth", azimuth);
 }
 
-/// @return whether all that the SAR extension requires is there.
-bool addSar(ordered_json& properties, const product::StatedProduct& stated,
-            const std::string& sensor, const StacPlace& place) {
+/// What the SAR extension requires.
+/// @return the fields that are missing, or have no value that it knows, joined by commas.
+std::string addSar(ordered_json& properties, const product::StatedProduct& stated,
+                   const std::string& sensor, const StacPlace& place) {
     const product::Acquisition acquisition = stated.acquisition();
     const product::RadarFacts radar = stated.radar();
     const product::ProductFacts& facts = stated.facts();
@@ -96,12 +97,22 @@ bool addSar(ordered_json& properties, const product::StatedProduct& stated,
     addResolution(properties, stated, place);
     addChoice(properties, "sar:observation_direction", acquisition.lookSide, {"left", "right"});
 
+    static constexpr std::string_view known[] = {"HH", "HV", "VH", "VV", "LH",
+                                                 "LV", "RH", "RV", "CH", "CV"};
     const auto& poles = facts.polarizations;
-    const bool known = std::all_of(poles.begin(), poles.end(), [](const std::string& pole) {
-        return pole == "HH" || pole == "HV" || pole == "VH" || pole == "VV";
-    });
-    return known && !poles.empty() && !facts.productType.empty() && !sensor.empty() &&
-           !acquisition.beamMode.empty();
+    const bool polesKnown =
+        !poles.empty() && std::all_of(poles.begin(), poles.end(), [](const std::string& pole) {
+            return std::find(std::begin(known), std::end(known), pole) != std::end(known);
+        });
+    std::string missing;
+    for (const auto& [key, there] :
+         {std::pair("sar:polarizations", polesKnown),
+          std::pair("sar:product_type", !facts.productType.empty()),
+          std::pair("sar:frequency_band", !sensor.empty()),
+          std::pair("sar:instrument_mode", !acquisition.beamMode.empty())})
+        if (!there)
+            missing += (missing.empty() ? "" : ", ") + std::string(key);
+    return missing;
 }
 
 /// As the product's record has it; a product without one may still state the angle.
@@ -141,10 +152,42 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
         properties["proj:transform"] = *place.transform;
 }
 
+/// A member of an archive has no address that clients know; the archive has.
+/// @return the outermost archive that a virtual path leads into; the path itself for others.
+std::string outermostArchive(const std::string& file) {
+    for (const std::string_view prefix : {"/vsizip/", "/vsitar/", "/vsi7z/", "/vsirar/"})
+        if (file.starts_with(prefix)) {
+            std::string inner = file.substr(prefix.size());
+            if (inner.starts_with('{')) // the archive's name in braces
+                inner = inner.substr(1, inner.find('}') - 1);
+            inner = outermostArchive(inner);
+            // The shortest beginning that is a file is the archive.
+            for (auto slash = inner.find('/', 1); slash != std::string::npos;
+                 slash = inner.find('/', slash + 1))
+                if (kfio::fileState(inner.substr(0, slash)).isRegularFile)
+                    return inner.substr(0, slash);
+            return inner;
+        }
+    return file;
+}
+
+/// @return the address of what lies on a server or an object store; "" for other files.
+std::string addressOf(const std::string& file) {
+    if (constexpr std::string_view web = "/vsicurl/"; file.starts_with(web))
+        return file.substr(web.size());
+    for (const auto& [prefix, scheme] :
+         {std::pair<std::string_view, const char*>("/vsis3/", "s3://"), {"/vsigs/", "gs://"}})
+        if (file.starts_with(prefix))
+            return scheme + file.substr(prefix.size());
+    return "";
+}
+
 /// A file name as an IRI reference: what would mean something else in one is escaped.
 std::string reference(const std::string& file, const std::filesystem::path& folder) {
     namespace fs = std::filesystem;
     constexpr std::string_view special = " \"#%<>?[\\]^`{|}";
+    if (std::string address = addressOf(file); !address.empty())
+        return address;
     const std::string name =
         kfnp::isVirtual(file) ? file : fs::absolute(file).lexically_proximate(folder).string();
     std::string escaped = name.find(':') < name.find('/') ? "./" : "";
@@ -166,10 +209,19 @@ std::string mediaType(const std::string& file) {
         return "image/tiff; application=geotiff";
     if (extension == ".xml")
         return "application/xml";
+    if (extension == ".zip")
+        return "application/zip";
     return extension == ".json" ? "application/json" : "application/octet-stream";
 }
 
 ordered_json assets(const product::ProductFacts& facts, const std::filesystem::path& folder) {
+    if (const std::string archive = outermostArchive(facts.documents.front());
+        archive != facts.documents.front())
+        return {{"product",
+                 {{"href", reference(archive, folder)},
+                  {"type", mediaType(archive)},
+                  {"roles", {"data", "metadata", "archive"}},
+                  {"sar:polarizations", facts.polarizations}}}};
     const auto asset = [&](const std::string& file, const char* role) {
         return ordered_json{{"href", reference(file, folder)},
                             {"type", mediaType(file)},
@@ -205,8 +257,7 @@ struct Source {
 /// @return the first image of a product that is not there and keeps the plug-in from opening it;
 ///         "" when nothing of the kind is amiss.
 std::string missingImage(const product::ProductFacts& facts) {
-    const bool missing = facts.needsImages && !facts.productType.empty() &&
-                         !facts.images.empty() &&
+    const bool missing = facts.needsImages && !facts.productType.empty() && !facts.images.empty() &&
                          !kfio::fileState(facts.images.front().file).exists;
     return missing ? facts.images.front().file : "";
 }
@@ -253,12 +304,12 @@ ordered_json stacItem(const std::string& file, const std::filesystem::path& fold
     addTimes(properties, stated);
     properties["platform"] = product::lowerCase(stated.facts().satellite);
     properties["instruments"] = {"sar"};
-    if (addSar(properties, stated, sensorOf(source), place))
+    const std::string missing = addSar(properties, stated, sensorOf(source), place);
+    if (missing.empty())
         extensions.push_back(sarSchema);
     else
-        warnings.push_back(file + ": the SAR extension of STAC has no words for these "
-                                  "polarizations, or a field that it requires is missing; "
-                                  "the item does not declare it");
+        warnings.push_back(file + ": states nothing that the SAR extension of STAC knows for " +
+                           missing + "; the item does not declare it");
     addChoice(properties, "sat:orbit_state", acquisition.pass, {"ascending", "descending"});
     if (properties.contains("sat:orbit_state"))
         extensions.push_back(satSchema);

@@ -1,5 +1,6 @@
 #include "output/stac_place.h"
 
+#include "product/bursts/burst_record.h"
 #include "product/place/placement.h"
 
 #include <algorithm>
@@ -93,6 +94,18 @@ std::optional<int> epsgOf(const product::Place& found) {
 StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedProduct& stated,
                     std::vector<std::string>& warnings) {
     StacPlace place;
+    if (const auto whole = opened ? product::wholeOf(*opened) : std::nullopt) {
+        place.shape = {whole->lines, whole->samples};
+        try {
+            const auto found = std::make_shared<const product::Place>(
+                product::placeOf(*opened, *whole, opened->name()));
+            place.footprint =
+                product::footprintOf(product::Locator(found), whole->samples, whole->lines);
+        } catch (const loader::Error& error) {
+            warnings.emplace_back(error.what());
+        }
+        return place;
+    }
     const auto layer = firstLayer(opened, warnings);
     if (!layer) {
         place.shape = statedShape(stated);

@@ -1,11 +1,11 @@
 #include "pictures/drawing.h"
 
+#include "output/origin_metadata.h"
 #include "pictures/channels.h"
 #include "pictures/graticule.h"
 #include "pictures/marks.h"
 #include "pictures/orientation.h"
 #include "pictures/picture_map.h"
-#include "product/metadata_items.h"
 
 #include <cmath>
 #include <cstdio>
@@ -167,7 +167,10 @@ Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
     kimg::Picture& picture = drawing.picture;
     picture.width = canvas.width;
     picture.height = canvas.height;
-    picture.items = product::metadataItems(opened->stated());
+    std::vector<const product::Raster*> shown;
+    for (const Channel& channel : channels)
+        shown.push_back(channel.raster.get());
+    picture.items = originMetadata(*opened, shown);
     if (wantsMarks(request) || (request.decibels && !request.inColour))
         addMarks(request, canvas, picture);
     else if (request.inColour) {

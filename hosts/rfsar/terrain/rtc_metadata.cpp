@@ -1,7 +1,7 @@
 #include "terrain/rtc_metadata.h"
 
+#include "output/origin_metadata.h"
 #include "output/stac_item.h"
-#include "product/metadata_items.h"
 #include "product/place/stated_place.h"
 #include "rf_constants.h"
 #include "terrain/terrain_strips.h"
@@ -71,7 +71,7 @@ void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
 MetadataItems rtcMetadata(const product::OpenedProduct& opened, const product::Locator& locator,
                           const std::vector<product::BetaNought>& images,
                           const RtcAccount& account) {
-    MetadataItems items = product::metadataItems(opened.stated());
+    MetadataItems items = originMetadata(opened, {});
     items.emplace_back("BACKSCATTER_MEASUREMENT", "gamma nought, terrain-flattened");
     items.emplace_back("BACKSCATTER_CONVENTION", account.inDb ? "dB" : "linear power");
     items.emplace_back("SOURCE_MEASUREMENT",
@@ -118,6 +118,8 @@ nlohmann::ordered_json rtcStacItem(const std::string& file, const std::string& o
     auto& properties = item["properties"];
     properties["sar:product_type"] = "RTC";
     for (const auto& [key, value] : metadata) {
+        if (key.starts_with("TIFFTAG_")) // what other items say, for pictures
+            continue;
         std::string name = "rtc:" + key;
         for (char& c : name)
             c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kimg/tiff_writer.h"
+#include "output/origin_metadata.h"
 #include "product/opened_product.h"
 #include "product/place/locator.h"
 #include "product/place/map_frame.h"
@@ -20,8 +21,6 @@ struct RtcAccount {
     bool noiseRemoved = false, inDb = false;
     const product::MapFrame* frame = nullptr; ///< null in the radar's own grid
 };
-
-using MetadataItems = std::vector<std::pair<std::string, std::string>>;
 
 /// The product's own items and those of the flattening, for the file's metadata.
 /// @throws loader::Error naming the file when the product's documents are damaged.

@@ -2,6 +2,7 @@
 #include "output/console.h"
 #include "output/interruption.h"
 #include "output/ordered_work.h"
+#include "output/origin_metadata.h"
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/raster_tiles.h"
@@ -95,8 +96,12 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
     kimg::TiffLayout layout{
         window.width, window.height,           first.type(), options.compression,
         {},           std::move(placed.place), std::nullopt};
-    for (const auto& raster : rasters)
+    std::vector<const product::Raster*> shown;
+    for (const auto& raster : rasters) {
         layout.bands.push_back({raster->name(), raster->unit()});
+        shown.push_back(raster.get());
+    }
+    layout.metadata = originMetadata(first.opened(), shown);
     return layout;
 }
 

@@ -3,6 +3,7 @@
 #include "output/console.h"
 #include "output/interruption.h"
 #include "output/ordered_work.h"
+#include "output/origin_metadata.h"
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/resampler.h"
@@ -161,13 +162,15 @@ void geocode(const GeocodeVerb& verb) {
     if (verb.cloudOptimized)
         unordered.emplace(verb.output);
     const std::string& file = unordered ? unordered->temporaryPath() : verb.output;
+    const product::Raster* const shown[] = {&raster};
     TiffWriter writer(file, {frame.width,
                              frame.height,
                              raster.type(),
                              kimg::TiffCompression::none,
                              {{raster.name(), raster.unit()}},
                              {frame.geoTransform(), {}, frame.wkt, {}},
-                             noDataOf(raster)});
+                             noDataOf(raster),
+                             originMetadata(raster.opened(), shown)});
     drawMap(verb, raster, positions, frame, writer);
     writer.finish();
     if (verb.cloudOptimized)

@@ -4,6 +4,8 @@
 #include "product/families/family.h"
 #include "product/families/heads.h"
 
+#include "product/radiometry/table_limits.h"
+
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 #include "kstr/kstr.h"
@@ -247,12 +249,7 @@ public:
     }
 
     std::vector<double> mapTransform() const override {
-        std::vector<double> stated;
-        if (const ProductTree* list = elementAt(extended_, geometry + std::string("geotransform")))
-            for (const auto& [key, element] : *list)
-                for (const double number : parseNumbers(element.data(), extendedFile_))
-                    stated.push_back(number);
-        return stated;
+        return numbersAt(extended_, geometry + std::string("geotransform"), extendedFile_);
     }
 
     bool hasRadarGrid() const override {
@@ -378,19 +375,18 @@ private:
     }
 
     StatedGains readGains(const CalibrationTable&) const override {
-        const std::string text = textAt(extended_, "collect/image/scale_factor");
+        constexpr char path[] = "collect/image/scale_factor";
+        const std::string text = leafAt(extended_, path, extendedFile_);
         const auto scale = parseNumbers(text, extendedFile_);
-        if (scale.size() != 1 || !(scale[0] > 0))
+        if (scale.size() != 1)
             throw loader::Error(extendedFile_ + ": \"" + text + "\" is no scale factor");
+        requireWithin(scaleLimits, scale[0], extendedFile_, path);
         return {0, {}, scale[0]};
     }
 
     /// Noise-equivalent sigma nought in dB is a polynomial of the slant range in m, constant first.
     ColumnProfile readNoise(const NoiseTable&, std::uint32_t width) const override {
-        std::vector<double> coefficients;
-        for (const auto& [key, element] : *elementAt(extended_, noisePolynomial))
-            for (const double number : parseNumbers(element.data(), extendedFile_))
-                coefficients.push_back(number);
+        const auto coefficients = numbersAt(extended_, noisePolynomial, extendedFile_);
         const double nearM = requiredNumber("range_to_first_sample");
         const double stepM = requiredNumber("delta_range_sample");
         ColumnProfile profile{0, noiseStep, {}};
@@ -400,6 +396,7 @@ private:
                 std::accumulate(coefficients.rbegin(), coefficients.rend(), 0.0,
                                 [&](double sum, double next) { return sum * rangeM + next; }));
         }
+        requireWithin(noiseLimits, profile, extendedFile_, "collect/image/nesz_polynomial");
         return profile;
     }
 

@@ -2,6 +2,7 @@
 #include "kfnp/kfnp.h"
 #include "product/families/rcm/rcm_bursts.h"
 #include "product/families/xml_product.h"
+#include "product/radiometry/table_limits.h"
 
 #include <algorithm>
 
@@ -181,8 +182,12 @@ private:
         if (const ProductTree* parent = elementAt(whole, "incidenceAngles"))
             for (const auto& [key, element] : *parent)
                 if (key == "angles")
-                    for (const double angle : parseNumbers(element.data(), name))
+                    for (const double angle : parseNumbers(leafAt(element, "", name), name))
                         profile.values.push_back(angle);
+        requireWithin(incidenceLimits, profile, name, "incidenceAngles/angles");
+        if (const std::string announced = textAt(whole, "incidenceAngles/numberOfValues");
+            !announced.empty())
+            requireCount(parseInteger(announced, name), profile.values.size(), name, "angles");
         return profile;
     }
 };

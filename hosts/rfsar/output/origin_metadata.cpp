@@ -1,0 +1,115 @@
+#include "output/origin_metadata.h"
+
+#include "product/metadata_items.h"
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+
+namespace {
+
+class Items {
+public:
+    explicit Items(MetadataItems& items) : items_(items) {}
+
+    /// What the product states itself in its own words stays as it is.
+    void add(const std::string& key, const std::string& text) {
+        const bool there = std::any_of(items_.begin(), items_.end(),
+                                       [&](const auto& item) { return item.first == key; });
+        if (!there && !text.empty())
+            items_.emplace_back(key, text);
+    }
+    void add(const std::string& key, const std::optional<double>& number) {
+        if (!number)
+            return;
+        std::ostringstream text;
+        text.precision(9);
+        text << *number;
+        add(key, text.str());
+    }
+    std::string of(const std::string& key) const {
+        const auto found = std::find_if(items_.begin(), items_.end(),
+                                        [&](const auto& item) { return item.first == key; });
+        return found == items_.end() ? "" : found->second;
+    }
+
+private:
+    MetadataItems& items_;
+};
+
+void addAcquisition(Items& items, const product::StatedProduct& stated) {
+    const product::Acquisition when = stated.acquisition();
+    items.add("SATELLITE_IDENTIFIER", stated.facts().satellite);
+    items.add("PRODUCT_TYPE", stated.facts().productType);
+    items.add("PRODUCT_ID", when.productId);
+    items.add("BEAM_MODE", when.beamMode);
+    items.add("ACQUISITION_START_TIME", when.start);
+    items.add("ACQUISITION_STOP_TIME", when.stop);
+    items.add("ORBIT_DIRECTION", when.pass);
+    items.add("ANTENNA_POINTING", when.lookSide);
+    items.add("NEAR_RANGE_INCIDENCE_ANGLE", when.nearIncidenceDeg);
+    items.add("CENTER_INCIDENCE_ANGLE", when.centreIncidenceDeg);
+    items.add("FAR_RANGE_INCIDENCE_ANGLE", when.farIncidenceDeg);
+}
+
+/// What samples are, by the names that export takes for layers.
+std::string calibrationOf(const std::string& layer) {
+    static constexpr std::pair<const char*, const char*> known[] = {
+        {"SIGMA_NOUGHT", "sigma nought"}, {"BETA_NOUGHT", "beta nought"},
+        {"GAMMA", "gamma nought"},        {"NESZ", "noise-equivalent sigma nought"},
+        {"INCIDENCE_ANGLE", "none"},
+    };
+    for (const auto& [name, calibration] : known)
+        if (layer.find(name) != std::string::npos)
+            return calibration;
+    return "none: samples as the product stores them";
+}
+
+template <class Text>
+std::string joined(std::span<const product::Raster* const> rasters, const Text& text) {
+    std::string all;
+    for (const product::Raster* raster : rasters) {
+        const std::string each = text(*raster);
+        if (all.find(each) == std::string::npos)
+            all += (all.empty() ? "" : ", ") + each;
+    }
+    return all;
+}
+
+/// "2024-05-06T07:08:09.25Z" as TIFF writes times; "" for others.
+std::string tiffTime(const std::string& time) {
+    if (time.size() < 19 || time[10] != 'T')
+        return "";
+    std::string text = time.substr(0, 19);
+    text[4] = text[7] = ':';
+    text[10] = ' ';
+    return text;
+}
+
+} // namespace
+
+MetadataItems originMetadata(const product::OpenedProduct& opened,
+                             std::span<const product::Raster* const> rasters) {
+    const product::StatedProduct& stated = opened.stated();
+    MetadataItems found = product::metadataItems(stated);
+    Items items(found);
+    addAcquisition(items, stated);
+    const std::string layers = joined(rasters, [](const auto& raster) { return raster.name(); });
+    if (!rasters.empty()) {
+        items.add("LAYERS", layers);
+        items.add("CALIBRATION",
+                  joined(rasters, [](const auto& raster) { return calibrationOf(raster.name()); }));
+        items.add("UNIT", joined(rasters, [](const auto& raster) {
+                      return raster.unit().empty() ? std::string("1") : raster.unit();
+                  }));
+    }
+    const std::string software = std::string("rfsar ") + RF_SAR_VERSION;
+    items.add("SOFTWARE_VERSION", software);
+    items.add("TIFFTAG_SOFTWARE", software);
+    items.add("TIFFTAG_DOCUMENTNAME", stated.facts().id);
+    items.add("TIFFTAG_DATETIME", tiffTime(stated.acquisition().start));
+    items.add("TIFFTAG_IMAGEDESCRIPTION",
+              stated.facts().satellite + ' ' + stated.facts().productType + ' ' +
+                  items.of("BEAM_MODE") + (layers.empty() ? "" : ", " + layers));
+    return found;
+}
