@@ -80,6 +80,12 @@ def costs(executable, pattern, options):
 def machine():
     def output(*command):
         return subprocess.run(command, capture_output=True, text=True, check=True).stdout.strip()
+
+    def commit():
+        try:
+            return output("git", "-C", str(ROOT), "rev-parse", "--short", "HEAD")
+        except (OSError, subprocess.CalledProcessError):  # a copy without its history
+            return "not known"
     model = next((line.split(":")[1].strip() for line in
                   pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8").splitlines()
                   if line.startswith("model name")), platform.machine())
@@ -89,7 +95,7 @@ def machine():
     return (f"{datetime.date.today()}: {model}, {os.cpu_count()} cores, load "
             f"{os.getloadavg()[0]:.1f}; {platform.freedesktop_os_release()['PRETTY_NAME']}, "
             f"g++ {output('g++', '-dumpfullversion')} {flags}, {output('gdalinfo', '--version').split(',')[0]}; "
-            f"commit {output('git', '-C', str(ROOT), 'rev-parse', '--short', 'HEAD')}.")
+            f"commit {commit()}.")
 
 
 def print_row(what, ours, peer, theirs, goal):
@@ -116,10 +122,13 @@ def main():
     parser.add_argument("--scenes", action="store_true", help="only whole scenes, file to file")
     parser.add_argument("--products", default=os.environ.get("RF_SAR_PRODUCTS"),
                         help="metadata of real products; without it opening is left out")
+    parser.add_argument("--drivers", action="store_true", help="only beside GDAL's own drivers")
     options = parser.parse_args()
     print(machine() + "\n", flush=True)
     print("| | ours | peer | | ratio | goal | |\n|---|---|---|---|---|---|---|", flush=True)
-    groups = [] if options.scenes else [KERNELS, DETECTED, COMPLEX, GEOLOCATION]
+    groups = []
+    if not options.scenes and not options.drivers:
+        groups = [KERNELS, DETECTED, COMPLEX, GEOLOCATION]
     if groups and options.products:
         groups += [BINDING, OPENING]
     for executable, pattern, rows in groups:
@@ -132,13 +141,15 @@ def main():
     if options.products and not options.scenes:
         for row in gdal_open_bench.measure(options.products, options.folder, options.runs):
             print_row(*row)
-    if driver_bench.there():
-        for row in driver_bench.measure(options.folder, options.runs, options.side):
+    if not options.scenes:
+        if driver_bench.there():
+            for row in driver_bench.measure(options.folder, options.runs, options.side):
+                print_row(*row)
+        else:
+            print("| GDAL's RCM driver | not on this machine | | | | | |", flush=True)
+    if not options.drivers:
+        for row in scene_bench.measure(options.folder, options.runs, options.side):
             print_row(*row)
-    else:
-        print("| GDAL's RCM driver | not on this machine | | | | | |", flush=True)
-    for row in scene_bench.measure(options.folder, options.runs, options.side):
-        print_row(*row)
 
 
 if __name__ == "__main__":

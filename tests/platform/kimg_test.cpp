@@ -254,8 +254,16 @@ TEST(ImageLayers, NarrowTypesClampRoundAndKeepToTheirStrides) {
     EXPECT_THAT(bytes(kpxmS8, 0), ElementsAre(0x80, 3, 127, 0));
     EXPECT_THAT(bytes(kpxmS8, -1), ElementsAre(0, 0x80, 3, 127));
 
-    TestImage{.type = GDT_Byte, .options = {"PIXELTYPE=SIGNEDBYTE"}}.write(folder / "s8.tif");
-    const Layer byteLayer = open(folder / "s8.tif#1");
+    const std::string signedPath = folder / "s8.tif";
+    TestImage{.type = GDT_Byte, .options = {"PIXELTYPE=SIGNEDBYTE"}}.write(signedPath);
+    // From 3.7 on, GDAL has a type for signed bytes and stops at 127 when larger ones are written.
+    const GDALDatasetH signedFile = GDALOpen(signedPath.c_str(), GA_Update);
+    std::int16_t below[] = {-128, -1};
+    ASSERT_EQ(GDALRasterIO(GDALGetRasterBand(signedFile, 1), GF_Write, 0, 3, 2, 1, below, 2, 1,
+                           GDT_Int16, 0, 0),
+              CE_None);
+    GDALClose(signedFile);
+    const Layer byteLayer = open(signedPath + "#1");
     ASSERT_EQ(kimg_LayerPixelTypeGet(byteLayer.get()), kpxmS8);
     for (const std::uint32_t width : {100U, 33U}) { // whole strips, and parts of them
         const auto same = read(byteLayer.get(), 0, 3, width, 20, kpxmS8);

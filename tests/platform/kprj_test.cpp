@@ -19,11 +19,21 @@ KprjProjectionPtr projection(const std::string& text) {
     return made;
 }
 
+/// Without the realization of WGS 84 that later releases of PROJ know; what the platform itself says
+/// of WGS 84 is the same with every release.
+std::string withoutLatestRealization(std::string wkt) {
+    const std::string latest = "        MEMBER[\"World Geodetic System 1984 (G2296)\"],\n";
+    if (const auto at = wkt.find(latest); at != wkt.npos)
+        wkt.erase(at, latest.size());
+    return wkt;
+}
+
 void expectSame(const KPRJ_PROJECTION& made, const KPRJ_PROJECTION& known) {
     const auto members = [](const KPRJ_PROJECTION& of) {
-        return std::tie(of.name, of.units, of.datum, of.spheroid, of.authority, of.wkt,
-                        of.semiMajorAxis, of.semiMinorAxis, of.isGeographic);
+        return std::tie(of.name, of.units, of.datum, of.spheroid, of.authority, of.semiMajorAxis,
+                        of.semiMinorAxis, of.isGeographic);
     };
+    EXPECT_EQ(withoutLatestRealization(made.wkt), withoutLatestRealization(known.wkt));
     EXPECT_EQ(members(made), members(known));
     EXPECT_NEAR(made.unitSize, known.unitSize, 1e-17);
 }
@@ -69,10 +79,6 @@ TEST(Kprj, SpheroidsByNameHaveThePublishedAxes) {
 
 TEST(Kprj, NamedPartsMakeTheGeographicProjectionAndContradictionsDoNot) {
     const KprjProjectionPtr known = projection("EPSG:4326");
-    // Later releases of PROJ list one realization more. Products say the same with every release.
-    const std::string later = "        MEMBER[\"World Geodetic System 1984 (G2296)\"],\n";
-    if (const auto at = known->wkt.find(later); at != known->wkt.npos)
-        known->wkt.erase(at, later.size());
     expectSame(*KprjProjectionPtr(kprj_GeographicWgs84(nullptr)), *known);
     const auto parameters84 = kprj_ProParametersCreateByName("Geographic (Lat/Lon)", nullptr);
     KPRJ_SPHEROID spheroid84{};
