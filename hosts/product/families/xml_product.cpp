@@ -14,7 +14,6 @@ using kfio::ProductTree;
 constexpr char tiePoint[] = "imageTiePoint";
 constexpr char geographic[] = "/geographicInformation";
 constexpr char processing[] = "imageGenerationParameters/sarProcessingInformation/";
-constexpr char sigmaNought[] = "Sigma Nought";
 
 constexpr KeyAndPath sharedItems[] = {
     {"ACQUISITION_START_TIME", "sourceAttributes/rawDataStartTime"},
@@ -65,7 +64,7 @@ double tieNumber(const ProductTree& tree, const char* path, const std::string& f
 }
 
 std::optional<Radiometry> radiometryOf(const std::string& text) {
-    for (const auto& [name, kind] : {std::pair{sigmaNought, Radiometry::sigmaNought},
+    for (const auto& [name, kind] : {std::pair{"Sigma Nought", Radiometry::sigmaNought},
                                      {"Beta Nought", Radiometry::betaNought},
                                      {"Gamma", Radiometry::gamma}})
         if (text == name)
@@ -265,11 +264,11 @@ StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
 }
 
 /// The kind stands in an attribute or in an element.
-const ProductTree* XmlProduct::sigmaLevels(const ProductTree& parent) {
+const ProductTree* XmlProduct::levelsFor(const ProductTree& parent, Radiometry kind) {
     for (const auto& [key, element] : parent)
         if (key == "referenceNoiseLevel" &&
-            (textAt(element, "<xmlattr>/incidenceAngleCorrection") == sigmaNought ||
-             textAt(element, "sarCalibrationType") == sigmaNought))
+            (radiometryOf(textAt(element, "<xmlattr>/incidenceAngleCorrection")) == kind ||
+             radiometryOf(textAt(element, "sarCalibrationType")) == kind))
             return &element;
     return nullptr;
 }

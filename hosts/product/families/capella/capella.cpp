@@ -348,7 +348,10 @@ private:
     }
 
     /// Noise-equivalent sigma nought in dB is a polynomial of the slant range in m, constant first.
-    ColumnProfile readNoise(const NoiseTable&, std::uint32_t width) const override {
+    ColumnProfile readNoise(const NoiseTable&, Radiometry kind,
+                            std::uint32_t width) const override {
+        if (kind != Radiometry::sigmaNought)
+            return {};
         std::vector<double> coefficients;
         for (const auto& [key, element] : *elementAt(extended_, noisePolynomial))
             for (const double number : parseNumbers(element.data(), extendedFile_))
