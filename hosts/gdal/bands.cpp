@@ -1,8 +1,14 @@
 #include "bands.h"
 
+#include "gdal_versions.h"
 #include "product/images/raster.h"
+#include "sparse_statistics.h"
 
 #include <gdal_pam.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace rf_sar_gdal {
 namespace {
@@ -25,6 +31,14 @@ GDALDataType typeOf(kimg::SampleType type) {
     return GDT_CFloat64;
 }
 
+bool isRemote(const std::string& file) {
+    constexpr const char* systems[] = {"/vsicurl",  "/vsis3",   "/vsigs",
+                                       "/vsiaz",    "/vsiadls", "/vsioss",
+                                       "/vsiswift", "/vsihdfs", "/vsiwebhdfs"};
+    return std::any_of(std::begin(systems), std::end(systems),
+                       [&](const char* system) { return file.find(system) != std::string::npos; });
+}
+
 /// A raster whose blocks are GDAL's blocks.
 class SarBand final : public GDALPamRasterBand {
 public:
@@ -40,13 +54,63 @@ public:
         if (!entry.pole.empty())
             oMDMD.SetMetadataItem("POLARIMETRIC_INTERP", entry.pole.c_str());
         if (entry.kind == Entry::Kind::calibrated)
-            oMDMD.SetMetadataItem("CALIBRATION", nameOf(entry.table.kind).c_str());
+            oMDMD.SetMetadataItem("CALIBRATION", nameOf(entry.radiometry).c_str());
     }
 
     const char* GetUnitType() override { return raster_->unit().c_str(); }
     GDALColorInterp GetColorInterpretation() override { return GCI_Undefined; }
 
+    MetadataList GetMetadata(const char* domain) override {
+        if (!domain || EQUAL(domain, ""))
+            provideStatistics();
+        return GDALPamRasterBand::GetMetadata(domain);
+    }
+    const char* GetMetadataItem(const char* name, const char* domain) override {
+        if ((!domain || EQUAL(domain, "")) && STARTS_WITH_CI(name, "STATISTICS_"))
+            provideStatistics();
+        return GDALPamRasterBand::GetMetadataItem(name, domain);
+    }
+
+    /// Approximate statistics do not tell these.
+    double GetMinimum(int* known) override {
+        return isApproximate() ? unknown(known, 0) : GDALPamRasterBand::GetMinimum(known);
+    }
+    double GetMaximum(int* known) override {
+        return isApproximate() ? unknown(known, 1) : GDALPamRasterBand::GetMaximum(known);
+    }
+
 private:
+    bool isApproximate() { return GetMetadataItem("STATISTICS_APPROXIMATE", nullptr) != nullptr; }
+    /// @return an end of the type's range.
+    double unknown(int* known, int end) const {
+        if (known)
+            *known = FALSE;
+        constexpr double mostFloat = std::numeric_limits<float>::max();
+        return eDataType == GDT_UInt16  ? end * 65535.0
+               : eDataType == GDT_Int16 ? end * 65535.0 - 32768
+                                        : (2 * end - 1) * mostFloat;
+    }
+
+    /// Viewers stretch pictures between the approximate extremes. What GDAL would take for them is
+    /// one bright target, and black around it; it would also write them beside the product. Past
+    /// the sidecar file's bookkeeping, and only where reading costs little.
+    void provideStatistics() {
+        if (std::exchange(statisticsProvided_, true) || oMDMD.GetMetadataItem("STATISTICS_MEAN") ||
+            isRemote(raster_->opened().name()))
+            return;
+        const auto found = sparseStatistics(*raster_);
+        if (!found)
+            return;
+        const auto set = [&](const char* name, double value) {
+            oMDMD.SetMetadataItem(name, CPLString().FormatC(value, "%.9g"));
+        };
+        oMDMD.SetMetadataItem("STATISTICS_APPROXIMATE", "YES");
+        set("STATISTICS_MINIMUM", found->lowest);
+        set("STATISTICS_MAXIMUM", found->highest);
+        set("STATISTICS_MEAN", found->mean);
+        set("STATISTICS_STDDEV", found->deviation);
+    }
+
     CPLErr IReadBlock(int column, int row, void* block) override {
         try {
             beforeRead_();
@@ -61,6 +125,7 @@ private:
 
     const std::unique_ptr<product::Raster> raster_;
     const std::function<void()> beforeRead_;
+    bool statisticsProvided_ = false;
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "product/checks/checks.h"
 #include "product/images/raster.h"
 #include "product/metadata_items.h"
+#include "product/radiometry/noise_power.h"
 
 #include <algorithm>
 #include <array>
@@ -41,40 +42,45 @@ bool isTiff(const std::string& file) {
 } // namespace
 
 SarDataset::SarDataset(const OpenRequest& request)
-    : opened_(product::openProductFile(request.file)), listsEntries_(request.layer.empty()) {
+    : opened_(product::openProductFile(request.file)),
+      listsEntries_(request.layer.empty() && !request.clearest) {
     SetDescription(request.description.c_str());
     const std::string& fault = opened_->stated().facts().fault;
     if (!fault.empty())
         CPLError(CE_Warning, CPLE_AppDefined, "%s; its facts are left out", fault.c_str());
-    addBands(request, catalogue(*opened_));
+    addBands(request);
     reference_ = std::make_unique<const Georeference>(opened_, image(), part(), request.georef);
     nameSidecars(request);
 }
 
 /// @throws loader::Error when the product has nothing of that name.
-std::vector<Entry> SarDataset::chosen(const OpenRequest& request,
-                                      const std::vector<Entry>& entries) const {
-    std::vector<Entry> found;
-    if (request.layer.empty() && request.calibration.empty())
+std::vector<Entry> SarDataset::chosen(const OpenRequest& request) const {
+    const std::vector<Entry> entries = catalogue(*opened_);
+    if (request.clearest)
+        return clearest(available(opened_, entries));
+    if (!request.layer.empty())
+        return entriesNamed(*opened_, entries, request.layer);
+    if (request.calibration.empty())
         return wholeProduct(entries);
+    std::vector<Entry> found;
     for (const Entry& entry : entries)
-        if (request.layer.empty()
-                ? entry.kind == Entry::Kind::calibrated &&
-                      EQUAL(nameOf(entry.table.kind).c_str(), request.calibration.c_str())
-                : EQUAL(entry.name.c_str(), request.layer.c_str()))
+        if (const std::string name = nameOf(entry.radiometry) + (entry.decibels ? "_DB" : "");
+            entry.kind == Entry::Kind::calibrated &&
+            EQUAL(name.c_str(), request.calibration.c_str()))
             found.push_back(entry);
-    if (!found.empty())
-        return found;
-    throw loader::Error(opened_->name() + ": the product has " +
-                        (request.layer.empty() ? "no tables for " + request.calibration
-                                               : "no layer \"" + request.layer + "\""));
+    if (found.empty())
+        throw loader::Error(opened_->name() + ": the product has no tables for " +
+                            request.calibration);
+    return found;
 }
 
 /// A product whose images differ, or are not all there, shows its list of subdatasets alone; an
 /// entry that was asked for by name must open.
-void SarDataset::addBands(const OpenRequest& request, const std::vector<Entry>& entries) {
-    const bool whole = request.layer.empty() && request.calibration.empty();
-    shown_ = chosen(request, entries);
+void SarDataset::addBands(const OpenRequest& request) {
+    const bool whole = request.layer.empty() && request.calibration.empty() && !request.clearest;
+    shown_ = chosen(request);
+    for (Entry& entry : shown_)
+        entry = treated(std::move(entry), {false, request.denoised});
     std::vector<std::unique_ptr<GDALRasterBand>> bands;
     try {
         for (const Entry& entry : shown_) {
@@ -110,19 +116,50 @@ void SarDataset::provideItems() {
     for (const auto& [key, text] : product::metadataItems(opened_->stated()))
         if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own comes first
             oMDMD.SetMetadataItem(key.c_str(), text.c_str());
+    if (!shown_.empty() && shown_.front().denoised)
+        for (const auto& [key, text] : product::noiseRemovedItems())
+            oMDMD.SetMetadataItem(key.c_str(), text.c_str());
 }
 
+/// @return whether something tells where the product lies.
+bool SarDataset::canBeDrawn() const {
+    try {
+        const auto known = place();
+        return known && known->transform;
+    } catch (const loader::Error&) {
+        return false;
+    }
+}
+
+/// Entries one by one; then what draws without options: the product as a whole and its entries on
+/// the map, but complex samples, which viewers do not draw. Of single bursts there may be hundreds.
 void SarDataset::provideSubdatasets() {
     if (!listsEntries_)
         return;
-    const std::vector<Entry> entries = available(opened_, catalogue(*opened_));
     CPLStringList list;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const std::string key = "SUBDATASET_" + std::to_string(i + 1);
+    int count = 0;
+    const auto add = [&](const std::string& name, const std::string& description) {
+        const std::string key = "SUBDATASET_" + std::to_string(++count);
         list.SetNameValue((key + "_NAME").c_str(),
-                          formatDatasetName({opened_->name(), entries[i].name}).c_str());
-        list.SetNameValue((key + "_DESC").c_str(),
-                          (entries[i].name + " - " + entries[i].description).c_str());
+                          formatDatasetName({opened_->name(), name}).c_str());
+        list.SetNameValue((key + "_DESC").c_str(), (name + " - " + description).c_str());
+    };
+    const std::vector<Entry> entries = available(opened_, catalogue(*opened_));
+    const auto isOfBurst = [](const Entry& entry) {
+        return entry.kind != Entry::Kind::layer && entry.image && entry.image->burst;
+    };
+    for (const Entry& entry : entries)
+        if (!entry.decibels || !isOfBurst(entry))
+            add(entry.name, entry.description);
+    const std::vector<Entry> whole = clearest(entries);
+    if (!whole.empty() && canBeDrawn()) {
+        std::string poles;
+        for (std::size_t i = 1; i < whole.size(); ++i)
+            poles += whole[i].pole + ' ';
+        add(mapName, "on the map: " + poles + whole.front().description);
+        for (const Entry& entry : entries)
+            if (entry.kind != Entry::Kind::complexSamples && !isOfBurst(entry))
+                add(mapName + ("_" + entry.name), "on the map: " + entry.description);
     }
     oMDMD.SetMetadata(list.List(), "SUBDATASETS");
 }
@@ -131,7 +168,11 @@ void SarDataset::provideSubdatasets() {
 /// <product file>.<entry>.ovr, both only when the user asks for them. Who made the product may have
 /// put such files there: they are not followed to other files.
 void SarDataset::nameSidecars(const OpenRequest& request) {
-    const std::string& shown = request.layer.empty() ? request.calibration : request.layer;
+    std::string shown = request.clearest        ? mapName
+                        : request.layer.empty() ? request.calibration
+                                                : request.layer;
+    if (request.denoised)
+        shown += ".denoised";
     std::string stem = opened_->name();
     SetPhysicalFilename(stem.c_str());
     if (!shown.empty()) {
@@ -267,10 +308,11 @@ CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int*
     };
     const char* method = resampling;
     if (EQUAL(resampling, "AVERAGE")) {
-        if (any(&Entry::isPhase)) {
+        const bool decibels = !shown_.empty() && shown_.front().decibels;
+        if (any(&Entry::isPhase) || decibels) {
             CPLError(CE_Failure, CPLE_NotSupported,
-                     "%s: phases cannot be averaged; use the resampling method nearest",
-                     GetDescription());
+                     "%s: %s cannot be averaged; use the resampling method nearest",
+                     GetDescription(), decibels ? "decibels" : "phases");
             return CE_Failure;
         }
         // Neighbouring magnitudes are averaged by their power.

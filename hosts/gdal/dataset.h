@@ -12,12 +12,17 @@
 
 namespace rf_sar_gdal {
 
+/// Names that begin so are drawn on the map: "MAP", "MAP_SIGMA_NOUGHT_DB_HH".
+constexpr char mapName[] = "MAP";
+
 /// How a user asks for a product.
 struct OpenRequest {
     std::string description; ///< the name that GDAL was given
     std::string file;        ///< as product::findProduct gives it
     std::string layer;       ///< an entry's name; "" for the product as a whole
-    std::string calibration; ///< SIGMA_NOUGHT, ...; "" for the samples as they are
+    std::string calibration; ///< SIGMA_NOUGHT, SIGMA_NOUGHT_DB, ...; "" for samples as they are
+    bool clearest = false;   ///< of the product as a whole, what a viewer shows best
+    bool denoised = false;   ///< the noise level is subtracted
     GeorefChoice georef = GeorefChoice::automatic;
     bool onTheMap = false;           ///< drawn on the map while it is read (map_view.h)
     kimg::ElevationSource elevation; ///< to draw by; without paths the height of the scene
@@ -51,8 +56,8 @@ protected:
 
 private:
     bool copyGeoTransform(double* transform) const override;
-    std::vector<Entry> chosen(const OpenRequest& request, const std::vector<Entry>& entries) const;
-    void addBands(const OpenRequest& request, const std::vector<Entry>& entries);
+    std::vector<Entry> chosen(const OpenRequest& request) const;
+    void addBands(const OpenRequest& request);
     void nameSidecars(const OpenRequest& request);
     const ProductImage* image() const;
     std::optional<product::GridPart> part() const;
@@ -60,6 +65,7 @@ private:
     void provide(const char* name);
     void provideItems();
     void provideSubdatasets();
+    bool canBeDrawn() const;
     void provideNode(const std::string& name);
 
     std::shared_ptr<const OpenedProduct> opened_;

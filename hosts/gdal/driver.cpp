@@ -12,9 +12,12 @@ namespace {
 constexpr char openOptions[] =
     "<OpenOptionList>"
     "<Option name='LAYER' type='string' description='name of one layer, as a subdataset has it'/>"
-    "<Option name='CALIBRATION' type='string-select' description='bands as linear power'>"
+    "<Option name='CALIBRATION' type='string-select' description='bands as power, linear or in dB'>"
     "<Value>NONE</Value><Value>SIGMA_NOUGHT</Value><Value>BETA_NOUGHT</Value>"
-    "<Value>GAMMA</Value></Option>"
+    "<Value>GAMMA</Value><Value>SIGMA_NOUGHT_DB</Value><Value>BETA_NOUGHT_DB</Value>"
+    "<Value>GAMMA_DB</Value></Option>"
+    "<Option name='DENOISE' type='boolean' default='NO' description='subtract the noise level that "
+    "the product states from calibrated power'/>"
     "<Option name='GEOREF' type='string-select' default='AUTO' description='georeferencing'>"
     "<Value>AUTO</Value><Value>MODEL</Value><Value>RPC</Value><Value>GCP</Value>"
     "<Value>PRODUCT</Value><Value>MAP</Value></Option>"
@@ -24,6 +27,17 @@ constexpr char openOptions[] =
     "count: AUTO (as the file says), ELLIPSOID, EGM96, EGM2008 or a file of geoid heights'/>"
     "</OpenOptionList>";
 
+/// Takes the mark of what is drawn on the map from the name of a layer.
+/// @return whether there was one.
+bool takeMap(OpenRequest& request) {
+    const std::string marked = std::string(mapName) + "_";
+    request.clearest = EQUAL(request.layer.c_str(), mapName);
+    if (!request.clearest && !EQUALN(request.layer.c_str(), marked.c_str(), marked.size()))
+        return false;
+    request.layer.erase(0, marked.size());
+    return true;
+}
+
 OpenRequest requestOf(const GDALOpenInfo& info) {
     OpenRequest request;
     request.description = info.pszFilename;
@@ -32,12 +46,13 @@ OpenRequest requestOf(const GDALOpenInfo& info) {
         name = parseDatasetName(info.pszFilename);
     request.file = product::findProduct(name.file);
     request.layer = CSLFetchNameValueDef(info.papszOpenOptions, "LAYER", name.layer.c_str());
+    request.denoised = CPLFetchBool(info.papszOpenOptions, "DENOISE", false);
     const char* calibration = CSLFetchNameValueDef(info.papszOpenOptions, "CALIBRATION", "NONE");
     if (!EQUAL(calibration, "NONE"))
         request.calibration = CPLString(calibration).toupper();
     const char* georef = CSLFetchNameValueDef(info.papszOpenOptions, "GEOREF", "");
-    request.onTheMap = EQUAL(georef, "MAP");
-    request.georef = parseGeorefChoice(request.onTheMap ? "AUTO" : georef);
+    request.onTheMap = takeMap(request) || EQUAL(georef, "MAP");
+    request.georef = parseGeorefChoice(EQUAL(georef, "MAP") ? "AUTO" : georef);
     if (const char* dem = CSLFetchNameValue(info.papszOpenOptions, "DEM"); dem && *dem)
         request.elevation.paths = {dem};
     request.elevation.heights = CSLFetchNameValueDef(info.papszOpenOptions, "DEM_HEIGHTS", "AUTO");

@@ -5,7 +5,6 @@
 
 #include <gdal_priv.h>
 
-
 namespace rf_sar_gdal {
 namespace {
 
@@ -59,13 +58,17 @@ bool identifyFolder(const GDALOpenInfo& info) {
     return false;
 }
 
+bool isArchive(const std::string& folder) {
+    return STARTS_WITH_CI(folder.c_str(), "/vsizip/") && EQUAL(extensionOf(folder).c_str(), ".zip");
+}
+
 } // namespace
 
 bool identify(GDALOpenInfo& info) {
     if (STARTS_WITH_CI(info.pszFilename, connectionPrefix.data()))
         return true;
-    if (info.bIsDirectory)
-        return identifyFolder(info);
+    if (info.bIsDirectory) // programs name what lies in an archive, and mean the archive
+        return isArchive(info.pszFilename) ? identifyContainer(info) : identifyFolder(info);
     if (info.nHeaderBytes == 0)
         return false;
     const std::string extension = extensionOf(info.pszFilename);

@@ -74,6 +74,8 @@ public:
         return shown_.GetMetadataItem(name, domain);
     }
     const char* GetUnitType() override { return shown_.GetUnitType(); }
+    double GetMinimum(int* known) override { return shown_.GetMinimum(known); }
+    double GetMaximum(int* known) override { return shown_.GetMaximum(known); }
     GDALColorInterp GetColorInterpretation() override { return shown_.GetColorInterpretation(); }
     double GetNoDataValue(int* has) override {
         if (has)

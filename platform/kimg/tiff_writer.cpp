@@ -1,6 +1,7 @@
 #include "kimg/tiff_writer.h"
 
 #include "kimg/dataset_session.h"
+#include "kimg/decibel_overviews.h"
 #include "kimg/failed_writes.h"
 #include "kimg/gdal_session.h"
 #include "kimg/new_file.h"
@@ -141,7 +142,12 @@ bool TiffWriter::addOverviews(TiffOverviews kind, const KeepGoing& keepGoing) {
     const auto built =
         GDALBuildOverviews(session_->dataset, resamplingOf(kind), static_cast<int>(levels.size()),
                            levels.data(), 0, nullptr, askToKeepGoing, &watched);
-    if (going && (built != CE_None || session_->errors.failed()))
+    bool whole = built == CE_None;
+    for (const GDALRasterBandH band : session_->bands)
+        if (going && whole && kind != TiffOverviews::nearest &&
+            std::string_view(GDALGetRasterUnitType(band)) == "dB")
+            whole = fillDecibelOverviews(band, watched);
+    if (going && (!whole || session_->errors.failed()))
         session_->fail();
     return going;
 }

@@ -19,7 +19,7 @@ enum class TiffCompression { none, deflate, lzw, zstd };
 
 struct TiffBand {
     std::string name;
-    std::string unit; ///< "" for none
+    std::string unit; ///< "" for none; neighbours in "dB" are averaged by their power
 };
 
 /// A GeoTIFF, one plane a band.
@@ -62,7 +62,8 @@ public:
     ///        They may be changed.
     void writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
                    void* samples);
-    /// Adds overviews, each half of the one before, until one fits a tile.
+    /// Adds overviews, each half of the one before, until one fits a tile. Bands in dB have the
+    /// means of their power, unless the kind is nearest.
     /// @return false when keepGoing ended it.
     bool addOverviews(TiffOverviews kind, const KeepGoing& keepGoing);
     void finish();
@@ -72,8 +73,8 @@ private:
     std::unique_ptr<Session> session_;
 };
 
-/// Writes a tiled GeoTIFF again as a cloud optimized one, DEFLATE-compressed with overviews. The
-/// file appears whole or not at all.
+/// Writes a tiled GeoTIFF again as a cloud optimized one, DEFLATE-compressed with overviews: its
+/// own, or else such of that kind. The file appears whole or not at all.
 /// @throws std::runtime_error naming the file and the reason.
 /// @return false when keepGoing ended it.
 RF_PLATFORM_API bool writeCloudOptimized(const std::string& tiff, const std::string& path,

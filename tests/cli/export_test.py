@@ -114,7 +114,7 @@ class Pixels(ExportCase):
                         driver = gdal.Open(str(other))
                         mine = image.GetRasterBand(band)
                         self.assertEqual(mine.DataType, driver.GetRasterBand(1).DataType)
-                        self.assertEqual(mine.GetUnitType(), UNITS.get(name, ""))
+                        self.assertEqual(mine.GetUnitType(), UNITS.get(name, "1"))
                         self.assertEqual(mine.ReadAsArray().tobytes(),
                                          driver.ReadAsArray().tobytes())
                         self.assertEqual(mine.GetDescription(), name.upper())

@@ -190,7 +190,9 @@ class Failures(GeocodeCase):
                 ((product, "--crs", "+proj=gnom +lat_0=-90 +type=crs"), "does not show"),
                 ((product, *utm, "--resolution", "1e-9"), "coarser resolution"),
                 ((product, *utm, "--dem", self.folder / "no.tif"), "no.tif"),
-                ((product, *utm, "--layer", "GAMMA_VV"), "GAMMA_VV"),
+                ((product, *utm, "--layer", "GAMMA_HH"), "GAMMA_HH"),
+                ((*phase, *utm, "--db"), "phases, which have no decibels"),
+                ((product, *utm, "--layer", "COMPLEX_VV", "--layer", "GAMMA_VV"), "size or type"),
                 ((product, *utm, "-o", self.folder / "no/map.tif"), "no/map.tif")):
             with self.subTest(reason):
                 where = () if "-o" in options else ("-o", out)

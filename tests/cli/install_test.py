@@ -79,7 +79,8 @@ class Installed(ProductCase):
         self.assertEqual(self.offered("export", "--output", ""), set())  # files, by default
         product = self.make("rcm", lines=20, samples=20).opened
         self.assertEqual(self.offered("export", product, "--layer", "SIGMA"),
-                         {"SIGMA_NOUGHT_HH", "SIGMA_NOUGHT_HV"})
+                         {"SIGMA_NOUGHT_HH", "SIGMA_NOUGHT_HV", "SIGMA_NOUGHT_DB_HH",
+                          "SIGMA_NOUGHT_DB_HV"})
         self.assertEqual(self.offered("geocode", "--dem", __file__, product, "--layer", "GAMMA_HV"),
                          {"GAMMA_HV"})
         self.assertEqual(self.offered("read", product, "C_HH"), {"C_HH_MAGNITUDE_1"})

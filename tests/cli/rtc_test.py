@@ -165,10 +165,16 @@ class Values(RtcCase):
         model = self.model(product)
         plain, _ = self.rtc(product, "--dem", model, "--radar-geometry")
         clean, _ = self.rtc(product, "--dem", model, "--radar-geometry", "--denoise")
-        noise = 10 ** (self.layer(product, "NESZ_HH") / 10)
+        # Flattening starts from beta nought, whose own noise level the product states.
+        text = (product.folder / "metadata/calibration/noiseLevels_HH.xml").read_text()
+        level = re.search("Beta Nought<.*?pixelFirstNoiseValue>(.*?)<.*?stepSize>(.*?)<"
+                          ".*?noiseLevelValues.*?>(.*?)<", text, re.S)
+        values = np.array(level[3].split(), float)
+        columns = int(level[1]) + int(level[2]) * np.arange(values.size)
+        noise = 10 ** (np.interp(np.arange(200), columns, values) / 10)
         angle = np.radians(self.layer(product, "INCIDENCE_ANGLE"))
         taken = plain["GAMMA_NOUGHT_RTC_HH"] - clean["GAMMA_NOUGHT_RTC_HH"]
-        np.testing.assert_allclose(taken, np.broadcast_to(noise / np.cos(angle), taken.shape),
+        np.testing.assert_allclose(taken, np.broadcast_to(noise * np.tan(angle), taken.shape),
                                    rtol=3e-3, atol=1e-5 * np.nanmax(plain["GAMMA_NOUGHT_RTC_HH"]))
 
 

@@ -29,7 +29,7 @@ class Names(ProductCase):
         odd = self.folder / 'odd "quoted": \\ name.d'
         shutil.copytree(rcm.folder, odd)
         inside = f"/vsizip/{archive}/{rcm.folder.name}/metadata/product.xml"
-        for name in (rcm.folder, inside, f"RF_SAR:{archive}", f'RF_SAR:"{rcm.folder}"',
+        for name in (rcm.folder, inside, f"/vsizip/{archive}", f"RF_SAR:{archive}", f'RF_SAR:"{rcm.folder}"',
                      rcm.folder / "manifest.safe", archive, odd / "metadata/product.xml",
                      f"RF_SAR:{odd}/metadata/product.xml"):
             with self.subTest(name=name):
@@ -37,7 +37,7 @@ class Names(ProductCase):
                 self.assertEqual(dataset.GetDriver().ShortName, "RF_SAR")
                 np.testing.assert_array_equal(dataset.ReadAsArray(), pixels)
                 for layer, (full, _) in subdatasets(dataset).items():
-                    self.assertEqual(gdal.Open(full).RasterCount, 1, layer)
+                    self.assertEqual(gdal.Open(full).RasterCount, 2 if layer == "MAP" else 1)
         bare = gdal.Open(f"RF_SAR:{rcm.opened}:c_hv_magnitude_2")
         np.testing.assert_array_equal(bare.ReadAsArray(), pixels[1])
         chosen = open_product(rcm.opened, LAYER="C_HV_MAGNITUDE_2")
@@ -377,9 +377,11 @@ class Files(ProductCase):
         kept = {}
         for layer in ("C_HH_MAGNITUDE_1", "SIGMA_NOUGHT_HH", "BETA_NOUGHT_HH"):
             dataset = gdal.Open(named(product.opened, layer))
-            kept[layer] = dataset.GetRasterBand(1).GetMetadataItem("STATISTICS_MEAN")
+            band = dataset.GetRasterBand(1)
+            if not band.GetMetadataItem("STATISTICS_APPROXIMATE"):  # else what the driver offers
+                kept[layer] = band.GetMetadataItem("STATISTICS_MEAN")
+        self.assertEqual(list(kept), ["C_HH_MAGNITUDE_1", "SIGMA_NOUGHT_HH"])
         self.assertNotEqual(kept["C_HH_MAGNITUDE_1"], kept["SIGMA_NOUGHT_HH"])
-        self.assertIsNone(kept["BETA_NOUGHT_HH"])
 
 
 class BadInput(ProductCase):

@@ -57,6 +57,11 @@ def subdatasets(dataset):
     return found
 
 
+def on_the_map(layer):
+    """Whether the layer of that name is drawn on the map, in a grid of its own."""
+    return layer == "MAP" or layer.startswith("MAP_")
+
+
 def complex_samples(file):
     bands = gdal.Open(str(file)).ReadAsArray()
     return bands if bands.ndim == 2 else bands[0] + 1j * bands[1].astype(float)
@@ -89,5 +94,5 @@ def by_column(columns, values, width):
     return np.interp(np.arange(width), columns[order], values[order])
 
 
-__all__ = ["ProductCase", "by_column", "complex_samples", "gdal", "named", "np", "open_product",
-           "pixel_rule", "subdatasets", "table"]
+__all__ = ["ProductCase", "by_column", "complex_samples", "gdal", "named", "np", "on_the_map",
+           "open_product", "pixel_rule", "subdatasets", "table"]

@@ -36,7 +36,9 @@ public:
 
 private:
     StatedGains readGains(const CalibrationTable&) const override { return {}; }
-    ColumnProfile readNoise(const NoiseTable&, std::uint32_t) const override { return {}; }
+    ColumnProfile readNoise(const NoiseTable&, Radiometry, std::uint32_t) const override {
+        return {};
+    }
 
     std::string text(const std::string& path) const { return textAt(tree_, path); }
 

@@ -113,6 +113,26 @@ class Product(ProductCase):
         np.testing.assert_allclose((squares + offset) / divisors, calibrated, rtol=1e-5)
         self.assertEqual(opened.noise("HH").size, 200)
 
+    def test_power_comes_in_decibels_and_without_noise(self):
+        for family, pole in (("rcm", "HV"), ("capella-slc", "VV")):
+            product = self.make(family, **SIZE)
+            level = 10 ** (rf_sar.open(product.opened).noise(pole) / 10)
+            for name in ("sigma_nought", "gamma_nought"):
+                plain, decibels, clean, both = (
+                    open_group(product, pole, calibrate=name, **options)[name]
+                    for options in ({}, {"db": True}, {"denoise": True},
+                                    {"db": True, "denoise": True}))
+                np.testing.assert_allclose(
+                    decibels, 10 * np.log10(plain.where(plain > 0)), atol=2e-5)
+                np.testing.assert_allclose(both, 10 * np.log10(clean.where(clean > 0)), atol=2e-5)
+                self.assertEqual([each.units for each in (plain, decibels, clean, both)],
+                                 ["1", "dB", "1", "dB"])
+                if name == "sigma_nought":
+                    np.testing.assert_allclose(plain - clean, np.broadcast_to(level, plain.shape),
+                                               atol=1e-6 * float(plain.max()))
+                self.assertLess(float(clean.min()), 0)
+        self.assertEqual(list(rf_sar.open(product.opened).calibration), ["BETA_NOUGHT_VV"])
+
     def test_errors_and_warnings_are_told_not_printed(self):
         product = self.make("rcm", **SIZE, polarizations="HH HV VH VV",
                             image_order="HH VV HV VH")

@@ -3,6 +3,8 @@
 #include "product/bursts/burst_grid.h"
 #include "product/bursts/burst_record.h"
 #include "product/radiometry/calibration.h"
+#include "product/radiometry/noise_power.h"
+#include "product/radiometry/table_for.h"
 
 #include <algorithm>
 #include <deque>
@@ -43,14 +45,15 @@ private:
     struct Source {
         const ImageSamples* samples;
         Calibration calibration;
+        std::vector<double> noise; ///< one a column; none where it stays
     };
 
     Mosaic(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
            std::unique_ptr<const BurstGrid> grid)
-        : Raster(opened, aboutOf(*opened, entry, *grid)), grid_(std::move(grid)), pole_(entry.pole),
+        : Raster(opened, aboutOf(*opened, entry, *grid)), grid_(std::move(grid)), entry_(entry),
           sources_(opened->stated().bursts().size()) {
         for (const CalibrationTable& table : opened->stated().calibrationTables())
-            if (table.kind == entry.table.kind && (table.pole.empty() || table.pole == pole_))
+            if (table.kind == entry.table.kind && (table.pole.empty() || table.pole == entry.pole))
                 tables_.push_back(table);
     }
 
@@ -79,10 +82,10 @@ private:
 
     const ProductImage& imageOf(const StatedBurst& burst) const {
         for (const ProductImage& image : opened().burstImages())
-            if (image.burst == &burst && image.pole == pole_)
+            if (image.burst == &burst && image.pole == entry_.pole)
                 return image;
         throw loader::Error(opened().name() + ": burst " + burst.name() + " has no image of " +
-                            pole_);
+                            entry_.pole);
     }
 
     Source open(const StatedBurst& burst) const {
@@ -95,12 +98,21 @@ private:
                                 std::to_string(samples->height()) + " pixels, burst " +
                                 burst.name() + " is stated with " + std::to_string(burst.samples) +
                                 " x " + std::to_string(burst.lines));
-        for (const CalibrationTable& table : tables_)
-            if (table.beam.empty() || table.beam == burst.beam)
-                return {samples, readCalibration(opened().stated(), table, columnsOf(burst),
-                                                 samples->isComplex())};
-        throw loader::Error(opened().name() + ": burst " + burst.name() + " has no table for " +
-                            name());
+        const CalibrationTable* table = tableFor(tables_, image);
+        if (!table)
+            throw loader::Error(opened().name() + ": burst " + burst.name() + " has no table for " +
+                                name());
+        return {samples,
+                readCalibration(opened().stated(), *table, columnsOf(burst), samples->isComplex()),
+                entry_.denoised ? noiseOf(image) : std::vector<double>()};
+    }
+
+    std::vector<double> noiseOf(const ProductImage& image) const {
+        NoisePower noise = readNoisePower(opened(), image, entry_.radiometry);
+        if (noise.kind != entry_.radiometry)
+            throw loader::Error(opened().name() + ": states no noise level for " + name() +
+                                "; for sigma nought it does");
+        return std::move(noise.levels);
     }
 
     /// @param part  of the grid, inside the burst.
@@ -120,11 +132,12 @@ private:
             for (std::uint32_t i = 0; i < window.width; ++i)
                 values[std::size_t{line} * blockWidth() + i] = static_cast<float>(
                     (power[std::size_t{line} * window.width + i] + source.calibration.offset) /
-                    divisors[i]);
+                        divisors[i] -
+                    (source.noise.empty() ? 0 : source.noise[window.x + i]));
     }
 
     std::unique_ptr<const BurstGrid> grid_;
-    std::string pole_;
+    Entry entry_;
     std::vector<CalibrationTable> tables_;
     std::deque<Kept<Source>> sources_; ///< one a burst
 };

@@ -18,9 +18,11 @@ const StatedGains& StatedProduct::gains(const CalibrationTable& table) const {
     return gains_.get(table.file, [&] { return readGains(table); });
 }
 
-const ColumnProfile& StatedProduct::noise(const NoiseTable& table, std::uint32_t width) const {
-    return noise_.get(table.file + '\n' + std::to_string(width),
-                      [&] { return readNoise(table, width); });
+const ColumnProfile& StatedProduct::noise(const NoiseTable& table, Radiometry kind,
+                                          std::uint32_t width) const {
+    const int which = static_cast<int>(kind);
+    return noise_.get(table.file + '\n' + std::to_string(which) + ' ' + std::to_string(width),
+                      [&] { return readNoise(table, kind, width); });
 }
 
 const ColumnProfile& StatedProduct::incidence() const {

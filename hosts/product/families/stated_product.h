@@ -75,8 +75,9 @@ public:
     virtual std::vector<NoiseTable> noiseTables() const = 0;
     /// @param table  one of noiseTables().
     /// @param width  of the image.
-    /// @return noise-equivalent sigma nought in dB.
-    const ColumnProfile& noise(const NoiseTable& table, std::uint32_t width) const;
+    /// @return the noise-equivalent level of that kind in dB; without values where the product
+    ///         states none for it. Sigma nought is stated wherever there is a table.
+    const ColumnProfile& noise(const NoiseTable& table, Radiometry kind, std::uint32_t width) const;
     /// @return the file of incidence angles; "" when there is none.
     virtual std::string incidenceFile() const { return ""; }
     /// @return the angles in degrees, where there is a file of them.
@@ -91,7 +92,8 @@ private:
     virtual std::vector<TiePoint> readTiePoints() const { return {}; }
     virtual std::vector<StatedBurst> readBursts() const { return {}; }
     virtual StatedGains readGains(const CalibrationTable& table) const = 0;
-    virtual ColumnProfile readNoise(const NoiseTable& table, std::uint32_t width) const = 0;
+    virtual ColumnProfile readNoise(const NoiseTable& table, Radiometry kind,
+                                    std::uint32_t width) const = 0;
     virtual ColumnProfile readIncidence() const { return {}; }
 
     Kept<std::vector<TiePoint>> tiePoints_;

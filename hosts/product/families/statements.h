@@ -151,7 +151,7 @@ struct StatedGains {
     std::optional<double> scale; ///< in place of the gains: amplitude is sample times scale
 };
 
-/// Where the noise levels of a polarization's image stand.
+/// Where the noise levels of a polarization's image stand, of one kind of radiometry or several.
 struct NoiseTable {
     std::string pole;   ///< "" where one serves all polarizations
     std::string beam;   ///< "" where one serves all beams

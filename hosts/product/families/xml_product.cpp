@@ -16,7 +16,6 @@ using kfio::ProductTree;
 constexpr char tiePoint[] = "imageTiePoint";
 constexpr char geographic[] = "/geographicInformation";
 constexpr char processing[] = "imageGenerationParameters/sarProcessingInformation/";
-constexpr char sigmaNought[] = "Sigma Nought";
 
 constexpr KeyAndPath sharedItems[] = {
     {"ACQUISITION_START_TIME", "sourceAttributes/rawDataStartTime"},
@@ -74,7 +73,7 @@ StatedVector stateVectorOf(const ProductTree& element) {
 }
 
 std::optional<Radiometry> radiometryOf(const std::string& text) {
-    for (const auto& [name, kind] : {std::pair{sigmaNought, Radiometry::sigmaNought},
+    for (const auto& [name, kind] : {std::pair{"Sigma Nought", Radiometry::sigmaNought},
                                      {"Beta Nought", Radiometry::betaNought},
                                      {"Gamma", Radiometry::gamma}})
         if (text == name)
@@ -292,11 +291,11 @@ StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
 }
 
 /// The kind stands in an attribute or in an element.
-const ProductTree* XmlProduct::sigmaLevels(const ProductTree& parent) {
+const ProductTree* XmlProduct::levelsFor(const ProductTree& parent, Radiometry kind) {
     for (const auto& [key, element] : parent)
         if (key == "referenceNoiseLevel" &&
-            (textAt(element, "<xmlattr>/incidenceAngleCorrection") == sigmaNought ||
-             textAt(element, "sarCalibrationType") == sigmaNought))
+            (radiometryOf(textAt(element, "<xmlattr>/incidenceAngleCorrection")) == kind ||
+             radiometryOf(textAt(element, "sarCalibrationType")) == kind))
             return &element;
     return nullptr;
 }

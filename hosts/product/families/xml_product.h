@@ -46,8 +46,8 @@ protected:
         return folder() + layout_.tableFolder + name;
     }
     /// Noise levels as both families write them: an element for each kind.
-    /// @return the one for sigma nought among the children; null when there is none.
-    static const kfio::ProductTree* sigmaLevels(const kfio::ProductTree& parent);
+    /// @return the one of that kind among the children; null when there is none.
+    static const kfio::ProductTree* levelsFor(const kfio::ProductTree& parent, Radiometry kind);
     static ColumnProfile levelsOf(const kfio::ProductTree& element, const std::string& file);
 
 private:

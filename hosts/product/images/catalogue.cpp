@@ -1,6 +1,10 @@
 #include "product/images/catalogue.h"
 
 #include "product/bursts/burst_record.h"
+#include "product/radiometry/table_for.h"
+
+#include <strings.h>
+
 #include <algorithm>
 
 namespace product {
@@ -16,6 +20,14 @@ const char* typeName(ImageSamples::Type type) {
         return "CFloat64";
     }
 }
+
+bool sameName(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+constexpr char linearPower[] = ", linear power, Float32";
+constexpr char decibelPower[] = ", dB, Float32";
+constexpr char decibelMark[] = "_DB";
 
 const char* titleOf(Radiometry kind) {
     switch (kind) {
@@ -54,6 +66,7 @@ Entry entryOf(Entry::Kind kind, const std::string& name, const std::string& what
     Entry entry;
     entry.kind = kind;
     entry.name = withPole(name, image.pole) + ofBurst(image);
+    entry.allPoles = name + ofBurst(image);
     entry.description = described(image.pole, what);
     if (image.burst)
         entry.description += ", burst " + image.burst->name();
@@ -75,7 +88,9 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
         std::string description = described(pole, what);
         if (image && image->burst)
             description += ", burst " + image->burst->name() + " alone";
-        entries.push_back({Entry::Kind::layer, name, std::move(description), pole, image, {}, {}});
+        Entry entry{Entry::Kind::layer, name, std::move(description), pole, image, {}, {}};
+        entry.allPoles = hidden ? "" : parsed.kind;
+        entries.push_back(std::move(entry));
     }
 }
 
@@ -108,24 +123,19 @@ void addComplexSamples(const OpenedProduct& opened, const std::vector<ProductIma
     }
 }
 
-bool serves(const std::string& stated, const std::string& wanted) {
-    return stated.empty() || stated == wanted;
-}
-
-/// @return the first table that serves an image; null when none does.
-template <class Table>
-const Table* tableFor(const std::vector<Table>& tables, const ProductImage& image) {
-    const auto found = std::find_if(tables.begin(), tables.end(), [&](const Table& table) {
-        return serves(table.pole, image.pole) &&
-               (table.beam.empty() || (image.burst && table.beam == image.burst->beam));
-    });
-    return found == tables.end() ? nullptr : &*found;
-}
-
 std::vector<CalibrationTable> tablesOf(const OpenedProduct& opened, Radiometry kind) {
     std::vector<CalibrationTable> tables = opened.stated().calibrationTables();
     std::erase_if(tables, [kind](const CalibrationTable& table) { return table.kind != kind; });
     return tables;
+}
+
+Entry calibratedEntry(Radiometry kind, const CalibrationTable& table, const std::string& how,
+                      const ProductImage& image) {
+    Entry entry = entryOf(Entry::Kind::calibrated, nameOf(kind),
+                          std::string(titleOf(kind)) + how + linearPower, image);
+    entry.table = table;
+    entry.radiometry = kind;
+    return entry;
 }
 
 constexpr Radiometry allKinds[] = {Radiometry::sigmaNought, Radiometry::betaNought,
@@ -136,14 +146,31 @@ void addCalibrated(const OpenedProduct& opened, const std::vector<ProductImage>&
     for (const Radiometry kind : allKinds) {
         const auto tables = tablesOf(opened, kind);
         for (const ProductImage& image : images)
-            if (const auto* table = tableFor(tables, image); table && !image.isCrossProduct) {
-                Entry entry =
-                    entryOf(Entry::Kind::calibrated, nameOf(kind),
-                            std::string(titleOf(kind)) + ", linear power, Float32", image);
-                entry.table = *table;
-                entries.push_back(std::move(entry));
-            }
+            if (const auto* table = tableFor(tables, image); table && !image.isCrossProduct)
+                entries.push_back(calibratedEntry(kind, *table, "", image));
     }
+}
+
+/// Where the product states beta nought alone, and there are incidence angles.
+void addByAngle(const OpenedProduct& opened, std::vector<Entry>& entries) {
+    const bool beta = !tablesOf(opened, Radiometry::betaNought).empty();
+    const bool others = !tablesOf(opened, Radiometry::sigmaNought).empty() ||
+                        !tablesOf(opened, Radiometry::gamma).empty();
+    if (!beta || others || !opened.stated().hasRadarGrid())
+        return;
+    for (const Radiometry kind : {Radiometry::sigmaNought, Radiometry::gamma})
+        for (std::size_t i = 0, count = entries.size(); i < count; ++i)
+            if (entries[i].kind == Entry::Kind::calibrated &&
+                entries[i].radiometry == Radiometry::betaNought)
+                entries.push_back(calibratedEntry(kind, entries[i].table, " by the incidence angle",
+                                                  *entries[i].image));
+}
+
+/// The same names with "_DB" before the polarization.
+void addDecibels(std::vector<Entry>& entries) {
+    for (std::size_t i = 0, count = entries.size(); i < count; ++i)
+        if (entries[i].isPower())
+            entries.push_back(treated(entries[i], {true, false}));
 }
 
 /// One a polarization that has a table for any burst.
@@ -157,14 +184,17 @@ void addMosaics(const OpenedProduct& opened, std::vector<Entry>& entries) {
                 std::find(seen.begin(), seen.end(), image.pole) != seen.end())
                 continue;
             seen.push_back(image.pole);
-            entries.push_back({Entry::Kind::mosaic,
-                               withPole("MOSAIC_" + nameOf(kind), image.pole),
-                               described(image.pole, std::string(titleOf(kind)) +
-                                                         " of all bursts, linear power, Float32"),
-                               image.pole,
-                               nullptr,
-                               *table,
-                               {}});
+            const std::string name = "MOSAIC_" + nameOf(kind);
+            entries.push_back(
+                {Entry::Kind::mosaic,
+                 withPole(name, image.pole),
+                 described(image.pole, std::string(titleOf(kind)) + " of all bursts" + linearPower),
+                 image.pole,
+                 nullptr,
+                 *table,
+                 {},
+                 kind,
+                 name});
         }
     }
 }
@@ -178,7 +208,9 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
                            table.pole,
                            first,
                            {},
-                           table});
+                           table,
+                           {},
+                           "NESZ"});
     if (!opened.stated().incidenceFile().empty() || opened.stated().hasRadarGrid())
         entries.push_back({Entry::Kind::incidence,
                            "INCIDENCE_ANGLE",
@@ -246,25 +278,125 @@ std::vector<Entry> catalogue(const OpenedProduct& opened) {
         addComplexSamples(opened, opened.burstImages(), entries);
         addCalibrated(opened, opened.burstImages(), entries);
         addBurstColumns(opened, entries);
-        return entries;
+    } else {
+        addMagnitudes(opened, entries);
+        addComplexSamples(opened, opened.images(), entries);
+        addCalibrated(opened, opened.images(), entries);
+        addByAngle(opened, entries);
+        addColumns(opened, entries);
     }
-    addMagnitudes(opened, entries);
-    addComplexSamples(opened, opened.images(), entries);
-    addCalibrated(opened, opened.images(), entries);
-    addColumns(opened, entries);
+    addDecibels(entries);
     return entries;
+}
+
+Entry linear(Entry entry) {
+    if (entry.decibels && entry.isPower()) {
+        const auto without = [](std::string text, const std::string& part) {
+            const auto at = text.find(part);
+            return at == std::string::npos ? text : text.erase(at, part.size());
+        };
+        entry.name = without(entry.name, decibelMark);
+        entry.allPoles = without(entry.allPoles, decibelMark);
+        entry.description.replace(entry.description.find(decibelPower),
+                                  std::string_view(decibelPower).size(), linearPower);
+    }
+    entry.decibels = false;
+    return entry;
+}
+
+Entry treated(Entry entry, const Treatment& treatment) {
+    const bool hasPower =
+        entry.isPower() || entry.isMagnitude() || entry.kind == Entry::Kind::complexSamples;
+    if (treatment.denoised && !entry.isPower())
+        throw loader::Error("layer " + entry.name +
+                            ": noise is subtracted from calibrated power alone, such as " +
+                            nameOf(Radiometry::sigmaNought));
+    entry.denoised |= treatment.denoised;
+    if (!treatment.decibels || entry.decibels || entry.kind == Entry::Kind::noise)
+        return entry;
+    if (!hasPower)
+        throw loader::Error("layer " + entry.name + ": holds " +
+                            (entry.isPhase() ? "phases" : "angles") +
+                            ", which have no decibels; only powers and magnitudes do");
+    entry.decibels = true;
+    if (entry.isPower()) {
+        const auto base = entry.allPoles.find('@');
+        entry.name.insert(std::min(base, entry.allPoles.size()), decibelMark);
+        entry.allPoles.insert(std::min(base, entry.allPoles.size()), decibelMark);
+        entry.description.replace(entry.description.find(linearPower),
+                                  std::string_view(linearPower).size(), decibelPower);
+    }
+    return entry;
+}
+
+std::vector<Entry> entriesNamed(const OpenedProduct& opened, const std::vector<Entry>& entries,
+                                const std::string& name) {
+    std::vector<Entry> found;
+    for (const Entry& entry : entries)
+        if (sameName(entry.name, name))
+            return {entry};
+        else if (sameName(entry.allPoles, name))
+            found.push_back(entry);
+    if (found.empty())
+        throw loader::Error(opened.name() + ": the product has no layer \"" + name + "\"");
+    return found;
+}
+
+std::vector<Entry> entriesOf(const OpenedProduct& opened, const std::vector<std::string>& names,
+                             const Treatment& treatment) {
+    const std::vector<std::string>& layers = opened.layerNames();
+    const auto isLayer = [&](const std::string& name) {
+        return std::find(layers.begin(), layers.end(), name) != layers.end();
+    };
+    std::vector<Entry> found;
+    if (std::all_of(names.begin(), names.end(), isLayer) && !layers.empty()) {
+        for (const std::string& name : names.empty() ? std::vector{layers.front()} : names)
+            found.push_back({Entry::Kind::layer, name, "", "", nullptr, {}, {}});
+    } else {
+        const std::vector<Entry> entries = catalogue(opened);
+        if (entries.empty())
+            throw loader::Error(opened.name() + ": the product has no layers");
+        if (names.empty())
+            found = {entries.front()};
+        for (const std::string& name : names)
+            for (Entry& entry : entriesNamed(opened, entries, name))
+                found.push_back(std::move(entry));
+    }
+    for (Entry& entry : found)
+        entry = treated(std::move(entry), treatment);
+    return found;
+}
+
+std::vector<Entry> clearest(const std::vector<Entry>& entries) {
+    const auto chosen = [&](const auto& fits) {
+        std::vector<Entry> found;
+        std::copy_if(entries.begin(), entries.end(), std::back_inserter(found), fits);
+        return found;
+    };
+    for (const Entry::Kind kind : {Entry::Kind::mosaic, Entry::Kind::calibrated})
+        for (const Radiometry each : allKinds) {
+            auto found = chosen([&](const Entry& entry) {
+                return entry.kind == kind && entry.radiometry == each && entry.decibels &&
+                       !(entry.image && entry.image->burst);
+            });
+            if (!found.empty())
+                return found;
+        }
+    auto magnitudes = chosen([](const Entry& e) { return e.kind == Entry::Kind::magnitude; });
+    return !magnitudes.empty() ? magnitudes
+                               : chosen([](const Entry& e) { return e.isMagnitude(); });
 }
 
 std::vector<Entry> wholeProduct(const std::vector<Entry>& entries) {
     const auto of = [&](Entry::Kind kind) {
         std::vector<Entry> chosen;
         std::copy_if(entries.begin(), entries.end(), std::back_inserter(chosen),
-                     [kind](const Entry& entry) { return entry.kind == kind; });
+                     [kind](const Entry& e) { return e.kind == kind && !e.decibels; });
         return chosen;
     };
     std::vector<Entry> mosaics = of(Entry::Kind::mosaic);
     std::erase_if(mosaics, [&](const Entry& entry) {
-        return entry.table.kind != mosaics.front().table.kind;
+        return entry.radiometry != mosaics.front().radiometry;
     });
     if (!mosaics.empty())
         return mosaics;

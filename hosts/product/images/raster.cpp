@@ -1,15 +1,15 @@
 #include "product/images/raster.h"
 
 #include "product/bursts/mosaic.h"
-#include "product/radiometry/calibration.h"
-#include "product/radiometry/incidence_model.h"
+#include "product/images/image_raster.h"
+#include "product/radiometry/incidence.h"
 #include "product/radiometry/noise_tables.h"
-
-#include <strings.h>
+#include "product/radiometry/power.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <set>
 
 namespace product {
 namespace {
@@ -37,9 +37,9 @@ private:
     static About aboutOf(const loader::Layer& layer) {
         const bool phase = parseLayerName(layer.name()).isPhase();
         return {layer.name(),
-                "",
+                "1",
                 layer.name(),
-                phase ? Mean::none : Mean::ofPower,
+                phase ? Quantity::phase : Quantity::magnitude,
                 phase ? SampleType::int16 : SampleType::uint16,
                 layer.width(),
                 layer.height(),
@@ -49,45 +49,6 @@ private:
     }
 
     loader::Layer layer_;
-};
-
-/// What is made of an image file of the product.
-class ImageRaster : public Raster {
-protected:
-    ImageRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry, About about)
-        : Raster(opened, filledIn(*opened, entry, std::move(about))),
-          samples_(*entry.image->samples()) {}
-
-    ImageSamples::Window blockWindow(std::uint32_t row, std::uint32_t column) const {
-        return {column * blockWidth(), row * blockHeight(), blockWidth(), blockHeight()};
-    }
-    const ImageSamples& samples() const { return samples_; }
-
-    /// Of images of real numbers that are computed line by line.
-    static About aboutLines(const Entry& entry, const char* unit) {
-        About about;
-        about.unit = unit;
-        about.blockWidth = entry.image->samples()->width();
-        about.blockHeight = 1;
-        return about;
-    }
-
-private:
-    static About filledIn(const OpenedProduct& opened, const Entry& entry, About about) {
-        about.name = entry.name;
-        about.part = partOf(opened, entry);
-        about.gridLayer = opened.layerOf(*entry.image);
-        const ImageSamples& samples = *entry.image->samples();
-        about.width = samples.width();
-        about.height = samples.height();
-        if (about.blockWidth == 0) {
-            about.blockWidth = samples.blockWidth();
-            about.blockHeight = samples.blockHeight();
-        }
-        return about;
-    }
-
-    const ImageSamples& samples_;
 };
 
 class ComplexRaster final : public ImageRaster {
@@ -102,7 +63,7 @@ public:
 private:
     static About aboutOf(ImageSamples::Type type) {
         About about;
-        about.mean = Mean::none;
+        about.quantity = Quantity::complexSamples;
         about.type = type == ImageSamples::Type::complexInt16     ? SampleType::complexInt16
                      : type == ImageSamples::Type::complexFloat32 ? SampleType::complexFloat32
                                                                   : SampleType::complexFloat64;
@@ -130,7 +91,7 @@ public:
 private:
     static About aboutMagnitudes() {
         About about;
-        about.mean = Mean::ofPower;
+        about.quantity = Quantity::magnitude;
         return about;
     }
 };
@@ -168,39 +129,9 @@ private:
     static About aboutPhases() {
         About about;
         about.unit = "radian";
-        about.mean = Mean::none;
+        about.quantity = Quantity::phase;
         return about;
     }
-};
-
-class CalibratedRaster final : public ImageRaster {
-public:
-    CalibratedRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
-        : ImageRaster(opened, entry, {}),
-          calibration_(readCalibration(opened->stated(), entry.table,
-                                       columnsOf(opened->stated(), *entry.image),
-                                       samples().isComplex())) {}
-
-    void readBlock(std::uint32_t row, std::uint32_t column, void* block) const override {
-        thread_local std::vector<double> power; // of one block; as large as the largest so far
-        const ImageSamples::Window window = blockWindow(row, column);
-        power.resize(std::max(power.size(), std::size_t{window.width} * window.height));
-        samples().readPower(window, {power.data(), std::size_t{window.width} * window.height});
-        const std::size_t inside = std::min(window.width, width() - window.x);
-        const double* divisors = calibration_.divisors.data() + window.x;
-        auto* values = static_cast<float*>(block);
-        for (std::size_t line = 0; line < window.height; ++line) {
-            const std::size_t start = line * window.width;
-            const double* squares = power.data() + start;
-            for (std::size_t i = 0; i < inside; ++i)
-                values[start + i] =
-                    static_cast<float>((squares[i] + calibration_.offset) / divisors[i]);
-            std::fill(values + start + inside, values + start + window.width, 0.0F);
-        }
-    }
-
-private:
-    Calibration calibration_;
 };
 
 /// Incidence angles of a product that has no table of them.
@@ -208,16 +139,16 @@ class IncidenceRaster final : public ImageRaster {
 public:
     IncidenceRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
         : ImageRaster(opened, entry, aboutLines(entry, "degree")),
-          model_(*opened, opened->layerOf(*entry.image)) {}
+          incidence_(*opened, *entry.image) {}
 
     void readBlock(std::uint32_t row, std::uint32_t, void* block) const override {
-        const std::vector<double> angles = model_.along(row, width()).expand(width());
-        std::transform(angles.begin(), angles.end(), static_cast<float*>(block),
-                       [](double angle) { return static_cast<float>(angle); });
+        const ColumnProfile angles = incidence_.along(row);
+        for (std::uint32_t column = 0; column < width(); ++column)
+            static_cast<float*>(block)[column] = static_cast<float>(angles.at(column));
     }
 
 private:
-    IncidenceModel model_;
+    Incidence incidence_;
 };
 
 /// Values that depend on the column alone.
@@ -245,10 +176,6 @@ void requireImage(const OpenedProduct& opened, const Entry& entry) {
         throw loader::Error(entry.image->fault());
 }
 
-bool sameName(const std::string& a, const std::string& b) {
-    return strcasecmp(a.c_str(), b.c_str()) == 0;
-}
-
 } // namespace
 
 void Raster::requireInside(const Window& window) const {
@@ -263,9 +190,12 @@ Place Raster::findPlace() const {
 
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry) {
+    if (entry.decibels)
+        return inDecibels(openPower(opened, entry), entry.name);
     if (entry.kind == Entry::Kind::mosaic)
         return makeMosaic(opened, entry);
-    requireImage(*opened, entry);
+    if (entry.kind != Entry::Kind::layer || entry.image)
+        requireImage(*opened, entry);
     switch (entry.kind) {
     case Entry::Kind::layer:
         return std::make_unique<LayerRaster>(opened, entry.name);
@@ -278,9 +208,8 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     case Entry::Kind::incidence:
         if (opened->stated().incidenceFile().empty())
             return std::make_unique<IncidenceRaster>(opened, entry);
-        return std::make_unique<ColumnRaster>(
-            opened, entry, "degree",
-            readIncidence(opened->stated(), columnsOf(opened->stated(), *entry.image)));
+        return std::make_unique<ColumnRaster>(opened, entry, "degree",
+                                              Incidence(*opened, *entry.image).along(0));
     case Entry::Kind::magnitude:
         return std::make_unique<MagnitudeRaster>(opened, entry);
     case Entry::Kind::phase:
@@ -291,60 +220,36 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
     case Entry::Kind::calibrated:
         break;
     }
-    return std::make_unique<CalibratedRaster>(opened, entry);
+    return makeCalibrated(opened, entry);
 }
 
 std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
                              std::vector<Entry> entries) {
-    std::erase_if(entries, [&](const Entry& entry) {
+    std::set<std::string> opens; // entries in decibels open where those without do
+    const auto missing = [&](const Entry& entry) {
         if (entry.kind != Entry::Kind::calibrated && entry.kind != Entry::Kind::noise &&
             entry.kind != Entry::Kind::incidence)
             return false;
+        if (entry.decibels)
+            return opens.count(linear(entry).name) == 0;
         try {
             static_cast<void>(openRaster(opened, entry));
+            opens.insert(entry.name);
             return false;
         } catch (const loader::Error&) {
             return true; // the checks tell why
         }
-    });
+    };
+    std::erase_if(entries, missing);
     return entries;
 }
 
-namespace {
-
-/// @return the first entry of a product without layers.
-Entry firstOf(const OpenedProduct& opened) {
-    std::vector<Entry> entries = catalogue(opened);
-    if (entries.empty())
-        throw loader::Error(opened.name() + ": the product has no layers");
-    return std::move(entries.front());
-}
-
-} // namespace
-
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
-                                                 std::vector<std::string> names) {
-    const std::vector<std::string>& layers = opened->layerNames();
-    if (names.empty())
-        names = {layers.empty() ? firstOf(*opened).name : layers.front()};
+                                                 const std::vector<std::string>& names,
+                                                 const Treatment& treatment) {
     std::vector<std::unique_ptr<Raster>> rasters;
-    const auto isLayer = [&](const std::string& name) {
-        return std::find(layers.begin(), layers.end(), name) != layers.end();
-    };
-    if (std::all_of(names.begin(), names.end(), isLayer)) {
-        for (const std::string& name : names)
-            rasters.push_back(std::make_unique<LayerRaster>(opened, name));
-        return rasters;
-    }
-    const std::vector<Entry> entries = catalogue(*opened);
-    for (const std::string& name : names) {
-        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& each) {
-            return sameName(each.name, name);
-        });
-        if (entry == entries.end())
-            throw loader::Error(opened->name() + ": the product has no layer \"" + name + "\"");
-        rasters.push_back(openRaster(opened, *entry));
-    }
+    for (const Entry& entry : entriesOf(*opened, names, treatment))
+        rasters.push_back(openRaster(opened, entry));
     return rasters;
 }
 

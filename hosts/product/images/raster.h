@@ -19,14 +19,15 @@ public:
     Raster(const Raster&) = delete;
     Raster& operator=(const Raster&) = delete;
 
-    /// How neighbours are averaged.
-    enum class Mean { ofPower, ofValues, none };
+    /// What the samples are, which decides how neighbours are averaged: magnitudes and decibels by
+    /// their power, complex samples and phases not at all.
+    enum class Quantity { magnitude, power, decibels, complexSamples, phase, value };
 
     const OpenedProduct& opened() const { return *opened_; }
     const std::string& name() const { return about_.name; }
-    /// "dB", "degree", or "".
+    /// "dB", "degree", "radian", or "1" for pure numbers.
     const std::string& unit() const { return about_.unit; }
-    Mean mean() const { return about_.mean; }
+    Quantity quantity() const { return about_.quantity; }
     kimg::SampleType type() const { return about_.type; }
     std::size_t sampleBytes() const { return kimg::sampleBytes(about_.type); }
     std::uint32_t width() const { return about_.width; }
@@ -50,8 +51,8 @@ public:
 
 protected:
     struct About {
-        std::string name, unit, gridLayer;
-        Mean mean = Mean::ofValues;
+        std::string name, unit = "1", gridLayer;
+        Quantity quantity = Quantity::power;
         kimg::SampleType type = kimg::SampleType::float32;
         std::uint32_t width = 0, height = 0, blockWidth = 0, blockHeight = 0;
         std::optional<GridPart> part =
@@ -59,6 +60,11 @@ protected:
     };
     Raster(std::shared_ptr<const OpenedProduct> opened, About about)
         : opened_(std::move(opened)), about_(std::move(about)) {}
+    /// Of what is made of another raster, in its place.
+    static std::shared_ptr<const OpenedProduct> productOf(const Raster& raster) {
+        return raster.opened_;
+    }
+    static About aboutOf(const Raster& raster) { return raster.about_; }
 
 private:
     std::shared_ptr<const OpenedProduct> opened_;
@@ -75,11 +81,10 @@ std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& o
 std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
                              std::vector<Entry> entries);
 
-/// Opens images by the names of the catalogue, in any case; the image files themselves are only
-/// looked at when a name asks for more than a layer of the plug-in.
-/// @param names  none for the product's first layer.
-/// @throws loader::Error as openRaster, and naming what the product does not have.
+/// Opens what entriesOf() finds.
+/// @throws loader::Error as both.
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
-                                                 std::vector<std::string> names);
+                                                 const std::vector<std::string>& names,
+                                                 const Treatment& treatment = {});
 
 } // namespace product

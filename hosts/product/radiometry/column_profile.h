@@ -16,7 +16,9 @@ struct ColumnProfile {
     /// @param reach  how many columns the end values may serve beyond their own.
     /// @return whether each column of an image lies between two of the values, or on one.
     bool covers(std::uint32_t width, double reach = 0) const;
-    /// @return one value a column: linear between the given ones, the end ones beyond.
+    /// @return linear between the given values, the end ones beyond; there must be some.
+    double at(std::uint32_t column) const;
+    /// @return one value a column, as at().
     /// @throws loader::Error for lines longer than any image's, whose values would take all memory.
     std::vector<double> expand(std::uint32_t width) const;
 };

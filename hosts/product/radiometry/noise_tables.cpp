@@ -15,8 +15,11 @@ ColumnProfile reaching(const ColumnProfile& profile, const ImageColumns& columns
 } // namespace
 
 ColumnProfile readNoise(const StatedProduct& product, const NoiseTable& table,
-                        const ImageColumns& columns) {
-    return reaching(product.noise(table, columns.width), columns, table.source);
+                        const ImageColumns& columns, Radiometry kind) {
+    const ColumnProfile& levels = product.noise(table, kind, columns.width);
+    if (levels.values.empty() && kind != Radiometry::sigmaNought)
+        return {};
+    return reaching(levels, columns, table.source);
 }
 
 ColumnProfile readIncidence(const StatedProduct& product, const ImageColumns& columns) {

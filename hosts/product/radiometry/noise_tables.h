@@ -5,11 +5,12 @@
 namespace product {
 
 /// @param table  one of the product's.
-/// @return noise-equivalent sigma nought in dB, for every column.
+/// @return the noise-equivalent level of that kind in dB, for every column; without values where
+///         the product states none for it, but for sigma nought.
 /// @throws loader::Error naming the file when it is missing or damaged, or leaves columns of the
 ///         image out; lists may end less than a step before the image does.
 ColumnProfile readNoise(const StatedProduct& product, const NoiseTable& table,
-                        const ImageColumns& columns);
+                        const ImageColumns& columns, Radiometry kind = Radiometry::sigmaNought);
 
 /// @return incidence angles in degrees, for products with a file of them.
 /// @throws loader::Error as readNoise.

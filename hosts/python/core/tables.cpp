@@ -13,6 +13,10 @@ namespace py = pybind11;
 using product::Entry;
 
 const char* kindOf(const Entry& entry) {
+    if (entry.decibels)
+        return "decibels";
+    if (entry.isPower() && entry.radiometry != entry.table.kind)
+        return "by angle"; // no table tells it column by column
     switch (entry.kind) {
     case Entry::Kind::complexSamples:
         return "complex";

@@ -1,6 +1,7 @@
 #include "output/origin_metadata.h"
 
 #include "product/metadata_items.h"
+#include "product/radiometry/noise_power.h"
 
 #include <algorithm>
 #include <array>
@@ -66,10 +67,10 @@ std::string calibrationOf(const std::string& layer) {
 }
 
 template <class Text>
-std::string joined(std::span<const product::Raster* const> rasters, const Text& text) {
+std::string joined(std::span<const kimg::TiffBand> bands, const Text& text) {
     std::string all;
-    for (const product::Raster* raster : rasters) {
-        const std::string each = text(*raster);
+    for (const kimg::TiffBand& band : bands) {
+        const std::string each = text(band);
         if (all.find(each) == std::string::npos)
             all += (all.empty() ? "" : ", ") + each;
     }
@@ -89,20 +90,23 @@ std::string tiffTime(const std::string& time) {
 } // namespace
 
 MetadataItems originMetadata(const product::OpenedProduct& opened,
-                             std::span<const product::Raster* const> rasters) {
+                             std::span<const kimg::TiffBand> bands, bool noiseRemoved) {
     const product::StatedProduct& stated = opened.stated();
     MetadataItems found = product::metadataItems(stated);
     Items items(found);
     addAcquisition(items, stated);
-    const std::string layers = joined(rasters, [](const auto& raster) { return raster.name(); });
-    if (!rasters.empty()) {
+    const std::string layers = joined(bands, [](const auto& band) { return band.name; });
+    if (!bands.empty()) {
         items.add("LAYERS", layers);
         items.add("CALIBRATION",
-                  joined(rasters, [](const auto& raster) { return calibrationOf(raster.name()); }));
-        items.add("UNIT", joined(rasters, [](const auto& raster) {
-                      return raster.unit().empty() ? std::string("1") : raster.unit();
+                  joined(bands, [](const auto& band) { return calibrationOf(band.name); }));
+        items.add("UNIT", joined(bands, [](const auto& band) {
+                      return band.unit.empty() ? std::string("1") : band.unit;
                   }));
     }
+    if (noiseRemoved)
+        for (const auto& [key, text] : product::noiseRemovedItems())
+            items.add(key, text);
     const std::string software = std::string("rfsar ") + RF_SAR_VERSION;
     items.add("SOFTWARE_VERSION", software);
     items.add("TIFFTAG_SOFTWARE", software);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "product/images/raster.h"
+#include "kimg/tiff_writer.h"
+#include "product/opened_product.h"
 
 #include <span>
 #include <string>
@@ -12,6 +13,6 @@ using MetadataItems = std::vector<std::pair<std::string, std::string>>;
 /// What a file that is made of a product keeps of it, as metadata of a GeoTIFF: satellite, mode,
 /// times, identity, pass, look side, incidence, what its samples are, and the program that made it;
 /// the main ones also as the tags that every program for images shows.
-/// @param rasters  whose samples the file holds; none where its maker tells.
+/// @param bands  what the file holds; none where its maker tells.
 MetadataItems originMetadata(const product::OpenedProduct& opened,
-                             std::span<const product::Raster* const> rasters);
+                             std::span<const kimg::TiffBand> bands, bool noiseRemoved);

@@ -1,17 +1,33 @@
 #pragma once
 
 #include "kimg/tiff_writer.h"
+#include "output/console.h"
+#include "output/interruption.h"
 #include "product/images/raster.h"
 
 /// @return how overviews of an image are made.
 inline kimg::TiffOverviews overviewsOf(const product::Raster& raster) {
-    switch (raster.mean()) {
-    case product::Raster::Mean::ofPower:
+    using Quantity = product::Raster::Quantity;
+    switch (raster.quantity()) {
+    case Quantity::magnitude:
         return kimg::TiffOverviews::meanPower;
-    case product::Raster::Mean::ofValues:
+    case Quantity::power:
+    case Quantity::decibels:
+    case Quantity::value:
         return kimg::TiffOverviews::mean;
-    case product::Raster::Mean::none:
+    case Quantity::complexSamples:
+    case Quantity::phase:
         break;
     }
     return kimg::TiffOverviews::nearest;
+}
+
+/// With progress.
+inline void addOverviews(kimg::TiffWriter& writer, const product::Raster& raster) {
+    console::Progress progress("making overviews", 100);
+    writer.addOverviews(overviewsOf(raster), [&](double done) {
+        progress.advanceTo(static_cast<std::uint64_t>(100 * done));
+        return !interruption::requested();
+    });
+    interruption::check();
 }

@@ -18,12 +18,15 @@ std::vector<std::string> splitAt(const std::string& text, char mark) {
     return parts;
 }
 
-/// Detected magnitudes, or complex samples where the image is complex.
-const Entry* entryOfPole(const std::vector<Entry>& entries, const std::string& pole) {
+/// Detected magnitudes, or complex samples where the image is complex; for power the first that is
+/// calibrated.
+const Entry* entryOfPole(const std::vector<Entry>& entries, const std::string& pole, bool power) {
     const Entry* found = nullptr;
     for (const Entry& entry : entries)
-        if (strcasecmp(entry.pole.c_str(), pole.c_str()) == 0 &&
-            (entry.kind == Entry::Kind::complexSamples || (!found && entry.isMagnitude())))
+        if (power && entry.isPower() && strcasecmp(entry.pole.c_str(), pole.c_str()) == 0)
+            return &entry;
+        else if (strcasecmp(entry.pole.c_str(), pole.c_str()) == 0 &&
+                 (entry.kind == Entry::Kind::complexSamples || (!found && entry.isMagnitude())))
             found = &entry;
     return found;
 }
@@ -47,32 +50,30 @@ std::string usualColours(const std::vector<Entry>& entries, const std::string& p
     return poles[0] + "," + poles[1] + "," + poles[0] + "/" + poles[1];
 }
 
-std::unique_ptr<product::Raster>
-rasterOfPole(const Opened& opened, const std::vector<Entry>& entries, const std::string& pole) {
-    const Entry* entry = entryOfPole(entries, pole);
+std::unique_ptr<product::Raster> rasterOfPole(const Opened& opened,
+                                              const std::vector<Entry>& entries,
+                                              const std::string& pole, bool denoised) {
+    const Entry* entry = entryOfPole(entries, pole, denoised);
     if (!entry)
         throw loader::Error(opened->product.name() + ": has no polarization \"" + pole + "\"");
-    return openRaster(opened, *entry);
+    return openRaster(opened, treated(*entry, {false, denoised}));
 }
 
 } // namespace
 
-Channel greyChannel(const Opened& opened, const std::string& layer) {
-    const std::vector<Entry> entries = catalogue(*opened);
-    if (entries.empty())
-        throw loader::Error(opened->product.name() + ": the product has no layers");
-    const auto entry = layer.empty()
-                           ? entries.begin()
-                           : std::find_if(entries.begin(), entries.end(), [&](const Entry& each) {
-                                 return strcasecmp(each.name.c_str(), layer.c_str()) == 0;
-                             });
-    if (entry == entries.end())
-        throw loader::Error(opened->product.name() + ": the product has no layer \"" + layer +
-                            "\"");
-    return {openRaster(opened, *entry), nullptr};
+Channel greyChannel(const Opened& opened, const std::string& layer,
+                    const product::Treatment& treatment) {
+    const std::vector<Entry> entries = entriesOf(
+        *opened, layer.empty() ? std::vector<std::string>() : std::vector{layer}, treatment);
+    if (entries.size() > 1)
+        throw loader::Error(
+            opened->product.name() + ": \"" + layer + "\" is of " + std::to_string(entries.size()) +
+            " polarizations, a picture in grey shows one: " + entries.front().name + ", ...");
+    return {openRaster(opened, linear(entries.front())), nullptr, entries.front().decibels};
 }
 
-std::vector<Channel> colourChannels(const Opened& opened, const std::string& rgb) {
+std::vector<Channel> colourChannels(const Opened& opened, const std::string& rgb,
+                                    const product::Treatment& treatment) {
     const std::vector<Entry> entries = catalogue(*opened);
     const std::string wanted = rgb.empty() ? usualColours(entries, opened->product.name()) : rgb;
     const std::vector<std::string> names = splitAt(wanted, ',');
@@ -84,9 +85,10 @@ std::vector<Channel> colourChannels(const Opened& opened, const std::string& rgb
         if (parts.empty() || parts.size() > 2)
             throw loader::Error("--rgb " + wanted + ": \"" + name +
                                 "\" is no polarization and no ratio of two");
-        Channel channel{rasterOfPole(opened, entries, parts[0]), nullptr};
+        Channel channel{rasterOfPole(opened, entries, parts[0], treatment.denoised), nullptr,
+                        treatment.decibels};
         if (parts.size() == 2)
-            channel.divisor = rasterOfPole(opened, entries, parts[1]);
+            channel.divisor = rasterOfPole(opened, entries, parts[1], treatment.denoised);
         const auto sizeDiffers = [&](const product::Raster& raster) {
             const product::Raster& first =
                 channels.empty() ? *channel.raster : *channels.front().raster;

@@ -9,17 +9,18 @@
 
 /// One grey or colour channel of a picture: an image, or the ratio of two.
 struct Channel {
-    std::unique_ptr<product::Raster> raster;
+    std::unique_ptr<product::Raster> raster;  ///< linear, whatever is asked for: means are of power
     std::unique_ptr<product::Raster> divisor; ///< null for none
+    bool decibels = false;                    ///< are to be shown
 };
 
 /// @param layer  in any case; empty for the product's first.
 /// @throws loader::Error naming product and layer.
 Channel greyChannel(const std::shared_ptr<const product::OpenedProduct>& opened,
-                    const std::string& layer);
+                    const std::string& layer, const product::Treatment& treatment);
 
 /// @param rgb  "HH,HV,HH/HV"; empty for what suits the product's polarizations.
-/// @return three channels.
+/// @return three channels: of samples, or of calibrated power where noise is to be subtracted.
 /// @throws loader::Error naming the product and what it lacks.
 std::vector<Channel> colourChannels(const std::shared_ptr<const product::OpenedProduct>& opened,
-                                    const std::string& rgb);
+                                    const std::string& rgb, const product::Treatment& treatment);

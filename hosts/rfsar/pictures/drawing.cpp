@@ -43,6 +43,7 @@ struct Canvas {
     std::uint32_t width = 0, height = 0;
     std::unique_ptr<PicturePlace> place; ///< null when nothing tells
     std::vector<Grey> channels;
+    bool inDecibels = false; ///< one channel is
 };
 
 std::vector<float> ratioOf(std::vector<float> numbers, const std::vector<float>& divisors) {
@@ -53,7 +54,7 @@ std::vector<float> ratioOf(std::vector<float> numbers, const std::vector<float>&
 
 /// Each image is read once, whatever many channels show it.
 template <class Arrange>
-std::vector<Grey> shades(const std::vector<Channel>& channels, bool decibels, std::uint32_t columns,
+std::vector<Grey> shades(const std::vector<Channel>& channels, std::uint32_t columns,
                          std::uint32_t rows, const Arrange& arranged) {
     std::vector<std::pair<std::string, std::vector<float>>> read;
     const auto numbers = [&](const product::Raster& raster) -> const std::vector<float>& {
@@ -65,7 +66,7 @@ std::vector<Grey> shades(const std::vector<Channel>& channels, bool decibels, st
     read.reserve(2 * channels.size());
     std::vector<Grey> greys;
     for (const Channel& channel : channels) {
-        const Tone tone{quantityOf(*channel.raster), decibels};
+        const Tone tone{quantityOf(*channel.raster), channel.decibels};
         const std::vector<float>& shown = numbers(*channel.raster);
         greys.push_back(greyOf(channel.divisor ? ratioOf(shown, numbers(*channel.divisor)) : shown,
                                tone, channel.raster->unit()));
@@ -97,7 +98,7 @@ Canvas inOwnGrid(const std::vector<Channel>& channels, const DrawingRequest& req
     const auto [columns, rows] = layout.cells();
     return {layout.width, layout.height,
             place.ground ? placeOfImage(*place.locator, layout) : nullptr,
-            shades(channels, request.decibels, columns, rows,
+            shades(channels, columns, rows,
                    [&](const std::vector<float>& cells) { return layout.arranged(cells); })};
 }
 
@@ -116,7 +117,7 @@ Canvas onMap(const std::vector<Channel>& channels, const DrawingRequest& request
     const product::MapFrame& frame = map.frame();
     drawing.picture.place = {frame.geoTransform(), {}, frame.wkt, {}};
     return {frame.width, frame.height, placeOfMap(frame),
-            shades(channels, request.decibels, columns, rows, [&](const std::vector<float>& cells) {
+            shades(channels, columns, rows, [&](const std::vector<float>& cells) {
                 return map.drawn(cells, columns, rows);
             })};
 }
@@ -133,7 +134,7 @@ std::vector<std::uint8_t> interleaved(const std::vector<Grey>& channels) {
 void addMarks(const DrawingRequest& request, Canvas& canvas, kimg::Picture& picture) {
     Overlay overlay(canvas.width, canvas.height);
     std::vector<Overlay::Box> taken;
-    if (canvas.channels.size() == 1 && request.decibels && canvas.channels[0].scale)
+    if (canvas.channels.size() == 1 && canvas.inDecibels && canvas.channels[0].scale)
         taken.push_back(drawLegend(*canvas.channels[0].scale, overlay, canvas.channels[0].levels));
     if (request.scaleBar)
         taken.push_back(drawScaleBar(*canvas.place, overlay));
@@ -152,9 +153,9 @@ Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
              const DrawingRequest& request) {
     std::vector<Channel> channels;
     if (request.inColour)
-        channels = colourChannels(opened, request.rgb);
+        channels = colourChannels(opened, request.rgb, request.treatment);
     else
-        channels.push_back(greyChannel(opened, request.layer));
+        channels.push_back(greyChannel(opened, request.layer, request.treatment));
     const Place place = placeOf(*channels.front().raster);
     if (!place.ground && (request.northUp || wantsMarks(request)))
         throw loader::Error(place.why);
@@ -167,11 +168,12 @@ Drawing draw(const std::shared_ptr<const product::OpenedProduct>& opened,
     kimg::Picture& picture = drawing.picture;
     picture.width = canvas.width;
     picture.height = canvas.height;
-    std::vector<const product::Raster*> shown;
+    std::vector<kimg::TiffBand> shown;
     for (const Channel& channel : channels)
-        shown.push_back(channel.raster.get());
-    picture.items = originMetadata(*opened, shown);
-    if (wantsMarks(request) || (request.decibels && !request.inColour))
+        shown.push_back({channel.raster->name(), channel.raster->unit()});
+    picture.items = originMetadata(*opened, shown, request.treatment.denoised);
+    canvas.inDecibels = channels.front().decibels && !request.inColour;
+    if (wantsMarks(request) || canvas.inDecibels)
         addMarks(request, canvas, picture);
     else if (request.inColour) {
         picture.bands = 3;

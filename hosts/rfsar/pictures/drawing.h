@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kimg/picture_writer.h"
-#include "product/opened_product.h"
+#include "product/images/catalogue.h"
 
 #include <string>
 #include <vector>
@@ -12,7 +12,7 @@ struct DrawingRequest {
     std::uint32_t longSide = 1024; ///< pixels
     bool asStored = false;         ///< in the order of the file's lines and samples
     bool northUp = false;          ///< on a map
-    bool decibels = false;
+    product::Treatment treatment;
     bool inColour = false;
     std::string rgb; ///< "HH,HV,HH/HV"; empty for what suits the product's polarizations
     bool graticule = false;

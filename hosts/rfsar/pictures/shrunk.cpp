@@ -97,8 +97,14 @@ const float* valuesOf(SampleType type, const Block& block, std::vector<float>& r
 Quantity quantityOf(const product::Raster& raster) {
     if (raster.type() == SampleType::int16)
         return Quantity::phase;
-    const bool values = raster.type() == SampleType::float32 && !raster.unit().empty();
-    return values ? Quantity::value : Quantity::power;
+    switch (raster.quantity()) {
+    case product::Raster::Quantity::phase: // in radians
+    case product::Raster::Quantity::value:
+    case product::Raster::Quantity::decibels:
+        return Quantity::value;
+    default:
+        return Quantity::power;
+    }
 }
 
 std::vector<float> shrink(const product::Raster& raster, std::uint32_t columns,

@@ -50,8 +50,8 @@ void AreaFile::read(Plane plane, std::uint32_t line, std::uint32_t column, std::
                     float* values) const {
     auto* bytes = reinterpret_cast<char*>(values);
     std::size_t left = count * sizeof(float);
-    auto at = static_cast<off_t>(
-        ((std::size_t{line} * planes + plane) * width_ + column) * sizeof(float));
+    auto at = static_cast<off_t>(((std::size_t{line} * planes + plane) * width_ + column) *
+                                 sizeof(float));
     while (left > 0) {
         const ssize_t got = pread(file_, bytes, left, at);
         if (got < 0 && errno == EINTR)
@@ -65,7 +65,7 @@ void AreaFile::read(Plane plane, std::uint32_t line, std::uint32_t column, std::
 }
 
 PlaneRaster::PlaneRaster(const AreaFile& file, AreaFile::Plane plane)
-    : Raster(nullptr, {"", "", "", Mean::ofValues, kimg::SampleType::float32, file.width(),
+    : Raster(nullptr, {"", "", "", Quantity::power, kimg::SampleType::float32, file.width(),
                        file.height(), wide, tall}),
       file_(file), plane_(plane) {}
 
@@ -80,7 +80,7 @@ void PlaneRaster::readBlock(std::uint32_t row, std::uint32_t column, void* sampl
 
 LitRaster::LitRaster(const AreaFile& file, const product::Raster* image)
     : Raster(nullptr,
-             {"", "", "", Mean::ofValues, kimg::SampleType::float32, file.width(), file.height(),
+             {"", "", "", Quantity::power, kimg::SampleType::float32, file.width(), file.height(),
               image ? image->blockWidth() : wide, image ? image->blockHeight() : tall}),
       file_(file), image_(image) {}
 

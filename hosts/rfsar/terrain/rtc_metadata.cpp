@@ -71,7 +71,7 @@ void addGeolocation(MetadataItems& items, const product::OpenedProduct& opened,
 MetadataItems rtcMetadata(const product::OpenedProduct& opened, const product::Locator& locator,
                           const std::vector<product::BetaNought>& images,
                           const RtcAccount& account) {
-    MetadataItems items = originMetadata(opened, {});
+    MetadataItems items = originMetadata(opened, {}, account.noiseRemoved);
     items.emplace_back("BACKSCATTER_MEASUREMENT", "gamma nought, terrain-flattened");
     items.emplace_back("BACKSCATTER_CONVENTION", account.inDb ? "dB" : "linear power");
     items.emplace_back("SOURCE_MEASUREMENT",
@@ -92,7 +92,8 @@ MetadataItems rtcMetadata(const product::OpenedProduct& opened, const product::L
                        account.elevationHeights == "auto"
                            ? "as the files state; converted to the WGS 84 ellipsoid"
                            : account.elevationHeights + "; converted to the WGS 84 ellipsoid");
-    items.emplace_back("NOISE_REMOVED", account.noiseRemoved ? "YES" : "NO");
+    if (!account.noiseRemoved)
+        items.emplace_back("NOISE_REMOVED", "NO");
     for (const product::BetaNought& image : images)
         if (image.noiseDb) {
             const std::string pole = image.pole.empty() ? "" : "_" + image.pole;

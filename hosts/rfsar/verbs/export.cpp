@@ -6,6 +6,7 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/raster_tiles.h"
+#include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
@@ -20,16 +21,18 @@ using kimg::TiffWriter;
 constexpr char description[] = "write layers as a GeoTIFF, with their place on the ground";
 constexpr char footer[] =
     "Beside the layers, --layer takes what info lists as \"export also\": calibrated power\n"
-    "(SIGMA_NOUGHT_HH, ...), complex samples, noise levels, incidence angles. Several layers\n"
-    "become bands of one file; they must be of one size and type. Images in the radar's grid "
-    "carry\n"
-    "tie points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
+    "(SIGMA_NOUGHT_HH, in decibels SIGMA_NOUGHT_DB_HH, ...), complex samples, noise levels,\n"
+    "incidence angles; without the polarization (SIGMA_NOUGHT) those of all. Several layers "
+    "become\n"
+    "bands of one file; they must be of one size and type. Images in the radar's grid carry tie\n"
+    "points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
     "(RPC) with their error; maps carry their geotransform.";
 
 struct ExportOptions {
     std::string file;
     std::vector<std::string> layers;   ///< empty: the product's first
     std::vector<std::uint32_t> window; ///< x, y, width, height; empty for whole layers
+    product::Treatment treatment;
     std::string output;
     kimg::TiffCompression compression = kimg::TiffCompression::none;
     bool overviews = false;
@@ -42,13 +45,14 @@ using Rasters = std::vector<std::unique_ptr<product::Raster>>;
 /// Bands of one file have one size and type.
 void requireEqual(const Rasters& rasters) {
     const auto describe = [](const product::Raster& raster) {
-        const bool phase = raster.type() == kimg::SampleType::int16;
+        const auto what = raster.quantity();
+        using Quantity = product::Raster::Quantity;
         return raster.name() + " (" + std::to_string(raster.width()) + " x " +
                std::to_string(raster.height()) + ", " +
-               (phase                                              ? "phase"
-                : raster.mean() == product::Raster::Mean::ofPower  ? "magnitude"
-                : raster.mean() == product::Raster::Mean::ofValues ? "values"
-                                                                   : "complex") +
+               (what == Quantity::phase            ? "phase"
+                : what == Quantity::magnitude      ? "magnitude"
+                : what == Quantity::complexSamples ? "complex"
+                                                   : "values") +
                ")";
     };
     const product::Raster& first = *rasters.front();
@@ -95,13 +99,10 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
         console::warning("layer " + first.name() + ": nothing says where it lies");
     kimg::TiffLayout layout{
         window.width, window.height,           first.type(), options.compression,
-        {},           std::move(placed.place), std::nullopt};
-    std::vector<const product::Raster*> shown;
-    for (const auto& raster : rasters) {
+        {},           std::move(placed.place), std::nullopt, {}};
+    for (const auto& raster : rasters)
         layout.bands.push_back({raster->name(), raster->unit()});
-        shown.push_back(raster.get());
-    }
-    layout.metadata = originMetadata(first.opened(), shown);
+    layout.metadata = originMetadata(first.opened(), layout.bands, options.treatment.denoised);
     return layout;
 }
 
@@ -138,19 +139,10 @@ void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t b
     run(work);
 }
 
-void addOverviews(TiffWriter& writer, const product::Raster& raster) {
-    console::Progress progress("making overviews", 100);
-    writer.addOverviews(overviewsOf(raster), [&](double done) {
-        progress.advanceTo(static_cast<std::uint64_t>(100 * done));
-        return !interruption::requested();
-    });
-    interruption::check();
-}
-
 void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
     const Rasters rasters =
-        product::openRasters(product::openProduct(options.file), options.layers);
+        product::openRasters(product::openProduct(options.file), options.layers, options.treatment);
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.
@@ -185,6 +177,7 @@ void addExport(CLI::App& app) {
                      "layer name, as info lists it; may be repeated (default: the first)")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    addTreatment(*verb, options->treatment);
     verb->add_option("-o,--output", options->output, "GeoTIFF to write")->required();
     verb->add_option("--window", options->window, "X,Y,W,H in pixels (default: whole layers)")
         ->delimiter(',')
@@ -200,7 +193,8 @@ void addExport(CLI::App& app) {
         ->default_str("none");
     verb->add_flag(
         "--overviews", options->overviews,
-        "add reduced images: magnitudes averaged in power, phases and complex samples picked");
+        "add reduced images: magnitudes and decibels averaged in power, phases and complex "
+        "samples picked");
     verb->add_option("--max-memory", options->maxMemoryMiB, "MiB for pixels under way")
         ->check(CLI::Range(16U, 1U << 20))
         ->capture_default_str();

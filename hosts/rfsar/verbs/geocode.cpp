@@ -8,9 +8,12 @@
 #include "output/overviews.h"
 #include "output/resampler.h"
 #include "product/place/map_frame.h"
+#include "product/radiometry/power.h"
 #include "verbs/elevation_options.h"
+#include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
+#include <deque>
 #include <limits>
 #include <optional>
 
@@ -18,18 +21,22 @@ namespace {
 
 using kimg::TiffWriter;
 
-constexpr char description[] = "write a layer as a map in any coordinate system (GeoTIFF)";
+constexpr char description[] = "write layers as a map in any coordinate system (GeoTIFF)";
 constexpr char footer[] =
     "Heights come from --dem, which may be given several times, as a file, a folder or a virtual\n"
     "mosaic (VRT); without one, the height that the product states for its scene. They count from\n"
     "what the model's file says; where it says nothing, --dem-heights tells: ellipsoid, egm96\n"
     "(SRTM), egm2008 (Copernicus), or a file of geoid heights (GTX, GeoTIFF). Phases cannot be "
     "averaged: they take the nearest.\n"
-    "Outside the image stands 0, in phases -32768, in calibrated layers not-a-number.";
+    "Decibels are averaged in power, and the logarithm is taken last. Several layers become bands\n"
+    "of one file; they must be of one size and type. Outside the image stands 0, in phases "
+    "-32768,\n"
+    "in calibrated layers not-a-number.";
 
 struct GeocodeVerb {
     std::string file;
-    std::string layer; ///< empty: the product's first
+    std::vector<std::string> layers; ///< empty: the product's first
+    product::Treatment treatment;
     std::string output;
     std::optional<Resampling> resampling; ///< none: bilinear, phases nearest
     product::MapRequest request;
@@ -38,6 +45,34 @@ struct GeocodeVerb {
     std::size_t maxMemoryMiB = 256;
     bool force = false;
 };
+
+/// What is drawn: neighbours of decibels are averaged in power.
+struct Band {
+    Band(const std::shared_ptr<const product::OpenedProduct>& opened, const product::Entry& entry)
+        : inDecibels(entry.decibels), name(entry.name),
+          raster(inDecibels ? openPower(opened, entry) : openRaster(opened, entry)) {}
+
+    std::string unit() const { return inDecibels ? "dB" : raster->unit(); }
+
+    bool inDecibels;
+    std::string name;
+    std::unique_ptr<product::Raster> raster;
+};
+
+std::vector<Band> openBands(const GeocodeVerb& verb) {
+    const auto opened = product::openProduct(verb.file);
+    std::vector<Band> bands;
+    for (const product::Entry& entry : product::entriesOf(*opened, verb.layers, verb.treatment)) {
+        const product::Raster& made = *bands.emplace_back(opened, entry).raster;
+        const product::Raster& first = *bands.front().raster;
+        if (made.width() != first.width() || made.height() != first.height() ||
+            made.type() != first.type())
+            throw loader::Error("layers " + bands.front().name + " and " + entry.name +
+                                " differ in size or type and do not fit into one file: geocode "
+                                "them on their own");
+    }
+    return bands;
+}
 
 bool isPhase(const product::Raster& raster) {
     return raster.type() == kimg::SampleType::int16;
@@ -59,8 +94,32 @@ double noDataOf(const product::Raster& raster) {
                                                       : 0;
 }
 
+/// A band's way onto the map.
+struct Source {
+    Source(const GeocodeVerb& verb, const Band& of, double reduction, std::size_t memory,
+           std::size_t slots)
+        : band(of), cache(*of.raster, memory / 3 * 2),
+          resampler(*of.raster, cache, resamplingOf(verb, *of.raster), reduction,
+                    noDataOf(*of.raster), memory / 3 / slots) {}
+
+    void draw(const std::vector<KxfrPixel>& pixels, const product::Window& part, std::byte* to,
+              std::size_t stride, Resampler::Scratch& scratch) const {
+        resampler.draw({pixels.data(), to, part.width, part.height, part.width, stride}, scratch);
+        if (!band.inDecibels)
+            return;
+        auto* values = reinterpret_cast<float*>(to);
+        for (std::uint32_t line = 0; line < part.height; ++line)
+            std::transform(values + line * stride, values + line * stride + part.width,
+                           values + line * stride, product::decibelsOf);
+    }
+
+    const Band& band;
+    BlockCache cache;
+    Resampler resampler;
+};
+
 /// Tiles are computed on all cores and written in order.
-void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
+void drawMap(const GeocodeVerb& verb, const std::vector<Band>& bands,
              const product::MapPositions& positions, const product::MapFrame& frame,
              TiffWriter& writer) {
     constexpr std::uint32_t side = TiffWriter::tileSize;
@@ -68,18 +127,20 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
     const std::size_t memory = verb.maxMemoryMiB << 20;
     constexpr std::uint32_t linesTogether = 64; // of a tile, to hold few positions at a time
     constexpr std::size_t heightsUnderWay = std::size_t{8} << 20;
+    const std::size_t tileBytes = samples * bands.front().raster->sampleBytes();
     const std::size_t perSlot = 8 * sizeof(KxfrPixel) * side * linesTogether +
-                                2 * samples * raster.sampleBytes() +
+                                (1 + bands.size()) * tileBytes +
                                 (positions.elevation() ? heightsUnderWay : 0);
     OrderedWork work;
     work.slots = std::clamp<std::size_t>(memory / 4 / perSlot, 1, machineThreads() + 2);
-    BlockCache cache(raster, memory / 2);
-    const Resampler resampler(raster, cache, resamplingOf(verb, raster), frame.reduction,
-                              noDataOf(raster), memory / 4 / work.slots);
+    std::deque<Source> sources;
+    for (const Band& band : bands)
+        sources.emplace_back(verb, band, frame.reduction, memory / 4 * 3 / bands.size(),
+                             work.slots);
     struct Slot {
         std::unique_ptr<product::MapPositions> positions;
         std::vector<KxfrPixel> pixels;
-        std::vector<std::byte> tile;
+        std::vector<std::byte> tiles; ///< one a band
         Resampler::Scratch scratch;
     };
     std::vector<Slot> slots(work.slots);
@@ -93,21 +154,24 @@ void drawMap(const GeocodeVerb& verb, const product::Raster& raster,
         Slot& slot = slots[number];
         if (!slot.positions)
             slot.positions = std::make_unique<product::MapPositions>(positions);
-        slot.tile.resize(samples * raster.sampleBytes());
+        slot.tiles.resize(tileBytes * bands.size());
         const std::uint32_t x = column(item) * side, y = row(item) * side;
         const std::uint32_t width = std::min(side, frame.width - x);
         const std::uint32_t height = std::min(side, frame.height - y);
         for (std::uint32_t line = 0; line < height; line += linesTogether) {
             const product::Window part{x, y + line, width, std::min(linesTogether, height - line)};
             slot.positions->find(frame, part, slot.pixels);
-            std::byte* to = slot.tile.data() + raster.sampleBytes() * side * line;
-            resampler.draw({slot.pixels.data(), to, part.width, part.height, part.width, side},
-                           slot.scratch);
+            for (std::size_t band = 0; band < bands.size(); ++band)
+                sources[band].draw(slot.pixels, part,
+                                   slot.tiles.data() + tileBytes * band + tileBytes / side * line,
+                                   side, slot.scratch);
         }
     };
-    console::Progress progress("geocoding " + raster.name(), work.items);
+    console::Progress progress("geocoding " + bands.front().name, work.items);
     work.take = [&](std::size_t item, std::size_t number) {
-        writer.writeTile(0, row(item), column(item), slots[number].tile.data());
+        for (std::size_t band = 0; band < bands.size(); ++band)
+            writer.writeTile(static_cast<std::uint32_t>(band), row(item), column(item),
+                             slots[number].tiles.data() + tileBytes * band);
         progress.advanceTo(item + 1);
     };
     run(work);
@@ -141,10 +205,8 @@ void tellElevation(const product::MapPositions& positions, bool required) {
 
 void geocode(const GeocodeVerb& verb) {
     refuseOverwriting(verb.output, verb.force);
-    const auto rasters = product::openRasters(product::openProduct(verb.file),
-                                              verb.layer.empty() ? std::vector<std::string>()
-                                                                 : std::vector{verb.layer});
-    const product::Raster& raster = *rasters.front();
+    const std::vector<Band> bands = openBands(verb);
+    const product::Raster& raster = *bands.front().raster;
     resamplingOf(verb, raster); // refuses at once what would be refused later
     const product::MapPositions positions(
         std::make_shared<const product::Place>(raster.findPlace()), raster.width(), raster.height(),
@@ -162,16 +224,21 @@ void geocode(const GeocodeVerb& verb) {
     if (verb.cloudOptimized)
         unordered.emplace(verb.output);
     const std::string& file = unordered ? unordered->temporaryPath() : verb.output;
-    const product::Raster* const shown[] = {&raster};
-    TiffWriter writer(file, {frame.width,
-                             frame.height,
-                             raster.type(),
-                             kimg::TiffCompression::none,
-                             {{raster.name(), raster.unit()}},
-                             {frame.geoTransform(), {}, frame.wkt, {}},
-                             noDataOf(raster),
-                             originMetadata(raster.opened(), shown)});
-    drawMap(verb, raster, positions, frame, writer);
+    kimg::TiffLayout layout{frame.width,
+                            frame.height,
+                            raster.type(),
+                            kimg::TiffCompression::none,
+                            {},
+                            {frame.geoTransform(), {}, frame.wkt, {}},
+                            noDataOf(raster),
+                            {}};
+    for (const Band& band : bands)
+        layout.bands.push_back({band.name, band.unit()});
+    layout.metadata = originMetadata(raster.opened(), layout.bands, verb.treatment.denoised);
+    TiffWriter writer(file, layout);
+    drawMap(verb, bands, positions, frame, writer);
+    if (verb.cloudOptimized && bands.front().inDecibels) // which the last step would not average
+        addOverviews(writer, raster);
     writer.finish();
     if (verb.cloudOptimized)
         optimize(file, verb.output, raster);
@@ -184,8 +251,13 @@ void addGeocode(CLI::App& app) {
     command->footer(footer);
     auto verb = std::make_shared<GeocodeVerb>();
     command->add_option("FILE", verb->file, "product")->required();
-    command->add_option("--layer", verb->layer,
-                        "layer name, or another that export takes (default: the first layer)");
+    command
+        ->add_option("--layer", verb->layers,
+                     "layer name, or another that export takes; may be repeated (default: the "
+                     "first layer)")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    addTreatment(*command, verb->treatment);
     command->add_option("-o,--output", verb->output, "GeoTIFF to write")->required();
     command->add_option("--crs", verb->request.system, "coordinate system, such as EPSG:32633")
         ->required();

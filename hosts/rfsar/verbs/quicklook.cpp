@@ -3,6 +3,7 @@
 #include "output/output_file.h"
 #include "pictures/drawing.h"
 #include "pictures/picture_file.h"
+#include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
 namespace {
@@ -14,11 +15,12 @@ constexpr char footer[] =
     "--north-up draws it on a map instead. Neighbours are averaged by their power. Grey runs from\n"
     "the darkest to the brightest hundredth of the picture, as the square root of the amplitude "
     "or,\n"
-    "with --db, in decibels: 10 log10 of the power, which is 20 log10 of a magnitude.\n"
+    "with --db, in decibels, with a legend; so are layers in decibels (SIGMA_NOUGHT_DB_HH).\n"
     "\n"
     "--rgb takes three polarizations, or ratios of two, for red, green and blue. By default these\n"
     "are HH,HV,VV of quad, co,cross,co/cross of dual (HH,HV,HH/HV), CH,CV,CH/CV of compact\n"
-    "polarization. Each colour is stretched on its own.\n"
+    "polarization. Each colour is stretched on its own. With --denoise they are of calibrated\n"
+    "power.\n"
     "\n"
     "Examples:\n"
     "  rfsar quicklook product.xml -o picture.png --graticule --scale-bar --north-arrow\n"
@@ -67,7 +69,7 @@ void addQuicklook(CLI::App& app) {
         ->add_flag("--north-up", request.northUp,
                    "draw a map in metres with north up, UTM or polar stereographic")
         ->excludes(stored);
-    command->add_flag("--db", request.decibels, "grey in decibels, with a legend");
+    addTreatment(*command, request.treatment);
     command
         ->add_option("--rgb", request.rgb,
                      "polarizations as colours: R,G,B (default: as told below)")

@@ -1,10 +1,10 @@
 #include "output/console.h"
 #include "output/output_file.h"
-#include "product/opened_product.h"
+#include "product/images/raster.h"
+#include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 namespace {
@@ -14,33 +14,53 @@ static_assert(std::endian::native == std::endian::little, "samples are written a
 struct ReadOptions {
     std::string file;
     std::string layer;
+    product::Treatment treatment;
     std::vector<std::uint32_t> window; ///< x, y, width, height; empty for the whole layer
     std::string output;
     bool force = false;
 };
 
-/// Reads in bands of lines, so that a scene larger than memory streams.
-void read(const ReadOptions& options) {
-    const auto opened = product::openProduct(options.file);
-    const loader::Layer layer = opened->product.openLayer(options.layer);
-    std::array<std::uint32_t, 4> window = {0, 0, layer.width(), layer.height()};
-    std::copy(options.window.begin(), options.window.end(), window.begin());
-    const auto [x, y, width, height] = window;
-    layer.requireInside(x, y, width, height);
-
-    OutputFile output(options.output, options.force);
-    console::Progress progress("reading " + options.layer, height);
-    std::vector<std::uint16_t> samples;
-    for (std::uint32_t done = 0; done < height;) {
-        // Whole rows of blocks, aligned to the blocks' own rows.
-        const std::uint32_t toBlockEnd = layer.blockHeight() - (y + done) % layer.blockHeight();
-        const std::uint32_t lines = std::min(toBlockEnd, height - done);
-        samples.resize(std::size_t{width} * lines);
-        layer.readWindow(x, y + done, width, lines, samples);
-        output.write(samples.data(), samples.size() * sizeof samples[0]);
-        done += lines;
-        progress.advanceTo(done);
+/// Reads in rows of blocks, so that a scene larger than memory streams.
+void copyWindow(const product::Raster& raster, const product::Window& window, OutputFile& output) {
+    console::Progress progress("reading " + raster.name(), window.height);
+    const std::uint32_t across = raster.blockWidth(), down = raster.blockHeight();
+    const std::size_t sample = raster.sampleBytes();
+    std::vector<std::byte> block(raster.blockBytes()), lines;
+    const std::uint32_t right = window.x + window.width, bottom = window.y + window.height;
+    for (std::uint32_t y = window.y, end = y; y < bottom; y = end) {
+        const std::uint32_t row = y / down;
+        end = std::min(bottom, (row + 1) * down);
+        lines.resize(sample * window.width * (end - y));
+        for (std::uint32_t column = window.x / across; column * across < right; ++column) {
+            raster.readBlock(row, column, block.data());
+            const std::uint32_t from = std::max(window.x, column * across);
+            const std::uint32_t to = std::min(right, (column + 1) * across);
+            for (std::uint32_t line = y; line < end; ++line)
+                std::copy_n(block.data() + sample * (std::size_t{line - row * down} * across +
+                                                     (from - column * across)),
+                            sample * (to - from),
+                            lines.data() + sample * (std::size_t{line - y} * window.width +
+                                                     (from - window.x)));
+        }
+        output.write(lines.data(), lines.size());
+        progress.advanceTo(end - window.y);
     }
+}
+
+void read(const ReadOptions& options) {
+    const auto rasters = product::openRasters(product::openProduct(options.file), {options.layer},
+                                              options.treatment);
+    std::vector<product::Window> windows;
+    for (const auto& raster : rasters) {
+        product::Window window{0, 0, raster->width(), raster->height()};
+        if (const auto& w = options.window; !w.empty())
+            window = {w[0], w[1], w[2], w[3]};
+        raster->requireInside(window);
+        windows.push_back(window);
+    }
+    OutputFile output(options.output, options.force);
+    for (std::size_t i = 0; i < rasters.size(); ++i)
+        copyWindow(*rasters[i], windows[i], output);
     output.commit();
 }
 
@@ -50,7 +70,14 @@ void addRead(CLI::App& app) {
     auto* verb = app.add_subcommand("read", "write samples of a layer, raw and little-endian");
     auto options = std::make_shared<ReadOptions>();
     verb->add_option("FILE", options->file, "product")->required();
-    verb->add_option("LAYER", options->layer, "layer name, as info lists it")->required();
+    verb->footer(
+        "LAYER is any name that export takes. Without its polarization (SIGMA_NOUGHT) the\n"
+        "images of all follow each other. Samples are written in the type that info and\n"
+        "gdalinfo tell: layers as 16 bits, power, decibels and angles as 32-bit floating\n"
+        "point, complex samples as pairs.");
+    verb->add_option("LAYER", options->layer, "layer name, or another that export takes")
+        ->required();
+    addTreatment(*verb, options->treatment);
     verb->add_option("--window", options->window, "X,Y,W,H in pixels (default: the whole layer)")
         ->delimiter(',')
         ->expected(4);

@@ -385,7 +385,10 @@ private:
     }
 
     /// Noise-equivalent sigma nought in dB is a polynomial of the slant range in m, constant first.
-    ColumnProfile readNoise(const NoiseTable&, std::uint32_t width) const override {
+    ColumnProfile readNoise(const NoiseTable&, Radiometry kind,
+                            std::uint32_t width) const override {
+        if (kind != Radiometry::sigmaNought)
+            return {};
         const auto coefficients = numbersAt(extended_, noisePolynomial, extendedFile_);
         const double nearM = requiredNumber("range_to_first_sample");
         const double stepM = requiredNumber("delta_range_sample");

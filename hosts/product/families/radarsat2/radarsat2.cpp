@@ -70,14 +70,15 @@ public:
 
     std::vector<NoiseTable> noiseTables() const override {
         const ProductTree* radar = elementAt(root(), radarParameters);
-        if (radar && sigmaLevels(*radar))
+        if (radar && levelsFor(*radar, Radiometry::sigmaNought))
             return {{"", "", "", file()}};
         return {};
     }
 
 private:
-    ColumnProfile readNoise(const NoiseTable&, std::uint32_t) const override {
-        return levelsOf(*sigmaLevels(*elementAt(root(), radarParameters)), file());
+    ColumnProfile readNoise(const NoiseTable&, Radiometry kind, std::uint32_t) const override {
+        const ProductTree* levels = levelsFor(*elementAt(root(), radarParameters), kind);
+        return levels ? levelsOf(*levels, file()) : ColumnProfile();
     }
 };
 

@@ -163,13 +163,14 @@ private:
                          [this](const ProductTree& parent) { return imagesOf(parent, "ipdf"); });
     }
 
-    ColumnProfile readNoise(const NoiseTable& table, std::uint32_t) const override {
+    ColumnProfile readNoise(const NoiseTable& table, Radiometry kind,
+                            std::uint32_t) const override {
         const ProductTree whole = readTable(file(), table.file);
         const ProductTree* parent = elementAt(whole, "noiseLevels");
-        const ProductTree* levels = parent ? sigmaLevels(*parent) : nullptr;
-        if (!levels)
+        const ProductTree* levels = parent ? levelsFor(*parent, kind) : nullptr;
+        if (!levels && kind == Radiometry::sigmaNought)
             throw loader::Error(table.file + ": has no noise levels for sigma nought");
-        return levelsOf(*levels, table.file);
+        return levels ? levelsOf(*levels, table.file) : ColumnProfile();
     }
 
     ColumnProfile readIncidence() const override {
