@@ -1,8 +1,9 @@
 #include "product/find_product.h"
 
 #include "kfio/kfio.h"
-#include "kfnp/kfnp.h"
 #include "kfio/virtual_files.h"
+#include "kfio/zip_directory.h"
+#include "kfnp/kfnp.h"
 #include "kstr/kstr.h"
 #include "ktxt/ktxt.h"
 #include "loader/host_texts.h"
@@ -10,6 +11,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <vector>
 
 namespace product {
@@ -58,7 +61,22 @@ std::vector<std::string> productsIn(const std::string& folder) {
     return found;
 }
 
-/// Looks in the folder itself, then in its folders: an archive holds the product's folder.
+/// @return the one product that was found.
+std::string theOnly(const std::string& entry, const std::vector<std::string>& found) {
+    constexpr std::size_t mostNames = 10;
+    if (found.empty())
+        throw NoProduct(entry + ": holds no product.xml and no JSON item");
+    if (found.size() == 1)
+        return found.front();
+    std::string names;
+    for (std::size_t i = 0; i < std::min(found.size(), mostNames); ++i)
+        names += "\n  " + found[i];
+    if (found.size() > mostNames)
+        names += "\n  and " + std::to_string(found.size() - mostNames) + " more";
+    throw loader::Error(entry + ": holds several products; name one of them:" + names);
+}
+
+/// Looks in the folder itself, then in its folders.
 std::string productOfFolder(const std::string& entry, const std::string& folder) {
     std::vector<std::string> found = productsIn(folder);
     if (found.empty())
@@ -66,14 +84,54 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
             if (const std::string below = kfnp::clean(folder + "/" + name); isFolder(below))
                 for (const std::string& file : productsIn(below))
                     found.push_back(file);
+    return theOnly(entry, found);
+}
+
+/// The files of an archive's folder, by their paths from there.
+using Members = std::set<std::string>;
+
+/// As productsIn, of names alone.
+std::vector<std::string> productsAmong(const Members& members) {
+    std::vector<std::string> direct, found;
+    for (const Family* family : families())
+        for (const std::string_view place : family->places)
+            if (members.contains(std::string(place)))
+                return {std::string(place)};
+    std::copy_if(members.begin(), members.end(), std::back_inserter(direct),
+                 [](const std::string& path) { return path.find('/') == path.npos; });
+    for (const Family* family : families())
+        if (family->productsAmong)
+            for (const std::string& name : family->productsAmong(direct))
+                found.push_back(name);
+    return found;
+}
+
+/// As productOfFolder: an archive holds the product's folder, or what is in it. Its directory is
+/// read once, however many folders it has.
+std::string productOfArchive(const std::string& entry) {
+    const std::string archive = kfnp::absolute(entry);
+    const auto paths = kfio::zipPaths(archive);
+    if (!paths)
+        throw loader::Error(entry + ": is no whole zip archive: the directory at its end cannot be "
+                                    "read; copy or download it again");
+    Members all;
+    std::map<std::string, Members> folders;
+    for (const std::string& path : *paths) {
+        if (path.empty() || path.back() == '/') // a folder
+            continue;
+        all.insert(path);
+        if (const auto slash = path.find('/'); slash != path.npos)
+            folders[path.substr(0, slash + 1)].insert(path.substr(slash + 1));
+    }
+    const std::string prefix = "/vsizip/" + archive + '/';
+    std::vector<std::string> found;
+    for (const std::string& name : productsAmong(all))
+        found.push_back(prefix + name);
     if (found.empty())
-        throw NoProduct(entry + ": holds no product.xml and no JSON item");
-    if (found.size() == 1)
-        return found.front();
-    std::string names;
-    for (const std::string& file : found)
-        names += "\n  " + file;
-    throw loader::Error(entry + ": holds several products; name one of them:" + names);
+        for (const auto& [folder, members] : folders)
+            for (const std::string& name : productsAmong(members))
+                found.push_back(prefix + folder + name);
+    return theOnly(entry, found);
 }
 
 } // namespace
@@ -85,7 +143,7 @@ std::string findProduct(const std::string& entry) {
     if (isFolder(entry))
         return productOfFolder(entry, entry);
     if (endsWith(entry, ".zip"))
-        return productOfFolder(entry, "/vsizip/" + kfnp::absolute(entry));
+        return productOfArchive(entry);
     if (kstr_Eqic(ktxt::widen(kfnp::lastComponent(entry)), u"manifest.safe")) {
         const fs::path folder = fs::path(entry).parent_path();
         return productOfFolder(entry, folder.empty() ? "." : folder.string());

@@ -166,15 +166,13 @@ std::vector<FoundProduct> findProducts(const std::vector<std::string>& entries,
 
 bool isForeign(const std::string& file) {
     if (isZip(file)) {
-        if (kfio::listVirtualFolder("/vsizip/" + file).empty())
-            return false; // damaged
         try {
             findProduct(file);
             return false;
         } catch (const NoProduct&) {
             return true;
         } catch (const loader::Error&) {
-            return false; // several products, say
+            return false; // damaged, or several products
         }
     }
     for (const Family* family : families())

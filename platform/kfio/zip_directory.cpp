@@ -2,6 +2,8 @@
 
 #include "kfio/gdal_errors.h"
 
+#include <cpl_conv.h>
+#include <cpl_string.h>
 #include <cpl_vsi.h>
 
 #include <algorithm>
@@ -53,8 +55,7 @@ std::string directoryOf(VSILFILE* file) {
     std::uint64_t length = number(tail, end + 12, 4), offset = number(tail, end + 16, 4);
     if ((offset == 0xFFFFFFFF || length == 0xFFFFFFFF) && end >= locatorSize &&
         tail.compare(end - locatorSize, 4, "PK\6\7") == 0) {
-        const std::string wide =
-            read(file, number(tail, end - locatorSize + 8, 8), wideEndSize);
+        const std::string wide = read(file, number(tail, end - locatorSize + 8, 8), wideEndSize);
         if (wide.size() < wideEndSize || !wide.starts_with("PK\6\6"))
             return {};
         length = number(wide, 40, 8);
@@ -75,19 +76,46 @@ std::uint64_t sizeOf(Bytes entry, Bytes extra) {
     return size;
 }
 
-std::optional<ZipMember> findMember(Bytes directory, Bytes name) {
+/// Hands each entry of a directory to `take`, with its name and its extra fields, until that
+/// returns false.
+template <class Take>
+void readEntries(Bytes directory, const Take& take) {
     constexpr std::size_t fixed = 46;
     while (directory.size() >= fixed && directory.starts_with("PK\1\2")) {
         const std::size_t nameSize = number(directory, 28, 2), extraSize = number(directory, 30, 2);
         const std::size_t whole = fixed + nameSize + extraSize + number(directory, 32, 2);
-        if (whole > directory.size())
+        if (whole > directory.size() || !take(directory, directory.substr(fixed, nameSize),
+                                              directory.substr(fixed + nameSize, extraSize)))
             break;
-        if (directory.substr(fixed, nameSize) == name)
-            return ZipMember{sizeOf(directory, directory.substr(fixed + nameSize, extraSize)),
-                             static_cast<std::uint32_t>(number(directory, 16, 4))};
         directory.remove_prefix(whole);
     }
-    return std::nullopt;
+}
+
+std::optional<ZipMember> findMember(Bytes directory, Bytes name) {
+    std::optional<ZipMember> found;
+    readEntries(directory, [&](Bytes entry, Bytes of, Bytes extra) {
+        if (of == name)
+            found =
+                ZipMember{sizeOf(entry, extra), static_cast<std::uint32_t>(number(entry, 16, 4))};
+        return !found;
+    });
+    return found;
+}
+
+/// @return a member's name as GDAL's virtual paths have it.
+std::string pathOf(Bytes entry, Bytes name) {
+    constexpr std::uint64_t isUtf8 = 1 << 11;
+    std::string path(name);
+    std::replace(path.begin(), path.end(), '\\', '/');
+    if (path.starts_with("./"))
+        path.erase(0, 2);
+    if ((number(entry, 8, 2) & isUtf8) != 0)
+        return path;
+    char* const decoded =
+        CPLRecode(path.c_str(), CPLGetConfigOption("CPL_ZIP_ENCODING", "CP437"), CPL_ENC_UTF8);
+    path = decoded;
+    CPLFree(decoded);
+    return path;
 }
 
 bool isFile(const std::string& path) {
@@ -113,6 +141,20 @@ std::optional<ZipMember> zipMember(const std::string& path) {
                     : std::nullopt;
     }
     return std::nullopt;
+}
+
+std::optional<std::vector<std::string>> zipPaths(const std::string& archive) {
+    const ErrorCapture quiet;
+    const File file(VSIFOpenL(archive.c_str(), "rb"));
+    const std::string directory = file ? directoryOf(file.get()) : std::string();
+    if (directory.empty())
+        return std::nullopt;
+    std::vector<std::string> paths;
+    readEntries(directory, [&](Bytes entry, Bytes name, Bytes) {
+        paths.push_back(pathOf(entry, name));
+        return true;
+    });
+    return paths;
 }
 
 } // namespace kfio

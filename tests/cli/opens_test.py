@@ -7,6 +7,7 @@ import re
 import subprocess
 import sys
 import unittest
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests/support"))
@@ -30,6 +31,29 @@ class Opens(ProductCase):
         own = {file.name for file in product.folder.rglob("*.xml")}
         names = re.findall(r"= \d+<[^>]*/([^>/]+)>", trace.read_text(encoding="utf-8"))
         return collections.Counter(name for name in names if name in own)
+
+    def test_archives_of_very_many_folders_are_read_once(self):
+        product = self.make("rcm", lines=16, samples=16)
+        archive, foreign = self.folder / "many.zip", self.folder / "foreign.zip"
+        for file in (archive, foreign):
+            with zipfile.ZipFile(file, "w") as out:
+                for i in range(16000):
+                    out.writestr(f"folder é {i}/data.txt", "x")
+                for part in sorted(product.folder.rglob("*")) if file == archive else ():
+                    out.write(part, part.relative_to(product.folder.parent))
+        before = os.times()
+        found = subprocess.run([RFSAR, "info", foreign], capture_output=True, text=True, check=False)
+        after = os.times()
+        self.assertIn("holds no product.xml", found.stderr)
+        # Names asked for one by one take several seconds.
+        self.assertLess(after.children_user - before.children_user, 2)
+        found = subprocess.run([RFSAR, "identify", archive], capture_output=True, text=True,
+                               check=False)
+        self.assertIn("many.zip: Radarsat Constellation", found.stdout)
+        os.truncate(archive, archive.stat().st_size // 2)
+        found = subprocess.run([RFSAR, "info", archive], capture_output=True, text=True, check=False)
+        self.assertIn("many.zip: is no whole zip archive: the directory at its end cannot be read; "
+                      "copy or download it again", found.stderr)
 
     def test_metadata_and_tables_are_opened_once(self):
         for family in ("radarsat2", "rcm"):
