@@ -260,10 +260,14 @@ def _tables_of(scene):
 
 
 def gains(scene):
-    """{table stem: gains from near to far range}: the divisors of intensity."""
+    """{table stem: gains from near to far range}: divisors of the intensity of detected samples, and
+    of the magnitude of complex ones."""
     angle = np.radians(scene.incidence_profile(scene.recipe.samples))
     beta = np.full(len(angle), 1.27e8)
-    return {"lutBeta": beta, "lutSigma": beta / np.sin(angle), "lutGamma": beta / np.tan(angle)}
+    tables = {"lutBeta": beta, "lutSigma": beta / np.sin(angle), "lutGamma": beta / np.tan(angle)}
+    if scene.recipe.product_is_complex:
+        return {stem: np.sqrt(values) for stem, values in tables.items()}
+    return tables
 
 
 def _calibration(scene):
