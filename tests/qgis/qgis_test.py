@@ -162,7 +162,7 @@ class Application(ProductCase):
     """The program itself, on a screen in memory; RF_SAR_QGIS_PICTURE keeps the picture of it."""
 
     LAYERS = {"C_HH_MAGNITUDE_1": 1, "SIGMA_NOUGHT_HH": 1, "SIGMA_NOUGHT_DB_HV": 1,
-              "MAP_C_HV_MAGNITUDE_2": 1, "MAP_GAMMA_DB_HH": 1, "MAP": 2}  # and their bands
+              "MAP_C_HV_MAGNITUDE_2": 1, "MAP": 2, "MAP_SIGMA_NOUGHT_DB_HH": 1}  # and their bands
 
     def test_the_window_shows_a_product_under_its_targets(self):
         product = self.make("rcm", lines=900, samples=900, name="sample-rcm")
