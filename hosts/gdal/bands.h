@@ -17,6 +17,7 @@ using product::OpenedProduct;
 /// @return a band that knows its size, type and blocks, to be handed to a dataset.
 /// @throws loader::Error naming the file when what the entry stands for cannot be opened.
 std::unique_ptr<GDALRasterBand> makeBand(const std::shared_ptr<const OpenedProduct>& opened,
-                                         const Entry& entry, std::function<void()> beforeRead);
+                                         const Entry& entry,
+                                         std::function<void()> beforeRead);
 
 } // namespace rf_sar_gdal

@@ -145,11 +145,8 @@ void SarDataset::provideSubdatasets() {
         list.SetNameValue((key + "_DESC").c_str(), (name + " - " + description).c_str());
     };
     const std::vector<Entry> entries = available(opened_, catalogue(*opened_));
-    const auto isOfBurst = [](const Entry& entry) {
-        return entry.kind != Entry::Kind::layer && entry.image && entry.image->burst;
-    };
     for (const Entry& entry : entries)
-        if (!entry.decibels || !isOfBurst(entry))
+        if (!entry.decibels || !entry.isOfBurst())
             add(entry.name, entry.description);
     const std::vector<Entry> whole = clearest(entries);
     if (!whole.empty() && canBeDrawn()) {
@@ -158,7 +155,7 @@ void SarDataset::provideSubdatasets() {
             poles += whole[i].pole + ' ';
         add(mapName, "on the map: " + poles + whole.front().description);
         for (const Entry& entry : entries)
-            if (entry.kind != Entry::Kind::complexSamples && !isOfBurst(entry))
+            if (entry.kind != Entry::Kind::complexSamples && !entry.isOfBurst())
                 add(mapName + ("_" + entry.name), "on the map: " + entry.description);
     }
     oMDMD.SetMetadata(list.List(), "SUBDATASETS");

@@ -4,14 +4,27 @@
 #include "kfio/kfio.h"
 #include "loader/plugin.h"
 
+#include <cpl_port.h>
+
 namespace rf_sar_gdal {
 namespace {
+
+constexpr std::string_view archivePrefix = "/vsizip/";
+
+/// @return the name without what QGIS puts before it; ends where the name does.
+std::string_view withoutArchive(std::string_view name) {
+    const std::string both = std::string(archivePrefix) + std::string(connectionPrefix);
+    if (name.size() > both.size() && EQUALN(name.data(), both.data(), both.size()))
+        name.remove_prefix(archivePrefix.size());
+    return name;
+}
 
 [[noreturn]] void refuse(const std::string& name) {
     throw loader::Error(name + ": is not of the form RF_SAR:\"<file>\":<layer>");
 }
 
-DatasetName parseQuoted(const std::string& name, std::string_view rest) {
+/// @param endMayLack  the second quote and what follows.
+DatasetName parseQuoted(const std::string& name, std::string_view rest, bool endMayLack) {
     DatasetName parsed;
     std::size_t at = 1;
     for (; at < rest.size() && rest[at] != '"'; ++at) {
@@ -19,6 +32,8 @@ DatasetName parseQuoted(const std::string& name, std::string_view rest) {
             ++at;
         parsed.file += rest[at];
     }
+    if (endMayLack && at >= rest.size())
+        return parsed;
     const std::string_view behind = at < rest.size() ? rest.substr(at + 1) : "?";
     if (!behind.empty() && behind.front() != ':')
         refuse(name);
@@ -39,9 +54,22 @@ DatasetName parseBare(std::string_view rest) {
 
 } // namespace
 
+bool isDatasetName(std::string_view name) {
+    return EQUALN(withoutArchive(name).data(), connectionPrefix.data(), connectionPrefix.size());
+}
+
 DatasetName parseDatasetName(const std::string& name) {
-    const std::string_view rest = std::string_view(name).substr(connectionPrefix.size());
-    DatasetName parsed = rest.starts_with('"') ? parseQuoted(name, rest) : parseBare(rest);
+    std::string_view rest = withoutArchive(name).substr(connectionPrefix.size());
+    std::string first; // the layer's name before the file's
+    if (const auto at = rest.find(":\"" + std::string(archivePrefix));
+        at != std::string_view::npos && !rest.starts_with('"')) {
+        first = rest.substr(0, at);
+        rest.remove_prefix(at + 1);
+    }
+    DatasetName parsed =
+        rest.starts_with('"') ? parseQuoted(name, rest, !first.empty()) : parseBare(rest);
+    if (!first.empty())
+        parsed.layer = first;
     if (parsed.file.empty())
         refuse(name);
     return parsed;
@@ -49,6 +77,9 @@ DatasetName parseDatasetName(const std::string& name) {
 
 std::string formatDatasetName(const DatasetName& name) {
     std::string text(connectionPrefix);
+    const bool archived = name.file.compare(0, archivePrefix.size(), archivePrefix) == 0;
+    if (archived && !name.layer.empty())
+        text += name.layer + ':';
     text += '"';
     for (const char c : name.file) {
         if (c == '"' || c == '\\')

@@ -42,7 +42,7 @@ OpenRequest requestOf(const GDALOpenInfo& info) {
     OpenRequest request;
     request.description = info.pszFilename;
     DatasetName name{info.pszFilename, ""};
-    if (STARTS_WITH_CI(info.pszFilename, connectionPrefix.data()))
+    if (isDatasetName(info.pszFilename))
         name = parseDatasetName(info.pszFilename);
     request.file = product::findProduct(name.file);
     request.layer = CSLFetchNameValueDef(info.papszOpenOptions, "LAYER", name.layer.c_str());

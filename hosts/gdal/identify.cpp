@@ -1,5 +1,6 @@
 #include "identify.h"
 
+#include "dataset_name.h"
 #include "product/families/family.h"
 #include "product/find_product.h"
 
@@ -65,7 +66,7 @@ bool isArchive(const std::string& folder) {
 } // namespace
 
 bool identify(GDALOpenInfo& info) {
-    if (STARTS_WITH_CI(info.pszFilename, connectionPrefix.data()))
+    if (isDatasetName(info.pszFilename))
         return true;
     if (info.bIsDirectory) // programs name what lies in an archive, and mean the archive
         return isArchive(info.pszFilename) ? identifyContainer(info) : identifyFolder(info);

@@ -65,7 +65,7 @@ std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster) 
     }
     if (numbers.empty())
         return std::nullopt;
-    const auto cut = static_cast<std::ptrdiff_t>(numbers.size() / 50);
+    const auto cut = static_cast<std::ptrdiff_t>(numbers.size() / 20);
     const auto first = numbers.begin() + cut, last = numbers.end() - 1 - cut;
     std::nth_element(numbers.begin(), first, numbers.end());
     const double lowest = *first; // which does not stay there

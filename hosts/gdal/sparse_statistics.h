@@ -6,7 +6,7 @@
 
 namespace rf_sar_gdal {
 
-/// Of the middle 96 of 100 samples, so that a picture stretched between lowest and highest shows
+/// Of the middle 90 of 100 samples, so that a picture stretched between lowest and highest shows
 /// the ground, not one bright target and black around it.
 struct SparseStatistics {
     double lowest, highest, mean, deviation;

@@ -42,19 +42,6 @@ def graticule(extent, step, **symbol):
                          for line in lines], QgsLineSymbol.createSimple(symbol))
 
 
-def stretch(layer, low, high):
-    """Draws the first band in grey between two values."""
-    from qgis.core import QgsContrastEnhancement, QgsSingleBandGrayRenderer
-    provider = layer.dataProvider()
-    renderer = QgsSingleBandGrayRenderer(provider, 1)
-    enhancement = QgsContrastEnhancement(provider.dataType(1))
-    enhancement.setMinimumValue(low)
-    enhancement.setMaximumValue(high)
-    enhancement.setContrastEnhancementAlgorithm(QgsContrastEnhancement.StretchToMinimumMaximum)
-    renderer.setContrastEnhancement(enhancement)
-    layer.setRenderer(renderer)
-
-
 def grey_values(image):
     image = image.convertToFormat(QImage.Format_Grayscale8)
     bits = image.constBits()
@@ -64,11 +51,29 @@ def grey_values(image):
 
 
 def bright_spot(grey, radius):
-    """Column and row of the middle of the brightest spot, in pixels from the picture's corner."""
-    row, column = np.unravel_index(grey.argmax(), grey.shape)
-    top, left = max(row - radius, 0), max(column - radius, 0)
-    part = grey[top:row + radius + 1, left:column + radius + 1]
-    weight = np.where(part >= part.max() / 2, part, 0)
-    rows, columns = np.indices(part.shape) + 0.5
-    return (left + (weight * columns).sum() / weight.sum(),
-            top + (weight * rows).sum() / weight.sum())
+    """Column and row of the middle of the brightest spot, in pixels from the picture's corner.
+
+    A spot is brighter all over than its surroundings are in the mean, however the picture is
+    stretched: single pixels of speckle may be as bright.
+    """
+    reach = max(radius // 2, 1)
+    side = 2 * reach + 1
+    sums = np.pad(np.pad(grey, reach, mode="edge").cumsum(0).cumsum(1), ((1, 0), (1, 0)))
+    means = sums[side:, side:] - sums[:-side, side:] - sums[side:, :-side] + sums[:-side, :-side]
+    row, column = np.unravel_index(means.argmax(), means.shape)
+    rows, columns = np.indices(grey.shape)
+    weight = np.maximum(grey - (np.percentile(grey, 90) + grey.max()) / 2, 0)
+    for _ in range(20):  # to its middle, wherever in it the search began
+        near = weight * (np.hypot(rows - row, columns - column) <= 2 * radius)
+        row, column = ((near * places).sum() / near.sum() for places in (rows, columns))
+    return column + 0.5, row + 0.5
+
+
+def faults_of_greys(grey):
+    """Sentences on a picture that is black, white or flat."""
+    low, middle, high = np.percentile(grey, [5, 50, 95])
+    dark, bright = (grey < 8).mean(), (grey > 247).mean()
+    return [text for text, wrong in (
+        (f"flat: {low} to {high}", high - low < 80), (f"its middle grey is {middle}",
+                                                      not 30 < middle < 225),
+        (f"{dark:.0%} black", dark > 0.25), (f"{bright:.0%} white", bright > 0.25)) if wrong]

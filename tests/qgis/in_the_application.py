@@ -1,6 +1,8 @@
-"""Run by QGIS itself (--code): adds a product, measures what the canvas shows, keeps a picture.
+"""Run by QGIS itself (--code): adds a product's layers one after the other, as a user does who drops
+the product on the window and picks from the list; measures what the canvas shows; keeps a picture.
 
-Files come in RF_SAR_PRODUCT and RF_SAR_TRUTH, results go to RF_SAR_REPORT and RF_SAR_IMAGE.
+Files come in RF_SAR_PRODUCT and RF_SAR_TRUTH, names of layers in RF_SAR_LAYERS; results go to
+RF_SAR_REPORT and RF_SAR_IMAGE.
 """
 
 import json
@@ -45,56 +47,57 @@ def guarded(step):
 
 
 def start():
-    listed = QgsProviderRegistry.instance().querySublayers(os.environ["RF_SAR_PRODUCT"])
-    magnitude = next(each for each in listed if "MAGNITUDE" in each.name())
-    layer = iface.addRasterLayer(magnitude.uri(), magnitude.name(), "gdal")
-    settled(lambda: place(layer))
-
-
-def place(layer):
-    iface.mainWindow().resize(1200, 740)
+    iface.mainWindow().resize(1500, 1150)
     for name in ("Browser", "mMessageBar"):
         panel = iface.mainWindow().findChild(QWidget, name)
         if panel:
             panel.hide()
-    canvas = iface.mapCanvas()
-    canvas.setCanvasColor(QColor("white"))
+    iface.mapCanvas().setCanvasColor(QColor("white"))
+    listed = {each.name(): each for each in QgsProviderRegistry.instance().querySublayers(
+        os.environ["RF_SAR_PRODUCT"])}
+    names = os.environ["RF_SAR_LAYERS"].split()
+    settled(lambda: show([listed[name] for name in names], {}))
+
+
+def show(remaining, report):
+    if not remaining:
+        return add_overlays(report)
+    QgsProject.instance().removeAllMapLayers()
+    details = remaining[0]
+    layer = iface.addRasterLayer(details.uri(), details.name(), "gdal")
     QgsProject.instance().setCrs(QgsCoordinateReferenceSystem("EPSG:32632"))
-    draw(layer, 0, layer.dataProvider().bandStatistics(1).maximumValue)
+    canvas = iface.mapCanvas()
     canvas.setExtent(canvas.mapSettings().layerExtentToOutputExtent(layer, layer.extent()))
-    settled(lambda: measure(layer))
+    return settled(lambda: (measure(layer, report), show(remaining[1:], report)))
 
 
-def draw(layer, low, high):
-    drawing.stretch(layer, low, high)
-    layer.triggerRepaint()
-
-
-def measure(layer):
+def measure(layer, report):
     canvas = iface.mapCanvas()
     picture = drawing.grey_values(canvas.viewport().grab().toImage())  # without the frame around
-    picture[picture == 255] = 0  # around the layer
     settings = canvas.mapSettings()
     to_map = QgsCoordinateTransform(QgsCoordinateReferenceSystem("EPSG:4326"),
                                     QgsProject.instance().crs(), QgsProject.instance())
+    places = [settings.mapToPixel().transform(to_map.transform(target))
+              for target in drawing.targets_on_the_ground(TRUTH)]
     offsets = []
-    for target in drawing.targets_on_the_ground(TRUTH):
-        expected = settings.mapToPixel().transform(to_map.transform(target))
+    for expected in places:
         left, top = int(expected.x()) - 12, int(expected.y()) - 12
         x, y = drawing.bright_spot(picture[top:top + 25, left:left + 25], 3)
         offsets.append(math.hypot(left + x - expected.x(), top + y - expected.y()))
-    report = {"valid": layer.isValid(), "crs": layer.crs().authid(), "bands": layer.bandCount(),
-              "offsets": offsets}
-    add_overlays(layer)
-    settled(lambda: finish(report))
+    columns, rows = sorted(p.x() for p in places), sorted(p.y() for p in places)
+    inside = picture[int(rows[1]):int(rows[-2]), int(columns[1]):int(columns[-2])]
+    report[layer.name()] = {
+        "valid": layer.isValid(), "crs": layer.crs().authid(), "bands": layer.bandCount(),
+        "offsets": offsets, "faults": drawing.faults_of_greys(inside)}
 
 
-def add_overlays(layer):
-    draw(layer, *layer.dataProvider().cumulativeCut(1, 0.02, 0.98))
+def add_overlays(report):
+    layer = iface.activeLayer()
     targets = drawing.target_layer(TRUTH, size="4", color="0,0,0,0", outline_color="red",
                                    outline_width="0.5")
     grid = drawing.graticule(layer.extent(), 0.01, color="0,160,255", width="0.3")
     QgsProject.instance().addMapLayers([grid, targets])
+    settled(lambda: finish(report))
 
 
 def finish(report):

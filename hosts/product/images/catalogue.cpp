@@ -377,7 +377,7 @@ std::vector<Entry> clearest(const std::vector<Entry>& entries) {
         for (const Radiometry each : allKinds) {
             auto found = chosen([&](const Entry& entry) {
                 return entry.kind == kind && entry.radiometry == each && entry.decibels &&
-                       !(entry.image && entry.image->burst);
+                       !entry.isOfBurst();
             });
             if (!found.empty())
                 return found;

@@ -35,6 +35,8 @@ struct Entry {
     bool isMagnitude() const;
     bool isPhase() const;
     bool isPower() const { return kind == Kind::calibrated || kind == Kind::mosaic; }
+    /// @return whether it shows a burst of many, beyond the one that the layers show.
+    bool isOfBurst() const { return kind != Kind::layer && image && image->burst; }
 };
 
 /// What is done with power before it is shown.

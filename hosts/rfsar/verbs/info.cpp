@@ -111,7 +111,7 @@ struct Description {
 std::vector<std::string> exportNames(const std::shared_ptr<const product::OpenedProduct>& opened) {
     std::vector<std::string> names;
     for (const product::Entry& each : product::available(opened, product::catalogue(*opened)))
-        if (each.kind != product::Entry::Kind::layer)
+        if (each.kind != product::Entry::Kind::layer && !(each.decibels && each.isOfBurst()))
             names.push_back(each.name);
     return names;
 }
