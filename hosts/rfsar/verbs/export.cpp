@@ -151,6 +151,7 @@ void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
     const Rasters rasters =
         product::openRasters(product::openProduct(options.file), options.layers);
+    refuseOwnFiles(options.output, rasters.front()->opened().stated());
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.

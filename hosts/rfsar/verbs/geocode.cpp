@@ -9,6 +9,7 @@
 #include "output/resampler.h"
 #include "product/place/map_frame.h"
 #include "verbs/elevation_options.h"
+#include "verbs/numbers.h"
 #include "verbs/verbs.h"
 
 #include <limits>
@@ -145,6 +146,7 @@ void geocode(const GeocodeVerb& verb) {
                                               verb.layer.empty() ? std::vector<std::string>()
                                                                  : std::vector{verb.layer});
     const product::Raster& raster = *rasters.front();
+    refuseOwnFiles(verb.output, raster.opened().stated());
     resamplingOf(verb, raster); // refuses at once what would be refused later
     const product::MapPositions positions(
         std::make_shared<const product::Place>(raster.findPlace()), raster.width(), raster.height(),
@@ -192,7 +194,7 @@ void addGeocode(CLI::App& app) {
     command
         ->add_option("--resolution", verb->request.resolution,
                      "size of a pixel in units of the system (default: as at the image's centre)")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     addElevation(*command, verb->request.elevation);
     command->add_flag("--require-dem", verb->requireCoverage,
                       "fail when the elevation model does not cover the image");

@@ -22,6 +22,7 @@ struct ReadOptions {
 /// Reads in bands of lines, so that a scene larger than memory streams.
 void read(const ReadOptions& options) {
     const auto opened = product::openProduct(options.file);
+    refuseOwnFiles(options.output, opened->stated());
     const loader::Layer layer = opened->product.openLayer(options.layer);
     std::array<std::uint32_t, 4> window = {0, 0, layer.width(), layer.height()};
     std::copy(options.window.begin(), options.window.end(), window.begin());
