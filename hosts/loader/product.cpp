@@ -105,10 +105,11 @@ KmifNode Product::node(const std::string& name, std::string& remarks) const {
     KmifNode filled;
     const std::uint32_t status = plugin_->entry().dataRead(file_.get(), wideName(name).c_str(),
                                                            &filled, nullptr, nullptr, nullptr);
+    const std::string reason = heard.reason("");
     if (status != 0 || filled.empty())
-        throw Error(name_ + ": has no node \"" + name +
-                    (heard.empty() ? "\"" : "\": " + heard.reason("")));
-    remarks = heard.reason("");
+        throw Error(name_ + ": has no node \"" + name + '"' + (reason.empty() ? "" : ": ") +
+                    reason);
+    remarks = reason;
     return filled;
 }
 

@@ -138,6 +138,14 @@ std::string productOfArchive(const std::string& entry) {
 
 std::string findProduct(const std::string& entry) {
     loader::wideName(entry); // names must be valid UTF-8 before anything looks at them
+    for (const auto& [scheme, prefix] :
+         {std::pair<std::string_view, std::string>("http://", "/vsicurl/http://"),
+          {"https://", "/vsicurl/https://"},
+          {"s3://", "/vsis3/"},
+          {"gs://", "/vsigs/"}})
+        if (entry.starts_with(scheme))
+            throw loader::Error(entry + ": is an address; open it as " + prefix +
+                                entry.substr(scheme.size()));
     if (!kfio::fileState(entry).exists)
         throw loader::Error(entry + ": no such file");
     if (isFolder(entry))

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <utility>
@@ -25,14 +26,16 @@ bool leavesLeftovers = false;
 
 std::string temporaryNameBeside(const std::string& path) {
     static std::atomic<unsigned> count{0};
-    return path + mark + std::to_string(getpid()) + "-" + std::to_string(++count);
+    const std::size_t folder = path.rfind('/') + 1;
+    return path.substr(0, folder) + partNameStart(path.substr(folder)) + std::to_string(getpid()) +
+           "-" + std::to_string(++count);
 }
 
 /// Temporary files of processes that live no more.
 void removeLeftovers(const std::string& path) {
     namespace fs = std::filesystem;
     const fs::path whole(path);
-    const std::string start = whole.filename().string() + mark;
+    const std::string start = partNameStart(whole.filename().string());
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(whole.parent_path() / ".", ignored)) {
         const std::string name = entry.path().filename().string();
@@ -44,6 +47,19 @@ void removeLeftovers(const std::string& path) {
 }
 
 } // namespace
+
+std::string partNameStart(const std::string& name) {
+    constexpr std::size_t longest = 150; // parts may have parts of their own
+    if (name.size() <= longest)
+        return name + mark;
+    std::uint64_t sum = 0xCBF29CE484222325; // FNV-1a
+    for (const char c : name)
+        sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+    std::size_t end = longest;
+    while ((static_cast<unsigned char>(name[end]) & 0xC0U) == 0x80U) // within a character
+        --end;
+    return name.substr(0, end) + '-' + std::to_string(sum) + mark;
+}
 
 NewFile::NewFile(std::string path)
     : path_(std::move(path)), temporaryPath_(temporaryNameBeside(path_)) {

@@ -7,8 +7,14 @@
 
 namespace kimg {
 
-/// A file under a temporary name beside its later place, "<name>.part-<process>-<count>"; removed
-/// unless it is put there. What processes that were killed have left beside that place goes too.
+/// @return what the names of all part files of a file of that name begin with; a process's number
+///         follows. Of long names the beginning and a sum over all of it, for a folder takes names
+///         of 255 bytes at most.
+RF_PLATFORM_API std::string partNameStart(const std::string& name);
+
+/// A file under a temporary name beside its later place, partNameStart() with "<process>-<count>";
+/// removed unless it is put there. What processes that were killed have left beside that place goes
+/// too.
 class RF_PLATFORM_API NewFile {
 public:
     explicit NewFile(std::string path);

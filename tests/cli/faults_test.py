@@ -98,7 +98,8 @@ class Faults(ProductCase):
         seed = random.randrange(1 << 30)
         chance = random.Random(seed)
         commands = writing(self.product.opened, self.out)
-        for what in ("read", "export, compressed", "geocode"):
+        for what in ("read", "export, compressed", "geocode",
+                     "geocode, cloud-optimised"):
             command = [*commands[what], "--force"]
             out = command[command.index("-o") + 1]
             begun = time.monotonic()
@@ -123,6 +124,54 @@ class Faults(ProductCase):
             self.assertEqual(list(self.out.iterdir()), [out])
             self.assertEqual(out.read_bytes(), whole)
             out.unlink()
+
+    def test_outputs_that_must_not_be_are_refused(self):
+        image = next(self.product.folder.rglob("*.tif"))
+        table = next(self.product.folder.rglob("lutSigma*.xml"))
+        link = self.out / "by another name.tif"
+        link.symlink_to(image)
+        before = {file: file.read_bytes() for file in (image, table, self.product.opened)}
+        commands = writing(self.product.opened, self.out)
+        for what in ("read", "export, compressed", "geocode"):
+            for output in (*before, link):
+                command = [*commands[what], "--force"]
+                command[command.index("-o") + 1] = output
+                with self.subTest(verb=what, output=output):
+                    self.assertFails(rfsar(*command), str(output), "one of the product's own files")
+        self.assertFails(rfsar("stac", self.product.opened, "-o", table, "--force"),
+                         "one of the product's own files")
+        self.assertFails(rfsar("quicklook", self.product.opened, "-o", link, "--force"),
+                         "one of the product's own files")
+        self.assertEqual({file: file.read_bytes() for file in before}, before)
+        dangling = self.out / "dangling.json"
+        dangling.symlink_to(self.out / "nothing")
+        self.assertFails(rfsar("stac", self.product.opened, "-o", dangling), "--force")
+        self.assertTrue(dangling.is_symlink())
+        self.assertEqual(rfsar("stac", self.product.opened, "-o", dangling, "--force").returncode, 0)
+
+    def test_names_as_long_as_a_folder_takes_them(self):
+        commands = writing(self.product.opened, self.out)
+        for what in ("read", "export, compressed", "geocode"):
+            command = list(commands[what])
+            name = "é" * 120 + pathlib.Path(command[command.index("-o") + 1]).suffix
+            command[command.index("-o") + 1] = self.out / name
+            with self.subTest(verb=what):
+                done = rfsar(*command)
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+                self.assertEqual([f.name for f in self.out.iterdir()], [name])
+                (self.out / name).unlink()
+
+    def test_numbers_that_are_none_are_refused(self):
+        for number in ("nan", "inf", "-1", "0", "1e999", "wide"):
+            for command in (("geocode", "-o", self.out / "map.tif", "--crs", "EPSG:32632",
+                             "--resolution", number),
+                            ("quicklook", "-o", self.out / "q.png", "--graticule-step", number)):
+                done = rfsar(command[0], self.product.opened, *command[1:])
+                with self.subTest(command=command):
+                    self.assertEqual((done.returncode, done.stdout), (2, ""), done.stderr)
+        for number in ("nan", "inf"):
+            done = rfsar("locate", self.product.opened, "--height", number, stdin="1 2\n")
+            self.assertEqual((done.returncode, done.stdout), (2, ""), done.stderr)
 
     def test_images_cut_anywhere_are_errors(self):
         """At whatever byte a download ended, the samples are right or there are none."""

@@ -61,6 +61,9 @@ class Installed(ProductCase):
         self.assertEqual(done.returncode, 1)
         self.assertIsNone(json.loads(done.stdout)["driver"])
         self.assertIn("GDAL_DRIVER_PATH", done.stderr)
+        said = self.run_installed(self.prefix / "bin/rfsar", "doctor",
+                                  GDAL_DRIVER_PATH=str(self.folder)).stdout
+        self.assertNotIn("GDAL_SKIP", said)  # there is nothing to choose from
 
     def offered(self, *words):
         """What the completion offers for the last word."""

@@ -158,6 +158,24 @@ class BadInput(ProductCase):
                 self.assertEqual(json.loads(found.stdout)[0]["index"], -1)
         self.assertFalse((self.folder / "q.png").exists())
 
+    def test_slips_of_the_pen_are_answered_by_what_was_meant(self):
+        self.assertFails(rfsar("inf", "product.xml"), '"inf" is no verb; did you mean info?',
+                         status=2)
+        self.assertFails(rfsar("frobnicate"), "rfsar --help lists them", status=2)
+        self.assertFails(rfsar("info", "http://127.0.0.1/product.xml"),
+                         "open it as /vsicurl/http://127.0.0.1/product.xml")
+
+    def test_no_function_of_the_platform_is_named(self):
+        product = self.make("rcm", lines=16, samples=16)
+        for image in product.folder.rglob("*.tif"):
+            image.unlink()
+        surface = self.make("capella-slc", lines=16, samples=16, image_geometry="surface")
+        for done in (rfsar("info", product.opened), rfsar("check", product.opened),
+                     rfsar("check", surface.opened), rfsar("node", product.opened, ":Doppler")):
+            self.assertTrue(done.stdout or done.stderr)
+            self.assertNotRegex(done.stdout + done.stderr,
+                                r"\b(k[a-z]{3}|sarm)_\w+|MIF Node|No such node")
+
     def write(self, name, content):
         path = self.folder / name
         path.parent.mkdir(exist_ok=True)

@@ -3,6 +3,7 @@
 #include "batch/progress.h"
 #include "batch/told.h"
 #include "kfio/kfio.h"
+#include "kimg/new_file.h"
 #include "loader/plugin.h"
 #include "output/console.h"
 #include "output/interruption.h"
@@ -143,7 +144,7 @@ void removePartsOf(const ResultFolder& folder, const ChildOutcome& outcome) {
     const std::string output = readReport(outcome.out).output;
     if (outcome.end == ChildOutcome::End::exited || output.empty())
         return;
-    const std::string part = output + ".part-" + std::to_string(outcome.process) + '-';
+    const std::string part = kimg::partNameStart(output) + std::to_string(outcome.process) + '-';
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(folder.path(), ignored))
         if (entry.path().filename().string().starts_with(part))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kimg/new_file.h"
+#include "product/families/stated_product.h"
 
 #include <cstdio>
 #include <optional>
@@ -28,5 +29,8 @@ private:
     std::FILE* file_ = nullptr;
 };
 
-/// @throws loader::Error when `name` exists and `force` is not given.
+/// @throws loader::Error when `name` exists, or is a link to nothing, and `force` is not given.
 void refuseOverwriting(const std::string& name, bool force);
+
+/// @throws loader::Error when `name` is a file of the product, by whatever name.
+void refuseOwnFiles(const std::string& name, const product::StatedProduct& product);

@@ -2,6 +2,7 @@
 
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
+#include "output/archive_path.h"
 #include "output/geojson.h"
 #include "output/stac_place.h"
 #include "product/families/document_text.h"
@@ -152,25 +153,6 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
         properties["proj:transform"] = *place.transform;
 }
 
-/// A member of an archive has no address that clients know; the archive has.
-/// @return the outermost archive that a virtual path leads into; the path itself for others.
-std::string outermostArchive(const std::string& file) {
-    for (const std::string_view prefix : {"/vsizip/", "/vsitar/", "/vsi7z/", "/vsirar/"})
-        if (file.starts_with(prefix)) {
-            std::string inner = file.substr(prefix.size());
-            if (inner.starts_with('{')) // the archive's name in braces
-                inner = inner.substr(1, inner.find('}') - 1);
-            inner = outermostArchive(inner);
-            // The shortest beginning that is a file is the archive.
-            for (auto slash = inner.find('/', 1); slash != std::string::npos;
-                 slash = inner.find('/', slash + 1))
-                if (kfio::fileState(inner.substr(0, slash)).isRegularFile)
-                    return inner.substr(0, slash);
-            return inner;
-        }
-    return file;
-}
-
 /// @return the address of what lies on a server or an object store; "" for other files.
 std::string addressOf(const std::string& file) {
     if (constexpr std::string_view web = "/vsicurl/"; file.starts_with(web))
@@ -215,6 +197,7 @@ std::string mediaType(const std::string& file) {
 }
 
 ordered_json assets(const product::ProductFacts& facts, const std::filesystem::path& folder) {
+    // A member of an archive has no address that clients know; the archive has.
     if (const std::string archive = outermostArchive(facts.documents.front());
         archive != facts.documents.front())
         return {{"product",

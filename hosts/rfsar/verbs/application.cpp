@@ -10,7 +10,10 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <numeric>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 namespace application {
 namespace {
@@ -72,11 +75,52 @@ private:
     bool quiet_ = false;
 };
 
+/// @return how many letters must be put in, left out or replaced to make one text of another.
+std::size_t distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+/// @return a sentence where the first word is no verb; "" for other mistakes.
+std::string unknownVerb(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const auto word = std::find_if(arguments.begin(), arguments.end(),
+                                   [](const std::string& text) { return !text.starts_with('-'); });
+    if (word == arguments.end() || !app.get_subcommands().empty())
+        return "";
+    constexpr std::size_t slip = 2; // letters
+    std::string nearest;
+    std::size_t least = slip + 1;
+    for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; }))
+        if (const std::size_t off = distance(*word, verb->get_name());
+            off < std::min(least, word->size())) {
+            least = off;
+            nearest = verb->get_name();
+        }
+    return '"' + *word + "\" is no verb" +
+           (nearest.empty() ? "" : "; did you mean " + nearest + "?") +
+           (nearest.empty() ? "; rfsar --help lists them" : "");
+}
+
 int parse(std::vector<std::string> arguments) {
     CommandLine line;
     try {
-        line.parseAll(std::move(arguments));
+        line.parseAll(arguments);
         return line.status;
+    } catch (const CLI::RequiredError& error) {
+        const std::string unknown = unknownVerb(line.app, arguments);
+        if (unknown.empty())
+            return line.app.exit(error) == 0 ? done : usage;
+        console::error(unknown);
+        return usage;
     } catch (const CLI::ParseError& error) {
         return line.app.exit(error) == 0 ? done : usage;
     }

@@ -4,6 +4,7 @@
 #include "loader/plugin.h"
 #include "output/ordered_work.h"
 #include "verbs/archive_verbs.h"
+#include "verbs/numbers.h"
 
 #include <map>
 
@@ -67,10 +68,10 @@ void addWhere(CLI::App& verb, BatchOptions& options) {
                     "a task)")
         ->check(CLI::Range(1, 4096));
     verb.add_option("--timeout", request.limits.timeoutS, "end a product after so many seconds")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     verb.add_option("--memory", request.limits.memoryMiB,
                     "end a product that takes more memory, in MiB")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     verb.add_flag("--force", request.force, "make results anew that are there");
     verb.add_option("--extension", options.extension,
                     "of the results, where the verb chooses the format by it, such as jpg");
@@ -84,7 +85,7 @@ void addEngines(CLI::App& verb, BatchOptions& options) {
         ->group("Slurm");
     verb.add_option("--chunk-seconds", slurm.chunkSeconds,
                     "time that a task of the array is to take (default: 90)")
-        ->check(CLI::PositiveNumber)
+        ->check(positiveNumber())
         ->group("Slurm");
     verb.add_option("--partition", slurm.partition, "passed to sbatch")->group("Slurm");
     verb.add_option("--time", slurm.time, "passed to sbatch")->group("Slurm");

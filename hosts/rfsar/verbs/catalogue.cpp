@@ -9,6 +9,7 @@
 #include "output/ordered_work.h"
 #include "output/output_file.h"
 #include "verbs/archive_verbs.h"
+#include "verbs/numbers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -233,7 +234,7 @@ void addCatalogue(CLI::App& app) {
                      "products at once (default: as many as the machine runs threads)")
         ->check(CLI::Range(1, 4096));
     verb->add_option("--timeout", options->timeoutS, "give a product up after so many seconds")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     verb->footer("Examples:\n  rfsar catalogue /archive -o catalogue.gpkg\n"
                  "  rfsar find catalogue.gpkg --bbox 10,47,12,49 --time 2026-01/..");
     verb->callback([options] {

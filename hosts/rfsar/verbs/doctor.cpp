@@ -64,7 +64,8 @@ ordered_json diagnose() {
             {"productXml", choice}};
 }
 
-void printChoice(const ordered_json& choice) {
+/// @param found  whether GDAL finds the driver; without it there is nothing to choose.
+void printChoice(const ordered_json& choice, bool found) {
     std::string rivals;
     for (const auto& [family, drivers] : choice.items()) {
         console::out() << "product.xml  " << family << ": ";
@@ -79,7 +80,7 @@ void printChoice(const ordered_json& choice) {
         }
         console::out() << (names.empty() ? "opened by no driver\n" : "\n");
     }
-    if (rivals.empty())
+    if (rivals.empty() || !found)
         return;
     console::out() << "\nTo choose " << driver << " wherever " << rivals << " takes the file too:\n"
                    << "  gdalinfo -if " << driver << " product.xml   for one command\n"
@@ -102,7 +103,7 @@ void printText(const ordered_json& found) {
         console::out() << "geoid " << std::left << std::setw(8) << geoid["name"].get<std::string>()
                        << (fault.empty() ? "at hand" : "missing: " + fault) << '\n';
     }
-    printChoice(found["productXml"]);
+    printChoice(found["productXml"], !found["driver"].is_null());
 }
 
 int doctor(bool asJson) {

@@ -143,6 +143,7 @@ void exportLayers(const ExportOptions& options) {
     refuseOverwriting(options.output, options.force);
     const Rasters rasters =
         product::openRasters(product::openProduct(options.file), options.layers, options.treatment);
+    refuseOwnFiles(options.output, rasters.front()->opened().stated());
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
     // Where it lies is computed while the first tiles are read.

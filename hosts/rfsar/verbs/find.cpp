@@ -3,6 +3,7 @@
 #include "loader/plugin.h"
 #include "output/console.h"
 #include "verbs/archive_verbs.h"
+#include "verbs/numbers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -106,7 +107,8 @@ void addFind(CLI::App& app) {
     verb->add_option("--bbox", options->box,
                      "W,S,E,N in degrees that the footprint meets; W > E crosses the antimeridian")
         ->delimiter(',')
-        ->expected(4);
+        ->expected(4)
+        ->check(finiteNumber());
     verb->add_option("--time", options->time,
                      "START/END that the acquisition meets, such as 2026-01/2026-03-31; .. leaves "
                      "an end open");

@@ -10,6 +10,7 @@
 #include "product/place/map_frame.h"
 #include "product/radiometry/power.h"
 #include "verbs/elevation_options.h"
+#include "verbs/numbers.h"
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
@@ -207,6 +208,7 @@ void geocode(const GeocodeVerb& verb) {
     refuseOverwriting(verb.output, verb.force);
     const std::vector<Band> bands = openBands(verb);
     const product::Raster& raster = *bands.front().raster;
+    refuseOwnFiles(verb.output, raster.opened().stated());
     resamplingOf(verb, raster); // refuses at once what would be refused later
     const product::MapPositions positions(
         std::make_shared<const product::Place>(raster.findPlace()), raster.width(), raster.height(),
@@ -264,7 +266,7 @@ void addGeocode(CLI::App& app) {
     command
         ->add_option("--resolution", verb->request.resolution,
                      "size of a pixel in units of the system (default: as at the image's centre)")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     addElevation(*command, verb->request.elevation);
     command->add_flag("--require-dem", verb->requireCoverage,
                       "fail when the elevation model does not cover the image");

@@ -4,6 +4,7 @@
 #include "output/console.h"
 #include "output/ordered_work.h"
 #include "verbs/archive_verbs.h"
+#include "verbs/numbers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -52,7 +53,7 @@ void addList(CLI::App& app, int& status) {
                      "products at once (default: as many as the machine runs threads)")
         ->check(CLI::Range(1, 4096));
     verb->add_option("--timeout", options->timeoutS, "give a product up after so many seconds")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     verb->footer("Examples:\n  rfsar list /archive\n  rfsar list /archive --csv > products.csv");
     verb->callback([&status, options] { status = list(*options); });
 }

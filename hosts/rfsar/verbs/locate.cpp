@@ -4,6 +4,7 @@
 #include "product/images/raster.h"
 #include "product/place/locator.h"
 #include "verbs/elevation_options.h"
+#include "verbs/numbers.h"
 #include "verbs/verbs.h"
 
 #include <cstdio>
@@ -163,7 +164,8 @@ void addLocate(CLI::App& app) {
     verb->add_option("--layer", options->layer,
                      "layer name, as info lists it (default: the first)");
     verb->add_flag("--inverse", options->inverse, "from longitude and latitude to pixels");
-    verb->add_option("--height", options->height, "metres above the ellipsoid");
+    verb->add_option("--height", options->height, "metres above the ellipsoid")
+        ->check(finiteNumber());
     addElevation(*verb, options->elevation);
     verb->callback([options] { locate(*options); });
 }

@@ -1,5 +1,6 @@
 #include "output/console.h"
 #include "product/bursts/burst_record.h"
+#include "product/checks/checks.h"
 #include "verbs/verbs.h"
 
 #include <ostream>
@@ -16,8 +17,18 @@ void addNode(CLI::App& app) {
     verb->callback([file, name] {
         const auto opened = product::openProduct(*file);
         std::string remarks;
-        const KmifNode node = product::isBurstRecord(*name) ? product::burstRecord(*opened, *name)
-                                                            : opened->product.node(*name, remarks);
+        const KmifNode node = [&] {
+            if (product::isBurstRecord(*name))
+                return product::burstRecord(*opened, *name);
+            try {
+                return opened->product.node(*name, remarks);
+            } catch (const loader::Error&) {
+                const std::string remark = product::modelRemark(opened->stated().facts());
+                if (remark.empty() || *name != ":SAR_Metadata")
+                    throw;
+                throw loader::Error(opened->name() + ": has no node \"" + *name + "\": " + remark);
+            }
+        }();
         console::out() << kmif_NodeToJson(node) << '\n';
         if (!remarks.empty())
             console::warning(remarks);

@@ -3,6 +3,7 @@
 #include "output/output_file.h"
 #include "pictures/drawing.h"
 #include "pictures/picture_file.h"
+#include "verbs/numbers.h"
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
@@ -36,7 +37,9 @@ struct QuicklookVerb {
 void quicklook(const QuicklookVerb& verb) {
     const kimg::PictureFormat format = pictureFormatOf(verb.output);
     refuseOverwriting(verb.output, verb.force);
-    const Drawing drawing = draw(product::openProduct(verb.file), verb.request);
+    const auto opened = product::openProduct(verb.file);
+    refuseOwnFiles(verb.output, opened->stated());
+    const Drawing drawing = draw(opened, verb.request);
     for (const std::string& warning : drawing.warnings)
         console::warning(warning);
     std::string reason;
@@ -81,7 +84,7 @@ void addQuicklook(CLI::App& app) {
     command
         ->add_option("--graticule-step", request.graticuleStepDeg,
                      "degrees between them (default: about five lines)")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumber());
     command->add_flag("--scale-bar", request.scaleBar,
                       "draw a bar of a round length on the ground at the picture's centre");
     command->add_flag("--north-arrow", request.northArrow, "draw an arrow to the north");

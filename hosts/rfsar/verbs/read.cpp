@@ -50,6 +50,7 @@ void copyWindow(const product::Raster& raster, const product::Window& window, Ou
 void read(const ReadOptions& options) {
     const auto rasters = product::openRasters(product::openProduct(options.file), {options.layer},
                                               options.treatment);
+    refuseOwnFiles(options.output, rasters.front()->opened().stated());
     std::vector<product::Window> windows;
     for (const auto& raster : rasters) {
         product::Window window{0, 0, raster->width(), raster->height()};

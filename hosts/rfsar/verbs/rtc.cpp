@@ -10,6 +10,7 @@
 #include "terrain/rtc_metadata.h"
 #include "terrain/terrain_strips.h"
 #include "verbs/elevation_options.h"
+#include "verbs/numbers.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -84,8 +85,9 @@ private:
         if (!image)
             throw loader::Error(opened->images().empty() ? file + ": has no images"
                                                          : opened->images().front().fault());
-        place = std::make_shared<const product::Place>(product::placeOf(
-            *opened, opened->layerOf(*image), image->samples()->width(), image->samples()->height()));
+        place = std::make_shared<const product::Place>(
+            product::placeOf(*opened, opened->layerOf(*image), image->samples()->width(),
+                             image->samples()->height()));
         const bool isMap = place->source == product::PlaceSource::map;
         if (place->source != product::PlaceSource::model)
             throw loader::Error(
@@ -231,6 +233,9 @@ void flatten(const RtcVerb& verb) {
     if (verb.stac)
         refuseOverwriting(stacName(verb), verb.force);
     const Scene scene(verb);
+    refuseOwnFiles(verb.output, scene.opened->stated());
+    if (verb.stac)
+        refuseOwnFiles(stacName(verb), scene.opened->stated());
     if (!scene.place->remarks.empty())
         console::warning(scene.place->remarks);
     const auto elevation = openElevation(verb.request.elevation);
@@ -296,7 +301,7 @@ void addRtc(CLI::App& app) {
             ->add_option("--resolution", verb->request.resolution,
                          "size of a pixel in units of the system (default: as at the image's "
                          "centre)")
-            ->check(CLI::PositiveNumber);
+            ->check(positiveNumber());
     auto* resampling = command
                            ->add_option("--resampling", verb->resampling,
                                         "nearest, bilinear or cubic (default: bilinear)")

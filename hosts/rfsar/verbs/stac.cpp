@@ -18,6 +18,7 @@ struct StacOptions {
 void writeStac(const StacOptions& options) {
     refuseOverwriting(options.output, options.force);
     const std::string file = product::findProduct(options.file);
+    refuseOwnFiles(options.output, *product::readStatedProduct(file));
     const bool toFile = options.output != "-";
     const auto folder = std::filesystem::absolute(toFile ? options.output : file).parent_path();
     std::vector<std::string> warnings;

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <string>
+
+/// @return the outermost archive that a virtual path leads into; the path itself for others.
+std::string outermostArchive(const std::string& file);

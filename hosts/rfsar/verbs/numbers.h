@@ -1,0 +1,23 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <limits>
+
+/// Checks of numbers that users give: a parser takes "nan" and "inf" for numbers as well.
+inline CLI::Validator numberAbove(double least, const char* what) {
+    return {[=](std::string& text) {
+                double number = 0;
+                const bool good = CLI::detail::lexical_cast(text, number) &&
+                                  std::isfinite(number) && number > least;
+                return good ? std::string() : text + " is not " + what;
+            },
+            ""};
+}
+inline CLI::Validator finiteNumber() {
+    return numberAbove(-std::numeric_limits<double>::infinity(), "a finite number");
+}
+inline CLI::Validator positiveNumber() {
+    return numberAbove(0, "a finite number above 0");
+}
