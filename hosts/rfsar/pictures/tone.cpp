@@ -1,5 +1,7 @@
 #include "pictures/tone.h"
 
+#include "product/radiometry/power.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -15,7 +17,7 @@ std::vector<float> shown(const std::vector<float>& numbers, const Tone& tone) {
     for (std::size_t i = 0; i < numbers.size(); ++i) {
         const float number = numbers[i];
         if (tone.quantity == Quantity::power && number > 0)
-            made[i] = tone.decibels ? 10 * std::log10(number) : std::sqrt(number);
+            made[i] = tone.decibels ? product::decibelsOf(number) : std::sqrt(number);
         else if (tone.quantity != Quantity::power)
             made[i] = number;
     }

@@ -1,5 +1,6 @@
 #include "terrain/flattened_tiles.h"
 
+#include "product/radiometry/power.h"
 #include "terrain/terrain_strips.h"
 
 #include <cmath>
@@ -73,7 +74,7 @@ void FlattenedTiles::draw(const KxfrPixel* pixels, std::uint32_t width, std::uin
             const float ratio = valid ? gamma[from] / sigma[from] : none;
             for (std::size_t pole = 0; pole < poles; ++pole) {
                 const float value = valid ? scratch.sources[pole][from] / gamma[from] : none;
-                bands[pole][to] = inDb_ ? 10 * std::log10(value) : value;
+                bands[pole][to] = inDb_ ? product::decibelsOf(value) : value;
             }
             bands[poles][to] = mask[from];
             bands[poles + 1][to] =
