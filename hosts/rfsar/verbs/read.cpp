@@ -49,6 +49,9 @@ void read(const ReadOptions& options) {
 
 void addRead(CLI::App& app) {
     auto* verb = app.add_subcommand("read", "write samples of a layer, raw and little-endian");
+    verb->footer("Examples:\n"
+                 "  rfsar read product.xml C_HH_MAGNITUDE_1 -o samples.raw\n"
+                 "  rfsar read product.xml C_HH_MAGNITUDE_1 --window 0,0,8,8 -o - | od -t u2");
     auto options = std::make_shared<ReadOptions>();
     verb->add_option("FILE", options->file, "product")->required();
     verb->add_option("LAYER", options->layer, "layer name, as info lists it")->required();
