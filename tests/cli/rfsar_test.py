@@ -169,7 +169,7 @@ class BadInput(ProductCase):
     def test_help_ends_with_two_examples_that_run(self):
         product = self.make("rcm", lines=16, samples=16)
         shutil.make_archive(str(self.folder / "product"), "zip", product.folder)
-        for verb in ("check", "node", "read", "stac", "identify", "info"):
+        for verb in ("check", "node", "read", "stac", "identify", "info", "export"):
             *_, first, second = rfsar(verb, "--help").stdout.rstrip().split("\n")
             for example in (first, second):
                 with self.subTest(example=example):

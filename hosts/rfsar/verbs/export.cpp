@@ -24,7 +24,16 @@ constexpr char footer[] =
     "become bands of one file; they must be of one size and type. Images in the radar's grid "
     "carry\n"
     "tie points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
-    "(RPC) with their error; maps carry their geotransform.";
+    "(RPC) with their error; maps carry their geotransform.\n"
+    "\n"
+    "Calibrated power is (sample^2 + offset) / gain of detected samples, |sample|^2 / gain^2 of\n"
+    "complex ones, with the gain of the sample's column, or |sample|^2 * scale^2 where the "
+    "product\n"
+    "states a scale factor.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar export product.xml -o image.tif --overviews\n"
+    "  rfsar export product.xml --layer SIGMA_NOUGHT_HH -o sigma.tif";
 
 struct ExportOptions {
     std::string file;
