@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shlex
 import shutil
 import stat
 import subprocess
@@ -164,6 +165,22 @@ class BadInput(ProductCase):
         self.assertFails(rfsar("frobnicate"), "rfsar --help lists them", status=2)
         self.assertFails(rfsar("info", "http://127.0.0.1/product.xml"),
                          "open it as /vsicurl/http://127.0.0.1/product.xml")
+
+    def test_help_ends_with_two_examples_that_run(self):
+        product = self.make("rcm", lines=16, samples=16)
+        shutil.make_archive(str(self.folder / "product"), "zip", product.folder)
+        for verb in ("check", "node", "read", "stac", "identify", "info", "export"):
+            *_, first, second = rfsar(verb, "--help").stdout.rstrip().split("\n")
+            for example in (first, second):
+                with self.subTest(example=example):
+                    self.assertTrue(example.startswith(f"  rfsar {verb} "))
+                    command = example.strip().replace("*/metadata/product.xml", "product.xml")
+                    command = command.replace("product.xml", shlex.quote(str(product.opened)))
+                    done = subprocess.run(["bash", "-c", "set -o pipefail; " +
+                                           command.replace("rfsar ", RFSAR + " ", 1)],
+                                          cwd=self.folder, capture_output=True, check=False)
+                    absent = b"has no node" in done.stderr  # not every product has both
+                    self.assertTrue(done.returncode == 0 or absent, done.stderr)
 
     def test_no_function_of_the_platform_is_named(self):
         product = self.make("rcm", lines=16, samples=16)

@@ -54,6 +54,9 @@ void addCheck(CLI::App& app, int& status) {
     auto* verb =
         app.add_subcommand("check", "look for what is wrong with a product; exit status 1 when "
                                     "anything fails");
+    verb->footer("Examples:\n"
+                 "  rfsar check product.xml\n"
+                 "  rfsar check product.zip --read --json");
     auto file = std::make_shared<std::string>();
     verb->add_option("FILE", *file, "product")->required();
     auto* read = verb->add_flag("--read")->description("read every sample of every image too");

@@ -51,6 +51,9 @@ void addIdentify(CLI::App& app, int& status) {
     auto* verb = app.add_subcommand(
         "identify", "tell which format each file is; exit status 1 when one is none");
     auto files = std::make_shared<std::vector<std::string>>();
+    verb->footer("Examples:\n"
+                 "  rfsar identify product.xml\n"
+                 "  rfsar identify --json product.zip");
     verb->add_option("FILE", *files, "products")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([&status, files, json] { status = identifyAll(*files, json->count() > 0); });

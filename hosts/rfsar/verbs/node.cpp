@@ -7,6 +7,9 @@
 
 void addNode(CLI::App& app) {
     auto* verb = app.add_subcommand("node", "print one of a product's records as JSON");
+    verb->footer("Examples:\n"
+                 "  rfsar node product.xml :SAR_Metadata\n"
+                 "  rfsar node product.xml :Doppler");
     auto file = std::make_shared<std::string>();
     auto name = std::make_shared<std::string>();
     verb->add_option("FILE", *file, "product")->required();

@@ -75,7 +75,11 @@ void addRead(CLI::App& app) {
         "LAYER is any name that export takes. Without its polarization (SIGMA_NOUGHT) the\n"
         "images of all follow each other. Samples are written in the type that info and\n"
         "gdalinfo tell: layers as 16 bits, power, decibels and angles as 32-bit floating\n"
-        "point, complex samples as pairs.");
+        "point, complex samples as pairs.\n"
+        "\n"
+        "Examples:\n"
+        "  rfsar read product.xml C_HH_MAGNITUDE_1 -o samples.raw\n"
+        "  rfsar read product.xml C_HH_MAGNITUDE_1 --window 0,0,8,8 -o - | od -t u2");
     verb->add_option("LAYER", options->layer, "layer name, or another that export takes")
         ->required();
     addTreatment(*verb, options->treatment);

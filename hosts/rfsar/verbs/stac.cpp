@@ -36,6 +36,9 @@ void writeStac(const StacOptions& options) {
 
 void addStac(CLI::App& app) {
     auto* verb = app.add_subcommand("stac", "describe a product as a STAC 1.0 item");
+    verb->footer("Examples:\n"
+                 "  rfsar stac product.xml\n"
+                 "  rfsar stac product.zip -o item.json");
     auto options = std::make_shared<StacOptions>();
     verb->add_option("FILE", options->file, "product")->required();
     verb->add_option("-o,--output", options->output,
