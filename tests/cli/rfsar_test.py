@@ -169,7 +169,11 @@ class BadInput(ProductCase):
     def test_help_ends_with_two_examples_that_run(self):
         product = self.make("rcm", lines=16, samples=16)
         shutil.make_archive(str(self.folder / "product"), "zip", product.folder)
-        for verb in ("check", "node", "read", "stac", "identify", "info", "export"):
+        lon, lat = map(float, product.truth["recipe"]["centre"].split(","))
+        (self.folder / "points.txt").write_text(f"{lon} {lat}\n")
+        self.elevation(self.folder / "dem.tif", lon, lat)
+        for verb in ("check", "node", "read", "stac", "identify", "info", "export", "geocode", "rtc",
+                     "locate", "quicklook"):
             *_, first, second = rfsar(verb, "--help").stdout.rstrip().split("\n")
             for example in (first, second):
                 with self.subTest(example=example):
@@ -192,6 +196,11 @@ class BadInput(ProductCase):
             self.assertTrue(done.stdout or done.stderr)
             self.assertNotRegex(done.stdout + done.stderr,
                                 r"\b(k[a-z]{3}|sarm)_\w+|MIF Node|No such node")
+
+    def elevation(self, file, lon, lat):
+        dem = gdal.GetDriverByName("GTiff").Create(str(file), 20, 20, 1, gdal.GDT_Float32)
+        dem.SetGeoTransform([lon - 0.1, 0.01, 0, lat + 0.1, 0, -0.01])
+        dem.SetProjection("EPSG:4326")
 
     def write(self, name, content):
         path = self.folder / name

@@ -32,7 +32,11 @@ constexpr char footer[] =
     "Decibels are averaged in power, and the logarithm is taken last. Several layers become bands\n"
     "of one file; they must be of one size and type. Outside the image stands 0, in phases "
     "-32768,\n"
-    "in calibrated layers not-a-number.";
+    "in calibrated layers not-a-number.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar geocode product.xml --crs EPSG:32632 -o map.tif\n"
+    "  rfsar geocode product.xml --layer SIGMA_NOUGHT --db --crs EPSG:32632 --dem dem.tif -o db.tif";
 
 struct GeocodeVerb {
     std::string file;

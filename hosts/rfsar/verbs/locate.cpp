@@ -29,7 +29,11 @@ constexpr char footer[] =
     "from what their file says, mostly a geoid (sea level, up to 110 m from the ellipsoid); where\n"
     "it says nothing, --dem-heights tells: ellipsoid, egm96 (SRTM), egm2008 (Copernicus), or a\n"
     "file of geoid heights. An image without sensor model is placed by what else the product or\n"
-    "the image file states; heights have no bearing on a map and on tie points.";
+    "the image file states; heights have no bearing on a map and on tie points.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar locate product.xml <<< \"100 200\"\n"
+    "  rfsar locate product.xml --inverse --dem dem.tif < points.txt";
 
 struct LocateOptions {
     std::string file;

@@ -31,7 +31,11 @@ constexpr char footer[] =
     "the antenna sees it, of the pixel's slant-plane area) and GAMMA_TO_SIGMA_RATIO. Elsewhere "
     "than\n"
     "in valid pixels stands not-a-number. While it works, a file beside the output holds 12 bytes\n"
-    "for every pixel of the image.";
+    "for every pixel of the image.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar rtc product.xml --dem dem.tif --crs EPSG:32632 --resolution 20 -o rtc.tif\n"
+    "  rfsar rtc product.xml --dem dem.tif --radar-geometry --db -o radar.tif";
 
 const std::map<std::string, Resampling> methods = {{"nearest", Resampling::nearest},
                                                    {"bilinear", Resampling::bilinear},
