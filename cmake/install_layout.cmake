@@ -1,5 +1,7 @@
 # Where things stand when installed, below the prefix; Debian's layout, whatever the prefix is.
-set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}" CACHE PATH "libraries")
+# Of type STRING: cmake would make a relative PATH absolute that its command line gives without a type,
+# as debhelper does.
+set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}" CACHE STRING "libraries")
 include(GNUInstallDirs)
 # All that programs run with; what they are built with is the component `dev`.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)

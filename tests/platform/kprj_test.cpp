@@ -19,8 +19,8 @@ KprjProjectionPtr projection(const std::string& text) {
     return made;
 }
 
-/// Without the realization of WGS 84 that later releases of PROJ know; what the platform itself says
-/// of WGS 84 is the same with every release.
+/// Without the realization of WGS 84 that later releases of PROJ know; what the platform itself
+/// says of WGS 84 is the same with every release.
 std::string withoutLatestRealization(std::string wkt) {
     const std::string latest = "        MEMBER[\"World Geodetic System 1984 (G2296)\"],\n";
     if (const auto at = wkt.find(latest); at != wkt.npos)
