@@ -173,7 +173,7 @@ class BadInput(ProductCase):
         (self.folder / "points.txt").write_text(f"{lon} {lat}\n")
         self.elevation(self.folder / "dem.tif", lon, lat)
         for verb in ("check", "node", "read", "stac", "identify", "info", "export", "geocode", "rtc",
-                     "locate", "quicklook"):
+                     "locate", "quicklook", "formats"):
             *_, first, second = rfsar(verb, "--help").stdout.rstrip().split("\n")
             for example in (first, second):
                 with self.subTest(example=example):

@@ -114,6 +114,10 @@ void addBatch(CLI::App& app, int& status, const AddVerbs& addVerbs,
     auto options = std::make_shared<BatchOptions>();
     addWhere(*verb, *options);
     addEngines(*verb, *options);
+    verb->footer("Examples:\n"
+                 "  rfsar batch quicklook /archive --into pictures -j 4\n"
+                 "  rfsar find catalogue.gpkg --time 2026/.. --list | rfsar batch stac --list - "
+                 "--into items");
     verb->require_subcommand(1);
     addVerbs(*verb, status);
     for (CLI::App* each : verb->get_subcommands([](CLI::App*) { return true; })) {

@@ -128,5 +128,6 @@ void addDoctor(CLI::App& app, int& status) {
         "doctor", "tell what is installed and which driver GDAL uses; exit status 1 when GDAL "
                   "does not find the driver");
     auto* json = verb->add_flag("--json")->description("print JSON");
+    verb->footer("Examples:\n  rfsar doctor\n  rfsar doctor --json");
     verb->callback([&status, json] { status = doctor(json->count() > 0); });
 }

@@ -21,32 +21,20 @@ using kimg::TiffWriter;
 constexpr char description[] = "write layers as a GeoTIFF, with their place on the ground";
 constexpr char footer[] =
     "Beside the layers, --layer takes what info lists as \"export also\": calibrated power\n"
-    "(SIGMA_NOUGHT_HH, in decibels SIGMA_NOUGHT_DB_HH, ...), complex samples, noise levels,
-"
+    "(SIGMA_NOUGHT_HH, in decibels SIGMA_NOUGHT_DB_HH, ...), complex samples, noise levels,\n"
     "incidence angles; without the polarization (SIGMA_NOUGHT) those of all. Several layers "
-    "become
-"
-    "bands of one file; they must be of one size and type. Images in the radar's grid carry tie
-"
-    "points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions
-"
-    "(RPC) with their error; maps carry their geotransform.
-"
-    "
-"
-    "Calibrated power is (sample^2 + offset) / gain of detected samples, |sample|^2 / gain^2 of
-"
+    "become\n"
+    "bands of one file; they must be of one size and type. Images in the radar's grid carry tie\n"
+    "points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
+    "(RPC) with their error; maps carry their geotransform.\n"
+    "\n"
+    "Calibrated power is (sample^2 + offset) / gain of detected samples, |sample|^2 / gain^2 of\n"
     "complex ones, with the gain of the sample's column, or |sample|^2 * scale^2 where the "
-    "product
-"
-    "states a scale factor.
-"
-    "
-"
-    "Examples:
-"
-    "  rfsar export product.xml -o image.tif --overviews
-"
+    "product\n"
+    "states a scale factor.\n"
+    "\n"
+    "Examples:\n"
+    "  rfsar export product.xml -o image.tif --overviews\n"
     "  rfsar export product.xml --layer SIGMA_NOUGHT_HH --db -o sigma.tif";
 
 struct ExportOptions {

@@ -34,5 +34,6 @@ void printFormats(bool asJson) {
 void addFormats(CLI::App& app) {
     auto* verb = app.add_subcommand("formats", "list the product formats that can be opened");
     auto* json = verb->add_flag("--json")->description("print JSON");
+    verb->footer("Examples:\n  rfsar formats\n  rfsar formats --json");
     verb->callback([json] { printFormats(json->count() > 0); });
 }

@@ -36,7 +36,8 @@ constexpr char footer[] =
     "\n"
     "Examples:\n"
     "  rfsar geocode product.xml --crs EPSG:32632 -o map.tif\n"
-    "  rfsar geocode product.xml --layer SIGMA_NOUGHT --db --crs EPSG:32632 --dem dem.tif -o db.tif";
+    "  rfsar geocode product.xml --layer SIGMA_NOUGHT --db --crs EPSG:32632 --dem dem.tif -o "
+    "db.tif";
 
 struct GeocodeVerb {
     std::string file;
