@@ -34,6 +34,7 @@ NOT_RUN = {  # how a command begins: (why it is not run here, a file that holds 
     "rfsar doctor": ("is for what has been installed", TRIAL),
     "sudo tools/test_package.sh": ("needs root, a mirror of Debian and minutes", None),
     "sudo tools/test_on_debian.sh": ("needs root, a mirror of Debian and minutes", None),
+    "sudo tools/compare_gdalinfo.sh": ("needs root, a mirror of Debian and minutes", None),
     "tools/lint.sh": ("takes minutes", None),
     "tools/fuzz.sh": ("runs for hours", None),
     "rfsar batch stac FOLDER --into items --slurm": ("needs a cluster",

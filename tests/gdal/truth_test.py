@@ -115,13 +115,13 @@ DISAGREEMENTS = [
     *((RCM, edit(pattern, replacement, file), "calibration", sentence, {layer: sentence})
       for layer, file, pattern, replacement, sentence in (
           ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)\S+", r"\1inf",
-           "lutSigma_HH.xml: gains, value 1, is inf, not between 1e-06 and 1e+18"),
+           "lutSigma_HH.xml: gains, value 1, is no finite number"),
           ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)\S+", r"\g<1>1e-310",
            "lutSigma_HH.xml: gains, value 1, is 1e-310, not between"),
           ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"(<gains>)", r"\1<gain>1</gain>",
            "lutSigma_HH.xml: gains holds a list or elements where text is due"),
           ("SIGMA_NOUGHT_HH", "lutSigma_HH.xml", r"<offset>[^<]*", "<offset>nan",
-           "lutSigma_HH.xml: offset is nan, not between"),
+           "lutSigma_HH.xml: offset is no finite number"),
           ("INCIDENCE_ANGLE", "incidenceAngles.xml", r"(<angles[^>]*>)[^<]*", r"\g<1>500",
            "incidenceAngles.xml: incidenceAngles/angles, value 1, is 500 degrees, not between 0"),
           ("INCIDENCE_ANGLE", "incidenceAngles.xml", r"(<numberOfValues>)", r"\g<1>1",

@@ -2,6 +2,7 @@
 
 #include "loader/plugin.h"
 
+#include <cmath>
 #include <sstream>
 
 namespace product {
@@ -13,7 +14,10 @@ void require(const Limits& limits, double number, const std::string& file, const
     if (number >= limits.least && number <= limits.most) // never true for what is no number
         return;
     std::ostringstream what;
-    what << file << ": " << path << place << " is " << number << limits.unit;
+    what << file << ": " << path << place << " is ";
+    if (!std::isfinite(number))
+        throw loader::Error(what.str() + "no finite number");
+    what << number << limits.unit;
     if (limits.least > 0 && number <= 0)
         what << ", not above 0";
     else

@@ -4,6 +4,7 @@
 #include "kfnp/kfnp.h"
 #include "output/archive_path.h"
 #include "output/geojson.h"
+#include "output/output_file.h"
 #include "output/stac_place.h"
 #include "product/families/document_text.h"
 #include "product/opened_product.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <optional>
 
 namespace {
@@ -275,10 +277,11 @@ std::string sensorOf(const Source& source) {
 
 } // namespace
 
-ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
+ordered_json stacItem(const std::string& file, const std::string& output,
                       std::vector<std::string>& warnings) {
     const Source source = openUnlessImageless(file, warnings);
     const product::StatedProduct& stated = source.stated();
+    refuseOwnFiles(output, stated);
     const product::Acquisition acquisition = stated.acquisition();
     const StacPlace place = stacPlace(source.opened.get(), stated, warnings);
 
@@ -313,6 +316,7 @@ ordered_json stacItem(const std::string& file, const std::filesystem::path& fold
         item["bbox"] = boundingBox(place.footprint);
     item["properties"] = properties;
     item["links"] = ordered_json::array();
-    item["assets"] = assets(stated.facts(), folder);
+    const auto beside = std::filesystem::absolute(output == "-" ? file : output);
+    item["assets"] = assets(stated.facts(), beside.lexically_normal().parent_path());
     return item;
 }

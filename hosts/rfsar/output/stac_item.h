@@ -4,7 +4,6 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,11 @@
 /// the product does not state is left out, and an extension whose required fields are not all there
 /// is not declared.
 /// @param file  of the product, as product::findProduct gives it. Images need not be there.
-/// @param folder  that the assets' references are relative to, absolute.
+/// @param output  the file that it is for, whose folder the assets' references are relative to; "-"
+///        for stdout: the product file's.
 /// @param warnings  receives what the item could not carry.
-/// @throws loader::Error when the product's metadata cannot be read, or it has no layers or no
-/// time.
-nlohmann::ordered_json stacItem(const std::string& file, const std::filesystem::path& folder,
+/// @throws loader::Error when the product's metadata cannot be read, it has no layers or no time,
+/// or
+///         the output is a file of its own.
+nlohmann::ordered_json stacItem(const std::string& file, const std::string& output,
                                 std::vector<std::string>& warnings);

@@ -114,7 +114,7 @@ nlohmann::ordered_json rtcStacItem(const std::string& file, const std::string& o
                                    std::vector<std::string>& warnings) {
     namespace fs = std::filesystem;
     const fs::path image = fs::absolute(output).lexically_normal();
-    auto item = stacItem(file, image.parent_path(), warnings);
+    auto item = stacItem(file, output + ".json", warnings);
     item["id"] = item["id"].get<std::string>() + "_rtc";
     auto& properties = item["properties"];
     properties["sar:product_type"] = "RTC";

@@ -18,11 +18,8 @@ struct StacOptions {
 void writeStac(const StacOptions& options) {
     refuseOverwriting(options.output, options.force);
     const std::string file = product::findProduct(options.file);
-    refuseOwnFiles(options.output, *product::readStatedProduct(file));
-    const bool toFile = options.output != "-";
-    const auto folder = std::filesystem::absolute(toFile ? options.output : file).parent_path();
     std::vector<std::string> warnings;
-    const auto item = stacItem(file, folder.lexically_normal(), warnings);
+    const auto item = stacItem(file, options.output, warnings);
     for (const std::string& warning : warnings)
         console::warning(warning);
     OutputFile output(options.output, options.force);
