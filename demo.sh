@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs what is needed, builds the library, the program and the GDAL driver, makes a sample
 # product of each format, opens them, and writes pictures into demo-output/.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs what is needed, builds, and runs every test; then every fuzzer for some seconds.
 set -euo pipefail
 cd "$(dirname "$0")"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The images that the benchmarks read, made when first asked for and removed at exit, and products

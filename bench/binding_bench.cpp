@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Binding a whole RADARSAT-2 product.xml against what a generic library needs to read and validate
 // it. RF_SAR_PRODUCTS names the folder with real products; without one there is nothing to measure.
 #include "rs2_lmx/source/rs2prod.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Block reads of a 100-megapixel image, page cache warm: this library against GDAL's own calls on
 // the same file in the same run. Counters are pixels per second.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks of complex layers through the plug-in, page cache warm: tiles of one complex band against
 // libtiff's decoding alone, and lines of two interleaved bands against the straightforward way, in
 // the same run. Counters are pixels per second.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex samples to magnitude and phase in memory: the kernels with each kind of registers,
 // against the rule sample by sample and a copy of the same traffic without any arithmetic, in the
 // same run. The counter is pixels per second of CPU time.

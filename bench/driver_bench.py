@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The GDAL driver RF_SAR against GDAL's own driver for RCM, which GDAL has from 3.11 on.
 
 Both are called by the same program in the same run: opening a product, reading a detected image and

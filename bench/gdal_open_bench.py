@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """gdal.Open of RADARSAT-2 and RCM products in processor time, in one run: beside GDAL's own drivers
 (that for RCM where GDAL has it) and libxml2's DOM of the RCM product file. Images are sparse where the
 products lack them."""

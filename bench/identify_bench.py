@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What identifying foreign files costs: a folder of 1000 XML and JSON files of other kinds, asked
 of RF_SAR alone, of one of GDAL's own drivers for XML, of all of GDAL's own drivers, and of all with
 RF_SAR; and a zip archive of 8000 folders, beside one reading of its directory.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening a product and reading its SAR metadata: an RCM product beside libxml2's DOM parse of the
 // same document, a RADARSAT-2 product beside GDAL's own open of it, in the same run. Needs real
 // products, which RF_SAR_PRODUCTS leads to.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Release check: the pixel kernels give the bits of the written rule for every pair of 16-bit parts
 // (2^32 of them), as packed words and as floats, and for the phase of every float ratio from 0 to
 // 1, with each kind of registers that this machine has. Minutes on all cores; exit status 1 after

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The Python package: points a second through the model, and 1024 x 1024 blocks through xarray beside
 rasterio on the same driver, in processor time of one run.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Every benchmark against its peer, in one run: prints the table of ratios, with machine and versions.
 
 Medians of interleaved runs. A ratio is the peer's time over ours; where a goal is an upper limit it is

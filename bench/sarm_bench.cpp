@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Geolocation throughput beside GDAL's transformers, same points, same run: points a second.
 //   sarm_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only
 // The scene is a simulated 22.9 s C-band strip of 18465 x 30466 pixels; GDAL's transformers get the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Terrain projected into an image: cells of the elevation model a second of processor time.
 //   sart_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only
 // The scene is a simulated 22.9 s C-band strip of 18465 x 30466 pixels (slant 4.7 m, track 5 m)

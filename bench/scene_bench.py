@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Whole programs, file to file: rfsar against GDAL's tools.
 
 Exports and quicklooks of complex samples stand against a virtual file's pixel functions, maps

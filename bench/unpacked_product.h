@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // A real RADARSAT-2 product, unpacked from the zip that RF_SAR_PRODUCTS leads to.

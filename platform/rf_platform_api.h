@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 /// Marks what librf_platform.so exports; everything else in it stays hidden.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "capella_files.h"
 
 #include "kfio/kfio.h"

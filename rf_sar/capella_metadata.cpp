@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "capella_metadata.h"
 
 #include "capella_files.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "doppler_centroid.h"
 
 #include "kerr/kerr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "image_metadata.h"
 
 std::vector<std::u16string> imageMetadata::getReferencedFiles(std::uint32_t*, KERR_REPORT**) {

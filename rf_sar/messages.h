@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 /// Every fixed text that the plug-in reports, grouped by the function that reports it. Hosts match

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "metadata_element.h"
 
 #include "kerr/kerr.h"

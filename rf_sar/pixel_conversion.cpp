@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pixel_conversion.h"
 
 #include "pixel_kernels.h"

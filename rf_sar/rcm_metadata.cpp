@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rcm_metadata.h"
 
 #include "kstr/host_list.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "reader_factory.h"
 
 #include "capella_metadata.h"

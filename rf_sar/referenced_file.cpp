@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "referenced_file.h"
 
 #include "kerr/kerr.h"

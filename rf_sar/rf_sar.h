@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef RF_SAR_H
 #define RF_SAR_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rf_sar_file.h"
 
 #include "entry_point.h"

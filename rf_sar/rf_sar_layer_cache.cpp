@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rf_sar_layer_cache.h"
 
 #include "kmsc/kmsc.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rs2_calibration.h"
 
 #include "kfnp/kfnp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rs2_doppler.h"
 
 #include "rs2_lmx/source/rs2prod.h"

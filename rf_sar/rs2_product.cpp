@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rs2_product.h"
 
 #include "kmsc/kmsc.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rs2_readnodes.h"
 
 #include "doppler_centroid.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Gives every hand-written source the line that names its licence; --check lists those without.
 
 A new source gets it by running this once more: what has the line stays as it is.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Compares what gdalinfo says of simulated products here and in a root of another Debian release
 # where tools/test_on_debian.sh has built this tree: compare_gdalinfo.sh RELEASE
 # Each product as a whole and each of its subdatasets, with checksums and every metadata domain.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # To be sourced by scripts that need a clean Debian of some release: functions that make one with
 # debootstrap, keep it, and run commands in it. They need root.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds the fuzzers and runs them for long, side by side on all cores: fuzz.sh HOURS [KIND...]
 # HOURS may be a fraction. KINDs are those of tests/fuzz/README.md, by default all. What is found
 # stays in build-fuzz/tests/fuzz: crashes, made small, in crashes/; inputs that reach something new

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the groups of packages.txt that it is given, as far as they are not installed yet:
 # install_packages.sh GROUP...
 # With --list it prints their names and installs nothing.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Static analysis of all hand-written code; ends with 1 where anything is found.
 # Usage: tools/lint.sh   (some minutes; clang-tidy is the preset tidy: cmake --workflow --preset tidy)
 set -euo pipefail

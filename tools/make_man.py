@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes rfsar's man page and bash completion from what `rfsar --help` says.
 
 Usage: make_man.py RFSAR OUTPUT_FOLDER    writes rfsar.1 and completion/rfsar

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds and tests this tree in a clean root of a Debian release, for example trixie or forky:
 # test_on_debian.sh RELEASE [--quick] [--qgis] [--fuzz]
 #   --quick  builds library, program and driver, and opens a product of each family; no tests

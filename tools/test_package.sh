@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds the Debian packages in a clean root, asks lintian, installs them into another clean root,
 # tries them there as debian/tests say, and removes them; nothing may be left then:
 # test_package.sh [RELEASE] [--keep FOLDER]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bands.h"
 
 #include "gdal_versions.h"

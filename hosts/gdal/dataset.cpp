@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataset.h"
 
 #include "dataset_name.h"

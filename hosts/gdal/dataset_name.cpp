@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataset_name.h"
 
 #include "identify.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "gcps.h"
 
 #include <cpl_conv.h>

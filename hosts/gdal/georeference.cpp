@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "georeference.h"
 
 #include "product/place/stated_place.h"

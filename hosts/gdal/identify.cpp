@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "identify.h"
 
 #include "dataset_name.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "map_view.h"
 
 #include "product/place/map_frame.h"

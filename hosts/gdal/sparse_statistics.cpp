@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sparse_statistics.h"
 
 #include "loader/plugin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/georeferencing.h"
 
 #include "kmsc/kmsc.h"

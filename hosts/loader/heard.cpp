@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/heard.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/loaded_library.h"
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/product.h"
 
 #include "loader/heard.h"

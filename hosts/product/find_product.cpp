@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/find_product.h"
 
 #include "kfio/kfio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/metadata_items.h"
 
 #include "kfnp/kfnp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/opened_product.h"
 
 #include "product/find_product.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "chost/rf_platform_c.h"
 
 #include "kerr/log_sink.h"

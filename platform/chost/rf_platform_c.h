@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef RF_PLATFORM_C_H
 #define RF_PLATFORM_C_H
 

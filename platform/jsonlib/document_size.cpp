@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "jsonlib/document_size.h"
 
 #include <algorithm>

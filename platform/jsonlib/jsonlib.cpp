@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "jsonlib/jsonlib.h"
 
 #include "kerr/kerr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kerr/kerr.h"
 
 #include "kerr/log_sink.h"

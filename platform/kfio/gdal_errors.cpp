@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/gdal_errors.h"
 
 #include <cpl_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/product_tree.h"
 
 #include "kfio/kfio.h"

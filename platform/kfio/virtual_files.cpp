@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/virtual_files.h"
 
 #include "kfio/gdal_errors.h"

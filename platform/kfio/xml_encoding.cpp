@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/xml_encoding.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/xml_tree.h"
 
 #include "kfio/xml_encoding.h"

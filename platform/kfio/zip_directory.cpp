@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/zip_directory.h"
 
 #include "kfio/gdal_errors.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfnp/kfnp.h"
 
 #include <algorithm>

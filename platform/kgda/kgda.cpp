@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kgda/kgda.h"
 
 #include "kmsc/kmsc.h"

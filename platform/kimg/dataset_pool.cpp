@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/dataset_pool.h"
 
 #include <cpl_conv.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/dataset_session.h"
 
 #include <ogr_srs_api.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/decibel_overviews.h"
 
 #include <gdal.h>

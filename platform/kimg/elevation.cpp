@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/elevation.h"
 
 #include "kerr/reported.h"

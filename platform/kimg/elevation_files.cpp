@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/elevation_files.h"
 
 #include "kimg/gdal_session.h"

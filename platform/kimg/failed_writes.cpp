@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/failed_writes.h"
 
 #include <cpl_error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/feature_table.h"
 
 #include "kimg/gdal_session.h"

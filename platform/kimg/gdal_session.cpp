@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/gdal_session.h"
 
 #include <cpl_conv.h>

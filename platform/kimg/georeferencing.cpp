@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/georeferencing.h"
 
 #include "kimg/layer.h"

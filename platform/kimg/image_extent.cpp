@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/image_extent.h"
 
 #include "kfio/kfio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/installed_drivers.h"
 
 #include "kimg/gdal_session.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/layer.h"
 
 #include "kfnp/kfnp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/map_projection.h"
 
 #include "kerr/reported.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/new_file.h"
 
 #include "kimg/leftovers.h"

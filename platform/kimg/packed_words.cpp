@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/kimg.h"
 #include "kimg/layer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/picture_writer.h"
 
 #include "kimg/dataset_session.h"

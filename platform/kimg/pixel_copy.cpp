@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/pixel_copy.h"
 
 #include "kpxm/pixel_type.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/tiff_writer.h"
 
 #include "kimg/dataset_session.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kint/kint.h"
 
 struct KINT_INIT {};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kmif/kmif_design.h"
 
 #include "kmsc/kmsc.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kmsc/kmsc.h"
 
 #include <atomic>

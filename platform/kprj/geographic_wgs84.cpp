@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kerr/reported.h"
 #include "kprj/kprj.h"
 #include "rf_constants.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kprj/proj_session.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kpxm/kpxm.h"
 
 #include "kmsc/kmsc.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kpxm/pixel_type.h"
 
 #include <algorithm>

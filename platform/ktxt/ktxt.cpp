@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ktxt/ktxt.h"
 
 #include "kerr/kerr.h"

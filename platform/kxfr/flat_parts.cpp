@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kxfr/part.h"
 
 #include <cmath>

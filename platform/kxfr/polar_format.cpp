@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kxfr/sensor_part.h"
 
 namespace kxfr {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kxfr/kxfr.h"
 
 #include "kerr/reported.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/big_int.h"
 
 #include <algorithm>

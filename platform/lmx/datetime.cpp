@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/datetime.h"
 
 #include <algorithm>

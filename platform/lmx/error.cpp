@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/error.h"
 
 namespace lmx {

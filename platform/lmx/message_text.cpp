@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/message_text.h"
 
 #include <boost/locale/utf.hpp>

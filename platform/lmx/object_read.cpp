@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/object.h"
 
 #include "lmx/list_tokeniser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/pattern.h"
 
 #include <cassert>

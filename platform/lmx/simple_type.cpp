@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/simple_type.h"
 
 #include "lmx/list_tokeniser.h"

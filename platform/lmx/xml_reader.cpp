@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/xml_reader.h"
 
 #include "kfio/xml_encoding.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/xml_writer.h"
 
 #include "lmx/message_text.h"

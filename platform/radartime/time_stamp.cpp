@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "radartime/time_stamp.h"
 
 #include <charconv>

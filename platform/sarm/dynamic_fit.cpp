@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/dynamic_fit.h"
 
 #include <Eigen/Dense>

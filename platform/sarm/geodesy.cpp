@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/geodesy.h"
 
 #include "rf_constants.h"

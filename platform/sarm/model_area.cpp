@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/model_area.h"
 
 #include <cstring>

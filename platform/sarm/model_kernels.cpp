@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/model_kernels.h"
 
 #include <algorithm>

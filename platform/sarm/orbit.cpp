@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/orbit.h"
 
 #include "rf_constants.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/orbit_fit.h"
 
 #include "sarm/dynamic_fit.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/polar_format.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/radar_grid.h"
 
 #include "sarm/model_area.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/record_times.h"
 
 #include "rf_constants.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/refusal.h"
 
 namespace sarm {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/rpc.h"
 
 #include <Eigen/Dense>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/sarm.h"
 
 #include "kmsc/kmsc.h"

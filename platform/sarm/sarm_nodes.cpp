@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/sarm_nodes.h"
 
 #include <records/doppler_rate_record.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/sensor_model.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm_georef/sarm_georef.h"
 
 #include "kerr/reported.h"

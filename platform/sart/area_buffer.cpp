@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sart/area_buffer.h"
 
 #include <algorithm>

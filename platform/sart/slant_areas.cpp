@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sart/slant_areas.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sart/strip_nodes.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sart/terrain_grid.h"
 
 namespace sart {

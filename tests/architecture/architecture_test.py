@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Holds the house rules that a compiler does not: who may include what, and what is exported."""
 
 import os

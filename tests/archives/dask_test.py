@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Images and batches on a real Dask scheduler with two worker processes."""
 
 import os

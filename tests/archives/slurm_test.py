@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Batches on a real Slurm of one machine: array job, join, and what a cancel and a lost node leave."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Hostile products through the command line: each ends soon, in little memory, and with an exit
 status of 0 or 1 and, at 1, a message that names the file; never by a signal."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar batch: many products, of which some are hostile; results and rows stay right whatever ends
 the work."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar list, catalogue and find, judged by the simulator's truth and by GDAL's own reading."""
 
 import csv

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Programs of others build on what is installed, and what they write other readers open."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar export: what GDAL reads back from the GeoTIFF, and what is left when export fails."""
 
 import os

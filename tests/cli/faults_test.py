@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What rfsar leaves when a disk is full, a folder closed, a file gone, a process killed."""
 
 import os

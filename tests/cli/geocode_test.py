@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar geocode: what stands where on the map, over flat ground and terrain, and how it fails."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Elevation models: from what their heights count, what they cover, files together, memory."""
 
 import os

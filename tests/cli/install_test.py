@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What is installed works where it was installed to, and tells what it is."""
 
 import gzip

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """How often a product's files are opened, counted by the system calls: each is read once."""
 
 import collections

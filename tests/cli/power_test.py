@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """--db and --denoise of every verb: one answer, the one of numpy and the layers themselves."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Pictures, judged by what they show: places, brightness, marks, and files."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar as a user meets it: every family, every entry form, and what it says of bad input."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar rtc: flattened values on level ground and slopes, in both geometries, and how it fails."""
 
 import json

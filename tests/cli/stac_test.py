@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Items are what the STAC 1.0 rules ask for, say what the product says, and lead to its files."""
 
 import datetime

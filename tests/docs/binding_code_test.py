@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The C++ code of docs/binding.md and docs/generator.md is built and run as it stands there."""
 
 import os

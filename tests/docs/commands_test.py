@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Every command that a document shows is run, or listed here with the reason why not."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the documents' commands write lies in the right place, on scenes of 0, 370 and 3000 m height,
 in slant and ground range, seen from the left and from the right."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What libFuzzer does to documents besides its own changes of bytes: it takes lines away, repeats
 // and moves them, and puts odd values in place of theirs.
 #include <algorithm>

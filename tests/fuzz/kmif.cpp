@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Self-describing records as texts: dictionaries, nodes, and nodes of a design that is known.
 #include "fuzz/require.h"
 #include "fuzz/sections.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes the seed corpus of the fuzzers and their dictionaries: make_corpus.py OUT.
 
 OUT/<corpus>/ holds a file a seed, OUT/<corpus>.dict the words of those documents.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fuzz/memory_folder.h"
 
 #include <cpl_vsi.h>

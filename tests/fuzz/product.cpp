@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A whole product, its files in sections, opened and read through the plug-in's entry points as
 // hosts do it.
 #include "fuzz/memory_folder.h"

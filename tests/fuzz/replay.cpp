@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Feeds files to a fuzzer's function, without libFuzzer: replay FILE_OR_FOLDER...
 #include "fuzz/require.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RADARSAT-2's product.xml through the binding.
 #include "fuzz/binding.h"
 #include "rs2_lmx/source/rs2prod.h"

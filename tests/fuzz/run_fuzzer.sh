@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs a fuzzer on one kind of input: run_fuzzer.sh BUILD_FOLDER KIND FUZZER SECONDS [OPTION...]
 # Inputs that reach something new are kept in BUILD_FOLDER/found/KIND, crashes in
 # BUILD_FOLDER/crashes/KIND-*. Exit status 0 when none was found.

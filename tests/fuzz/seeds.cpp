@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes one transform of each kind, and records as text, into the corpus: seeds FOLDER.
 #include "fuzz/transform_texts.h"
 #include "kmif/kmif_node.h"

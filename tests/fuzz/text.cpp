@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Texts: conversions, file names, and the values that documents write as text.
 #include "fuzz/require.h"
 #include "kerr/kerr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Transforms as texts, five sections a part: from, to, data, dictionary, design's name.
 #include "fuzz/require.h"
 #include "fuzz/sections.h"

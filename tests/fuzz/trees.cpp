@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Property trees of XML and JSON documents, and the bounds of their depth.
 #include "fuzz/memory_folder.h"
 #include "fuzz/require.h"

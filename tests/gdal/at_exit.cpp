@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keeps a GDAL dataset to the process's end, closed by one of the ways in which programs do:
 //   at_exit WAY FILE
 // Ends with 0 when it could read the file and nothing went wrong on the way out.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a product of unknown origin can make its reader open: nothing but its own files."""
 
 import json

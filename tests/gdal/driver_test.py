@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """How GDAL's tools meet a product: names, georeferencing, metadata, files, bad input."""
 
 import json

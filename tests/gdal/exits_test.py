@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A program may keep a dataset to its very end, as it may with GDAL's own drivers."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the tests of the GDAL driver share. Import it before osgeo: GDAL looks for drivers once."""
 
 import locale

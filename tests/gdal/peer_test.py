@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """RCM products by RF_SAR and by GDAL's own driver, which GDAL has from 3.11 on: both read the same."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The pixels that GDAL gets: layers, complex samples, calibrated images, noise, angles."""
 
 import concurrent.futures

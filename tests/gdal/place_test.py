@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One place for every host: the driver's tie points, functions and map, rfsar's export and locate."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Power that GDAL gets: decibels, noise subtracted, kinds computed by the angle, units."""
 
 import json

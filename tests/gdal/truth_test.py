@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where metadata and image disagree: rfsar check, info and the driver say so; no wrong numbers."""
 
 import json

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Usage: host rf_sar.so PRODUCT [NODE [LAYER]]. Tells what the product is, the sum of the first
  * block of its first layer or the named one, and a node as JSON. */
 #include "rf_platform_c.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "hosts/example_family.h"
 #include "support/temporary_folder.h"
 

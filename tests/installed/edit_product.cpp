@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // edit_product IN OUT: binds a RADARSAT-2 product.xml, sets who processed it, and writes it without
 // prefixes. Exit 1 with a sentence when IN does not match the schema, or OUT would not.
 #include <rf_sar/rs2prod.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // read_station FILE: binds a document of another schema with classes that the generator made.
 #include "tide.h"
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A model with a mistake, or with a rule that the classes would not check, gives a message that names
 file, line and entry.    bad_models_test.py LMXGEN"""
 

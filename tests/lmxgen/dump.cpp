@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Binds every file on the command line with the classes of one model and prints what they hold.
 #include LMXGEN_HEADER
 

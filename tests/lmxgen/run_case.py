@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks one construct: what its documents bind to, and, where a golden file is, the generated code.
 
     run_case.py DUMP GENERATED CASE [--accept]    --accept makes what is found the expectation

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Exports one large scene and tells what it takes: seconds, and the memory at its highest.
 
     tests/load/large_scene.py [--side 30000] [--max-memory 512] [--limit MiB] [rfsar export options]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rf_sar.h"
 
 #include "kerr/kerr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/kfio.h"
 
 #include "kfio/product_tree.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kmif/kmif_node.h"
 
 #include "jsonlib/jsonlib.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kprj/kprj.h"
 
 #include "kmsc/kmsc.h"

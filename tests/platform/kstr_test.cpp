@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kstr/kstr.h"
 
 #include "kerr/kerr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "radartime/radartime.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """RCM ScanSAR bursts, MLC and ground-range complex products, as a user opens them."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """rfsar check: what the product says in two places must agree, and the user learns where not."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """From pixels to the ground and back through whole simulated products, as a user runs rfsar."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The SAR metadata record of whole products, against the simulator's truth and real metadata."""
 
 import json

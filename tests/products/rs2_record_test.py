@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """RADARSAT-2 as a whole: record, Doppler rates and calibration against the simulator's truth and a
 real product, and what rfsar says of damaged ones."""
 

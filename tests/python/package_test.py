@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The Python package, on simulated products: places, records, lazy images, verbs, the report."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the QGIS tests share: truth as vector layers, and where a picture is bright."""
 
 import numpy as np

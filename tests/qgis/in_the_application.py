@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Run by QGIS itself (--code): adds a product's layers one after the other, as a user does who drops
 the product on the window and picks from the list; measures what the canvas shows; keeps a picture.
 

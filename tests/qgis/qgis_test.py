@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Debian's QGIS draws products upright and in their place; measured in rendered pictures."""
 
 import json

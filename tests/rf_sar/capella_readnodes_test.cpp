@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "capella_readnodes.h"
 
 #include "image_metadata.h"

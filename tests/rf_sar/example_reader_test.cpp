@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rf_sar/example_reader.h"
 
 #include "kmif/kmif_node.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pixel_kernels.h"
 #include "support/pixel_targets.h"
 

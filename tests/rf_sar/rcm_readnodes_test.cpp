@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rcm_readnodes.h"
 
 #include "kmsc/kmsc.h"

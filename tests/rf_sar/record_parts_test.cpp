@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "record_parts.h"
 
 #include "doppler_centroid.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads simulated documents the way any reader would, and projects with what they state.
 
 Independent of the simulator's geometry: the written state vectors are fitted by polynomials and

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Simulated products: documents, pixels and truth must tell one story."""
 import glob
 import itertools

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Coordinate systems for tests, by GDAL's Python bindings."""
 
 from osgeo import osr

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What Python tests share: where things are, simulated products, and rfsar as a user runs it."""
 
 import json

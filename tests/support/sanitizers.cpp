@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the sanitizers need to know, however a test is started; their libraries look these up.
 #define LOOKED_UP extern "C" __attribute__((visibility("default")))
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures batches and catalogues at full size; see tools/archive_trial.sh."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Folders of many small products, cheaply: copies that differ in their ids and file times."""
 
 import pathlib

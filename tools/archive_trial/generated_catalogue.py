@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A catalogue of many rows, from the shape of one that rfsar wrote."""
 
 import random

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A Slurm cluster of this machine alone, with a configuration and an authentication of its own."""
 
 import getpass

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes the C++ classes of a schema model. Equal models give equal bytes.
 
     lmxgen.py MODEL.yaml OUT        writes OUT/NAMESPACE*.h and .cpp

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads a YAML file so that every entry knows its line."""
 
 import yaml

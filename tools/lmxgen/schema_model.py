@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads a schema model (YAML) and resolves it into classes, members and simple types."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The simple types of a model: what a text must be to be a value. What the runtime does not check is
 refused here."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """sarsim: simulated SAR products (RADARSAT-2, RCM, Capella) with known geometry and targets.
 
     import sarsim

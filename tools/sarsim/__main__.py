@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Entry point of `/usr/bin/python3 tools/sarsim`."""
 import os
 import sys

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """ScanSAR images: beams side by side in range, each cut into bursts along the track.
 
 All lie in one common grid, the recipe's lines and samples, whose line times the document states.

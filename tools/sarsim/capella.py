@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Capella: NAME.json (the item), NAME_extended.json and NAME.tif in one folder."""
 import json
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The command line: one option per recipe field."""
 import argparse
 import dataclasses

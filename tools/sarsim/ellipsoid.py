@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """WGS 84: geodetic and earth-fixed positions. Angles in degrees, lengths in m, numpy arrays."""
 import numpy as np
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The geographic elements that RADARSAT-2 and RCM documents share."""
 import numpy as np
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """From a file's (line, sample), 0,0 at the centre of the first pixel, to the ground and back."""
 import numpy as np
 from osgeo import osr

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Civil UTC instants as integer nanoseconds since 1970-01-01, without leap seconds."""
 import calendar
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Small XML and number writer shared by the two XML families."""
 from xml.sax.saxutils import escape, quoteattr
 

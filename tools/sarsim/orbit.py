@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A satellite on a near-circular J2 orbit, in the earth-fixed frame.
 
 The equations of motion are integrated in the rotating frame itself (RK4, half-second steps);

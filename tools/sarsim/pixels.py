@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the radar sees: speckle over a ground pattern, and point targets.
 
 The pattern is fixed to the ground and drawn north up: a dark sea with a curved coast in the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Brute-force polar format geometry: what the algorithm does to the pulses, by differences.
 
 A point appears where, at the centre of the aperture, its range beside that of the scene reference

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Makes a product from a recipe: documents, images and the truth beside them."""
 import dataclasses
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """RADARSAT-2: product.xml beside the images and three look-up tables without namespace."""
 import os
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Rational polynomials (RPC) fitted to the brute-force geometry, as the XML products carry them."""
 from dataclasses import dataclass
 

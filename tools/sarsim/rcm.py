@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """RADARSAT Constellation Mission: metadata/ with its calibration/, imagery/ and manifest.safe."""
 import os
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The recipe: everything that decides a simulated product, in one place.
 
 A field left at None takes the family's default (`complete`). The command line offers each field

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One simulated acquisition: orbit, times, image grid, tie points, targets. What documents state.
 
 All times are seconds after the recipe's start, already rounded as the documents write them, so

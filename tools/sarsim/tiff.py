@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes the image files with GDAL, strip by strip."""
 import numpy as np
 from osgeo import gdal, osr

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """NAME.truth.json: what a reader of the product must find. Stands beside the product's folder.
 
 Positions are (line, sample) from 0,0 at the centre of the first pixel, as a layer is read.

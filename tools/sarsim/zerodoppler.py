@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Brute-force zero-Doppler geometry: dense sampling, then bisection. No derivatives, no fits."""
 import numpy as np
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/bursts/burst_record.h"
 
 #include "loader/heard.h"

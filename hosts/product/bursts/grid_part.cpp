@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/bursts/grid_part.h"
 
 #include "product/bursts/burst_grid.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/bursts/mosaic.h"
 
 #include "product/bursts/burst_grid.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/checks.h"
 
 #include "product/bursts/burst_faults.h"

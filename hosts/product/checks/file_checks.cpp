@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/file_checks.h"
 
 #include "kfio/kfio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/ground_checks.h"
 
 #include "kimg/georeferencing.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/line_times.h"
 
 #include "product/bursts/burst_record.h"

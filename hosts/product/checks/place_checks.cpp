@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/place_checks.h"
 
 #include "product/bursts/burst_record.h"

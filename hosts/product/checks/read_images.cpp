@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/findings.h"
 
 #include "kfio/virtual_files.h"

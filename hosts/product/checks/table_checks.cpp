@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/table_checks.h"
 
 #include "product/radiometry/calibration.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/checks/time_checks.h"
 
 #include "product/families/document_text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/document_text.h"
 
 #include "kfio/kfio.h"

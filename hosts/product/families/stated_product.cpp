@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/stated_product.h"
 
 namespace product {

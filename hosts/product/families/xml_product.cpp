@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/xml_product.h"
 
 #include "product/radiometry/table_limits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/images/catalogue.h"
 
 #include "product/bursts/burst_record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/images/image_claims.h"
 
 namespace product {

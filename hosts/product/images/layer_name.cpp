@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/images/layer_name.h"
 
 #include <algorithm>

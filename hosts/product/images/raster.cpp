@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/images/raster.h"
 
 #include "product/bursts/mosaic.h"

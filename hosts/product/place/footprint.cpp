@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/footprint.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/locator.h"
 
 #include "loader/heard.h"

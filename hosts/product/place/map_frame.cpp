@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/map_frame.h"
 
 #include "kxfr/smooth_grid.h"

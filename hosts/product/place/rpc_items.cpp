@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/rpc_items.h"
 
 #include <charconv>

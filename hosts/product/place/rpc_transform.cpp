@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/rpc_transform.h"
 
 #include "kxfr/part.h"

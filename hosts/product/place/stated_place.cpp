@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/stated_place.h"
 
 #include "kprj/kprj.h"

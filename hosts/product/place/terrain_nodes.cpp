@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/place/terrain_nodes.h"
 
 #include "loader/heard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/beta_nought.h"
 
 #include "product/radiometry/incidence.h"

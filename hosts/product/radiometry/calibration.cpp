@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/calibration.h"
 
 namespace product {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/column_profile.h"
 
 #include "loader/plugin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/image_columns.h"
 
 namespace product {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/incidence.h"
 
 #include "product/radiometry/noise_tables.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/noise_power.h"
 
 #include "product/radiometry/noise_tables.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/noise_tables.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/power.h"
 
 #include "product/images/image_raster.h"

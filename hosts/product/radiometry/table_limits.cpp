@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/radiometry/table_limits.h"
 
 #include "loader/plugin.h"

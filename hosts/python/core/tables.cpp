@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/tables.h"
 
 #include "product/images/raster.h"

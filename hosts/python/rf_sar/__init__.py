@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """SAR satellite products (RADARSAT-2, RADARSAT Constellation, Capella): place, records, tables.
 
     product = rf_sar.open("product.xml")

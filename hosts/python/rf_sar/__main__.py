@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """python3 -m rf_sar report FILE [-o report.html]"""
 
 import argparse

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs a verb of rfsar on many products, on the workers of a Dask client."""
 
 import json

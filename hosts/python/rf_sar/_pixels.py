@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Pixels through the GDAL driver, read when they are asked for.
 
 Datasets are open per thread and process: they are never pickled, and a forked process opens its

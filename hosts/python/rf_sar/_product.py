@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Products: what they state, and where they lie."""
 
 import functools

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A page about a product: HTML in one file, plots as SVG, for light and dark screens."""
 
 import base64

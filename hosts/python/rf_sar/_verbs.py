@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The verbs of the command line, as functions: the same code, in this process."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """xarray.open_dataset(path, engine="rf_sar", group=...)
 
 Groups: none (what the product is, and the list of groups), "HH" (an image and its coordinates),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/catalogue_table.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/children.h"
 
 #include "loader/plugin.h"

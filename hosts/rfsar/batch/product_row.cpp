@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/product_row.h"
 
 #include "batch/told.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/progress.h"
 
 #include "output/console.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/result_folder.h"
 
 #include "loader/plugin.h"

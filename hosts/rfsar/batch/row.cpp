@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/row.h"
 
 #include <nlohmann/json.hpp>

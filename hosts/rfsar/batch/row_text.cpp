@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/row_text.h"
 
 #include <nlohmann/json.hpp>

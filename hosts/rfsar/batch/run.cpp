@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/run.h"
 
 #include "batch/progress.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/slurm.h"
 
 #include "loader/plugin.h"

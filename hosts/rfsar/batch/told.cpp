@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/told.h"
 
 #include <sstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/unit.h"
 
 #include "batch/told.h"

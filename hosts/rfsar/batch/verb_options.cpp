@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/verb_options.h"
 
 namespace batch {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/archive_path.h"
 
 #include "kfio/kfio.h"

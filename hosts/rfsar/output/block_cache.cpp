@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/block_cache.h"
 
 #include <algorithm>

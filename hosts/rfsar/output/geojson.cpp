@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/geojson.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/interruption.h"
 
 #include <csignal>

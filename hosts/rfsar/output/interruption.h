@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 /// SIGINT, SIGTERM and SIGHUP end long work in an orderly way, so that nothing half done is left.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/ordered_work.h"
 
 #include "output/interruption.h"

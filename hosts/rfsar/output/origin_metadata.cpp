@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/origin_metadata.h"
 
 #include "product/metadata_items.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/point_stream.h"
 
 #include "loader/plugin.h"

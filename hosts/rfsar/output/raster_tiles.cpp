@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/raster_tiles.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/stac_item.h"
 
 #include "kfio/kfio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/stac_place.h"
 
 #include "product/bursts/burst_record.h"

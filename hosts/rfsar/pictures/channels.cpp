@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/channels.h"
 
 #include <strings.h>

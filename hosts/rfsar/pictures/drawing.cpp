@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/drawing.h"
 
 #include "output/origin_metadata.h"

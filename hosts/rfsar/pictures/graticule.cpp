@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/graticule.h"
 
 #include "loader/plugin.h"

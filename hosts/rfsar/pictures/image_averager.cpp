@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/image_averager.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/marks.h"
 
 #include "loader/plugin.h"

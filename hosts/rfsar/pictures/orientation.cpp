@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/orientation.h"
 
 #include "pictures/picture_place.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/picture_map.h"
 
 #include "rf_constants.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/picture_place.h"
 
 #include "loader/heard.h"

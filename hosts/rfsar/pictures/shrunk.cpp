@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/shrunk.h"
 
 #include "output/console.h"

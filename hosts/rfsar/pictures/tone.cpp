@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/tone.h"
 
 #include "product/radiometry/power.h"

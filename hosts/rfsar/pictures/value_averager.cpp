@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pictures/value_averager.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "terrain/area_file.h"
 
 #include "loader/plugin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "terrain/flattened_tiles.h"
 
 #include "product/radiometry/power.h"

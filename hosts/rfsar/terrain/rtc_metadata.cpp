@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "terrain/rtc_metadata.h"
 
 #include "output/origin_metadata.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "terrain/terrain_strips.h"
 
 #include "output/console.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "verbs/application.h"
 
 #include "loader/plugin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/run.h"
 #include "batch/slurm.h"
 #include "batch/verb_options.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/catalogue_table.h"
 #include "batch/product_row.h"
 #include "batch/progress.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/console.h"
 #include "output/interruption.h"
 #include "product/checks/checks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/installed_drivers.h"
 #include "kprj/heights.h"
 #include "loader/heard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/tiff_writer.h"
 #include "output/console.h"
 #include "output/interruption.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch/catalogue_table.h"
 #include "batch/row_text.h"
 #include "loader/plugin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/plugin.h"
 #include "output/console.h"
 #include "verbs/verbs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/new_file.h"
 #include "kimg/tiff_writer.h"
 #include "output/console.h"

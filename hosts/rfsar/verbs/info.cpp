@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/console.h"
 #include "output/geojson.h"
 #include "pictures/picture_place.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loader/heard.h"
 #include "output/console.h"
 #include "output/point_stream.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/console.h"
 #include "product/bursts/burst_record.h"
 #include "product/checks/checks.h"

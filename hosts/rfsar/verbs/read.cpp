@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/console.h"
 #include "output/output_file.h"
 #include "product/images/raster.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kimg/tiff_writer.h"
 #include "loader/heard.h"
 #include "output/console.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tide.h"
 
 #include <gtest/gtest.h>

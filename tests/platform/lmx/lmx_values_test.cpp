@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lmx/lmx.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/model.h"
 
 #include "platform/sarm/sar_record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sarm/orbit_fit.h"
 
 #include "platform/sarm/sar_record.h"

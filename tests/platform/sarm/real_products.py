@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads the model's record fields and the tie points of one real product, with Python's own parsers.
 
 Output, one entry a line, for the gtest that called: `field value`, `vector x y z vx vy vz`,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model against the tie points of real products; needs their metadata (RF_SAR_PRODUCTS).
 
 #include "platform/sarm/sar_record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library as readers call it: the contract calls, the model area, times, refusals.
 
 #include "sarm/sarm.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sart/terrain_areas.h"
 
 #include "platform/sart/terrain_world.h"

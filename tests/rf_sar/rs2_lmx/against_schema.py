@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares the binding's verdict with that of a schema validator (xmllint) on systematic mutations,
 and takes a real product through reading and writing.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Binds files for the comparison with a schema validator: one line "code message" a file, in order.
 // bind_tool [--lut] FILE...           bind each
 // bind_tool [--lut] --write IN OUT    bind and write

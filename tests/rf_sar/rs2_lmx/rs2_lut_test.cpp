@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rs2_lmx/source/rs2prod_lut.h"
 
 #include <cmath>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A small document of a schema model: every member occurs, each with a plain value of its type.
 
     seed_document.py LMXGEN MODEL OUT

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/capella/polar_format.h"
 
 #include "product/families/capella/middle_pixel.h"

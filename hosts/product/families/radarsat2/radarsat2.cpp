@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/xml_product.h"
 
 namespace product {

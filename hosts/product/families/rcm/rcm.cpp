@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kfio/kfio.h"
 #include "kfnp/kfnp.h"
 #include "product/families/rcm/rcm_bursts.h"

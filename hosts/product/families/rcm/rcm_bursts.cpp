@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "product/families/rcm/rcm_bursts.h"
 
 #include "loader/plugin.h"
