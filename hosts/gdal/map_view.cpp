@@ -118,9 +118,10 @@ protected:
                 return CE_Failure;
             const int size = GDALGetDataTypeSizeBytes(eDataType);
             for (int i = 0; i < lines; ++i)
-                GDALCopyWords64(line.data() + std::size_t(i) * bufferWidth * size, eDataType, size,
-                                static_cast<std::byte*>(buffer) + (done + i) * lineSpace,
-                                bufferType, static_cast<int>(pixelSpace), bufferWidth);
+                GDALCopyWords64(
+                    line.data() + std::size_t(i) * std::size_t(bufferWidth) * std::size_t(size),
+                    eDataType, size, static_cast<std::byte*>(buffer) + (done + i) * lineSpace,
+                    bufferType, static_cast<int>(pixelSpace), bufferWidth);
         }
         return CE_None;
     }

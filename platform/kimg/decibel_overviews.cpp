@@ -12,6 +12,11 @@ namespace {
 
 constexpr int linesTogether = 256; // of an overview
 
+std::size_t placeOf(int line, int column, int columns) {
+    return static_cast<std::size_t>(line) * static_cast<std::size_t>(columns) +
+           static_cast<std::size_t>(column);
+}
+
 /// @param above  lines of so many columns; line after line of an overview is made of two of them.
 void halve(const std::vector<float>& above, int columns, int lines, std::vector<float>& made,
            int halfColumns) {
@@ -21,12 +26,11 @@ void halve(const std::vector<float>& above, int columns, int lines, std::vector<
             int count = 0;
             for (int y = 2 * line; y < std::min(2 * line + 2, lines); ++y)
                 for (int x = 2 * column; x < std::min(2 * column + 2, columns); ++x)
-                    if (const float value = above[static_cast<std::size_t>(y) * columns + x];
-                        !std::isnan(value)) {
+                    if (const float value = above[placeOf(y, x, columns)]; !std::isnan(value)) {
                         power += std::pow(10, value / 10);
                         ++count;
                     }
-            made[static_cast<std::size_t>(line) * halfColumns + column] =
+            made[placeOf(line, column, halfColumns)] =
                 count == 0 ? NAN : static_cast<float>(10 * std::log10(power / count));
         }
 }

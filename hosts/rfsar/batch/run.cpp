@@ -54,8 +54,7 @@ std::string joined(const std::vector<std::string>& words) {
 }
 
 Recipe recipeNow(const Order& order, const kfio::FileState& product) {
-    return {order.verb, joined(order.options), RF_SAR_VERSION, product.size,
-            product.modifiedNs};
+    return {order.verb, joined(order.options), RF_SAR_VERSION, product.size, product.modifiedNs};
 }
 
 /// @return why a result must be made; nullopt when it is as it would be now. A result that is not
@@ -164,7 +163,7 @@ Work planWork(const Request& request, const ResultFolder& folder) {
     if (request.chunk) {
         const auto [number, count] = *request.chunk;
         const std::size_t all = work.products.size();
-        const auto at = [&](std::size_t part) {
+        const auto at = [&, count = count](std::size_t part) {
             return work.products.begin() + static_cast<std::ptrdiff_t>(all * part / count);
         };
         work.products = std::vector(at(number - 1), at(number));

@@ -118,9 +118,10 @@ Canvas onMap(const std::vector<Channel>& channels, const DrawingRequest& request
     const product::MapFrame& frame = map.frame();
     drawing.picture.place = {frame.geoTransform(), {}, frame.wkt, {}};
     return {frame.width, frame.height, placeOfMap(frame),
-            shades(channels, columns, rows, [&](const std::vector<float>& cells) {
-                return map.drawn(cells, columns, rows);
-            })};
+            shades(channels, columns, rows,
+                   [&, columns = columns, rows = rows](const std::vector<float>& cells) {
+                       return map.drawn(cells, columns, rows);
+                   })};
 }
 
 std::vector<std::uint8_t> interleaved(const std::vector<Grey>& channels) {

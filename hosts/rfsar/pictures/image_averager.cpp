@@ -63,9 +63,8 @@ void addDirections(const std::uint16_t* line, Sums& cosines, Sums& sines) {
 
 ImageAverager::ImageAverager(Kind kind, std::uint32_t width, std::uint32_t height,
                              std::uint32_t columns, std::uint32_t rows)
-    : kind_(kind), width_(width), height_(height), outWidth_(columns), outHeight_(rows),
-      columnStart_(boundsOf(width, outWidth_)), lineStart_(boundsOf(height, outHeight_)),
-      first_(std::size_t{outWidth_} * outHeight_),
+    : kind_(kind), outWidth_(columns), outHeight_(rows), columnStart_(boundsOf(width, outWidth_)),
+      lineStart_(boundsOf(height, outHeight_)), first_(std::size_t{outWidth_} * outHeight_),
       second_(kind == Kind::phase ? first_.size() : 0) {}
 
 /// Lines are summed up column by column as far as they fall into one row of cells, then the

@@ -37,8 +37,6 @@ private:
     std::uint64_t samplesIn(std::size_t cell) const;
 
     Kind kind_;
-    std::uint32_t width_;
-    std::uint32_t height_;
     std::uint32_t outWidth_;
     std::uint32_t outHeight_;
     Bounds columnStart_, lineStart_;
