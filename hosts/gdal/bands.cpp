@@ -32,6 +32,7 @@ GDALDataType typeOf(kimg::SampleType type) {
     return GDT_CFloat64;
 }
 
+/// VSIIsLocal() takes archives on such systems for local.
 bool isRemote(const std::string& file) {
     constexpr const char* systems[] = {"/vsicurl",  "/vsis3",   "/vsigs",
                                        "/vsiaz",    "/vsiadls", "/vsioss",

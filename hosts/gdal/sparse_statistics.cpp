@@ -9,7 +9,7 @@
 namespace rf_sar_gdal {
 namespace {
 
-constexpr double mostSamples = 1 << 21, leastBlocks = 9;
+constexpr double wantedSamples = 1 << 21, mostSamples = 1 << 25, leastBlocks = 9;
 
 /// @return so many of `count` places, evenly, about.
 std::vector<std::uint32_t> spread(std::uint32_t count, double wanted) {
@@ -42,7 +42,9 @@ std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster) 
     const std::uint32_t columns = (raster.width() - 1) / raster.blockWidth() + 1;
     const std::uint32_t rows = (raster.height() - 1) / raster.blockHeight() + 1;
     const double blockSamples = double(raster.blockWidth()) * raster.blockHeight();
-    const double blocks = std::max(leastBlocks, mostSamples / blockSamples);
+    const double blocks = std::max(leastBlocks, wantedSamples / blockSamples);
+    if (std::min(blocks, double(columns) * rows) * blockSamples > mostSamples)
+        return std::nullopt;
     const auto chosenColumns = spread(columns, std::sqrt(blocks * columns / rows) + 0.5);
     std::vector<float> numbers;
     try {

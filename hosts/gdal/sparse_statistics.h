@@ -13,8 +13,9 @@ struct SparseStatistics {
     double lowest, highest, mean, deviation;
 };
 
-/// Reads some blocks all over the image, a few million samples at most.
-/// @return nothing for complex samples, and where no block can be read or holds a number.
+/// Reads some blocks all over the image: about two million samples, at least nine blocks.
+/// @return nothing for complex samples, where no block can be read or holds a number, and where
+///         blocks are so large that reading nine would take long.
 std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster);
 
 } // namespace rf_sar_gdal

@@ -232,6 +232,14 @@ class Failure(ExportCase):
                     self.assertIn(layer, found["TIFFTAG_IMAGEDESCRIPTION"])
                     self.assertEqual(found["TIFFTAG_DATETIME"][:17], "2024:05:06 07:08:")
 
+    def test_a_calibration_within_anothers_name_is_told_too(self):
+        product = self.make("radarsat2", lines=40, samples=30)
+        done = rfsar("export", product.opened, "--layer", "NESZ", "--layer", "SIGMA_NOUGHT", "-o",
+                     self.out, "--force")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(gdal.Open(str(self.out)).GetMetadataItem("CALIBRATION"),
+                         "noise-equivalent sigma nought, sigma nought")
+
     def test_signals_leave_nothing(self):
         self.assertSignalsLeaveNothing([*self.command, "--compress", "zstd", "--overviews"])
 

@@ -29,6 +29,8 @@ bool sameName(const std::string& a, const std::string& b) {
 constexpr char linearPower[] = ", linear power, Float32";
 constexpr char decibelPower[] = ", dB, Float32";
 constexpr char decibelMark[] = "_DB";
+constexpr char noiseName[] = "NESZ", noiseTitle[] = "noise-equivalent sigma nought";
+constexpr char angleName[] = "INCIDENCE_ANGLE";
 
 const char* titleOf(Radiometry kind) {
     switch (kind) {
@@ -204,17 +206,17 @@ void addColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const ProductImage* first = opened.firstImage();
     for (const NoiseTable& table : opened.stated().noiseTables())
         entries.push_back({Entry::Kind::noise,
-                           withPole("NESZ", table.pole),
-                           described(table.pole, "noise-equivalent sigma nought, dB, Float32"),
+                           withPole(noiseName, table.pole),
+                           described(table.pole, std::string(noiseTitle) + decibelPower),
                            table.pole,
                            first,
                            {},
                            table,
                            {},
-                           "NESZ"});
+                           noiseName});
     if (!opened.stated().incidenceFile().empty() || opened.stated().hasRadarGrid())
         entries.push_back({Entry::Kind::incidence,
-                           "INCIDENCE_ANGLE",
+                           angleName,
                            "incidence angle, degrees, Float32",
                            "",
                            first,
@@ -228,14 +230,14 @@ void addBurstColumns(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const StatedBurst* before = nullptr;
     for (const ProductImage& image : opened.burstImages()) {
         if (const NoiseTable* table = tableFor(tables, image)) {
-            Entry entry = entryOf(Entry::Kind::noise, "NESZ",
-                                  "noise-equivalent sigma nought, dB, Float32", image);
+            Entry entry = entryOf(Entry::Kind::noise, noiseName,
+                                  std::string(noiseTitle) + decibelPower, image);
             entry.noise = *table;
             entries.push_back(std::move(entry));
         }
         if (incidence && image.burst != before) {
             Entry entry = entryOf(Entry::Kind::incidence, "", "", image);
-            entry.name = "INCIDENCE_ANGLE" + ofBurst(image);
+            entry.name = angleName + ofBurst(image);
             entry.description = "incidence angle, degrees, Float32, burst " + image.burst->name();
             entry.pole = "";
             entries.push_back(std::move(entry));
@@ -269,6 +271,18 @@ std::string nameOf(Radiometry kind) {
     default:
         return "GAMMA";
     }
+}
+
+std::string calibrationOf(const std::string& name) {
+    for (const Radiometry kind :
+         {Radiometry::sigmaNought, Radiometry::betaNought, Radiometry::gamma})
+        if (name.find(nameOf(kind)) != std::string::npos)
+            return kind == Radiometry::gamma ? "gamma nought" : titleOf(kind);
+    if (name.find(noiseName) != std::string::npos)
+        return noiseTitle;
+    if (name.find(angleName) != std::string::npos)
+        return "none: angles";
+    return "none: samples as the product stores them";
 }
 
 std::vector<Entry> catalogue(const OpenedProduct& opened) {

@@ -75,6 +75,10 @@ Entry linear(Entry entry);
 /// @return the first part of the names of calibrated entries: "SIGMA_NOUGHT", ...
 std::string nameOf(Radiometry kind);
 
+/// @param name  of any entry.
+/// @return what its samples are: "sigma nought", "none: samples as the product stores them", ...
+std::string calibrationOf(const std::string& name);
+
 /// The entries that a viewer shows best: decibels of the first kind of power, of all polarizations;
 /// without any, magnitudes.
 /// @param entries  of which all can be opened.

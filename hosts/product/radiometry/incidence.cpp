@@ -2,9 +2,9 @@
 #include "product/radiometry/incidence.h"
 
 #include "product/radiometry/noise_tables.h"
+#include "rf_constants.h"
 
 #include <cmath>
-#include <numbers>
 
 namespace product {
 namespace {
@@ -23,7 +23,7 @@ Place modelOf(const OpenedProduct& opened, const std::string& layer) {
 
 /// What is of one kind where beta nought is 1.
 double ofBeta(Radiometry kind, double incidenceDeg) {
-    const double angle = incidenceDeg * std::numbers::pi / 180;
+    const double angle = incidenceDeg * constants::radiansPerDegree;
     switch (kind) {
     case Radiometry::sigmaNought:
         return std::sin(angle);

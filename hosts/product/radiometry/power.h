@@ -16,8 +16,7 @@ inline float decibelsOf(float power) {
 
 /// @param entry  of the kind calibrated, whose image can be opened.
 /// @return linear power by the product's tables; of kinds that it has no table for, by the
-/// incidence
-///         angle on the ellipsoid; less the noise level, where the entry says so.
+///         incidence angle on the ellipsoid; less the noise level, where the entry says so.
 /// @throws loader::Error naming the file of what is missing or damaged.
 std::unique_ptr<Raster> makeCalibrated(const std::shared_ptr<const OpenedProduct>& opened,
                                        const Entry& entry);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/origin_metadata.h"
 
+#include "product/images/catalogue.h"
 #include "product/metadata_items.h"
 #include "product/radiometry/noise_power.h"
 
@@ -54,26 +55,17 @@ void addAcquisition(Items& items, const product::StatedProduct& stated) {
     items.add("FAR_RANGE_INCIDENCE_ANGLE", when.farIncidenceDeg);
 }
 
-/// What samples are, by the names that export takes for layers.
-std::string calibrationOf(const std::string& layer) {
-    static constexpr std::pair<const char*, const char*> known[] = {
-        {"SIGMA_NOUGHT", "sigma nought"}, {"BETA_NOUGHT", "beta nought"},
-        {"GAMMA", "gamma nought"},        {"NESZ", "noise-equivalent sigma nought"},
-        {"INCIDENCE_ANGLE", "none"},
-    };
-    for (const auto& [name, calibration] : known)
-        if (layer.find(name) != std::string::npos)
-            return calibration;
-    return "none: samples as the product stores them";
-}
-
+/// @return the text of each band, none twice.
 template <class Text>
 std::string joined(std::span<const kimg::TiffBand> bands, const Text& text) {
+    std::vector<std::string> different;
     std::string all;
     for (const kimg::TiffBand& band : bands) {
         const std::string each = text(band);
-        if (all.find(each) == std::string::npos)
-            all += (all.empty() ? "" : ", ") + each;
+        if (std::find(different.begin(), different.end(), each) != different.end())
+            continue;
+        all += (all.empty() ? "" : ", ") + each;
+        different.push_back(each);
     }
     return all;
 }
@@ -99,8 +91,9 @@ MetadataItems originMetadata(const product::OpenedProduct& opened,
     const std::string layers = joined(bands, [](const auto& band) { return band.name; });
     if (!bands.empty()) {
         items.add("LAYERS", layers);
-        items.add("CALIBRATION",
-                  joined(bands, [](const auto& band) { return calibrationOf(band.name); }));
+        items.add("CALIBRATION", joined(bands, [](const auto& band) {
+                      return product::calibrationOf(band.name);
+                  }));
         items.add("UNIT", joined(bands, [](const auto& band) {
                       return band.unit.empty() ? std::string("1") : band.unit;
                   }));

@@ -16,7 +16,6 @@
 ///        for stdout: the product file's.
 /// @param warnings  receives what the item could not carry.
 /// @throws loader::Error when the product's metadata cannot be read, it has no layers or no time,
-/// or
-///         the output is a file of its own.
+///         or the output is a file of its own.
 nlohmann::ordered_json stacItem(const std::string& file, const std::string& output,
                                 std::vector<std::string>& warnings);
