@@ -185,7 +185,7 @@ SarMetadataRecord* rcmImageMetadata::readRcmNode() {
     auto document = std::move(document_); // parsed once; the tree is of no use afterwards
     if (!document || document->state != kfio::fileState(ktxt::narrow(fileName)))
         document = readDocument();
-    return rcm_sarNodeRead(document->tree, fileName, productTypeIndex);
+    return rcm_sarNodeRead(document->tree, fileName, productTypeIndex, incidenceAngles_);
 }
 
 SarMetadataRecord* rcmImageMetadata::readRadarsat2Node() {

@@ -63,5 +63,6 @@ private:
     std::shared_ptr<Document> readDocument() const;
 
     std::shared_ptr<Document> document_; ///< RCM: what slot 0 parsed, until slot 2 has used it
+    std::shared_ptr<const kfio::ProductTree> incidenceAngles_; ///< RCM: hosts need it too
     std::shared_ptr<const rs2::Document> bound_; ///< RADARSAT-2: serves all nodes
 };

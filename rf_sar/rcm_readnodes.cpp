@@ -71,13 +71,14 @@ LineTimes readTimes(SarMetadataRecord& record, const Source& from) {
 
 /// Kept: of N angles the one numbered N/2, counted from 1 and rounded down, stands for the centre;
 /// of a single one none does. (RcmReadnodes.CentreIncidenceIsTheLowerMiddleAngle)
-double readCentreIncidence(const std::string& productFile, const std::string& name) {
+double readCentreIncidence(const std::string& productFile, const std::string& name,
+                           std::shared_ptr<const kfio::ProductTree>& table) {
     refuseNamesOutsideProduct(name);
     const std::string folder = ktxt::narrow(kfnp_FileNameGetPathPart(ktxt::widen(productFile)));
     const std::string file = kfnp::clean(folder + "/calibration/" + name);
     refuseLinksOutsideProduct(ktxt::widen(productFile), ktxt::widen(file));
-    const kfio::ProductTree document = kfio::readXmlTree(file);
-    const MetadataElement angles = MetadataElement(document, file).child("incidenceAngles");
+    table = kfio::sharedXmlTree(file);
+    const MetadataElement angles = MetadataElement(*table, file).child("incidenceAngles");
     angles.number("angles");
     const std::size_t count = angles.count("angles");
     const double centre = count < 2 ? 0.0 : angles.child("angles", count / 2 - 1).number("");
@@ -186,7 +187,8 @@ void complete(SarMetadataRecord& record, const std::string& file) {
 } // namespace
 
 SarMetadataRecord* rcm_sarNodeRead(const kfio::ProductTree& document,
-                                   std::u16string_view productFile, std::int32_t productTypeIndex) {
+                                   std::u16string_view productFile, std::int32_t productTypeIndex,
+                                   std::shared_ptr<const kfio::ProductTree>& incidenceAngles) {
     const std::string file = ktxt::narrow(productFile);
     const bool slc = productTypeIndex == rcmSlc;
     auto record = record_parts::make();
@@ -200,7 +202,7 @@ SarMetadataRecord* rcm_sarNodeRead(const kfio::ProductTree& document,
     record->lookDirection =
         equalsIgnoringCase(from.radar.text("antennaPointing"), "Right") ? 90.0 : -90.0;
     record->incidenceAngleCentre =
-        readCentreIncidence(file, from.reference.text("incidenceAngleFileName"));
+        readCentreIncidence(file, from.reference.text("incidenceAngleFileName"), incidenceAngles);
     readRadar(*record, from);
     readImage(*record, from, slc);
     readStateVectors(*record, from, lines);

@@ -49,7 +49,9 @@ struct RcmReadnodes : testing::Test {
     std::string product() const { return (folder.path() / "product.xml").string(); }
 
     sarm::MetadataPtr read(std::int32_t type = rcmSlc) const {
-        return sarm::MetadataPtr(rcm_sarNodeRead(tree, ktxt::widen(product()), type));
+        std::shared_ptr<const kfio::ProductTree> incidenceAngles;
+        return sarm::MetadataPtr(
+            rcm_sarNodeRead(tree, ktxt::widen(product()), type, incidenceAngles));
     }
     /// @return the error's text, empty when there was none.
     std::string failure(std::int32_t type = rcmSlc) const {

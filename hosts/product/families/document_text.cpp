@@ -181,11 +181,11 @@ bool isOwnFile(const std::string& productFile, const std::string& file) {
            !kfio::linkLeavesProduct(productFile, file);
 }
 
-ProductTree readTable(const std::string& productFile, const std::string& file) {
+std::shared_ptr<const ProductTree> readTable(const std::string& productFile, const std::string& file) {
     if (!isOwnFile(productFile, file))
         throw loader::Error(file + ": leaves the product's folder and is refused");
     try {
-        return kfio::readXmlTree(file);
+        return kfio::sharedXmlTree(file);
     } catch (const boost::property_tree::ptree_error& error) {
         throw loader::Error(faultOf(file, error));
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "kfio/product_tree.h"
+#include "kfio/shared_tree.h"
 
 #include <cstdint>
 #include <optional>
@@ -66,8 +66,9 @@ double secondsOfDayOf(const std::string& time);
 bool isOwnFile(const std::string& productFile, const std::string& file);
 
 /// Reads an XML file that a product names.
+/// @return sharedXmlTree.
 /// @throws loader::Error naming the file when it cannot be read, or its name leaves the product.
-kfio::ProductTree readTable(const std::string& productFile, const std::string& file);
+std::shared_ptr<const kfio::ProductTree> readTable(const std::string& productFile, const std::string& file);
 
 /// @return what is wrong with a document, naming the file once: the parser mostly does already.
 std::string faultOf(const std::string& file, const std::exception& error);

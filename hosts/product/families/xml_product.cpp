@@ -269,8 +269,8 @@ std::vector<CalibrationTable> XmlProduct::calibrationTables() const {
 /// One family gives gains from a column on, in steps; the other one a column.
 StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
     const std::string& name = table.file;
-    const ProductTree document = readTable(file(), name);
-    const ProductTree* lut = elementAt(document, "lut");
+    const auto document = readTable(file(), name);
+    const ProductTree* lut = elementAt(*document, "lut");
     if (!lut || lut->count("gains") == 0)
         throw loader::Error(name + ": holds no gains");
     const auto integer = [&](const char* path, std::int64_t otherwise) {

@@ -166,7 +166,8 @@ private:
 
     ColumnProfile readNoise(const NoiseTable& table, Radiometry kind,
                             std::uint32_t) const override {
-        const ProductTree whole = readTable(file(), table.file);
+        const auto document = readTable(file(), table.file);
+        const ProductTree& whole = *document;
         const ProductTree* parent = elementAt(whole, "noiseLevels");
         const ProductTree* levels = parent ? levelsFor(*parent, kind) : nullptr;
         if (!levels && kind == Radiometry::sigmaNought)
@@ -176,7 +177,8 @@ private:
 
     ColumnProfile readIncidence() const override {
         const std::string name = incidenceFile();
-        const ProductTree whole = readTable(file(), name);
+        incidenceAngles_ = readTable(file(), name);
+        const ProductTree& whole = *incidenceAngles_;
         ColumnProfile profile{
             parseInteger(textAt(whole, "incidenceAngles/pixelFirstAnglesValue"), name),
             parseInteger(textAt(whole, "incidenceAngles/stepSize"), name),
@@ -192,6 +194,8 @@ private:
             requireCount(parseInteger(announced, name), profile.values.size(), name, "angles");
         return profile;
     }
+
+    mutable std::shared_ptr<const ProductTree> incidenceAngles_; ///< the plug-in's record needs it
 };
 
 constexpr std::string_view places[] = {"metadata/product.xml", "product.xml"};
