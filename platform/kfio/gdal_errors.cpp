@@ -38,6 +38,9 @@ void ErrorCapture::hear(const char* message) {
             said.remove_prefix(behind + 2);
     while (said.ends_with('\n'))
         said.remove_suffix(1);
+    if (said.find("Range downloading not supported") != said.npos)
+        said = "its server sends no parts of files (HTTP ranges), which images need; download the "
+               "product, or copy it to a server that does";
     firstFailure_ = said;
 }
 

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """rfsar as a user meets it: every family, every entry form, and what it says of bad input."""
 
+import functools
+import http.server
 import json
 import os
 import pathlib
@@ -9,7 +11,9 @@ import shutil
 import stat
 import subprocess
 import sys
+import threading
 import unittest
+import unittest.mock
 import zipfile
 
 import numpy as np
@@ -166,6 +170,19 @@ class BadInput(ProductCase):
         self.assertFails(rfsar("frobnicate"), "rfsar --help lists them", status=2)
         self.assertFails(rfsar("info", "http://127.0.0.1/product.xml"),
                          "open it as /vsicurl/http://127.0.0.1/product.xml")
+
+    def test_a_server_that_sends_whole_files_alone_is_named(self):
+        product = self.make("rcm", lines=500, samples=400, pixel_type="uint16")
+        handler = functools.partial(http.server.SimpleHTTPRequestHandler, directory=product.folder)
+        with (unittest.mock.patch.object(handler.func, "log_message"),
+              http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server):
+            server.handle_error = lambda *_: None  # the client hangs up
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            name = f"/vsicurl/http://127.0.0.1:{server.server_port}/metadata/product.xml"
+            self.assertIn("beam mode", rfsar("info", name).stdout)
+            self.assertFails(rfsar("quicklook", name, "-o", self.folder / "q.png"),
+                             ".tif: its server sends no parts of files (HTTP ranges)")
+            server.shutdown()
 
     def test_help_ends_with_two_examples_that_run(self):
         product = self.make("rcm", lines=16, samples=16)
