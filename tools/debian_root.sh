@@ -75,11 +75,20 @@ in_root() {
     ' bash "$root" "$@"
 }
 
-# copy_sources ROOT: what git knows of, or would; what was built there before stays.
+# copy_sources ROOT: what git knows of, or would; what was built there before stays. A file that
+# differs from the copy before is of now, whatever its own time is, so that it is built anew.
 copy_sources() {
-    local folder=$1/src/rf_sar
-    mkdir -p "$folder"
-    find "$folder" -mindepth 1 -maxdepth 1 ! -name 'build*' -exec rm -rf {} +
+    local folder=$1/src/rf_sar new=$1/src/rf_sar.new
+    rm -rf "$new"
+    mkdir -p "$folder" "$new"
     git ls-files -z --cached --others --exclude-standard --deduplicate |
-        tar --null --files-from=- --ignore-failed-read --create 2> /dev/null | tar -x -C "$folder"
+        tar --null --files-from=- --ignore-failed-read --create 2> /dev/null |
+        tar --extract --touch --directory "$new"
+    # shellcheck disable=SC2016
+    (cd "$new" && find . -type f -exec bash -c 'for file; do
+            if cmp -s "$file" "$0/$file"; then touch -r "$0/$file" "$file"; fi
+        done' "$folder" {} +)
+    find "$folder" -mindepth 1 -maxdepth 1 ! -name 'build*' -exec rm -rf {} +
+    cp -a "$new/." "$folder"
+    rm -rf "$new"
 }
