@@ -49,6 +49,16 @@ class Checks(ProductCase):
         self.shift_tie_points(product, 30)
         self.assertIn("line rms 33.000", self.check(product)["fail ground"])
 
+    def test_sound_maps_are_not_warned_of(self):
+        """Map products have no SAR model, and need none."""
+        for family, kind in (("rcm", "GCD"), ("radarsat2", "SSG"), ("radarsat2", "SPG"),
+                             ("capella-geo", "GEO")):
+            with self.subTest(family=family, kind=kind):
+                product = self.make(family, product_type=kind, lines=40, samples=30, name=kind)
+                self.assertEqual(self.check(product), {})
+                for verb in (["info"], ["stac"], ["quicklook", "-o", self.folder / f"{kind}.png"]):
+                    self.assertNotIn("warning", rfsar(verb[0], product.opened, *verb[1:]).stderr)
+
     def test_line_times_are_judged_both_ways(self):
         number = r"line rms ([0-9.]+)( \(in use\))? as stated, ([0-9.]+)( \(in use\))? a quarter"
         for order in ("increasing", "decreasing"):

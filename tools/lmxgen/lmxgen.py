@@ -12,8 +12,10 @@ import sys
 
 import jinja2
 
-from model_file import ModelError
-from schema_model import Model
+sys.dont_write_bytecode = True  # what is installed belongs to the package
+
+from model_file import ModelError  # noqa: E402
+from schema_model import Model  # noqa: E402
 
 CLASSES_PER_FILE = 12  # a few sources of equal size build on all cores
 

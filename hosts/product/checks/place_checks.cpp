@@ -65,8 +65,12 @@ void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
 } // namespace
 
 void checkModel(const OpenedProduct& opened, Findings& findings) {
+    const auto addOwnPlace = [&] {
+        findings.add(Verdict::ok, "the image is a map and needs no SAR model");
+    };
+    const bool isMap = opened.stated().acquisition().geometry == "map";
     if (const std::string remark = modelRemark(opened.stated().facts()); !remark.empty())
-        return findings.add(Verdict::warn, remark);
+        return isMap ? addOwnPlace() : findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
         if (opened.hasBursts()) { // the plug-in's record takes the first of them for the whole
@@ -81,8 +85,8 @@ void checkModel(const OpenedProduct& opened, Findings& findings) {
     }
     if (remarks.empty())
         findings.add(Verdict::ok, "the product has a SAR model");
-    else if (opened.stated().acquisition().geometry == "map")
-        findings.add(Verdict::ok, "the image is a map and needs no SAR model");
+    else if (isMap)
+        addOwnPlace();
     else if (!opened.stated().hasOwnModel())
         findings.add(Verdict::warn, remarks);
 }

@@ -110,7 +110,9 @@ Place find(const Image& image, const loader::Layer* layer, std::string remarks) 
             place.source = isModel ? PlaceSource::model : PlaceSource::map;
             place.transform = std::move(found.transform);
             place.projection = std::move(found.projection);
-            place.remarks = std::move(found.remarks);
+            const bool needsModel = image.opened.stated().acquisition().geometry != "map";
+            if (isModel || needsModel) // what the model lacks does not matter to a map
+                place.remarks = std::move(found.remarks);
             return place;
         }
         append(place.remarks, found.remarks);

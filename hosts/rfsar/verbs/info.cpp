@@ -155,7 +155,8 @@ Description describe(const std::string& entry) {
         images.push_back({{"file", image.name}, {"pole", image.pole}});
 
     auto warnings = product::warnings(opened);
-    if (const std::string remark = product::modelRemark(facts); !remark.empty())
+    if (const std::string remark = product::modelRemark(facts);
+        !remark.empty() && opened.stated().acquisition().geometry != "map")
         warnings.push_back(remark);
     auto layers = ordered_json::array();
     for (const std::string& name : names)
