@@ -15,6 +15,7 @@
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
+#include <algorithm>
 #include <deque>
 #include <limits>
 #include <optional>
@@ -245,7 +246,9 @@ void geocode(const GeocodeVerb& verb) {
     layout.metadata = originMetadata(raster.opened(), layout.bands, verb.treatment.denoised);
     TiffWriter writer(file, layout);
     drawMap(verb, bands, positions, frame, writer);
-    if (verb.cloudOptimized && bands.front().inDecibels) // which the last step would not average
+    const bool anyDecibels = std::any_of(bands.begin(), bands.end(),
+                                         [](const Band& band) { return band.inDecibels; });
+    if (verb.cloudOptimized && anyDecibels) // which the last step would not average
         addOverviews(writer, raster);
     writer.finish();
     if (verb.cloudOptimized)
