@@ -29,6 +29,8 @@ std::string forUsers(std::string text) {
         (text.ends_with(failed) &&
          isFunction(std::string_view(text).substr(0, text.size() - failed.size()))))
         return "";
+    if (text == "Failed to find parse JSON data")
+        return "is damaged JSON, or not that of a product";
     for (std::size_t begin = 0, end; (end = text.find(": ", begin)) != std::string::npos;)
         if (isFunction(std::string_view(text).substr(begin, end - begin)))
             text.erase(begin, end + 2 - begin);

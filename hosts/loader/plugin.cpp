@@ -129,11 +129,12 @@ std::string refusalAsHeard(const Heard& heard, const std::string& name) {
     if (heard.empty())
         return "it is none of the products that rf_sar reads";
     std::string reason = heard.reason("");
-    // The caller names the file.
-    if (const std::string file = name + ": "; reason.starts_with(file))
-        reason.erase(0, file.size());
-    else if (const std::string line = name + "("; reason.starts_with(line))
-        reason.replace(0, line.size(), "line ").erase(reason.find(')'), 1);
+    // The caller names the file, as the user did.
+    for (const std::string& called : {name, kfnp::absolute(name)})
+        if (const std::string file = called + ": "; reason.starts_with(file))
+            reason.erase(0, file.size());
+        else if (const std::string line = called + "("; reason.starts_with(line))
+            reason.replace(0, line.size(), "line ").erase(reason.find(')'), 1);
     return "cannot be opened as a product: " + reason;
 }
 

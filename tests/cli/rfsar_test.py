@@ -152,6 +152,7 @@ class BadInput(ProductCase):
             (write("broken.xml", b"<product><a>"), "broken.xml"),
             (write("latin.json", b'{"properties": "caf\xe9"}'), "UTF-8"),
             (write("item.json", b'{"properties": {}}'), "No sar:product_type in JSON file"),
+            (write("empty.json", b"{}"), "is damaged JSON, or not that of a product"),
             (write("other/readme.txt", b""), "other"),
         ]
         for entry, reason in cases:
@@ -163,6 +164,13 @@ class BadInput(ProductCase):
                 self.assertEqual(found.returncode, 1)
                 self.assertEqual(json.loads(found.stdout)[0]["index"], -1)
         self.assertFalse((self.folder / "q.png").exists())
+
+    def test_a_relative_name_is_told_as_it_was_given(self):
+        (self.folder / "wrong.xml").write_text("hello")
+        done = subprocess.run([RFSAR, "info", "wrong.xml"], cwd=self.folder, capture_output=True,
+                              text=True, check=False)
+        self.assertEqual(done.stderr, "rfsar: wrong.xml: cannot be opened as a product: "
+                         "line 1: syntax error\n")
 
     def test_slips_of_the_pen_are_answered_by_what_was_meant(self):
         self.assertFails(rfsar("inf", "product.xml"), '"inf" is no verb; did you mean info?',
