@@ -26,10 +26,10 @@ thread_local TolvanLog::Listener* innermostListener = nullptr;
 KERR_REPORT* kerr_CreateErrorReport(std::string_view function, int severity,
                                     std::string_view message, KERR_REPORT* cause) {
     auto report = std::make_unique<KERR_REPORT>();
-    report->cause.reset(cause);
     report->function = function;
     report->severity = severity;
     report->message = message;
+    report->cause.reset(cause); // last: where memory is short, it stays the caller's
     return report.release();
 }
 

@@ -28,6 +28,7 @@ struct KERR_REPORT {
 
 /// @param cause  the report that led here, or null; the new report owns it.
 /// @return a new report owned by the caller; never null.
+/// @throws std::bad_alloc; the cause is the caller's still.
 RF_PLATFORM_API KERR_REPORT* kerr_CreateErrorReport(std::string_view function, int severity,
                                                     std::string_view message,
                                                     KERR_REPORT* cause = nullptr);

@@ -308,3 +308,22 @@ TEST(ShortMemory, TheFirstIdentificationOfAProcessAnswers) {
         EXPECT_EQ(ended, 0) << family;
     }
 }
+
+TEST(ShortMemory, AReportThatCannotBeMadeLeavesItsCauseToTheCaller) {
+    const std::string text(100, 'x'); // longer than strings hold in themselves
+    KERR_REPORT* cause = kerr_CreateErrorReport("f", kerrError, text);
+    int failures = 0;
+    for (std::uint64_t n = 1;; ++n) {
+        try {
+            const FailingNew shortage(n, Shortage::once);
+            cause = kerr_CreateErrorReport(text, kerrError, text, cause);
+            break;
+        } catch (const std::bad_alloc&) {
+            ++failures;
+            ASSERT_EQ(cause->message, text);
+        }
+    }
+    EXPECT_EQ(failures, 3); // the report and its two texts
+    EXPECT_EQ(cause->cause->message, text);
+    kerr_DeleteErrorReportEx(&cause);
+}

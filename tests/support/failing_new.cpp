@@ -2,9 +2,11 @@
 #include "support/failing_new.h"
 
 #include <cstdlib>
+#include <dlfcn.h>
 #include <link.h>
 #include <new>
 #include <string_view>
+#include <unordered_map>
 #include <unwind.h>
 #include <vector>
 
@@ -36,7 +38,7 @@ int addSegments(dl_phdr_info* info, std::size_t, void* list) {
     return 0;
 }
 
-Owner ownerOf(std::uintptr_t address) {
+Owner moduleOf(std::uintptr_t address) {
     static const std::vector<Segment> segments = [] {
         std::vector<Segment> list;
         dl_iterate_phdr(addSegments, &list);
@@ -46,6 +48,23 @@ Owner ownerOf(std::uintptr_t address) {
         if (address >= segment.begin && address < segment.end)
             return segment.owner;
     return Owner::other;
+}
+
+/// Our modules hold instances of the standard library's templates that other libraries call too.
+bool isOfTemplate(std::uintptr_t address) {
+    Dl_info found{};
+    if (dladdr(reinterpret_cast<void*>(address), &found) == 0 || !found.dli_sname)
+        return false;
+    const std::string_view name = found.dli_sname;
+    return name.starts_with("_ZNSt") || name.starts_with("_ZNKSt") || name.starts_with("_ZSt");
+}
+
+Owner ownerOf(std::uintptr_t address) {
+    static std::unordered_map<std::uintptr_t, Owner> known;
+    const auto [place, isNew] = known.try_emplace(address, moduleOf(address));
+    if (isNew && place->second == Owner::ours && isOfTemplate(address))
+        place->second = Owner::standardLibrary;
+    return place->second;
 }
 
 struct Walk {
@@ -97,7 +116,7 @@ bool isDue(void* caller) {
 namespace support {
 
 FailingNew::FailingNew(std::uint64_t n, Shortage kind) {
-    ownerOf(0); // what is looked up once must not count
+    moduleOf(0); // what is looked up once must not count
     left = n;
     shortage = kind;
     failed = false;
@@ -125,9 +144,10 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return isDue(__builtin_return_address(0)) ? nullptr : std::malloc(size ? size : 1);
 }
 
-void operator delete(void* block) noexcept {
+// Not inlined: the compiler would see free() called on what new returned.
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
