@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sart/area_buffer.h"
 
+#include "sart/whole_numbers.h"
+
 #include <algorithm>
 
 namespace sart {
@@ -9,17 +11,6 @@ namespace {
 
 using Areas = PixelGround::Areas;
 using Parts = PixelGround::Parts;
-
-/// Without a call, which floor is on the oldest processors.
-inline int floorOf(double value) {
-    const int whole = static_cast<int>(value);
-    return whole - (value < whole);
-}
-
-inline int ceilOf(double value) {
-    const int whole = static_cast<int>(value);
-    return whole + (value > whole);
-}
 
 inline void add(PixelGround& to, const PixelGround& density, double much) {
     to.areas += density.areas * much;
