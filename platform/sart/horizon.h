@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace sart {
@@ -39,30 +40,29 @@ public:
     bool hides(const Point& point) const;
 
     static std::size_t bytesPerLine(int steps) {
-        return sizeof(Step) * static_cast<std::size_t>(steps);
+        return (2 * sizeof(double) + sizeof(int)) * static_cast<std::size_t>(steps);
     }
 
 private:
-    /// Of the places up to a distance that is a whole number, from the whole number before.
-    struct Step {
-        double highest, lowest; ///< looks; after close, `highest` is of all places before too
-        int dark;               ///< places in shadow, in this step and before; after close
-    };
-
-    const Step* profile(int line) const {
-        return steps_.data() +
-               static_cast<std::size_t>(line - firstLine_) * static_cast<std::size_t>(count_);
+    /// Neighbouring lines lie side by side: edges run across several lines at nearly one step.
+    std::size_t place(int step, int index) const {
+        return static_cast<std::size_t>(step) * static_cast<std::size_t>(lines_) +
+               static_cast<std::size_t>(index);
     }
-    bool asked(int line) const {
-        return line >= firstLine_ && line < firstLine_ + lines_ &&
-               asked_[static_cast<std::size_t>(line - firstLine_)];
+    /// @param index  of a line, from the first.
+    double before(int step, int index) const {
+        return index >= 0 && index < lines_ ? highest_[place(step, index)] : nothing;
     }
-    double before(int line, int step) const;
 
-    int firstLine_ = 0, lines_ = 0, count_ = 0;
+    static constexpr double nothing = -std::numeric_limits<double>::infinity();
+
+    int firstLine_ = 0, lines_ = 0, steps_ = 0;
     bool anyAsked_ = false, closed_ = false;
     std::vector<char> asked_;
-    std::vector<Step> steps_;
+    /// Looks of the places up to a distance that is a whole number, from the whole number before;
+    /// after close, the highest is of all places before too.
+    std::vector<double> highest_, lowest_;
+    std::vector<int> dark_; ///< places in shadow, in this step and before; after close
 };
 
 } // namespace sart

@@ -22,8 +22,10 @@ struct TerrainAreas::Node {
     double heightM;
     Vec3 point;
     Vec3 sight;      ///< unit vector to the antenna
-    double distance; ///< outwards from below the antenna, m; about
+    double distance; ///< outwards, in steps of the horizon
     double look;
+
+    Horizon::Point horizonPoint() const { return {y, distance, look}; }
 };
 
 struct TerrainAreas::Facing {
@@ -163,7 +165,7 @@ TerrainAreas::TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& te
     constexpr double longestShadowM = 20000; // along the line of sight
     const double reliefM = heights.highestM - heights.lowestM;
     before_ = middle.samplesPerRangeM * std::min(reliefM / middle.cosIncidence, longestShadowM);
-    horizonStepM_ = std::max(terrain.spacingM(), middle.sampleM) / 2;
+    stepsPerM_ = 2 / std::max(terrain.spacingM(), middle.sampleM);
     // The image's distances: the antenna's height above the ground changes along the track.
     constexpr int places = 8;
     double nearest = std::numeric_limits<double>::infinity(), farthest = -nearest;
@@ -179,8 +181,8 @@ TerrainAreas::TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& te
             }
     }
     const double shiftM = reliefM * middle.cosIncidence * middle.samplesPerRangeM * middle.sampleM;
-    startOfHorizon_ = nearest - before_ * middle.sampleM - shiftM;
-    stepsOfHorizon_ = static_cast<int>((farthest + shiftM - startOfHorizon_) / horizonStepM_) + 2;
+    startOfHorizonM_ = nearest - before_ * middle.sampleM - shiftM;
+    stepsOfHorizon_ = static_cast<int>((farthest + shiftM - startOfHorizonM_) * stepsPerM_) + 2;
 }
 
 TerrainAreas::~TerrainAreas() = default;
@@ -271,7 +273,9 @@ bool TerrainAreas::fetch(int tileRow, int tileColumn, bool withLooks) {
             node.sight = unit(view.antenna - node.point);
             if (!withLooks)
                 continue;
-            node.distance = distanceOf(node.point, node.heightM, view.outwards);
+            node.distance =
+                (distanceOf(node.point, node.heightM, view.outwards) - startOfHorizonM_) *
+                stepsPerM_;
             node.look = -dot(node.sight, view.up);
         }
     }
@@ -297,15 +301,11 @@ void TerrainAreas::eachTile(bool withLooks, const Take& take) {
     }
 }
 
-Horizon::Point TerrainAreas::horizonPoint(const Node& node) const {
-    return {node.y, stepOf(node.distance), node.look};
-}
-
 /// What hides what, and in which lines.
 void TerrainAreas::raise() {
     const auto add = [&](const Node& a, const Node& b) {
         if (std::isfinite(a.x + a.y + b.x + b.y))
-            horizon_.add(horizonPoint(a), horizonPoint(b));
+            horizon_.add(a.horizonPoint(), b.horizonPoint());
     };
     eachTile(true, [&](Tile& tile) {
         for (int row = 0; row < Tile::cells; ++row) {
@@ -386,9 +386,9 @@ bool TerrainAreas::darken(const Node& a, const Node& b, const Node& c, const Pix
         return node;
     };
     const Node ab = middle(a, b), bc = middle(b, c), ca = middle(c, a);
-    Horizon::Point centre = horizonPoint(a);
+    Horizon::Point centre = a.horizonPoint();
     for (const Node* other : {&b, &c}) {
-        const Horizon::Point point = horizonPoint(*other);
+        const Horizon::Point point = other->horizonPoint();
         centre = {centre.y + point.y, centre.distance + point.distance, centre.look + point.look};
     }
     const bool dark = horizon_.hides({centre.y / 3, centre.distance / 3, centre.look / 3});
@@ -396,6 +396,7 @@ bool TerrainAreas::darken(const Node& a, const Node& b, const Node& c, const Pix
     const double height = most(a.y, b.y, c.y) - least(a.y, b.y, c.y);
     constexpr int deepest = 8;
     const bool small = std::max(width, height) <= 0.5 || depth == deepest;
+    const auto hidden = [&](const Node& node) { return horizon_.hides(node.horizonPoint()); };
     const bool whole = dark == hidden(a) && dark == hidden(b) && dark == hidden(c) &&
                        dark == hidden(ab) && dark == hidden(bc) && dark == hidden(ca);
     if (whole || small)
@@ -416,10 +417,9 @@ bool TerrainAreas::darken(const Node& a, const Node& b, const Node& c, const Pix
 
 /// Where a triangle lies in shadow.
 void TerrainAreas::shade(PixelGround& density, const Node& a, const Node& b, const Node& c) {
-    if (density.sigmaM2() == 0 ||
-        !horizon_.mayHide(least(a.y, b.y, c.y), most(a.y, b.y, c.y),
-                          stepOf(least(a.distance, b.distance, c.distance)),
-                          stepOf(most(a.distance, b.distance, c.distance))))
+    if (density.sigmaM2() == 0 || !horizon_.mayHide(least(a.y, b.y, c.y), most(a.y, b.y, c.y),
+                                                    least(a.distance, b.distance, c.distance),
+                                                    most(a.distance, b.distance, c.distance)))
         return;
     const float cover = density.parts[0] - density.parts[1];
     const PixelGround dark(0, 0, PixelGround::Parts{0, 0, cover, density.parts[3]});

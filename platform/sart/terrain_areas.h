@@ -60,9 +60,6 @@ private:
     void shade(PixelGround& density, const Node& a, const Node& b, const Node& c);
     void findDensities(Tile& tile, int row, bool withShadows);
     bool darken(const Node& a, const Node& b, const Node& c, const PixelGround& change, int depth);
-    double stepOf(double distanceM) const { return (distanceM - startOfHorizon_) / horizonStepM_; }
-    Horizon::Point horizonPoint(const Node& node) const;
-    bool hidden(const Node& node) const { return horizon_.hides(horizonPoint(node)); }
     View viewAt(int line) const;
     View viewAt(double y) const;
 
@@ -73,7 +70,7 @@ private:
     bool farIsRight_; ///< slant range grows with the sample
     double side_;     ///< sign of what lies on the ground's side of the track
     double before_;   ///< samples before the near edge whose terrain may throw shadows
-    double startOfHorizon_, horizonStepM_;
+    double startOfHorizonM_, stepsPerM_;
     int stepsOfHorizon_;
     int margin_; ///< lines that a cell of the terrain may reach over
     AreaBuffer buffer_;
