@@ -20,8 +20,7 @@ void Horizon::start(int firstLine, int lines, int steps) {
     steps_ = steps;
     anyAsked_ = closed_ = false;
     asked_.assign(static_cast<std::size_t>(lines), 0);
-    highest_.clear();
-    lowest_.clear();
+    looks_.clear();
 }
 
 void Horizon::ask(double top, double bottom) {
@@ -33,10 +32,8 @@ void Horizon::ask(double top, double bottom) {
 }
 
 void Horizon::add(const Point& a, const Point& b) {
-    if (highest_.empty()) {
-        highest_.assign(place(steps_, 0), nothing);
-        lowest_.assign(place(steps_, 0), -nothing);
-    }
+    if (looks_.empty())
+        looks_.assign(place(steps_, 0), Looks{nothing, nothing});
     const Point &top = a.y < b.y ? a : b, &low = a.y < b.y ? b : a;
     const int from = std::max(ceilOf(top.y - 0.5), firstLine_);
     const int to = std::min(ceilOf(low.y - 0.5), firstLine_ + lines_);
@@ -52,29 +49,29 @@ void Horizon::add(const Point& a, const Point& b) {
         // The next step outwards is the first that has this place before it.
         if (!(distance <= steps_ - 1))
             continue;
-        const std::size_t at =
-            place(std::max(ceilOf(std::max(distance, -1.0)), 0), line - firstLine_);
-        highest_[at] = std::max(highest_[at], look);
-        lowest_[at] = std::min(lowest_[at], look);
+        Looks& looks =
+            looks_[place(std::max(ceilOf(std::max(distance, -1.0)), 0), line - firstLine_)];
+        const Looks here{look, -look};
+        looks = looks > here ? looks : here;
     }
 }
 
 void Horizon::close() {
-    closed_ = !highest_.empty();
+    closed_ = !looks_.empty();
     if (!closed_)
         return;
     const auto lines = static_cast<std::size_t>(lines_);
-    dark_.resize(highest_.size());
+    dark_.resize(looks_.size());
     std::vector<double> before(lines, nothing);
     std::vector<int> darkBefore(lines, 0);
-    for (std::size_t at = 0; at < highest_.size();)
+    for (std::size_t at = 0; at < looks_.size();)
         for (std::size_t line = 0; line < lines; ++line, ++at) {
             if (asked_[line]) {
-                darkBefore[line] += lowest_[at] < before[line] - lookTolerance;
-                before[line] = std::max(before[line], highest_[at]);
+                darkBefore[line] += -looks_[at][1] < before[line] - lookTolerance;
+                before[line] = std::max(before[line], looks_[at][0]);
             }
             dark_[at] = darkBefore[line];
-            highest_[at] = before[line];
+            looks_[at][0] = before[line];
         }
 }
 

@@ -12,6 +12,8 @@ namespace sart {
 /// the antenna's nadir and the line of sight. It is in shadow when something nearer looks higher.
 /// Only lines that were asked for have shadows. One thread at a time.
 class Horizon {
+    typedef double Looks __attribute__((vector_size(16)));
+
 public:
     /// Empties it; no line has shadows.
     void start(int firstLine, int lines, int steps);
@@ -40,7 +42,7 @@ public:
     bool hides(const Point& point) const;
 
     static std::size_t bytesPerLine(int steps) {
-        return (2 * sizeof(double) + sizeof(int)) * static_cast<std::size_t>(steps);
+        return (sizeof(Looks) + sizeof(int)) * static_cast<std::size_t>(steps);
     }
 
 private:
@@ -51,7 +53,7 @@ private:
     }
     /// @param index  of a line, from the first.
     double before(int step, int index) const {
-        return index >= 0 && index < lines_ ? highest_[place(step, index)] : nothing;
+        return index >= 0 && index < lines_ ? looks_[place(step, index)][0] : nothing;
     }
 
     static constexpr double nothing = -std::numeric_limits<double>::infinity();
@@ -59,9 +61,10 @@ private:
     int firstLine_ = 0, lines_ = 0, steps_ = 0;
     bool anyAsked_ = false, closed_ = false;
     std::vector<char> asked_;
-    /// Looks of the places up to a distance that is a whole number, from the whole number before;
-    /// after close, the highest is of all places before too.
-    std::vector<double> highest_, lowest_;
+    /// The highest look and the lowest, turned round, so that both are the greatest: of the places
+    /// up to a distance that is a whole number, from the whole number before. After close, the
+    /// highest is of all places before too.
+    std::vector<Looks> looks_;
     std::vector<int> dark_; ///< places in shadow, in this step and before; after close
 };
 
