@@ -3,6 +3,7 @@
 
 #include "rf_platform_api.h"
 #include "sart/area_kernels.h"
+#include "sart/large_pages.h"
 
 #include <cstddef>
 #include <span>
@@ -79,7 +80,7 @@ private:
     int columns_;
     AddEdge addEdgeInside_;
     int firstLine_ = 0, lines_ = 0;
-    std::vector<PixelGround> cells_;
+    std::vector<PixelGround, LargePages<PixelGround>> cells_;
 };
 
 } // namespace sart

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sart/large_pages.h"
+
 #include <cstddef>
 #include <limits>
 #include <vector>
@@ -64,8 +66,9 @@ private:
     /// The highest look and the lowest, turned round, so that both are the greatest: of the places
     /// up to a distance that is a whole number, from the whole number before. After close, the
     /// highest is of all places before too.
-    std::vector<Looks> looks_;
-    std::vector<int> dark_; ///< places in shadow, in this step and before; after close
+    std::vector<Looks, LargePages<Looks>> looks_;
+    std::vector<int, LargePages<int>>
+        dark_; ///< places in shadow, in this step and before; after close
 };
 
 } // namespace sart
