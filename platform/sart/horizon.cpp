@@ -20,7 +20,16 @@ void Horizon::start(int firstLine, int lines, int steps) {
     steps_ = steps;
     anyAsked_ = closed_ = false;
     asked_.assign(static_cast<std::size_t>(lines), 0);
-    looks_.clear();
+    isEmpty_.assign(static_cast<std::size_t>(steps / stepsOfGroup + 1), 0);
+}
+
+void Horizon::empty(std::size_t group) {
+    looks_.resize(place(steps_, 0));
+    const int from = static_cast<int>(group) * stepsOfGroup;
+    const int to = std::min(from + stepsOfGroup, steps_);
+    std::fill(looks_.begin() + static_cast<std::ptrdiff_t>(place(from, 0)),
+              looks_.begin() + static_cast<std::ptrdiff_t>(place(to, 0)), Looks{nothing, nothing});
+    isEmpty_[group] = 1;
 }
 
 void Horizon::ask(double top, double bottom) {
@@ -32,8 +41,6 @@ void Horizon::ask(double top, double bottom) {
 }
 
 void Horizon::add(const Point& a, const Point& b) {
-    if (looks_.empty())
-        looks_.assign(place(steps_, 0), Looks{nothing, nothing});
     const Point &top = a.y < b.y ? a : b, &low = a.y < b.y ? b : a;
     const int from = std::max(ceilOf(top.y - 0.5), firstLine_);
     const int to = std::min(ceilOf(low.y - 0.5), firstLine_ + lines_);
@@ -49,17 +56,20 @@ void Horizon::add(const Point& a, const Point& b) {
         // The next step outwards is the first that has this place before it.
         if (!(distance <= steps_ - 1))
             continue;
-        Looks& looks =
-            looks_[place(std::max(ceilOf(std::max(distance, -1.0)), 0), line - firstLine_)];
+        const int step = std::max(ceilOf(std::max(distance, -1.0)), 0);
+        if (const auto group = static_cast<std::size_t>(step / stepsOfGroup); !isEmpty_[group])
+            empty(group);
+        Looks& looks = looks_[place(step, line - firstLine_)];
         const Looks here{look, -look};
         looks = looks > here ? looks : here;
     }
 }
 
 void Horizon::close() {
-    closed_ = !looks_.empty();
-    if (!closed_)
-        return;
+    closed_ = true;
+    for (std::size_t group = 0; group < isEmpty_.size(); ++group)
+        if (!isEmpty_[group])
+            empty(group);
     const auto lines = static_cast<std::size_t>(lines_);
     dark_.resize(looks_.size());
     std::vector<double> before(lines, nothing);
