@@ -205,12 +205,14 @@ void TerrainAreas::project(int firstLine, int lines) {
     horizon_.start(top, together, stepsOfHorizon_);
     // Where no ground is turned away from the antenna, nothing lies in shadow: then drawing is all.
     // It is a likely case, unless the strip before was another.
+    const std::uint64_t cellsBefore = cells_;
     bool drawn = false;
     if (!shadows_) {
         draw(false);
         drawn = !horizon_.asked();
     }
     if (!drawn) {
+        cells_ = cellsBefore;
         raise();
         shadows_ = horizon_.asked();
         buffer_.start(firstLine, lines);
