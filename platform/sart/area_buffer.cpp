@@ -10,61 +10,23 @@ namespace {
 using Areas = PixelGround::Areas;
 using Parts = PixelGround::Parts;
 
-/// Without a call, which floor is on the oldest processors.
-inline int floorOf(double value) {
-    const int whole = static_cast<int>(value);
-    return whole - (value < whole);
-}
-
-inline int ceilOf(double value) {
-    const int whole = static_cast<int>(value);
-    return whole + (value > whole);
-}
-
 inline void add(PixelGround& to, const PixelGround& density, double much) {
     to.areas += density.areas * much;
     to.parts += density.parts * static_cast<float>(much);
 }
 
-/// An edge within one line, over `height` of it, from column position `a` to `b`: the area right of
-/// it, shared among the columns that it crosses. Positive where the edge runs down.
-inline void addWithinLine(PixelGround* line, const PixelGround& density, double a, double b,
-                          double height) {
-    const double left = std::min(a, b), right = std::max(a, b);
-    int column = static_cast<int>(left);
-    if (right <= column + 1) {
-        const double rest = height * (0.5 * (left + right) - column);
-        add(line[column], density, height - rest);
-        add(line[column + 1], density, rest);
-        return;
-    }
-    const double heightPerColumn = height / (right - left);
-    double before = 0; // what the column before hands on
-    double from = left, remaining = height;
-    for (; column + 1 < right; ++column) {
-        const double here = heightPerColumn * (column + 1 - from);
-        const double rest = here * (0.5 * (from - column + 1));
-        add(line[column], density, before + here - rest);
-        before = rest;
-        remaining -= here;
-        from = column + 1;
-    }
-    const double rest = remaining * (0.5 * (from + right) - column);
-    add(line[column], density, before + remaining - rest);
-    add(line[column + 1], density, rest);
-}
-
 } // namespace
+
+AreaBuffer::AreaBuffer(int columns) : columns_(columns), addEdgeInside_(quickestAddEdge()) {}
 
 void AreaBuffer::start(int firstLine, int lines) {
     firstLine_ = firstLine;
     lines_ = lines;
-    cells_.assign((static_cast<std::size_t>(columns_) + 2) * static_cast<std::size_t>(lines), {});
+    cells_.assign(stride() * static_cast<std::size_t>(lines), {});
 }
 
 std::span<const PixelGround> AreaBuffer::line(int line) const {
-    const std::size_t stride = static_cast<std::size_t>(columns_) + 2;
-    return {cells_.data() + stride * static_cast<std::size_t>(line - firstLine_),
+    return {cells_.data() + stride() * static_cast<std::size_t>(line - firstLine_),
             static_cast<std::size_t>(columns_)};
 }
 
@@ -72,9 +34,7 @@ void AreaBuffer::addTo(int column, int line, const PixelGround& amounts) {
     if (line < firstLine_ || line >= firstLine_ + lines_ || column < 0 || column >= columns_)
         return;
     PixelGround* cell =
-        cells_.data() +
-        (static_cast<std::size_t>(columns_) + 2) * static_cast<std::size_t>(line - firstLine_) +
-        column;
+        cells_.data() + stride() * static_cast<std::size_t>(line - firstLine_) + column;
     add(cell[0], amounts, 1);
     add(cell[1], amounts, -1);
 }
@@ -102,31 +62,12 @@ void AreaBuffer::addEdge(const PixelGround& density, double ax, double ay, doubl
 }
 
 void AreaBuffer::addInside(const PixelGround& density, double ax, double ay, double bx, double by) {
-    const bool down = by > ay;
-    const double topX = down ? ax : bx, topY = down ? ay : by;
-    const double lowX = down ? bx : ax, lowY = down ? by : ay;
-    if (!(lowY - topY > 1e-200))
-        return;
-    // From the ends themselves, wherever the buffer's lines begin: the same bits in every strip.
-    const double slope = (lowX - topX) / (lowY - topY);
-    const auto crossing = [&](double y) { return topX + (y - topY) * slope; };
-    const int from = std::max(floorOf(topY), firstLine_);
-    const int to = std::min(ceilOf(lowY), firstLine_ + lines_);
-    const std::size_t stride = static_cast<std::size_t>(columns_) + 2;
-    PixelGround* line = cells_.data() + stride * static_cast<std::size_t>(from - firstLine_);
-    double x = from > topY ? crossing(from) : topX;
-    for (int j = from; j < to; ++j, line += stride) {
-        const double nextX = j + 1 < lowY ? crossing(j + 1) : lowX;
-        const double height = std::min(lowY, j + 1.0) - std::max(topY, double(j));
-        addWithinLine(line, density, x, nextX, down ? height : -height);
-        x = nextX;
-    }
+    addEdgeInside_({cells_.data(), stride(), firstLine_, lines_}, density, ax, ay, bx, by);
 }
 
 void AreaBuffer::sum() {
-    const std::size_t stride = static_cast<std::size_t>(columns_) + 2;
     for (int j = 0; j < lines_; ++j) {
-        PixelGround* line = cells_.data() + stride * static_cast<std::size_t>(j);
+        PixelGround* line = cells_.data() + stride() * static_cast<std::size_t>(j);
         Areas areas{};
         double parts[4] = {};
         for (int i = 0; i < columns_; ++i) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "rf_platform_api.h"
+#include "sart/area_kernels.h"
+#include "sart/large_pages.h"
 
 #include <cstddef>
 #include <span>
@@ -43,7 +45,7 @@ struct PixelGround {
 /// What a line receives does not depend on which other lines the buffer holds.
 class RF_PLATFORM_API AreaBuffer {
 public:
-    explicit AreaBuffer(int columns) : columns_(columns) {}
+    explicit AreaBuffer(int columns);
 
     /// Empties the buffer and sets which lines it holds.
     void start(int firstLine, int lines);
@@ -65,15 +67,20 @@ public:
     std::span<const PixelGround> line(int line) const;
 
     static std::size_t bytesPerLine(int columns) {
-        return sizeof(PixelGround) * (static_cast<std::size_t>(columns) + 2);
+        return sizeof(PixelGround) * (static_cast<std::size_t>(columns) + beyond);
     }
 
 private:
+    /// Cells right of a line's last column, for what is cut off.
+    static constexpr std::size_t beyond = 3;
+
+    std::size_t stride() const { return static_cast<std::size_t>(columns_) + beyond; }
     void addInside(const PixelGround& density, double ax, double ay, double bx, double by);
 
     int columns_;
+    AddEdge addEdgeInside_;
     int firstLine_ = 0, lines_ = 0;
-    std::vector<PixelGround> cells_;
+    std::vector<PixelGround, LargePages<PixelGround>> cells_;
 };
 
 } // namespace sart

@@ -9,6 +9,8 @@
 #include "sart/terrain_grid.h"
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 namespace sart {
 
@@ -25,6 +27,7 @@ class RF_PLATFORM_API TerrainAreas {
 public:
     /// Both must outlive the projection.
     TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& terrain);
+    ~TerrainAreas();
 
     /// Projects what lies in some lines.
     void project(int firstLine, int lines);
@@ -35,40 +38,47 @@ public:
     /// @return memory that a strip takes at most.
     std::size_t bytesOf(int lines) const;
 
-    /// @return cells of the terrain projected so far; those under two strips count twice.
+    /// @return cells of the terrain drawn so far; those under two strips count twice.
     std::uint64_t cells() const { return cells_; }
 
 private:
     struct Node;
-    struct Row;
-    struct Facet;
-    struct RowFacets;
+    struct Facing;
+    class Tile;
+    /// The antenna when it sees a line, and directions there.
+    struct View {
+        sarm::Vec3 antenna, up, outwards;
+    };
 
-    void pass(bool draws, bool withShadows);
-    void raiseHorizon();
-    void fetch(int row, Row& nodes, bool withLooks);
-    Facet facetOf(const Node& a, const Node& b, const Node& c);
-    void facetsBetween(const Row& upper, const Row& lower, bool withShadows, RowFacets& facets);
-    void darken(const Node& a, const Node& b, const Node& c, const PixelGround& change, int depth);
-    Horizon::Point horizonPoint(const Node& node) const;
-    bool hidden(const Node& node) const { return horizon_.hides(horizonPoint(node)); }
-    sarm::Vec3 antennaAt(double y) const;
+    template <typename Take>
+    void eachTile(bool withLooks, const Take& take);
+    bool fetch(int tileRow, int tileColumn, bool withLooks);
+    void raise();
+    void draw(bool withShadows);
+    Facing facing(const Node& a, const Node& b, const Node& c);
+    PixelGround densityOf(const Node& a, const Node& b, const Node& c);
+    void shade(PixelGround& density, const Node& a, const Node& b, const Node& c);
+    void findDensities(Tile& tile, int row, bool withShadows);
+    bool darken(const Node& a, const Node& b, const Node& c, const PixelGround& change, int depth);
+    View viewAt(int line) const;
+    View viewAt(double y) const;
 
     const sarm::SensorModel& model_;
     const TerrainGrid& terrain_;
     sarm::ImageSize size_;
     double upright_;  ///< sign of the image area of level ground seen from above, turning left
     bool farIsRight_; ///< slant range grows with the sample
-    double referenceHeightM_;
-    double before_; ///< samples before the near edge whose terrain may throw shadows
-    double startOfHorizon_, samplesPerStep_;
+    double side_;     ///< sign of what lies on the ground's side of the track
+    double before_;   ///< samples before the near edge whose terrain may throw shadows
+    double startOfHorizonM_, stepsPerM_;
     int stepsOfHorizon_;
     int margin_; ///< lines that a cell of the terrain may reach over
     AreaBuffer buffer_;
     Horizon horizon_;
     bool shadows_ = false; ///< in the last strip
     StripNodes nodes_;
-    std::vector<sarm::Vec3> antenna_; ///< for each line of the strip and its margin
+    std::vector<View> views_; ///< for each line of the strip and its margin
+    std::unique_ptr<Tile> tile_;
     std::uint64_t cells_ = 0;
 };
 

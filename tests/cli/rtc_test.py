@@ -2,6 +2,7 @@
 """rfsar rtc: flattened values on level ground and slopes, in both geometries, and how it fails."""
 
 import json
+import os
 import pathlib
 import re
 import sys
@@ -180,18 +181,36 @@ class Values(RtcCase):
 
 
 class Files(RtcCase):
-    def test_memory_changes_no_bit_and_metadata_tell_what_was_done(self):
+    def test_neither_memory_nor_threads_change_a_bit_in_mountains(self):
+        product = self.make("rcm", lines=450, samples=5000)
+        model = self.model(product, lambda east, north: 500 * np.sin(east / 260) +
+                           200 * np.sin(north / 300), side=1100)
+        every = os.sched_getaffinity(0)
+        results = []
+        for memory, cores in (("1024", every), ("64", every), ("150", every), ("64", {min(every)})):
+            out = self.folder / f"{memory} {len(cores)}.tif"
+            os.sched_setaffinity(0, cores)  # the program takes as many threads
+            self.addCleanup(os.sched_setaffinity, 0, every)
+            done = rfsar("rtc", product.opened, "--dem", model, "--crs", "EPSG:32632", "-o", out,
+                         "--resolution", "25", "--max-memory", memory)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            results.append(self.bands(out))
+        mask = results[0]["MASK"].astype(int)
+        self.assertGreater((mask == SHADOW).sum(), 1000)
+        self.assertGreater(((mask & LAYOVER) > 0).sum(), 1000)
+        for other in results[1:]:
+            for name, band in results[0].items():
+                self.assertEqual(band.tobytes(), other[name].tobytes(), name)
+
+    def test_metadata_tell_what_was_done(self):
         product = self.make("rcm", lines=700, samples=600, polarizations="HH HV")
         model = self.model(product, lambda east, north: 90 * np.sin(east / 400))
-        results = []
-        for memory in ("64", "1024"):
-            out = self.folder / f"{memory}.tif"
-            done = rfsar("rtc", product.opened, "--dem", model, "--crs", "EPSG:32632", "-o", out,
-                         "--max-memory", memory, "--stac")
-            self.assertEqual(done.returncode, 0, done.stderr)
-            results.append(gdal.Open(str(out)))
-        self.assertEqual(results[0].ReadAsArray().tobytes(), results[1].ReadAsArray().tobytes())
-        tags = results[0].GetMetadata()
+        out = self.folder / "told.tif"
+        done = rfsar("rtc", product.opened, "--dem", model, "--crs", "EPSG:32632", "-o", out,
+                     "--stac")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        told = gdal.Open(str(out))
+        tags = told.GetMetadata()
         self.assertEqual(tags["NOISE_REMOVED"], "NO")
         self.assertEqual(tags["DEM"], str(model))
         self.assertIn("10.1109/TGRS.2011.2120616", tags["RTC_ALGORITHM"])
@@ -199,14 +218,14 @@ class Files(RtcCase):
         self.assertLess(abs(float(tags["GEOLOCATION_BIAS_EAST_M"])), 0.5)
         self.assertTrue(re.fullmatch(r"-?\d+\.\d+ to -?\d+\.\d+",
                                      tags["NOISE_EQUIVALENT_SIGMA_NOUGHT_HV_DB"]))
-        item = json.loads((self.folder / "64.tif.json").read_text("utf-8"))
-        self.assertEqual(item["assets"]["data"]["href"], "64.tif")
+        item = json.loads((self.folder / "told.tif.json").read_text("utf-8"))
+        self.assertEqual(item["assets"]["data"]["href"], "told.tif")
         self.assertEqual([band["name"] for band in item["assets"]["data"]["bands"]][:3],
                          ["GAMMA_NOUGHT_RTC_HH", "GAMMA_NOUGHT_RTC_HV", "MASK"])
         self.assertEqual(item["properties"]["proj:shape"],
-                         [results[0].RasterYSize, results[0].RasterXSize])
+                         [told.RasterYSize, told.RasterXSize])
         cog, _ = self.rtc(product, "--dem", model, "--crs", "EPSG:32632", "--cog", name="cog.tif")
-        np.testing.assert_array_equal(cog["MASK"], results[0].GetRasterBand(3).ReadAsArray())
+        np.testing.assert_array_equal(cog["MASK"], told.GetRasterBand(3).ReadAsArray())
         leftover = [path.name for path in self.folder.glob("*part*")]
         self.assertEqual(leftover, [])
 

@@ -28,12 +28,12 @@ gdal.UseExceptions()
 LINES = 500  # written at once
 
 
-def fill(file, side):
+def fill(file, samples, lines):
     """Speckle of a fixed seed, so that nothing compresses away."""
-    noise = np.random.default_rng(7).rayleigh(300, (LINES, side)).astype(np.uint16)
+    noise = np.random.default_rng(7).rayleigh(300, (LINES, samples)).astype(np.uint16)
     image = gdal.Open(str(file), gdal.GA_Update)
-    for line in range(0, side, LINES):
-        count = min(LINES, side - line)
+    for line in range(0, lines, LINES):
+        count = min(LINES, lines - line)
         image.WriteArray(np.roll(noise, line, axis=1)[:count], 0, line)
 
 
@@ -58,7 +58,7 @@ def main():
         made = sarsim.make(sarsim.Recipe("rcm", lines=options.side, samples=options.side,
                                          polarizations="HH", sparse=True, target_grid=0,
                                          line_spacing=5.0, pixel_spacing=5.0), folder)
-        fill(next(pathlib.Path(made.folder).rglob("*.tif")), options.side)
+        fill(next(pathlib.Path(made.folder).rglob("*.tif")), options.side, options.side)
         out = pathlib.Path(folder) / "out.tif"
         limit = options.limit << 20
         begun = time.monotonic()

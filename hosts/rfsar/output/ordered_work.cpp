@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <sched.h>
 #include <thread>
 #include <vector>
 
@@ -106,7 +107,13 @@ private:
 } // namespace
 
 std::size_t machineThreads() {
-    return threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency());
+    if (threads != 0)
+        return threads;
+    // Those that this process may use: a batch system's share of the machine.
+    cpu_set_t cores;
+    if (sched_getaffinity(0, sizeof cores, &cores) == 0)
+        return static_cast<std::size_t>(std::max(1, CPU_COUNT(&cores)));
+    return std::max(1U, std::thread::hardware_concurrency());
 }
 
 void useThreads(std::size_t count) {

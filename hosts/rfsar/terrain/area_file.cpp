@@ -33,16 +33,19 @@ void AreaFile::fail(const char* what) const {
                         what + ": " + std::strerror(errno));
 }
 
-void AreaFile::append(const float* values, std::uint32_t lines) {
+void AreaFile::write(const float* values, std::uint32_t firstLine, std::uint32_t lines) {
     const auto* bytes = reinterpret_cast<const char*>(values);
-    std::size_t left = std::size_t{lines} * width_ * planes * sizeof(float);
+    const std::size_t lineBytes = sizeof(float) * planes * width_;
+    std::size_t left = lineBytes * lines;
+    auto at = static_cast<off_t>(lineBytes * firstLine);
     while (left > 0) {
-        const ssize_t written = write(file_, bytes, left);
+        const ssize_t written = pwrite(file_, bytes, left, at);
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
             fail("cannot be written");
         bytes += written;
+        at += written;
         left -= static_cast<std::size_t>(written);
     }
 }

@@ -8,8 +8,7 @@
 #include <string>
 
 /// What the terrain does to each pixel of an image, in a passing file that is removed with this:
-/// larger than memory, written once in the order of the lines, then read anywhere. Reads may run on
-/// many threads.
+/// larger than memory, written once, then read anywhere. Writes and reads may run on many threads.
 class AreaFile {
 public:
     enum Plane {
@@ -29,9 +28,9 @@ public:
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
 
-    /// Adds lines at the end.
+    /// Writes lines, each once, in any order and on any thread.
     /// @param values  of each line, all planes, one after the other.
-    void append(const float* values, std::uint32_t lines);
+    void write(const float* values, std::uint32_t firstLine, std::uint32_t lines);
 
     /// Reads part of one line.
     void read(Plane plane, std::uint32_t line, std::uint32_t column, std::uint32_t count,

@@ -86,12 +86,10 @@ double projectTerrain(const sarm::SensorModel& model, product::TerrainNodes& nod
             }
             to += std::size_t{AreaFile::planes} * width;
         }
+        file.write(strip.values.data(), first(item), count(item));
     };
     console::Progress progress("projecting the terrain", work.items);
-    work.take = [&](std::size_t item, std::size_t slot) {
-        file.append(strips[slot]->values.data(), count(item));
-        progress.advanceTo(item + 1);
-    };
+    work.take = [&](std::size_t item, std::size_t) { progress.advanceTo(item + 1); };
     run(work);
     std::uint64_t outside = 0;
     for (const std::optional<Strip>& strip : strips)

@@ -157,9 +157,12 @@ void drawTiles(const RtcVerb& verb, const Scene& scene, const AreaFile& areas,
         (8 * sizeof(KxfrPixel) + bandCount * sizeof(float)) * side * linesTogether;
     TileWork work;
     work.slots = std::clamp<std::size_t>(verb.memory() / 4 / perSlot, 1, machineThreads() + 2);
+    // With the tiles' quarter and the eighth for blocks, so much leaves room for the program
+    // itself.
+    const std::size_t forImages = verb.memory() / 8 * 3;
     const FlattenedTiles tiles(areas, scene.images,
                                positions ? verb.resampling : Resampling::nearest, frame.reduction,
-                               verb.inDb, verb.memory() / 2, work.slots);
+                               verb.inDb, forImages, work.slots);
     struct Slot {
         std::unique_ptr<product::MapPositions> positions;
         std::vector<KxfrPixel> pixels;
