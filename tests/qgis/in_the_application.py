@@ -14,7 +14,7 @@ import sys
 import traceback
 
 from qgis.core import (QgsCoordinateReferenceSystem, QgsCoordinateTransform, QgsProject,
-                       QgsProviderRegistry)
+                       QgsProviderRegistry, QgsRaster)
 from qgis.PyQt.QtCore import QTimer
 from qgis.PyQt.QtGui import QColor
 from qgis.PyQt.QtWidgets import QWidget
@@ -72,6 +72,13 @@ def show(remaining, report):
     return settled(lambda: (measure(layer, report), show(remaining[1:], report)))
 
 
+def samples_of(layer):
+    """How many bands hold samples: of warped images QGIS adds one for what lies outside."""
+    provider = layer.dataProvider()
+    return sum(provider.colorInterpretation(band + 1) != QgsRaster.AlphaBand
+               for band in range(layer.bandCount()))
+
+
 def measure(layer, report):
     canvas = iface.mapCanvas()
     picture = drawing.grey_values(canvas.viewport().grab().toImage())  # without the frame around
@@ -88,7 +95,7 @@ def measure(layer, report):
     columns, rows = sorted(p.x() for p in places), sorted(p.y() for p in places)
     inside = picture[int(rows[1]):int(rows[-2]), int(columns[1]):int(columns[-2])]
     report[layer.name()] = {
-        "valid": layer.isValid(), "crs": layer.crs().authid(), "bands": layer.bandCount(),
+        "valid": layer.isValid(), "crs": layer.crs().authid(), "bands": samples_of(layer),
         "offsets": offsets, "faults": drawing.faults_of_greys(inside)}
 
 
