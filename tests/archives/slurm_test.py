@@ -87,8 +87,10 @@ class Slurm(ProductCase):
     def test_a_node_that_dies(self):
         self.slurm("--chunk-seconds", "2")
         self.await_results(6)
-        for step in self.cluster.steps():
-            os.kill(step, signal.SIGKILL)
+        tasks = self.cluster.steps()
+        self.assertTrue(tasks)
+        for task in tasks:
+            os.kill(task, signal.SIGKILL)
         node = self.cluster.processes["slurmd"]
         node.kill()
         node.wait()

@@ -120,15 +120,15 @@ class Trial:
             time.sleep(0.05)
 
     def slurm_ended(self, cluster):
-        for what in ("cancelled", "a task killed"):
+        for what in ("cancelled", "tasks killed"):
             into = self.fresh()
             run(*self.command(into, "--slurm", "--chunk-seconds", "20"), env=cluster.environment)
             self.await_results(into, self.count // 4)
             if what == "cancelled":
                 cluster.cancel_all()
             else:
-                for step in cluster.steps():
-                    os.kill(step, signal.SIGKILL)
+                for task in cluster.steps():
+                    os.kill(task, signal.SIGKILL)
             while cluster.jobs():
                 time.sleep(0.2)
             made = sum(1 for _ in into.glob("*.json"))

@@ -133,10 +133,20 @@ class SlurmCluster:
         return len(self.run("squeue", "-h", "-r", "-o", "%i").split())
 
     def steps(self):
-        """Processes that run tasks: the children of slurmd."""
-        children = pathlib.Path(f"/proc/{self.processes['slurmd'].pid}/task")
-        return [int(p) for task in children.iterdir() for p in
-                (task / "children").read_text().split()]
+        """Processes of tasks: all below the keepers of steps, which leave slurmd's family."""
+        processes = {}
+        for stat in pathlib.Path("/proc").glob("[0-9]*/stat"):
+            try:
+                pid, name, _, parent = re.match(r"(\d+) \((.*)\) (\S) (\d+)", stat.read_text()).groups()
+            except OSError:  # has ended
+                continue
+            processes[int(pid)] = (name, int(parent))
+
+        def is_below_a_keeper(pid):
+            parent = processes[pid][1]
+            return parent in processes and (
+                processes[parent][0] == "slurmstepd" or is_below_a_keeper(parent))
+        return [pid for pid in processes if is_below_a_keeper(pid)]
 
     def cancel_all(self):
         self.run("scancel", "--user", getpass.getuser(), check=False)
