@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "fuzz/memory_folder.h"
 
+#include <cpl_string.h>
 #include <cpl_vsi.h>
 
 namespace fuzz {
@@ -24,6 +25,11 @@ std::string MemoryFolder::write(const std::string& name, std::string_view conten
         VSIFCloseL(out);
     }
     return file;
+}
+
+std::vector<std::string> filesInMemory() {
+    const CPLStringList names(VSIReadDirRecursive("/vsimem/"));
+    return {names.List(), names.List() + names.Count()};
 }
 
 } // namespace fuzz
