@@ -58,32 +58,17 @@ void askModel(const product::Locator& locator, double width, double height) {
 }
 
 void locate(const product::OpenedProduct& opened, const loader::Layer& layer, bool fits) {
-    attempt([&] {
-        const product::Locator locator(opened, layer);
-        askModel(locator, layer.width(), layer.height());
-        for (const auto& ring :
-             product::footprintOf(locator, layer.width(), layer.height()).polygons)
-            for (const product::LonLat& corner : ring)
-                require(std::abs(corner.lonDeg) <= 180 && std::abs(corner.latDeg) <= 90,
-                        "a footprint lies on the earth");
-    });
-    attempt([&] {
-        const product::Window whole{0, 0, layer.width(), layer.height()};
-        const product::Place place = product::placeOf(opened, layer);
-        std::string remarks;
-        product::placementOf(place, whole);
-        if (fits)
-            product::publishedRpc(opened, place, whole, remarks);
-    });
-}
-
-/// All layers lie on the same ground; one is located.
-void readLayer(const product::OpenedProduct& opened, const std::string& name, bool isFirst,
-               std::size_t turn) {
-    const loader::Layer layer = opened.product.openLayer(name);
-    attempt([&] { readBlocks(layer); });
-    if (isFirst)
-        locate(opened, layer, turn % turnsToFit == 0);
+    const product::Locator locator(opened, layer);
+    askModel(locator, layer.width(), layer.height());
+    for (const auto& ring : product::footprintOf(locator, layer.width(), layer.height()).polygons)
+        for (const product::LonLat& corner : ring)
+            require(std::abs(corner.lonDeg) <= 180 && std::abs(corner.latDeg) <= 90,
+                    "a footprint lies on the earth");
+    const product::Window whole{0, 0, layer.width(), layer.height()};
+    product::placementOf(*locator.place(), whole);
+    std::string remarks;
+    if (fits)
+        product::publishedRpc(opened, *locator.place(), whole, remarks);
 }
 
 void readNode(const loader::Product& opened, const std::string& name) {
@@ -153,7 +138,7 @@ void readRaster(const product::Raster& raster, const product::Entry& entry) {
 void readRasters(const std::shared_ptr<const product::OpenedProduct>& opened, std::size_t turn) {
     const std::vector<product::Entry> entries = product::catalogue(*opened);
     for (std::size_t i = 0; i < std::min(entries.size(), mostRasters); ++i) {
-        const product::Entry& entry = entries[(turn + i) % entries.size()];
+        const product::Entry& entry = entries[(turn / turnsToFit + i) % entries.size()];
         if (entry.kind == product::Entry::Kind::layer)
             continue;
         attempt([&] { readRaster(*product::openRaster(opened, entry), entry); });
@@ -166,6 +151,9 @@ void readRasters(const std::shared_ptr<const product::OpenedProduct>& opened, st
     }
 }
 
+/// What is not needed to reach what follows is done for every second input each.
+enum Part : std::size_t { place = 1, nodes = 2, rasters = 4, checks = 8 };
+
 void readProduct(const std::string& entry, std::size_t turn) {
     const auto whole = product::openProduct(entry);
     const product::OpenedProduct& opened = *whole;
@@ -173,13 +161,21 @@ void readProduct(const std::string& entry, std::size_t turn) {
     names.resize(std::min(names.size(), mostLayers));
     names.push_back("C_HH_MAGNITUDE_OneLineAsBlock_1");
     for (const std::string& name : names)
-        attempt([&] { readLayer(opened, name, name == names.front(), turn); });
-    for (const std::string& name : opened.nodeNames())
-        attempt([&] { readNode(opened.product, name); });
+        attempt([&] {
+            const loader::Layer layer = opened.product.openLayer(name);
+            attempt([&] { readBlocks(layer); });
+            if ((turn & place) && name == names.front()) // all layers lie on the same ground
+                locate(opened, layer, turn % turnsToFit == place);
+        });
+    if (turn & nodes)
+        for (const std::string& name : opened.nodeNames())
+            attempt([&] { readNode(opened.product, name); });
     attempt([&] { readStatements(opened.stated()); });
-    attempt([&] { readRasters(whole, turn); });
-    for (const product::Finding& finding : product::runChecks(opened))
-        requireSentence(finding.sentence);
+    if (turn & rasters)
+        attempt([&] { readRasters(whole, turn); });
+    if (turn & checks)
+        for (const product::Finding& finding : product::runChecks(opened))
+            requireSentence(finding.sentence);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ PRODUCTS = {
 }
 # Which of them are sent every way: one that is complex, one detected, one on a map, one of bursts.
 WAYS = {"verbs": ("run_verb.cpp", "rfsar"), "driver": ("open_driver.cpp", "gdal")}
-SENT = (("rs2", 0), ("rs2", 1), ("rcm", 1), ("rcm", 4), ("rcm", 2), ("capella", 1), ("capella", 2))
+SENT = (("rs2", 0), ("capella", 1), ("capella", 2), ("rcm", 4), ("rcm", 2), ("rs2", 1), ("rcm", 1))
 TEXTS = [b"", b"2024-05-06T07:08:09.123456Z", b"-1.25e-3", b"123456789012345678901", b"true",
          b"../a/./b//c.tif", b"https://host/a/b.tif?x=1", b"/vsizip//a.zip/b", b"~/a",
          "Grüße, 世界 🛰".encode(), "Grüße 🛰".encode("utf-16-le"), b"\xff\xfe\x00\xd8", b"%s of %d%%"]
