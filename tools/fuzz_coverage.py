@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What the fuzzers' inputs reach: builds them with clang's coverage, replays the kept corpus, the
-seeds, tests/broken and what build-fuzz found, and prints the lines reached of each part."""
+"""What the fuzzers' inputs reach: builds them with clang's coverage, replays the seeds, the kept
+corpus and tests/broken, and prints the lines reached of each part; --files: of each file too."""
 
 import fnmatch
 import json
@@ -40,13 +40,11 @@ def run(*command, **extra):
 
 
 def folders_of(kind):
-    places = (BUILD / "tests/fuzz/corpus", ROOT / "build-fuzz/tests/fuzz/found",
-              ROOT / "tests/broken")
+    places = (BUILD / "tests/fuzz/corpus", ROOT / "tests/broken")
     return [str(place / kind) for place in places if (place / kind).is_dir()]
 
 
 def replay(kind):
-    """Inputs that once ended a fuzzer are in it too, so each is run whatever the ones before did."""
     environment = {**os.environ, "LLVM_PROFILE_FILE": str(BUILD / f"coverage/{kind}-%m.profraw")}
     run(BUILD / f"bin/fuzz_{FUZZERS.get(kind, kind)}", "-runs=0", "-rss_limit_mb=4096",
         *folders_of(kind), env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

@@ -39,7 +39,8 @@ std::string takeOutput() {
 /// While it lives, what goes to a stream goes elsewhere.
 class Diverted {
 public:
-    Diverted(std::ostream& stream, std::ostream& into) : stream_(stream), own_(stream.rdbuf(into.rdbuf())) {}
+    Diverted(std::ostream& stream, std::ostream& into)
+        : stream_(stream), own_(stream.rdbuf(into.rdbuf())) {}
     ~Diverted() { stream_.rdbuf(own_); }
     Diverted(const Diverted&) = delete;
     Diverted& operator=(const Diverted&) = delete;
@@ -52,7 +53,8 @@ private:
 } // namespace
 
 Captured captured(std::string_view input, const std::function<void(std::ostream& data)>& work) {
-    [[maybe_unused]] static const bool replaced = (replace(STDIN_FILENO), replace(STDOUT_FILENO), true);
+    [[maybe_unused]] static const bool replaced =
+        (replace(STDIN_FILENO), replace(STDOUT_FILENO), true);
     std::ostringstream data, told;
     rewriteInput(input);
     {

@@ -39,8 +39,8 @@ void readBlocks(const loader::Layer& layer) {
 /// An answer is a place on the earth, or none at all; and so is the way back.
 void askModel(const product::Locator& locator, double width, double height) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
-    const KxfrPixel pixels[] = {{0, 0},  {width - 1, height - 1}, {width / 2, height / 2},
-                                {-1, 9}, {1e9, -1e9},             {none, 0}};
+    const KxfrPixel pixels[] = {
+        {0, 0}, {width - 1, height - 1}, {width / 2, height / 2}, {-1, 9}, {1e9, -1e9}, {none, 0}};
     std::array<KxfrMapPoint, std::size(pixels)> ground{};
     std::array<KxfrPixel, std::size(pixels)> back{};
     for (KxfrMapPoint& point : ground)
@@ -144,9 +144,9 @@ void readRasters(const std::shared_ptr<const product::OpenedProduct>& opened, st
         attempt([&] { readRaster(*product::openRaster(opened, entry), entry); });
         if (entry.isPower())
             attempt([&] {
-                readRaster(*product::openRaster(
-                               opened, product::treated(entry, {entry.decibels, true})),
-                           entry);
+                readRaster(
+                    *product::openRaster(opened, product::treated(entry, {entry.decibels, true})),
+                    entry);
             });
     }
 }

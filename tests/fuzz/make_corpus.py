@@ -89,11 +89,13 @@ def write_dictionary(file, seeds):
 
 
 def add_ways(corpora):
-    """Each line with one of the products in turn."""
+    """Each line with one of the products in turn; the first, which asks for nothing, with all."""
+    products = [corpora[family][number] for family, number in SENT]
     for kind, (source, mark) in WAYS.items():
-        products = [corpora[family][number] for family, number in SENT]
-        corpora[kind] = [f"{mark} {line}\n".encode() + products[number % len(products)]
-                         for number, line in enumerate(lines_of(source))]
+        lines = lines_of(source)
+        sent = [(line, products[number % len(products)]) for number, line in enumerate(lines)]
+        sent += [(lines[0], product) for product in products[1:]]
+        corpora[kind] = [f"{mark} {line}\n".encode() + product for line, product in sent]
 
 
 def main(out):

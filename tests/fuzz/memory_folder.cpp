@@ -13,7 +13,9 @@ MemoryFolder::MemoryFolder() {
     VSIMkdir(path_.c_str(), 0755);
 }
 
-MemoryFolder::~MemoryFolder() { VSIRmdirRecursive(path_.c_str()); }
+MemoryFolder::~MemoryFolder() {
+    VSIRmdirRecursive(path_.c_str());
+}
 
 std::string MemoryFolder::write(const std::string& name, std::string_view content) const {
     const std::string file = path_ + "/" + name;

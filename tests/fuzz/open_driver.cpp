@@ -18,20 +18,19 @@ extern "C" void GDALRegister_RF_SAR();
 namespace fuzz {
 namespace {
 
-constexpr std::array<std::string_view, 13> lines = {
-    "NONE",
-    "CALIBRATION=SIGMA_NOUGHT",
-    "CALIBRATION=BETA_NOUGHT DENOISE=YES",
-    "CALIBRATION=GAMMA_DB",
-    "GEOREF=MODEL",
-    "GEOREF=RPC",
-    "GEOREF=GCP",
-    "GEOREF=PRODUCT",
-    "GEOREF=MAP",
-    "LAYER=MAP",
-    "LAYER=MAP_SIGMA_NOUGHT_DB_HH",
-    "LAYER=NOISE_HH",
-    "LAYER=INCIDENCE_HH"};
+constexpr std::array<std::string_view, 13> lines = {"NONE",
+                                                    "CALIBRATION=SIGMA_NOUGHT",
+                                                    "CALIBRATION=BETA_NOUGHT DENOISE=YES",
+                                                    "CALIBRATION=GAMMA_DB",
+                                                    "GEOREF=MODEL",
+                                                    "GEOREF=RPC",
+                                                    "GEOREF=GCP",
+                                                    "GEOREF=PRODUCT",
+                                                    "GEOREF=MAP",
+                                                    "LAYER=MAP",
+                                                    "LAYER=MAP_SIGMA_NOUGHT_DB_HH",
+                                                    "LAYER=NOISE_HH",
+                                                    "LAYER=INCIDENCE_HH"};
 
 constexpr int mostBands = 2, mostSubdatasets = 2, mostPixels = 32;
 constexpr std::size_t turnsToFit = 32; ///< rational functions take longer than all else
@@ -58,7 +57,8 @@ private:
 /// @param fits  also asks for what needs rational functions fitted, as the list of domains does.
 void readMetadata(GDALDataset& dataset, bool fits) {
     static const CPLStringList cheap(CSLTokenizeString("SUBDATASETS json:SAR_Metadata"));
-    const CPLStringList domains(fits ? dataset.GetMetadataDomainList() : CSLDuplicate(cheap.List()));
+    const CPLStringList domains(fits ? dataset.GetMetadataDomainList()
+                                     : CSLDuplicate(cheap.List()));
     static_cast<void>(dataset.GetMetadata(""));
     for (int i = 0; i < domains.Count(); ++i) {
         const CPLStringList items(CSLDuplicate(dataset.GetMetadata(domains[i])));
@@ -96,8 +96,8 @@ void readPixels(GDALRasterBand& band) {
     const int height = std::min(band.GetYSize(), mostPixels);
     std::vector<double> samples(2 * static_cast<std::size_t>(width) *
                                 static_cast<std::size_t>(height));
-    if (band.RasterIO(GF_Read, (band.GetXSize() - width) / 2, (band.GetYSize() - height) / 2,
-                      width, height, samples.data(), width, height, GDT_CFloat64, 0, 0,
+    if (band.RasterIO(GF_Read, (band.GetXSize() - width) / 2, (band.GetYSize() - height) / 2, width,
+                      height, samples.data(), width, height, GDT_CFloat64, 0, 0,
                       nullptr) == CE_None &&
         band.GetMetadataItem("CALIBRATION"))
         require(std::none_of(samples.begin(), samples.end(),
@@ -121,9 +121,8 @@ void readBands(GDALDataset& dataset) {
 std::unique_ptr<GDALDataset> openAs(const std::string& name, const CPLStringList& options) {
     static const char* const drivers[] = {"RF_SAR", nullptr};
     const Listening listening;
-    std::unique_ptr<GDALDataset> dataset(
-        GDALDataset::Open(name.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, drivers,
-                          options.List(), nullptr));
+    std::unique_ptr<GDALDataset> dataset(GDALDataset::Open(
+        name.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, drivers, options.List(), nullptr));
     require(dataset || listening.heard(), "a refusal has a reason");
     return dataset;
 }
@@ -152,8 +151,8 @@ void openByDriver(const std::string& entry, std::string_view wanted, std::size_t
     const int count = parts.Count() / 2;
     for (int i = 0; i < std::min(count, mostSubdatasets); ++i) {
         const auto which = (turn + static_cast<std::size_t>(i)) % static_cast<std::size_t>(count);
-        if (const char* name = parts.FetchNameValue(
-                ("SUBDATASET_" + std::to_string(which + 1) + "_NAME").c_str()))
+        if (const char* name =
+                parts.FetchNameValue(("SUBDATASET_" + std::to_string(which + 1) + "_NAME").c_str()))
             if (const auto part = openAs(name, CPLStringList()))
                 readDataset(*part, entry, fits);
     }

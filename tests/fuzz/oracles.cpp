@@ -16,9 +16,10 @@ std::string_view input;
 
 /// Names of functions and files, and what libraries say when nobody words it for users.
 constexpr std::string_view internals[] = {
-    "std::",   "boost::", "rf_sar_gdal::", "__cxx",  "_M_",   "vector::", "basic_string", "json.exception",
-    "kimg_",   "kprj_",   "kxfr_",         "kmif_",  "kfio_", "sarm_",    "lmx::",        "bad_alloc",
-    "ptree",   ".cpp:",   ".cpp(",         ".h:",    "/src/", "terminate called"};
+    "std::",           "boost::",   "rf_sar_gdal::", "__cxx", "_M_",   "vector::", "basic_string",
+    "json.exception",  "kimg_",     "kprj_",         "kxfr_", "kmif_", "kfio_",    "sarm_",
+    "lmx::",           "bad_alloc", "ptree",         ".cpp:", ".cpp(", ".h:",      "/src/",
+    "terminate called"};
 /// As words: numbers that were never computed.
 constexpr std::string_view noNumbers[] = {"inf", "-inf", "nan", "-nan"};
 
@@ -35,8 +36,9 @@ bool holdsWord(std::string_view text, std::string_view word) {
 }
 
 [[noreturn]] void fail(std::string_view word, std::string_view text) {
-    require(false, ("nothing internal in \"" + std::string(word) + "\" of: " +
-                    std::string(text.substr(0, 2000))).c_str());
+    require(false, ("users are not told \"" + std::string(word) +
+                    "\": " + std::string(text.substr(0, 2000)))
+                       .c_str());
     std::abort();
 }
 

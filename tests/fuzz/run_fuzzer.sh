@@ -10,7 +10,7 @@ found=$build/found/$kind
 mkdir -p "$found" "$build/crashes"
 inputs=("$found" "$build/corpus/$kind")
 [[ -d $broken ]] && inputs+=("$broken")
-options=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=512
+options=(-max_total_time="$seconds" -timeout=60 -report_slow_units=60 -rss_limit_mb=2048 -malloc_limit_mb=512
          -max_len=1048576 -entropic_scale_per_exec_time=1 -detect_leaks=0
          -artifact_prefix="$build/crashes/$kind-" -print_final_stats=1)
 [[ -f $build/corpus/$kind.dict ]] && options+=(-dict="$build/corpus/$kind.dict")
