@@ -59,9 +59,9 @@ def summary():
     exported = subprocess.run(
         ["llvm-cov", "export", "-summary-only", f"-instr-profile={profile}", str(objects[0]),
          *(f"-object={each}" for each in objects[1:])], check=True, capture_output=True).stdout
-    return {str(pathlib.Path(file["filename"]).relative_to(ROOT)): file["summary"]["lines"]
-            for file in json.loads(exported)["data"][0]["files"]
-            if file["filename"].startswith(str(ROOT)) and "/build" not in file["filename"]}
+    named = {os.path.relpath(file["filename"], ROOT): file["summary"]["lines"]
+             for file in json.loads(exported)["data"][0]["files"]}
+    return {name: lines for name, lines in named.items() if not name.startswith(("..", "build"))}
 
 
 def main():

@@ -23,7 +23,7 @@ PRODUCTS = {
             (("SLC", "HH", {}), ("SGF", "HH HV", {}), ("SSG", "VV", {}), ("SLC", "HH", SCENE))],
     "rcm": [{"family": "rcm", "product_type": kind, "polarizations": poles, **extra}
             for kind, poles, extra in
-            (("SLC", "HH", {}), ("GRD", "HV VV", {}), ("GCD", "RH", {}), ("GRC", "CH", {}),
+            (("SLC", "HH", {}), ("GRD", "HV VV", {"lines": 16, "samples": 16}), ("GCD", "RH", {}), ("GRC", "CH", {}),
              ("SLC", "HH", {"beams": 2, "bursts": 1, "lines": 80, "samples": 120, "sparse": True}),
              ("GRD", "HH", SCENE))],
     "capella": [{"family": family, "polarizations": "HH", **extra} for family, extra in

@@ -22,7 +22,7 @@
 namespace fuzz {
 namespace {
 
-/// OUT stands for a new file in a folder of its own, DEM for an elevation model of the whole earth.
+/// OUT stands for a new file in a folder of its own, DEM for an elevation model.
 constexpr std::array<std::string_view, 28> lines = {
     "info",
     "info --json",

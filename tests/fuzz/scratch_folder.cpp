@@ -16,10 +16,11 @@ ScratchFolder::ScratchFolder() {
     path_ = pattern;
     elevationFile_ = pattern + ".asc";
     std::ofstream grid(elevationFile_);
-    grid << "ncols 36\nnrows 18\nxllcorner -180\nyllcorner -90\ncellsize 10\n";
-    for (int row = 0; row < 18; ++row)
-        for (int column = 0; column < 36; ++column)
-            grid << (row * column) % 7 * 100 << (column == 35 ? '\n' : ' ');
+    constexpr int side = 200;
+    grid << "ncols 200\nnrows 200\nxllcorner 11\nyllcorner 47.6\ncellsize 0.005\n";
+    for (int row = 0; row < side; ++row)
+        for (int column = 0; column < side; ++column)
+            grid << (row * column) % 7 * 20 << (column + 1 == side ? '\n' : ' ');
     std::ofstream(pattern + ".prj")
         << R"(GEOGCS["WGS 84",DATUM["WGS_1984",SPHEROID["WGS 84",6378137,298.257223563]],)"
         << R"(PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199433]])";

@@ -15,7 +15,7 @@ public:
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     const std::string& path() const { return path_; }
-    /// Hills all over the earth, above the ellipsoid.
+    /// Hills around the place of the seeds, above the ellipsoid.
     const std::string& elevationFile() const { return elevationFile_; }
     /// Removes what is there.
     /// @return how many files that were.
