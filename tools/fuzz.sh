@@ -13,7 +13,8 @@ fi
 hours=$1
 shift
 kinds=("${@:-}")
-[[ -n ${kinds[0]} ]] || kinds=(text kmif transform trees rs2_binding rs2_lut rs2 rcm capella)
+[[ -n ${kinds[0]} ]] || kinds=(text kmif transform trees rs2_binding rs2_lut rs2 rcm capella verbs driver
+                                 zip)
 
 tools/install_packages.sh build demo fuzz
 cmake --preset fuzz > /dev/null
@@ -26,7 +27,7 @@ mkdir -p "$build/logs" "$build/crashes"
 
 fuzzer_of() {
     case $1 in
-    rs2 | rcm | capella) echo build-fuzz/bin/fuzz_product ;;
+    rs2 | rcm | capella | verbs | driver | zip) echo build-fuzz/bin/fuzz_product ;;
     *) echo "build-fuzz/bin/fuzz_$1" ;;
     esac
 }

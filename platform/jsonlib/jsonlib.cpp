@@ -133,7 +133,7 @@ bool isFinite(const Json::Value& value) {
                                            : std::all_of(value.begin(), value.end(), isFinite);
 }
 
-std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
+Json::CharReaderBuilder builderOf(bool keepComments) {
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     builder["strictRoot"] = false;
@@ -141,7 +141,12 @@ std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
     builder["collectComments"] = keepComments;
     // The limit counts the values that are open, the innermost scalar included.
     builder["stackLimit"] = Reader::maxDepth + 1;
-    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+    return builder;
+}
+
+std::unique_ptr<Json::CharReader> makeParser(bool keepComments) {
+    static const Json::CharReaderBuilder with = builderOf(true), without = builderOf(false);
+    return std::unique_ptr<Json::CharReader>((keepComments ? with : without).newCharReader());
 }
 
 } // namespace
@@ -279,11 +284,21 @@ bool Reader::parse(std::u16string_view text, Value& value, bool keepComments) {
     }
 }
 
+/// Each word of each record goes through here: the library's writer would be set up for every one.
 std::string quoted(std::string_view text) {
     requireUtf8(text);
-    Json::StreamWriterBuilder builder;
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, Json::Value(text.data(), text.data() + text.size()));
+    constexpr std::string_view escaped = "\"\\\b\f\n\r\t", letters = "\"\\bfnrt";
+    constexpr char digits[] = "0123456789abcdef";
+    std::string written = "\"";
+    for (const char c : text) {
+        if (const auto at = escaped.find(c); at != escaped.npos)
+            (written += '\\') += letters[at];
+        else if (const auto code = static_cast<unsigned char>(c); code < 0x20)
+            ((written += "\\u00") += digits[code / 16]) += digits[code % 16];
+        else
+            written += c;
+    }
+    return written + '"';
 }
 
 } // namespace tolvan::jsonlib

@@ -105,29 +105,22 @@ struct Middle {
         const auto point = [&](double sample, double line) {
             return sarm::toEarthFixed(ground(sample, line), model.ellipsoid());
         };
-        const Vec3 here = point(at.sample, at.line), next = point(at.sample + 1, at.line);
+        const Vec3 here = point(at.sample, at.line), next = point(at.sample + 1, at.line),
+                   below = point(at.sample, at.line + 1);
         const Vec3 antenna = model.antennaAt(at.line);
         const double rangeStep = norm(next - antenna) - norm(here - antenna);
         samplesPerRangeM = 1 / std::abs(rangeStep);
         farIsRight = rangeStep > 0;
         sampleM = norm(next - here);
-        lineM = norm(point(at.sample, at.line + 1) - here);
-        cosIncidence =
-            std::cos(model.incidenceDeg(at, heightM).value() * constants::radiansPerDegree);
+        lineM = norm(below - here);
+        const auto incidence = model.incidenceDeg(at, heightM);
+        if (!incidence)
+            throw std::runtime_error("the middle of the image has no incidence angle");
+        cosIncidence = std::cos(*incidence * constants::radiansPerDegree);
         const Vec3 flight = model.antennaAt(at.line + 1) - antenna;
         side = dot(here, cross(flight, antenna)) < 0 ? -1 : 1;
-        // From above, a step east and then one north turn left.
-        const sarm::GroundPosition centre = ground(at.sample, at.line);
-        sarm::GroundPosition east = centre, north = centre;
-        east.lonDeg += 1e-4 / std::cos(centre.latDeg * constants::radiansPerDegree);
-        north.latDeg += centre.latDeg > 0 ? -1e-4 : 1e-4;
-        const auto inImage = [&](const sarm::GroundPosition& place) {
-            return model.groundToImage(place).value();
-        };
-        const auto o = inImage(centre), e = inImage(east), n = inImage(north);
-        const double area =
-            (e.sample - o.sample) * (n.line - o.line) - (n.sample - o.sample) * (e.line - o.line);
-        leftTurn = (area > 0) == (centre.latDeg <= 0) ? 1 : -1;
+        // From above, a step along the samples and then one along the lines turn left.
+        leftTurn = dot(cross(next - here, below - here), here) > 0 ? 1 : -1;
     }
 
     double samplesPerRangeM, sampleM, lineM, cosIncidence, side, leftTurn;

@@ -14,11 +14,10 @@ template <class Root>
 void bindAnyWay(const void* document, std::size_t size, const char* rootName) {
     using lmx::elmx_error;
     auto tolerant = elmx_error::ok;
-    const Root asMuchAsThereIs(document, size, tolerant,
-                               [](const lmx::s_error& error) {
-                                   static_cast<void>(error.message());
-                                   return elmx_error::ok;
-                               });
+    const Root asMuchAsThereIs(document, size, tolerant, [](const lmx::s_error& error) {
+        static_cast<void>(error.message());
+        return elmx_error::ok;
+    });
     auto found = elmx_error::ok;
     const Root bound(document, size, found, [](const lmx::s_error& error) { return error.code; });
     if (found != elmx_error::ok && found != elmx_error::withoutNamespace)

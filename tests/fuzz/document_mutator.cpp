@@ -60,6 +60,8 @@ std::size_t LLVMFuzzerCustomMutator(unsigned char* bytes, std::size_t size, std:
     if (size == 0 || below(3) == 0)
         return LLVMFuzzerMutate(bytes, size, maxSize);
     std::string text(reinterpret_cast<char*>(bytes), size);
+    if (text.find("PK\3\4") != text.npos) // an archive, which has no lines
+        return LLVMFuzzerMutate(bytes, size, maxSize);
     for (auto changes = 1 + below(3); changes > 0 && !text.empty(); --changes) {
         const std::size_t place = below(text.size());
         const Range line = lineAt(text, place);

@@ -4,23 +4,35 @@
 OUT/<corpus>/ holds a file a seed, OUT/<corpus>.dict the words of those documents.
 """
 
+import io
 import pathlib
 import re
 import sys
 import tempfile
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 import sarsim  # noqa: E402
 
 SMALL = {"lines": 8, "samples": 8, "tie_points": 2, "state_vectors": 5}
+SCENE = {"lines": 512, "samples": 512, "tie_points": 25, "sparse": True}  # documents as real ones
 PRODUCTS = {
-    "rs2": [("radarsat2", kind, poles) for kind, poles in
-            (("SLC", "HH"), ("SGF", "HH HV"), ("SSG", "VV"))],
-    "rcm": [("rcm", kind, poles) for kind, poles in
-            (("SLC", "HH"), ("GRD", "HV VV"), ("GCD", "RH"), ("GRC", "CH"))],
-    "capella": [(family, None, "HH") for family in ("capella-geo", "capella-slc", "capella-grd")],
+    "rs2": [{"family": "radarsat2", "product_type": kind, "polarizations": poles, **extra}
+            for kind, poles, extra in
+            (("SLC", "HH", {}), ("SGF", "HH HV", {}), ("SSG", "VV", {}), ("SLC", "HH", SCENE))],
+    "rcm": [{"family": "rcm", "product_type": kind, "polarizations": poles, **extra}
+            for kind, poles, extra in
+            (("SLC", "HH", {}), ("GRD", "HV VV", {"lines": 16, "samples": 16}), ("GCD", "RH", {}), ("GRC", "CH", {}),
+             ("SLC", "HH", {"beams": 2, "bursts": 1, "lines": 80, "samples": 120, "sparse": True}),
+             ("GRD", "HH", SCENE))],
+    "capella": [{"family": family, "polarizations": "HH", **extra} for family, extra in
+                (("capella-geo", {}), ("capella-slc", {}), ("capella-grd", {}),
+                 ("capella-slc", {"image_geometry": "pfa"}))],
 }
+# Which of them are sent every way: one that is complex, one detected, one on a map, one of bursts.
+WAYS = {"verbs": ("run_verb.cpp", "rfsar"), "driver": ("open_driver.cpp", "gdal")}
+SENT = (("rs2", 0), ("capella", 1), ("capella", 2), ("rcm", 4), ("rcm", 2), ("rs2", 1), ("rcm", 1))
 TEXTS = [b"", b"2024-05-06T07:08:09.123456Z", b"-1.25e-3", b"123456789012345678901", b"true",
          b"../a/./b//c.tif", b"https://host/a/b.tif?x=1", b"/vsizip//a.zip/b", b"~/a",
          "Grüße, 世界 🛰".encode(), "Grüße 🛰".encode("utf-16-le"), b"\xff\xfe\x00\xd8", b"%s of %d%%"]
@@ -41,10 +53,24 @@ def bundled(folder):
                       path.read_bytes() for path in paths)
 
 
+def zipped(folder, method):
+    archive = io.BytesIO()
+    with zipfile.ZipFile(archive, "w", method) as out:
+        for path in files_of(folder):
+            out.writestr(zipfile.ZipInfo(path.relative_to(folder).as_posix()), path.read_bytes(),
+                         method)
+    return archive.getvalue()
+
+
+def lines_of(source):
+    """The command lines or options that a way into the hosts knows."""
+    text = pathlib.Path(__file__).with_name(source).read_text()
+    listed = re.search(r" lines = \{(.*?)\};", text, re.S)[1]
+    return re.findall(r'"(.*?)"', listed)
+
+
 def make(recipe, folder):
-    family, kind, poles = recipe
-    extra = {"product_type": kind} if kind else {}
-    product = sarsim.make(sarsim.Recipe(family, polarizations=poles, **SMALL, **extra), folder)
+    product = sarsim.make(sarsim.Recipe(**{**SMALL, **recipe}), folder)
     return pathlib.Path(product.folder)
 
 
@@ -62,23 +88,38 @@ def write_dictionary(file, seeds):
     file.write_text("".join(f'"{line}"\n' for line in lines))
 
 
+def add_ways(corpora):
+    """Each line with one of the products in turn; the first, which asks for nothing, with all."""
+    products = [corpora[family][number] for family, number in SENT]
+    for kind, (source, mark) in WAYS.items():
+        lines = lines_of(source)
+        sent = [(line, products[number % len(products)]) for number, line in enumerate(lines)]
+        sent += [(lines[0], product) for product in products[1:]]
+        corpora[kind] = [f"{mark} {line}\n".encode() + product for line, product in sent]
+
+
 def main(out):
-    corpora = {"text": TEXTS, "trees": list(TREES), "rs2_binding": [], "rs2_lut": []}
+    corpora = {"text": TEXTS, "trees": list(TREES), "rs2_binding": [], "rs2_lut": [], "zip": []}
     for name, recipes in PRODUCTS.items():
         corpora[name] = []
         for recipe in recipes:
             with tempfile.TemporaryDirectory() as temporary:
                 folder = make(recipe, temporary)
                 corpora[name].append(bundled(folder))
+                if "sparse" not in recipe:
+                    corpora["zip"].append(zipped(folder, zipfile.ZIP_DEFLATED))
                 documents = [path for path in files_of(folder) if path.suffix in (".xml", ".json")]
                 corpora["trees"] += [path.read_bytes() for path in documents[:2]]
                 if name == "rs2":
                     corpora["rs2_binding"].append((folder / "product.xml").read_bytes())
                     corpora["rs2_lut"] += [path.read_bytes() for path in documents
                                            if path.name.startswith("lut")]
+                    corpora["zip"].append(b"rfsar check --read\n" +
+                                          zipped(folder, zipfile.ZIP_STORED))
+    add_ways(corpora)
     for name, seeds in corpora.items():
         write(out / name, seeds)
-    for name in ("rs2_binding", "rs2_lut", "trees", *PRODUCTS):
+    for name in ("rs2_binding", "rs2_lut", "trees", *PRODUCTS, *WAYS):
         write_dictionary(out / f"{name}.dict", corpora[name])
 
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "fuzz/memory_folder.h"
 
+#include <cpl_string.h>
 #include <cpl_vsi.h>
 
 namespace fuzz {
@@ -12,7 +13,9 @@ MemoryFolder::MemoryFolder() {
     VSIMkdir(path_.c_str(), 0755);
 }
 
-MemoryFolder::~MemoryFolder() { VSIRmdirRecursive(path_.c_str()); }
+MemoryFolder::~MemoryFolder() {
+    VSIRmdirRecursive(path_.c_str());
+}
 
 std::string MemoryFolder::write(const std::string& name, std::string_view content) const {
     const std::string file = path_ + "/" + name;
@@ -24,6 +27,11 @@ std::string MemoryFolder::write(const std::string& name, std::string_view conten
         VSIFCloseL(out);
     }
     return file;
+}
+
+std::vector<std::string> filesInMemory() {
+    const CPLStringList names(VSIReadDirRecursive("/vsimem/"));
+    return {names.List(), names.List() + names.Count()};
 }
 
 } // namespace fuzz

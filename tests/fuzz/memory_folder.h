@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace fuzz {
 
@@ -22,5 +23,8 @@ public:
 private:
     std::string path_;
 };
+
+/// @return all that lies in memory, whoever put it there.
+std::vector<std::string> filesInMemory();
 
 } // namespace fuzz

@@ -21,7 +21,7 @@ int main(int count, char** arguments) {
     }
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) {
-        std::cout << file.string() << std::endl; // stands there when the next line never comes
+        std::cerr << file.string() << std::endl; // stands there when the next line never comes
         std::ifstream in(file, std::ios::binary);
         if (!in)
             return 1;

@@ -25,8 +25,9 @@ inline std::vector<Section> sections(std::string_view whole) {
         const auto next = whole.find(mark, lineEnd);
         const auto begin = std::min(lineEnd + 1, whole.size());
         found.push_back({std::string(whole.substr(at, lineEnd - at)),
-                         next == whole.npos ? whole.substr(begin)
-                                            : whole.substr(begin, next > begin ? next - begin : 0)});
+                         next == whole.npos
+                             ? whole.substr(begin)
+                             : whole.substr(begin, next > begin ? next - begin : 0)});
         at = next == whole.npos ? next : next + mark.size();
     }
     return found;

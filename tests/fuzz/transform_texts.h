@@ -19,7 +19,7 @@ inline std::string textOf(const KxfrXForm& transform) {
     if (!kxfr_XFormConvertToMIF(&transform, &count, &from, &to, &data, &designs, nullptr))
         return text;
     const auto add = [&](const char* name, const std::string& content) {
-        text += std::string("=== ") + name + "\n" + content + "\n";
+        text += (text.empty() ? "=== " : "\n=== ") + std::string(name) + "\n" + content;
     };
     const auto take = [](char16_t* block) {
         return ktxt::narrow(kmsc::HeapPtr<char16_t>(block).get());

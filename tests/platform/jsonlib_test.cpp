@@ -119,3 +119,13 @@ TEST(Json, DepthIsBoundedAndExact) {
     EXPECT_THAT(complaint(nested(1'000'000, "{\"a\":", "}")), HasSubstr("nested deeper"));
     EXPECT_THAT(complaint(std::string(1'000'000, '[')), HasSubstr("nested deeper"));
 }
+
+TEST(Json, QuotedTextsReadBackToTheSame) {
+    std::string all = "\xC3\xA9\xF0\x9F\x9B\xB0"; // é and a satellite stay as they are
+    EXPECT_EQ(tolvan::jsonlib::quoted(all), '"' + all + '"');
+    for (char c = 0; c < 0x7F; ++c)
+        all += c;
+    EXPECT_EQ(parsed(tolvan::jsonlib::quoted(all)).asString(), all);
+    EXPECT_EQ(tolvan::jsonlib::quoted("\"\\/\n\x1f"), R"("\"\\/\n\u001f")");
+    EXPECT_THROW(tolvan::jsonlib::quoted("\xFF"), std::exception);
+}

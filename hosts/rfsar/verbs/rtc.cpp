@@ -235,6 +235,19 @@ std::string resamplingName(Resampling method) {
     return "";
 }
 
+/// @return the share of the image that the elevation model covers; the areas are in the file.
+double shareOfTerrain(const Scene& scene, const kimg::ElevationModel& elevation, AreaFile& areas,
+                      std::size_t memory) {
+    try {
+        product::TerrainNodes nodes(elevation, scene.model(), memory / 8);
+        return projectTerrain(scene.model(), nodes, areas, memory / 2);
+    } catch (const loader::Error&) {
+        throw;
+    } catch (const std::runtime_error& error) { // of the model, which knows no product
+        throw loader::Error(scene.opened->name() + ": " + error.what());
+    }
+}
+
 void flatten(const RtcVerb& verb) {
     kimg::limitBlockCache(verb.memory() / 8);
     refuseOverwriting(verb.output, verb.force);
@@ -259,8 +272,7 @@ void flatten(const RtcVerb& verb) {
 
     AreaFile areas(verb.output, scene.width(), scene.height());
     {
-        product::TerrainNodes nodes(*elevation, scene.model(), verb.memory() / 8);
-        const double share = projectTerrain(scene.model(), nodes, areas, verb.memory() / 2);
+        const double share = shareOfTerrain(scene, *elevation, areas, verb.memory());
         tellCoverage(share, verb.requireCoverage);
     }
     const RtcAccount account{verb.request.elevation.paths,
