@@ -222,19 +222,20 @@ private:
 
 void addCatalogue(CLI::App& app) {
     auto* verb = app.add_subcommand(
-        "catalogue", "write or bring up to date a GeoPackage of the products in folders; products "
-                     "that have not changed are not opened, those gone are marked");
+        "catalogue", "write or update a GeoPackage of the products in folders; unchanged products "
+                     "are not opened, vanished ones are marked");
     auto options = std::make_shared<CatalogueOptions>();
     verb->add_option("FOLDER", options->folders, "folders with products at any depth")->required();
     verb->add_option("-o,--output", options->output, "GeoPackage, such as catalogue.gpkg")
         ->required();
-    verb->add_option("--checks", options->checks,
-                     "folder of results of rfsar batch check, for the state of the last check");
+    verb->add_option(
+        "--checks", options->checks,
+        "folder with the results of rfsar batch check, for the verdict of the last check");
     verb->add_flag("--force", options->force, "open unchanged products too");
     verb->add_option("-j,--jobs", options->atOnce,
-                     "products at once (default: as many as the machine runs threads)")
+                     "products at once (default: as many as the machine has threads)")
         ->check(CLI::Range(1, 4096));
-    verb->add_option("--timeout", options->timeoutS, "give a product up after so many seconds")
+    verb->add_option("--timeout", options->timeoutS, "give up a product after so many seconds")
         ->check(positiveNumber());
     verb->footer("Examples:\n  rfsar catalogue /archive -o catalogue.gpkg\n"
                  "  rfsar find catalogue.gpkg --bbox 10,47,12,49 --time 2026-01/..");

@@ -331,8 +331,8 @@ int describeAll(const std::vector<std::string>& files, bool json) {
 
 void addInfo(CLI::App& app, int& status) {
     auto* verb = app.add_subcommand("info", "describe products and their layers");
-    verb->footer("Several products make an array of JSON; what cannot be opened is told and left "
-                 "out.\n\nExamples:\n"
+    verb->footer("Several products make a JSON array; products that cannot be opened are reported "
+                 "and left out.\n\nExamples:\n"
                  "  rfsar info product.xml\n"
                  "  rfsar info --json */metadata/product.xml");
     auto files = std::make_shared<std::vector<std::string>>();
