@@ -12,7 +12,7 @@
 namespace product {
 namespace {
 
-/// @return NaN when a point has no answer, or the record no model.
+/// @return NaN when a point has no solution or the record has no model.
 double lineRms(SarMetadataRecord record, bool corrected, const std::vector<TiePoint>& ties) {
     sarm_NoteLateLineTimes(&record, corrected);
     const auto model = sarm::Model::fromRecord(record);

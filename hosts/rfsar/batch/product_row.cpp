@@ -26,7 +26,7 @@ ordered_json numberOrNull(std::optional<double> number) {
     return number ? ordered_json(*number) : ordered_json(nullptr);
 }
 
-/// By the first layer that opens; by what the product states where none does.
+/// From the first layer that opens; if none does, from what the product states.
 product::Footprint footprintOf(const product::OpenedProduct& opened) {
     for (const std::string& name : opened.layerNames()) {
         try {

@@ -41,7 +41,7 @@ std::optional<std::array<std::uint32_t, 2>> statedShape(const product::StatedPro
     return std::nullopt;
 }
 
-/// The outer points of the product's own grid, which stands in the order of its lines.
+/// The outer points of the product's own grid, which is ordered by lines.
 product::Footprint ofTiePoints(const product::StatedProduct& stated) {
     const std::vector<product::TiePoint>& ties = stated.tiePoints();
     if (ties.empty())

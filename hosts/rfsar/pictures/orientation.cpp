@@ -19,7 +19,7 @@ Direction directionAt(double bearing, bool reversed) {
     return {sign * std::sin(bearing), sign * std::cos(bearing)};
 }
 
-/// Where the picture's right and its bottom point to.
+/// The ground directions of the picture's right and bottom.
 struct Sides {
     Direction right, down;
 };

@@ -18,7 +18,7 @@ struct BatchOptions {
     bool toSlurm = false, join = false, dryRun = false;
 };
 
-/// The verbs that a batch runs, where rfsar has them, and what their results are.
+/// The verbs that a batch can run, and the extensions of their results.
 const std::map<std::string, std::string>& extensions() {
     static const std::map<std::string, std::string> all = {
         {"check", ".json"},    {"export", ".tif"}, {"geocode", ".tif"}, {"info", ".json"},
@@ -47,7 +47,7 @@ int run(BatchOptions options) {
         return batch::printMissing(request);
     if (options.join)
         return batch::runJoin(request);
-    // Every process opens the plug-in; its children find it open.
+    // Loads the plug-in here, so that child processes find it loaded.
     loader::Plugin::instance();
     if (request.chunk)
         return batch::runChunk(request);

@@ -31,7 +31,7 @@ struct CatalogueOptions {
     double timeoutS = 0;
 };
 
-/// What the catalogue holds of a product already.
+/// What the catalogue already contains about a product.
 struct Known {
     std::int64_t id = -1, bytes = 0, modifiedNs = 0;
     bool vanished = false;
@@ -67,7 +67,7 @@ KnownProducts readKnown(const kimg::FeatureTable& table) {
     return known;
 }
 
-/// @return the worst verdict of every product that `batch check` looked at.
+/// @return the worst verdict of each product that `batch check` checked.
 std::unordered_map<std::string, std::string> readChecks(const std::string& folder) {
     std::unordered_map<std::string, std::string> verdicts;
     if (folder.empty())
@@ -124,8 +124,8 @@ private:
         return verdict == checks_.end() ? before : verdict->second;
     }
 
-    /// @return whether what the catalogue holds of a product still stands; what does not ask for
-    ///         opening it is brought up to date.
+    /// @return whether the catalogue's row is still valid. Updates the fields that do not need the
+    ///         product to be opened.
     bool keeps(const std::string& file) {
         const auto known = known_.find(file);
         if (known == known_.end())
@@ -176,7 +176,7 @@ private:
             row["modified"] = timeText(states[product].modifiedNs);
             row["modifiedNs"] = states[product].modifiedNs;
             row["vanished"] = false;
-            // A check of what the product was before says nothing of it now.
+            // A check of an earlier state says nothing about the changed product.
             if (const std::string checked = checkedNow(file, ""); !checked.empty())
                 row["checked"] = checked;
             ++opened_;
@@ -189,7 +189,7 @@ private:
         batch::readRows(work);
     }
 
-    /// Products below the folders that were not found there.
+    /// Products of the catalogue that should be below the folders but were not found.
     std::size_t markVanished() {
         std::size_t count = 0;
         for (const std::string& folder : options_.folders) {

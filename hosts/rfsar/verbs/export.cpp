@@ -50,7 +50,7 @@ struct ExportOptions {
 
 using Rasters = std::vector<std::unique_ptr<product::Raster>>;
 
-/// Bands of one file have one size and type.
+/// Bands of one file must have one size and type.
 void requireEqual(const Rasters& rasters) {
     const auto describe = [](const product::Raster& raster) {
         const auto what = raster.quantity();
@@ -81,7 +81,7 @@ product::Window windowOf(const ExportOptions& options, const product::Raster& ra
     return window;
 }
 
-/// Where the file's pixels lie, and what is to be told of it.
+/// The file's georeferencing, and remarks on it for the user.
 struct Placed {
     kimg::Georeferencing place;
     std::vector<std::string> remarks;
@@ -115,7 +115,7 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
 }
 
 /// Reads and converts on all cores while tiles are written in order.
-/// @param writer  asked for at the first tile, when others are being read already.
+/// @param writer  called at the first tile, while others are being read already.
 void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t band,
               std::size_t memory, const std::function<TiffWriter&()>& writer) {
     const std::size_t roomInTiles = memory / tiles.tileBytes();
@@ -154,7 +154,7 @@ void exportLayers(const ExportOptions& options) {
     refuseOwnFiles(options.output, rasters.front()->opened().stated());
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
-    // Where it lies is computed while the first tiles are read.
+    // The georeferencing is computed while the first tiles are read.
     auto placed =
         std::async(std::launch::async, [&] { return placeWindow(*rasters.front(), window); });
     const std::size_t memory = options.maxMemoryMiB << 20;

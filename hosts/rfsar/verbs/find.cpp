@@ -20,7 +20,7 @@ struct FindOptions {
     bool all = false, json = false, list = false;
 };
 
-/// @return a condition that any of the values stands in the column, whatever their case.
+/// @return a condition that the column has one of the values, compared without case.
 std::string anyOf(const std::string& column, const std::vector<std::string>& values) {
     std::string list;
     for (const std::string& value : values)
@@ -28,8 +28,8 @@ std::string anyOf(const std::string& column, const std::vector<std::string>& val
     return values.empty() ? "" : column + " COLLATE NOCASE IN (" + list + ")";
 }
 
-/// Times of the table are texts of one shape, so that the order of texts is that of times; the
-/// beginning of one stands for the whole day, month or year.
+/// Times in the table are texts of one form, so text order is time order. The beginning of a time
+/// stands for the whole day, month or year.
 std::string timeCondition(const std::string& range) {
     static const std::regex one(R"(\d{4}(-\d\d(-\d\d(T\d\d(:\d\d(:\d\d(\.\d+)?)?)?)?)?)?Z?)");
     const std::size_t slash = range.find('/');

@@ -52,7 +52,7 @@ struct GeocodeVerb {
     bool force = false;
 };
 
-/// What is drawn: neighbours of decibels are averaged in power.
+/// The raster to draw: decibels are drawn as power, so that neighbours are averaged in power.
 struct Band {
     Band(const std::shared_ptr<const product::OpenedProduct>& opened, const product::Entry& entry)
         : inDecibels(entry.decibels), name(entry.name),
@@ -192,7 +192,7 @@ void optimize(const std::string& from, const std::string& output, const product:
     interruption::check();
 }
 
-/// What the elevation model is taken for, and how much of the image it covers.
+/// Reports how the elevation model's heights are taken, and how much of the image it covers.
 void tellElevation(const product::MapPositions& positions, bool required) {
     if (!positions.elevation())
         return;

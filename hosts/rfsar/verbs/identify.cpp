@@ -10,7 +10,7 @@
 
 namespace {
 
-/// @return the row; -1 with the reason for anything that is no product.
+/// @return the format's row; -1 with the reason for a file that is no product.
 int identifyEntry(const loader::Plugin& plugin, const std::string& entry, std::string& reason) {
     try {
         const std::string file = product::findProduct(entry);

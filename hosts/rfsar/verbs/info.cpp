@@ -21,7 +21,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// The footprint of the first layer that can be opened; the others lie on the same ground.
+/// The footprint of the first layer that can be opened; the others cover the same ground.
 product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
     if (const auto whole = product::wholeOf(opened))
@@ -189,7 +189,7 @@ std::string joined(const ordered_json& texts) {
     return line;
 }
 
-/// A line of what the product states; nothing where it is silent.
+/// Prints a stated value on a line; nothing if it is not stated.
 void printFact(const char* name, const std::string& text) {
     if (!text.empty())
         console::out() << std::left << std::setw(15) << name << text << '\n';
@@ -301,7 +301,7 @@ void printText(const Description& description) {
         console::warning(warning.get<std::string>());
 }
 
-/// One product fails as every verb does; of several the others are described.
+/// A single product that fails ends the verb as usual; among several, the others are described.
 /// @return the exit status.
 int describeAll(const std::vector<std::string>& files, bool json) {
     auto array = ordered_json::array();

@@ -110,7 +110,7 @@ private:
         }
     }
 
-    /// Runs `work` on the points whose lines hold no height.
+    /// Runs `work` on the points whose lines have no height.
     template <class Work>
     void overTerrain(std::span<const PointLine> lines, const Work& work) {
         somePixels_.clear();

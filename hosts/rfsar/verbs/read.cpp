@@ -21,7 +21,7 @@ struct ReadOptions {
     bool force = false;
 };
 
-/// Reads in rows of blocks, so that a scene larger than memory streams.
+/// Reads row by row of blocks, so that a scene may be larger than memory.
 void copyWindow(const product::Raster& raster, const product::Window& window, OutputFile& output) {
     console::Progress progress("reading " + raster.name(), window.height);
     const std::uint32_t across = raster.blockWidth(), down = raster.blockHeight();
