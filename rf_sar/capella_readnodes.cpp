@@ -200,8 +200,8 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
-    // The last line's time is stored as first + N intervals, and ground-range samples are judged by
-    // a slant step that their products do not state.
+    // The last line's time is stored as first + N intervals. The ordering of ground-range samples
+    // depends on a slant step that their products do not state.
     sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
     noteSceneHeight(*record, from);
     record_parts::describeModel(*record, from.collect.file());

@@ -20,7 +20,7 @@ constexpr char module[] = "rcm_metadata";
 constexpr char slot0Name[] = "openImageMetadata"; // what its reports have always said
 constexpr char dopplerName[] = "getDopplerRates";
 
-/// Where each satellite's product keeps its image files, and what the elements are called.
+/// The folder of image files and the element names for each satellite's products.
 struct ImageElements {
     const char* parent;
     const char* key;
@@ -169,7 +169,7 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
     return referencedFiles;
 }
 
-/// What the nodes will be read from: of RADARSAT-2 the text, of the others the tree.
+/// Keeps the source for the nodes: the text for RADARSAT-2, the tree for the others.
 void rcmImageMetadata::keepDocument() {
     if (isRadarsat2()) {
         bound_ = std::make_shared<const rs2::Document>(

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// @return 0 for a block that the file does not hold: it was never written, and reads as 0.
+/// @return 0 for a block that is not in the file: it was never written and reads as 0.
 std::uint64_t blockItem(GDALRasterBandH band, const char* name, const std::string& block) {
     const char* const found =
         GDALGetMetadataItem(band, (std::string(name) + block).c_str(), "TIFF");

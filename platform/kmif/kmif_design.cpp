@@ -14,7 +14,7 @@ namespace {
     throw TolvanLog::Exception("design " + std::string(name) + ": " + std::string(what));
 }
 
-/// Bytes of one element of a code alone; 0 for a code that there is not.
+/// Bytes of one element of a code; 0 for an unknown code.
 std::size_t sizeOf(int element, const KmifDesign* nested) {
     switch (element) {
     case kmifPadding:
