@@ -164,7 +164,7 @@ std::vector<std::u16string> capellaImageMetadata::getReferencedFiles(std::uint32
     try {
         openImageMetadata();
         if (document_.isNull())
-            return {}; // slot 1 has told why
+            return {}; // slot 1 has logged why
         const bool item = document_.isMember("properties");
         const Product product = item ? readItem(report) : readExtended(report);
         if (product.image.empty())

@@ -11,7 +11,7 @@ namespace {
 namespace pt = boost::property_tree;
 using kfio::ProductTree;
 
-constexpr char warner[] = "readMetadata"; // under which warnings stand in the log
+constexpr char warner[] = "readMetadata"; // the name of logged warnings
 
 template <class Number>
 using PlainTranslator =

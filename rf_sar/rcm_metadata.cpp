@@ -72,10 +72,10 @@ bool rcmImageMetadata::hasRadarsat2Data() const {
 std::shared_ptr<rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
-    document->state = kfio::fileState(name); // of before the parse, so that no change slips by
+    document->state = kfio::fileState(name); // taken before the parse, so that no change is missed
     document->text = kfio::readXmlText(name);
     kfio::parseXmlTree(document->text, name, "geolocationGrid")
-        .swap(document->tree); // trees do not move, they would be copied
+        .swap(document->tree); // trees have no move, only swap
     return document;
 }
 

@@ -102,7 +102,7 @@ void readRadar(SarMetadataRecord& record, const Source& from) {
     record.azimuthWindowType =
         record_parts::windowType(from.processing.text("azimuthWindow.windowName"));
     record.azimuthWindowCoefficient = from.processing.number("azimuthWindow.windowCoefficient");
-    from.radar.child("beams"); // wanted of every product
+    from.radar.child("beams"); // required of every product
 }
 
 void readImage(SarMetadataRecord& record, const Source& from, bool slc) {

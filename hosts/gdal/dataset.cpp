@@ -115,7 +115,7 @@ void SarDataset::tellWarnings() {
 void SarDataset::provideItems() {
     tellWarnings();
     for (const auto& [key, text] : product::metadataItems(opened_->stated()))
-        if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own comes first
+        if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own items come first
             oMDMD.SetMetadataItem(key.c_str(), text.c_str());
     if (!shown_.empty() && shown_.front().denoised)
         for (const auto& [key, text] : product::noiseRemovedItems())
@@ -262,7 +262,7 @@ char** SarDataset::GetFileList() {
     add(opened_->name());
     const CPLStringList sidecars(GDALPamDataset::GetFileList());
     for (int i = 0; i < sidecars.size(); ++i)
-        add(sidecars[i]); // and what GDAL takes for the dataset's own file, unless it is a folder
+        add(sidecars[i]); // also what GDAL takes as the dataset's own file, unless it is a folder
     const product::StatedProduct& stated = opened_->stated();
     for (const std::string& file : stated.facts().documents)
         add(file);

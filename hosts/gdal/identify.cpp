@@ -69,7 +69,7 @@ bool isArchive(const std::string& folder) {
 bool identify(GDALOpenInfo& info) {
     if (isDatasetName(info.pszFilename))
         return true;
-    if (info.bIsDirectory) // programs name what lies in an archive, and mean the archive
+    if (info.bIsDirectory) // programs name a path in an archive but mean the archive
         return isArchive(info.pszFilename) ? identifyContainer(info) : identifyFolder(info);
     if (info.nHeaderBytes == 0)
         return false;

@@ -64,7 +64,7 @@ std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster) 
                     return std::nullopt;
                 }
     } catch (const loader::Error&) {
-        return std::nullopt; // whoever reads the pixels is told
+        return std::nullopt; // reading the pixels reports the error
     }
     if (numbers.empty())
         return std::nullopt;

@@ -37,7 +37,7 @@ std::vector<StandInFile> standInOf(const std::string& productFile) {
     try {
         return readStatedProduct(productFile)->standIn();
     } catch (const std::exception&) {
-        return {}; // why the plug-in refuses the product is what the user is told
+        return {}; // the user sees why the plug-in refuses the product
     }
 }
 

@@ -40,7 +40,7 @@ public:
         errno = 0;
         if (iconv(handle_, &in, &size, &end, &room) != 0)
             return errno == EINVAL ? incomplete : bad;
-        iconv(handle_, nullptr, nullptr, &end, &room); // some hold a character back
+        iconv(handle_, nullptr, nullptr, &end, &room); // some converters keep a character back
         if (end != out + 4)
             return bad;
         unsigned code = 0;

@@ -161,7 +161,7 @@ OpenImage::~OpenImage() {
 void* OpenImage::bytes() {
     if (!bytesTried_) {
         bytesTried_ = true;
-        if (imageFileNow(file.path) == file) // the handle may still have what the name lost
+        if (imageFileNow(file.path) == file) // else only the handle still has the file
             bytes_ = VSIFOpenL(file.path.c_str(), "rb");
     }
     return bytes_;

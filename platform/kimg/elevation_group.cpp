@@ -166,7 +166,7 @@ void ElevationGroup::Window::heightsAt(const double* samples, const double* line
 ElevationGroup::Found ElevationGroup::Window::nearEdge(const double* corners, double u,
                                                        double v) const {
     const auto outside = [&](int i, int j) { return isOutside(corners[2 * j + i]); };
-    double su = u, sv = v; // where it is looked up instead
+    double su = u, sv = v; // the position used instead of (u, v)
     const auto anyIn = [&](int i) {
         return (!outside(i, 0) && v < 1) || (!outside(i, 1) && v > 0);
     };

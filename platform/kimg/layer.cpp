@@ -25,7 +25,7 @@ using kimg::ImageFile;
 class LayerTable {
 public:
     static LayerTable& instance() {
-        static auto* table = new LayerTable; // never destroyed: layers are kept for good
+        static auto* table = new LayerTable; // never destroyed: layers may outlive everything
         return *table;
     }
 
@@ -43,7 +43,7 @@ public:
             return other;
         layer->users = 1;
         KIMG_LAYER* added = layer.get();
-        auto& owned = owned_[added]; // all that may lack memory comes before the layer is owned
+        auto& owned = owned_[added]; // allocate everything before taking ownership
         try {
             byKey_.insert_or_assign(added->key, added);
         } catch (...) {
@@ -72,7 +72,7 @@ public:
         }
         try {
             closeUnused(path);
-        } catch (...) { // short of memory: the file is closed with the next one
+        } catch (...) { // short memory: closed together with the next file
         }
     }
 

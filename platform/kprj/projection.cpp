@@ -174,7 +174,7 @@ KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* parameters,
 
 KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text, KERR_REPORT** slot) {
     KprjProjectionPtr geographic(kprj_GeographicWgs84(slot));
-    if (!geographic || geographic->wkt == text) // as a plug-in hands it over
+    if (!geographic || geographic->wkt == text) // as a plug-in returns it
         return geographic.release();
     return reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
         PjPtr system(proj_create(session().context(), text.c_str()));

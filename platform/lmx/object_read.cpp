@@ -257,7 +257,7 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
                                             nameOf(found))))
                     return false;
     reader.next();
-    std::string before; // text that stands before a child that was passed over
+    std::string before; // text before a skipped child
     while (reader.event() == c_xml_reader::e_event::start) {
         appendPart(before, reader.text());
         if (!go(reader.handle_error(elmx_error::elementUnexpected, reader.element_name(),

@@ -86,7 +86,7 @@ bool read(std::string_view text, c_big_int& value) {
 }
 
 elmx_error checkRange(double value, const s_simple_type& type) {
-    if (std::isnan(value)) // lies in no range, so it is a value only where there is none
+    if (std::isnan(value)) // NaN is valid only where there is no range
         return std::isinf(type.low) && std::isinf(type.high) ? elmx_error::ok
                                                              : elmx_error::valueOutOfRange;
     const bool above = type.lowIncluded ? value >= type.low : value > type.low;

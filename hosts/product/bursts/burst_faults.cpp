@@ -43,7 +43,7 @@ void addNumbers(const Bursts& bursts, Sentences& found) {
             if (!numbers.contains(number)) {
                 found.push_back("burst " + beam + '/' + std::to_string(number) +
                                 " is missing from the list");
-                number = *numbers.lower_bound(number) - 1; // one sentence a gap
+                number = *numbers.lower_bound(number) - 1; // one sentence per gap
             }
     }
 }

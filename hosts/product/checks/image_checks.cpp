@@ -39,7 +39,7 @@ void tellImagesWithoutForm(const OpenedProduct& opened, Findings& findings) {
         try {
             static_cast<void>(opened.product.openLayer(layer));
         } catch (const loader::Error&) {
-            continue; // told by the layers' check
+            continue; // the layers' check reports it
         }
         findings.add(Verdict::fail, image.fault());
     }
@@ -151,7 +151,7 @@ void checkBurstImages(const OpenedProduct& opened, Findings& findings) {
     std::size_t good = 0;
     for (const ProductImage& image : opened.burstImages()) {
         if (!image.samples()) {
-            if (kfio::fileState(image.file).exists) // else told by the files' check
+            if (kfio::fileState(image.file).exists) // else the files' check reports it
                 findings.add(Verdict::fail, image.fault());
             continue;
         }

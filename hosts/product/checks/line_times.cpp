@@ -28,7 +28,7 @@ double lineRms(SarMetadataRecord record, bool corrected, const std::vector<TiePo
 } // namespace
 
 bool LineTimeResiduals::othersFitBetter() const {
-    constexpr double matters = 0.02; // lines; what the right times leave on known products
+    constexpr double matters = 0.02; // lines; residual of correct times on known products
     const double used = corrected ? correctedRms : statedRms;
     const double other = corrected ? statedRms : correctedRms;
     return used > matters && other < used / 2;

@@ -48,7 +48,7 @@ void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
     Residuals worst;
     for (const ProductImage& image : opened.burstImages()) {
         if (!image.samples())
-            continue; // told by the files' check
+            continue; // the files' check reports it
         const Residuals found = againstImageTies(locator(partOf(*image.burst)), image.file);
         if (found.worst() > warnPixels || found.unanswered > 0)
             addResiduals(("sensor model of burst " + image.burst->name() +
@@ -69,7 +69,7 @@ void checkModel(const OpenedProduct& opened, Findings& findings) {
         return findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
-        if (opened.hasBursts()) { // the plug-in's record takes the first of them for the whole
+        if (opened.hasBursts()) { // the plug-in's record describes only the first
             static_cast<void>(transformOf(opened, wholeGrid(opened.stated())));
             for (const StatedBurst& burst : opened.stated().bursts())
                 static_cast<void>(transformOf(opened, partOf(burst)));
@@ -120,7 +120,7 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
         for (const ProductImage& image : opened.images()) {
             const std::string& file = image.file;
             if (!image.samples())
-                continue; // told by the files' and the types' check
+                continue; // the files' and the types' checks report it
             const std::string name = kfnp::lastComponent(file);
             if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
@@ -146,7 +146,7 @@ void checkMiddle(const OpenedProduct& opened, Findings& findings) {
         height = layer.height();
         locator.emplace(opened, layer);
     } catch (const loader::Error&) {
-        return; // told by the layers' and the ground's check
+        return; // the layers' and the ground's checks report it
     }
     if (locator->place()->source != PlaceSource::model) {
         // A map contains its scene, not necessarily in its middle.

@@ -108,7 +108,7 @@ std::vector<Finding> readImages(const OpenedProduct& opened, const ReadProgress&
     std::size_t good = 0, images = 0;
     for (const ProductImage& image : imagesToCheck(opened)) {
         if (!image.samples())
-            continue; // told by the files' check
+            continue; // the files' check reports it
         ++images;
         ImageReader reader(*image.samples(), findings);
         reader.run([&](std::uint32_t lines) { progress(done += lines, total); });

@@ -117,7 +117,7 @@ std::string_view fromRoot(std::string_view head) {
 
 XmlProduct::XmlProduct(Document& document, const Layout& layout)
     : text_(std::move(document.text)), layout_(layout) {
-    document.tree.get_child("product").swap(root_); // trees do not move, they would be copied
+    document.tree.get_child("product").swap(root_); // trees have no move, only swap
     facts_.documents = {document.file};
     facts_.id = firstText({text("productId"), std::filesystem::path(document.file).stem()});
     facts_.satellite = text("sourceAttributes/satellite");

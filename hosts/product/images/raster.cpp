@@ -238,7 +238,7 @@ std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
             opens.insert(entry.name);
             return false;
         } catch (const loader::Error&) {
-            return true; // the checks tell why
+            return true; // the checks say why
         }
     };
     std::erase_if(entries, missing);

@@ -201,13 +201,13 @@ private:
                 ++child;
                 continue;
             }
-            kill(-child->process, SIGKILL); // what it may have started
+            kill(-child->process, SIGKILL); // processes that it may have started
             ChildOutcome outcome;
             outcome.end = child->end;
             outcome.process = child->process;
             if (WIFEXITED(status)) {
                 outcome.status = WEXITSTATUS(status);
-                outcome.end = ChildOutcome::End::exited; // before the blow
+                outcome.end = ChildOutcome::End::exited; // before it is killed
             } else {
                 outcome.status = WTERMSIG(status);
                 if (outcome.end == ChildOutcome::End::exited)

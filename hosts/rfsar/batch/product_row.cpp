@@ -34,7 +34,7 @@ product::Footprint footprintOf(const product::OpenedProduct& opened) {
             return product::footprintOf(product::Locator(opened, layer), layer.width(),
                                         layer.height());
         } catch (const loader::Error&) {
-            continue; // the image is not here, or has no place
+            continue; // the image is missing or has no georeferencing
         }
     }
     std::vector<product::LonLat> outline;

@@ -256,7 +256,7 @@ Source openUnlessImageless(const std::string& file, std::vector<std::string>& wa
             try {
                 return product::readStatedProduct(file);
             } catch (const loader::Error&) {
-                return nullptr; // what the plug-in says of it is told
+                return nullptr; // the plug-in's own report reaches the user
             }
         }();
         const std::string image = stated ? missingImage(stated->facts()) : "";

@@ -36,7 +36,7 @@ std::optional<std::array<std::uint32_t, 2>> statedShape(const product::StatedPro
         const product::ImageClaims claims = stated.imageClaims();
         if (claims.width > 0 && claims.height > 0)
             return {{claims.height, claims.width}};
-    } catch (const loader::Error&) { // an item does without
+    } catch (const loader::Error&) { // an item does not need it
     }
     return std::nullopt;
 }

@@ -151,8 +151,8 @@ double northInPictureDeg(const GroundGrid& grid, const Orientation& orientation)
 
 PictureLayout layOut(double imageWidth, double imageHeight, std::uint32_t longSide,
                      const std::optional<GroundGrid>& grid, const Orientation& orientation) {
-    constexpr double mostRatio = 1000;   // of the sides of a pixel that is believed
-    constexpr double squareRatio = 1.02; // below, the file's own pixels serve as they are
+    constexpr double mostRatio = 1000;   // plausible ratio of a pixel's sides
+    constexpr double squareRatio = 1.02; // below, the file's own pixels are used unchanged
     double sampleM = grid ? grid->sampleM : 1, lineM = grid ? grid->lineM : 1;
     const double ratio = std::max(sampleM, lineM) / std::min(sampleM, lineM);
     if (!(ratio > squareRatio && ratio < mostRatio))
