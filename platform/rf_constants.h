@@ -3,7 +3,7 @@
 
 #include <numbers>
 
-/// Numbers of nature and of agreement, each written down once.
+/// Physical and agreed constants, each defined once.
 namespace constants {
 
 inline constexpr double speedOfLightMPerS = 299792458; ///< in vacuum, exact (SI)

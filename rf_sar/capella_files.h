@@ -5,14 +5,14 @@
 #include <string>
 #include <string_view>
 
-/// The files of a Capella product, named after the item. Names may be local or virtual.
+/// Finds the files of a Capella product from the item's name. Names may be local or virtual.
 namespace capella_files {
 
 /// @return the item's name with `suffix` in place of ".json" ("_extended.json", ".tif").
 std::u16string besideItem(std::u16string_view itemName, std::u16string_view suffix);
 
-/// @return the file that an asset's href names, found in the product's folder; nullopt when there
-///         is none, for an empty href too.
+/// @return the file in the product's folder that an asset's href names; nullopt when there is none
+///         or the href is empty.
 /// Kept: the folder ends with its separator and another follows, as file functions accept.
 /// Deviation: items as downloaded carry URLs; a href that does not name a file is tried once more
 /// by its last component. (CapellaDiscovery.HrefAsUrlFindsTheFileBesideIt)

@@ -32,7 +32,7 @@ bool isReadableFile(std::u16string_view name, KerrException& report) {
 
 } // namespace
 
-/// @return false when the extended metadata stand in for a damaged item.
+/// @return false when the extended metadata replace a damaged item.
 bool capellaImageMetadata::loadDocument(KerrException& report) {
     std::string reason;
     const auto text = kfio::readDocument(ktxt::narrow(fileName), reason);
@@ -100,7 +100,7 @@ void capellaImageMetadata::openImageMetadata() {
     }
 }
 
-/// @return the image that the asset names, else the TIFF of the item's own name.
+/// @return the image that the asset names, else the TIFF with the item's name.
 std::u16string capellaImageMetadata::imageOf(const std::string& href,
                                              KerrException& report) const {
     if (auto named = href.empty() ? std::nullopt : capella_files::fileOfAsset(fileName, href))
@@ -164,7 +164,7 @@ std::vector<std::u16string> capellaImageMetadata::getReferencedFiles(std::uint32
     try {
         openImageMetadata();
         if (document_.isNull())
-            return {}; // slot 1 has told why
+            return {}; // slot 1 has logged why
         const bool item = document_.isMember("properties");
         const Product product = item ? readItem(report) : readExtended(report);
         if (product.image.empty())

@@ -12,8 +12,8 @@ struct capellaImageMetadata final : imageMetadata {
 
     std::vector<std::u16string> getReferencedFiles(std::uint32_t* index,
                                                    KERR_REPORT** slot) override;
-    /// Loads the item. When the user opened the extended metadata, `fileName` becomes the item's
-    /// name, and the item is loaded if it is there.
+    /// Loads the item. If the user opened the extended metadata, `fileName` becomes the item's
+    /// name, and the item is loaded if it exists.
     void openImageMetadata() override;
     SarMetadataRecord* readSARnode() override;
     std::uint32_t getNonStandardDataNamesGet(std::uint32_t* count, char16_t*** names) override;

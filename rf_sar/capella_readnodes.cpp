@@ -43,7 +43,7 @@ std::u16string findExtended(std::u16string_view productFile, KerrException& repo
     kfio::ProductTree item;
     try {
         item = kfio::readJsonTree(file);
-    } catch (const boost::property_tree::json_parser_error&) { // discovery has told of it
+    } catch (const boost::property_tree::json_parser_error&) { // discovery has reported it
         if (kfio_FileExists(capella_files::besideItem(productFile, u"_extended.json")))
             return extendedBeside(productFile, report);
         throw;
@@ -81,7 +81,7 @@ std::int32_t passDirection(const std::string& direction) {
 
 TimeStamp firstLine(const Source& from) {
     constexpr char path[] = "image_geometry.first_line_time";
-    from.collect.child("start_timestamp"); // wanted of every product
+    from.collect.child("start_timestamp"); // required of every product
     return from.image.has(path) ? from.image.time(path, parseTimeStamp)
                                 : from.collect.time("start_timestamp", parseTimeStamp);
 }
@@ -200,8 +200,8 @@ sarm::MetadataPtr build(const Source& from) {
     readImage(*record, from);
     readRadar(*record, from);
     readStateVectors(*record, from, earliestLineGpsS);
-    // The last line's time is stored as first + N intervals, and ground-range samples are judged by
-    // a slant step that their products do not state.
+    // The last line's time is stored as first + N intervals. The ordering of ground-range samples
+    // depends on a slant step that their products do not state.
     sarm_NoteHabits(record.get(), sarmSpanOfWholeIntervals | sarmGroundRangeRises);
     noteSceneHeight(*record, from);
     record_parts::describeModel(*record, from.collect.file());

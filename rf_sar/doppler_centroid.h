@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-/// Doppler centroid polynomials of slant-range complex products: which of a product's estimates
-/// become the record's two polynomials, and what is made of a single one.
+/// Doppler centroid polynomials of slant-range complex products: selects the record's two
+/// polynomials from a product's estimates, and makes two from a single one.
 
-/// Decides, for estimates in document order, which polynomial of the record each of them fills.
-/// Spotlight: the first estimate within the image time fills the first polynomial, the last one
-/// the second. Other modes: the first estimate within 1 s of the middle of the image fills the
-/// first, and no further one is wanted.
+/// Decides, for estimates in document order, which polynomial of the record each one fills. In
+/// spotlight mode the first estimate within the image time fills the first polynomial, the last one
+/// the second. In other modes the first estimate within 1 s of the middle of the image fills the
+/// first polynomial; the second stays empty.
 class CentroidSelector {
 public:
     /// Reads beamModeClass and lineTimeOrdering. Times in GPS seconds.
@@ -20,9 +20,10 @@ public:
     /// estimate lies between them then. (Doppler.SelectionFollowsModeTimeAndOrder)
     CentroidSelector(SarMetadataRecord& record, double firstLineS, double lastLineS);
 
-    /// @return the polynomial that an estimate at this GPS time fills; null when it is passed over.
+    /// @return the polynomial that an estimate at this GPS time fills; null when the estimate is
+    ///         skipped.
     DopplerPolynomial* polynomialFor(double estimateS);
-    /// @return whether the remaining estimates need no look.
+    /// @return whether the remaining estimates can be skipped.
     bool done() const { return done_; }
 
 private:
@@ -38,7 +39,7 @@ private:
 void fillCentroid(DopplerPolynomial& polynomial, double timeOfDayS, double referenceTimeS,
                   const std::vector<double>& coefficients, const std::string& productFile);
 
-/// Spotlight complex products with one polynomial only: gives them one at the first and one at the
-/// last line, shifted along the azimuth frequency ramp between. Does nothing otherwise; call it
+/// For spotlight complex products with one polynomial only: makes one at the first and one at the
+/// last line, shifted along the azimuth frequency ramp. Does nothing for other products. Call it
 /// after sarm_ModelEphemeris.
 void splitSpotlightCentroid(SarMetadataRecord& record);

@@ -16,5 +16,5 @@ struct DopplerRatesDeleter {
         kmsc_HeapFree(rates);
     }
 };
-/// Owns what a reader's getDopplerRates answered.
+/// Owns the result of a reader's getDopplerRates.
 using DopplerRatesPtr = std::unique_ptr<DopplerRateRecord, DopplerRatesDeleter>;

@@ -8,14 +8,14 @@
 #include <string_view>
 
 /// Prints a report under a fixed message.
-/// @param cause  what led here, taken over; may be null.
+/// @param cause  the report that led here; this function takes ownership. May be null.
 inline void printFailure(const char* function, const char* message, KERR_REPORT* cause) {
     KERR_REPORT* report = kerr_CreateErrorReport(function, kerrError, message, cause);
     kerr_PrintErrorReport(report);
     kerr_DeleteErrorReportEx(&report);
 }
 
-/// @return whether one of the arguments is null, which is told to the log.
+/// @return whether one of the arguments is null, which is logged.
 template <class... Arguments>
 bool lacksArgument(const char* function, const Arguments*... arguments) {
     if ((arguments && ...))
@@ -24,8 +24,8 @@ bool lacksArgument(const char* function, const Arguments*... arguments) {
     return true;
 }
 
-/// Runs the body of an entry point and keeps every exception inside the plug-in: it is logged
-/// under the entry point's name, and `failure` is the answer.
+/// Runs the body of an entry point and lets no exception out: logs it under the entry point's name
+/// and returns `failure`.
 template <class Result, class Body>
 Result entryPoint(std::string_view name, Result failure, Body body) {
     try {
@@ -38,7 +38,7 @@ Result entryPoint(std::string_view name, Result failure, Body body) {
             report.Log("unknown exception");
         }
     } catch (const std::bad_alloc&) {
-        // no memory is left to tell it
+        // there is no memory left to log it
     }
     return failure;
 }

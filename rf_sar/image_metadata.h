@@ -20,7 +20,7 @@ enum FormatIndex : std::int32_t {
     formatCapellaGrd = 4,
 };
 
-/// The four arguments with which a host asks for a node; passed on untouched.
+/// The four arguments of a host's request for a node, passed on unchanged.
 struct HostNodeArguments {
     void* a;
     void* b;
@@ -28,9 +28,9 @@ struct HostNodeArguments {
     void* d;
 };
 
-/// A product reader, without its family. Slot 0 fills the fields; the others answer from them.
-/// One thread at a time, except where rf_sar_nodes.cpp holds the file's lock.
-/// No operation lets an exception out: failures are logged and answered with an empty result.
+/// The interface of product readers, common to all families. Slot 0 fills the fields; the other
+/// slots use them. One thread at a time; rf_sar_nodes.cpp holds the file's lock for that. No
+/// operation lets an exception out: it logs the failure and returns an empty result.
 struct imageMetadata {
     bool isComplex = false;                   ///< samples are complex
     std::int32_t formatIndex = formatUnknown; ///< row of the format table
@@ -49,7 +49,7 @@ struct imageMetadata {
     virtual void openImageMetadata() {}
     /// Slot 2: @return a new record, owned by the caller, or null.
     virtual SarMetadataRecord* readSARnode() { return nullptr; }
-    /// Slot 3: @return Doppler rates as the SAR model library's design describes them, or null.
+    /// Slot 3: @return Doppler rates in the layout of the SAR model library's design, or null.
     virtual void* getDopplerRates() { return nullptr; }
     /// Slot 4: fills a node that only this reader knows.
     virtual void readNonStandardData(const char16_t*, const HostNodeArguments&) {}

@@ -11,7 +11,7 @@ namespace {
 namespace pt = boost::property_tree;
 using kfio::ProductTree;
 
-constexpr char warner[] = "readMetadata"; // under which warnings stand in the log
+constexpr char warner[] = "readMetadata"; // the name of logged warnings
 
 template <class Number>
 using PlainTranslator =
@@ -22,7 +22,7 @@ boost::optional<Number> convertText(const ProductTree& tree) {
     return tree.get_value_optional<Number>(PlainTranslator<Number>(std::locale::classic()));
 }
 
-/// A text fit to stand in a message.
+/// Formats a text for a message.
 std::string quoted(const std::string& text) {
     constexpr std::size_t longest = 60;
     return '"' + (text.size() > longest ? text.substr(0, longest) + "..." : text) + '"';

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-/// A place in a metadata document, together with its name. What is missing or does not read is an
-/// error of the property tree's own types, whose text names the file and the full path, such as
+/// An element of a metadata document that knows its own path. A missing or unreadable value throws
+/// one of the property tree's own errors, whose text names the file and the full path, such as
 /// "collect.state.state_vectors[2].position" (numbers in brackets count from 0).
 ///
-/// Refers to the tree and the file name, which must outlive it. A value that any thread may read.
-/// Every look-up takes a dotted path below this place, and the first of several elements of a
-/// name; the empty path is the place itself.
+/// It refers to the tree and the file name, which must outlive it. A value that any thread may
+/// read. Every look-up takes a dotted path below this element, and finds the first of several
+/// elements of one name; the empty path is the element itself.
 class MetadataElement {
 public:
     /// The root of a document.
@@ -23,7 +23,7 @@ public:
 
     const std::string& file() const { return *file_; }
 
-    /// @throws boost::property_tree::ptree_bad_path when there is none; so do those below.
+    /// @throws boost::property_tree::ptree_bad_path when there is none; so do the functions below.
     MetadataElement child(const char* path) const;
     /// @return the direct children of that name in document order; "" are the elements of a JSON
     ///         array.
@@ -33,7 +33,7 @@ public:
     /// @return one of those children, from 0.
     MetadataElement child(const std::string& name, std::size_t index) const;
 
-    /// The text as it stands, blanks included.
+    /// @return the text unchanged, blanks included.
     const std::string& text(const char* path) const;
     std::string text(const char* path, const std::string& fallback) const;
     bool has(const char* path) const;
@@ -41,18 +41,18 @@ public:
     /// @throws boost::property_tree::ptree_bad_data for a text that is not a number; "." is the
     ///         decimal mark whatever the locale.
     double number(const char* path) const;
-    /// Never fails: a text that is there but is no number (nor JSON's null) is logged as a warning.
+    /// Never fails. If the text exists but is neither a number nor JSON's null, logs a warning.
     double number(const char* path, double fallback) const;
     /// Deviation: a size below 1 is an error instead of a window that runs backwards.
     /// (CapellaReadnodes.BadValuesNameFileAndPath)
     /// @throws boost::property_tree::ptree_bad_data also for less than 1.
     std::int32_t imageSize(const char* path) const;
-    /// The numbers of one text, blanks between them, up to the first that does not read, which is
-    /// logged as a warning.
+    /// @return the numbers of one text, separated by blanks, up to the first that cannot be read,
+    ///         for which it logs a warning.
     std::vector<double> numbers(const char* path) const;
 
     using TimeParser = std::optional<TimeStamp> (*)(std::string_view);
-    /// @throws boost::property_tree::ptree_bad_data when `parse` does not take the text.
+    /// @throws boost::property_tree::ptree_bad_data when `parse` refuses the text.
     TimeStamp time(const char* path, TimeParser parse) const;
 
 private:

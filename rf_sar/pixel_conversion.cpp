@@ -14,13 +14,13 @@ namespace {
 constexpr double phaseUnitsPerRadian = 10430.3783505;
 
 std::uint16_t truncateToLow16(double value) {
-    // Also false for NaN; both limits truncate to a value that fits 32 bits.
+    // Also false for NaN; values at both limits truncate to 32-bit integers.
     const bool fits = value > -2147483649.0 && value < 2147483648.0;
     const std::int32_t whole = fits ? static_cast<std::int32_t>(value) : 0;
     return static_cast<std::uint16_t>(static_cast<std::uint32_t>(whole) & 0xFFFFU);
 }
 
-/// @return whether results can be written where they belong, as 16-bit numbers in a row.
+/// @return whether results can be written in place, as contiguous 16-bit numbers.
 bool isRow(const unsigned char* first, std::ptrdiff_t pixelStride) {
     return pixelStride == sizeof(std::uint16_t) &&
            reinterpret_cast<std::uintptr_t>(first) % alignof(std::uint16_t) == 0;
@@ -42,7 +42,7 @@ void scatterLine(Samples samples, Row row, unsigned char* out, std::ptrdiff_t pi
 template <class Samples>
 void convertLines(Samples samples, std::size_t width, std::size_t height, Row row,
                   const Output& out) {
-    // Lines that follow each other without a gap are one.
+    // Lines without a gap between them are treated as one.
     if (out.lineStride == static_cast<std::ptrdiff_t>(width) * out.pixelStride) {
         width *= height;
         height = std::min<std::size_t>(height, 1);

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Complex samples to 16-bit magnitude or phase.
+/// Converts complex samples to 16-bit magnitude or phase.
 ///
 ///   magnitude  v = sqrt(I^2 + Q^2) * scale
 ///   phase      v = atan2(Q, I) * 10430.3783505, so that -pi..pi spans about -32768..32768
@@ -19,7 +19,7 @@ namespace pixel_conversion {
 
 enum class Quantity { magnitude, phase };
 
-/// Where results go: strides in bytes, as host data has them. Results without gaps are fastest.
+/// The destination of results, with strides in bytes. Results without gaps are fastest.
 struct Output {
     void* first;
     std::ptrdiff_t lineStride;
@@ -38,7 +38,8 @@ void fromBands(const float* real, const float* imaginary, std::size_t width, std
 void fromPairs(const float* parts, std::size_t width, std::size_t height, Quantity quantity,
                double scale, const Output& out);
 
-/// The rule for one sample, as it is written; the others give the same bits much sooner.
+/// The rule above for one sample, in its plain form; the other functions give the same bits much
+/// faster.
 std::uint16_t convert(double real, double imaginary, Quantity quantity, double scale);
 
 } // namespace pixel_conversion

@@ -67,14 +67,14 @@ HWY_INLINE void storeLow16(V wide, std::uint16_t* out) {
     hn::StoreU(hn::TruncateTo(half, hn::BitCast(whole, wide)), half, out);
 }
 
-/// Added to a float of less than 2^22, rounds it to a whole number that stands in the low bits of
-/// the sum, above these bits of the number alone.
+/// Added to a float below 2^22, it rounds the float to a whole number in the low bits of the sum;
+/// the other bits are those of this constant.
 constexpr float roundingNumber = 12582912.0F; // 1.5 * 2^23
 constexpr std::int32_t roundingBits = 0x4B400000;
 
 /// Magnitude of 16-bit integers at scale 1: the whole number nearest to the root, which is never
-/// halfway between two. The float root is wrong by less than 2^-23 of it; after a step down by
-/// 2^-20 of it, it rounds to the result or to one less, and the integers tell which.
+/// halfway between two. The float root has a relative error below 2^-23. Reduced by 2^-20 of
+/// itself, it rounds to the result or to one less; integer arithmetic decides which.
 struct WholeMagnitude {
     static constexpr hn::ScalableTag<std::int32_t> d{};
 
@@ -82,7 +82,7 @@ struct WholeMagnitude {
         const hn::Repartition<std::int16_t, decltype(d)> d16;
         const hn::RebindToFloat<decltype(d)> df;
         const auto parts = hn::LoadU(d16, reinterpret_cast<const std::int16_t*>(from.words + at));
-        // The largest sum, 2^31, wraps to -2^31; its rest below wraps back.
+        // The largest sum, 2^31, wraps to -2^31; the remainder below wraps back.
         auto unused = hn::Zero(d);
         const auto sum = hn::ReorderWidenMulAccumulate(d, parts, parts, hn::Zero(d), unused);
         const auto root = hn::Sqrt(hn::Abs(hn::ConvertTo(df, sum)));
@@ -95,7 +95,7 @@ struct WholeMagnitude {
     }
 };
 
-/// Magnitude as the rule is written: every step rounds as the scalar one does.
+/// Magnitude by the plain rule: every step rounds as in the scalar code.
 struct Magnitude {
     static constexpr hn::ScalableTag<double> d{};
     double scale;
@@ -115,8 +115,8 @@ struct Magnitude {
     }
 };
 
-/// Phase from a float arc tangent of the smaller part over the larger. Results change where the
-/// exact value is half a unit from a whole one: samples too near to that are left to the rule.
+/// Phase from a float arctangent of the smaller part over the larger. The rounded result is
+/// uncertain only near half units: samples too near to one are computed by the plain rule.
 struct Phase {
     static constexpr hn::ScalableTag<float> d{};
 
@@ -150,7 +150,7 @@ private:
     static constexpr float uncertainty = 0.0012F;
 
     /// @return the angle in units for a ratio in 0..1. Minimax polynomial, error 0.00006; the slope
-    ///         of 8192 stands apart for it adds no rounding.
+    ///         of 8192 is separate because it adds no rounding.
     static HWY_INLINE Vec arcTangent(Vec ratio) {
         const Vec square = hn::Mul(ratio, ratio);
         Vec sum = hn::Set(d, 25.6245590F);
@@ -165,8 +165,8 @@ private:
         return hn::MulAdd(sum, ratio, hn::Mul(ratio, hn::Set(d, 8192.0F)));
     }
 
-    // The size of the phase is origin + angle or origin - angle: from the real axis, or from the
-    // imaginary one where the sample is steep. Signs are bits here, for -0.0 has one.
+    // The magnitude of the phase is origin + angle or origin - angle, measured from the real axis,
+    // or from the imaginary axis for steep samples. Signs are sign bits here, because -0.0 has one.
 
     static HWY_INLINE Vec turnSign(Mask steep, Vec real) {
         return hn::And(hn::Xor(hn::VecFromMask(d, steep), real), hn::Set(d, -0.0F));
@@ -179,8 +179,8 @@ private:
         return hn::IfThenElse(steep, hn::Set(d, roundingNumber + 16384), hn::BitCast(d, flat));
     }
 
-    /// Gives the rounded size the sample's sign, as the rule does: +0.5 and truncation toward zero
-    /// take the nearest number, less 1 below zero. Only the low 16 bits of the result count.
+    /// Gives the rounded magnitude the sample's sign. By the rule, +0.5 and truncation toward zero
+    /// give the nearest number, plus 1 below zero. Only the low 16 bits of the result count.
     static HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> cut(Vec rounded, Vec imaginary) {
         const auto below = hn::BroadcastSignBit(hn::BitCast(di, imaginary));
         const auto size =
@@ -200,7 +200,7 @@ private:
     }
 };
 
-/// The last two registers overlap where the row is no multiple of one.
+/// The last two registers overlap if the row's length is no multiple of a register.
 template <class Samples, class Kernel>
 HWY_INLINE void forRegisters(const Samples& samples, const Row& row, const Kernel& kernel) {
     const std::size_t lanes = hn::Lanes(kernel.d);
@@ -216,7 +216,7 @@ template <class Samples>
 void convertAll(const Samples& samples, const Row& row) {
     if (row.quantity == Quantity::phase)
         return forRegisters(samples, row, Phase{});
-    // Elsewhere the sums of products are not those of neighbours.
+    // On other targets the sums of products are not those of neighbours.
     if constexpr (HWY_ARCH_X86 && std::is_same_v<Samples, PackedWords>)
         if (row.scale == 1)
             return forRegisters(samples, row, WholeMagnitude{});

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The rule of pixel_conversion on samples in a row, with the widest registers that the machine
-/// has. Results are those of `convert`, bit by bit, whatever the samples. Any thread.
+/// Applies the rule of pixel_conversion to rows of samples, in the widest vector registers of the
+/// machine. Results are bit-identical to those of `convert` for all samples. Any thread.
 namespace pixel_conversion {
 
 struct Sample {
@@ -15,7 +15,7 @@ struct Sample {
     double imaginary;
 };
 
-/// Where samples come from; `at` is the one-by-one way to them, `after` skips some.
+/// Sources of samples: `at` returns one sample, `after` skips some.
 struct PackedWords {
     const std::uint32_t* words;
 
@@ -41,7 +41,7 @@ struct FloatPairs {
     Sample at(std::size_t n) const { return {parts[2 * n], parts[2 * n + 1]}; }
 };
 
-/// What to make of a row of samples.
+/// The result wanted for a row of samples.
 struct Row {
     std::size_t count;
     Quantity quantity;

@@ -20,7 +20,7 @@ constexpr char module[] = "rcm_metadata";
 constexpr char slot0Name[] = "openImageMetadata"; // what its reports have always said
 constexpr char dopplerName[] = "getDopplerRates";
 
-/// Where each satellite's product keeps its image files, and what the elements are called.
+/// The folder of image files and the element names for each satellite's products.
 struct ImageElements {
     const char* parent;
     const char* key;
@@ -72,10 +72,10 @@ bool rcmImageMetadata::hasRadarsat2Data() const {
 std::shared_ptr<rcmImageMetadata::Document> rcmImageMetadata::readDocument() const {
     const std::string name = ktxt::narrow(fileName);
     auto document = std::make_shared<Document>();
-    document->state = kfio::fileState(name); // of before the parse, so that no change slips by
+    document->state = kfio::fileState(name); // taken before the parse, so that no change is missed
     document->text = kfio::readXmlText(name);
     kfio::parseXmlTree(document->text, name, "geolocationGrid")
-        .swap(document->tree); // trees do not move, they would be copied
+        .swap(document->tree); // trees have no move, only swap
     return document;
 }
 
@@ -169,7 +169,7 @@ std::vector<std::u16string> rcmImageMetadata::getReferencedFiles(std::uint32_t* 
     return referencedFiles;
 }
 
-/// What the nodes will be read from: of RADARSAT-2 the text, of the others the tree.
+/// Keeps the source for the nodes: the text for RADARSAT-2, the tree for the others.
 void rcmImageMetadata::keepDocument() {
     if (isRadarsat2()) {
         bound_ = std::make_shared<const rs2::Document>(

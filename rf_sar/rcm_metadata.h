@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-/// Product types by number; the readers behind choose by it.
+/// Numbers of product types, by which the readers of nodes decide.
 enum ProductTypeIndex : std::int32_t {
     productTypeUnknown = -1,
     rs2Slc = 0,
@@ -26,7 +26,7 @@ enum ProductTypeIndex : std::int32_t {
     rcmGcc = 10,
 };
 
-/// Reads RCM and RADARSAT-2 products: everything that a `product.xml` describes.
+/// Reads RCM and RADARSAT-2 products, which a `product.xml` describes.
 struct rcmImageMetadata final : imageMetadata {
     std::string satellite; ///< as the product writes it
     std::int32_t productTypeIndex = productTypeUnknown;
@@ -49,7 +49,7 @@ private:
     void readProductType(const kfio::ProductTree& product);
     void keepDocument();
     bool isRadarsat2() const;
-    /// Whether Doppler rates and calibration are there to be read.
+    /// Whether the product has Doppler rates and calibration.
     bool hasRadarsat2Data() const;
     SarMetadataRecord* readRcmNode();
     SarMetadataRecord* readRadarsat2Node();

@@ -21,7 +21,7 @@ using constants::speedOfLightMPerS;
 
 constexpr std::int32_t stripBeamMode = 1; ///< stripmap and ScanSAR; 2 is spotlight
 
-/// The elements below which everything stands; each of them must be there.
+/// The elements that contain everything else; each of them must exist.
 struct Source {
     MetadataElement product;
     MetadataElement doppler = product.child("dopplerCentroid");
@@ -102,7 +102,7 @@ void readRadar(SarMetadataRecord& record, const Source& from) {
     record.azimuthWindowType =
         record_parts::windowType(from.processing.text("azimuthWindow.windowName"));
     record.azimuthWindowCoefficient = from.processing.number("azimuthWindow.windowCoefficient");
-    from.radar.child("beams"); // wanted of every product
+    from.radar.child("beams"); // required of every product
 }
 
 void readImage(SarMetadataRecord& record, const Source& from, bool slc) {
@@ -145,7 +145,7 @@ void readStateVectors(SarMetadataRecord& record, const Source& from, const LineT
 }
 
 void readCentroids(SarMetadataRecord& record, const Source& from, const LineTimes& lines) {
-    // Wanted of every slant-range product, though the record has no place for them.
+    // Required of every slant-range product, although the record does not hold them.
     from.generation.number("slantRangeToGroundRange.slantRangeTimeToFirstRangeSample");
     from.dopplerRate.numbers("dopplerRateCoefficients");
     from.doppler.number("numberOfEstimates");
@@ -162,8 +162,8 @@ void readCentroids(SarMetadataRecord& record, const Source& from, const LineTime
     }
 }
 
-/// @return whether the model takes strips' line times a quarter of the pulse interval earlier than
-///         stated, as their tie points have it; the environment may ask for the stated ones.
+/// @return whether the model uses line times of strips a quarter of the pulse interval earlier than
+///         stated, as in their tie points; the environment may ask for the stated ones.
 bool correctsLineTimes(const std::string& file) {
     const char* text = std::getenv("RF_SAR_RCM_LINE_TIMES");
     const std::string choice = text && *text ? text : "corrected";

@@ -11,9 +11,10 @@
 /// @param document  the product's parsed `product.xml`, read during the call only.
 /// @param productFile  its name; the incidence angles are found from it.
 /// @param productTypeIndex  ProductTypeIndex.
-/// @param incidenceAngles  receives the table of that name; while it is held, others share it.
-/// @return a record that the caller releases with sarm_ReleaseMetadata, whole even when the library
-///         has no model for it.
+/// @param incidenceAngles  receives the table of incidence angles; while it is held, others share
+///        it.
+/// @return a record that the caller releases with sarm_ReleaseMetadata, complete even when the
+///         library has no model for it.
 /// @throws boost::property_tree::ptree_error and other std::exceptions naming file and element.
 /// Any thread.
 SarMetadataRecord* rcm_sarNodeRead(const kfio::ProductTree& document,

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Readers of one family that wait to serve again.
+/// Readers of one family kept for reuse.
 template <class Reader>
 class Shelf {
 public:

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-/// What the readers of all families do alike while they fill a record.
+/// Helpers for the readers of all families to fill a record.
 namespace record_parts {
 
 /// @return a record of zeros with version and sensor code.
@@ -27,8 +27,8 @@ void setLineTimes(SarMetadataRecord& record, double firstS, double lastS);
 void setGroundToSlantRange(SarMetadataRecord& record, const std::vector<double>& coefficients,
                            const std::string& productFile);
 
-/// Sets the counts and makes the six arrays, which belong to the record.
-/// @throws std::bad_alloc; the record may be released as it is.
+/// Sets the counts and makes the six arrays, which the record owns.
+/// @throws std::bad_alloc; the record can still be released.
 void allocateStateVectors(SarMetadataRecord& record, std::size_t count);
 /// @param values  x, y, z in m, then their rates in m/s.
 void setStateVector(SarMetadataRecord& record, std::size_t index,
@@ -45,7 +45,7 @@ void setStateVectorTimes(SarMetadataRecord& record, const std::vector<TimeStamp>
 /// @return 1 "Hamming", 2 "Kaiser", 3 "Flat", 0 other; case counts.
 std::int32_t windowType(std::string_view name);
 
-/// Has the SAR model library describe the orbit. A record without a model stays usable for
+/// Lets the SAR model library describe the orbit. A record without a model stays usable for
 /// everything else; the reason is logged as a warning that names the product.
 /// @return whether the record has a model.
 bool describeModel(SarMetadataRecord& record, const std::string& productFile);

@@ -4,12 +4,12 @@
 
 /* The raster-format interface of rf_sar.so: all that a host needs, in C.
  *
- * An argument that must not be null fails the call when it is; only closing takes null. Texts are
- * UTF-16, terminated. Functions that return a status answer 0 for success and
- * RF_SAR_FAILURE otherwise. Lists and texts handed out are blocks of the host heap
- * (kmsc/kmsc.h), every element one of its own; the host frees them. A failure is reported through
- * the host's error chain (kerr/kerr.h) unless said otherwise. Any thread may call any function,
- * but a handle must not be closed while another thread still uses it.
+ * A null argument fails the call, unless the function says that it may be null; closing accepts
+ * null. Texts are UTF-16, terminated. Functions that return a status return 0 for success and
+ * RF_SAR_FAILURE otherwise. Returned lists and texts are blocks of the host heap (kmsc/kmsc.h),
+ * each element in a block of its own; the host frees them. A failure is reported through the
+ * host's error chain (kerr/kerr.h) unless said otherwise. Any thread may call any function, but a
+ * handle must not be closed while another thread still uses it.
  */
 
 #include <stdint.h>
@@ -26,14 +26,14 @@ extern "C" {
 typedef struct RF_SARFile RF_SARFile;
 typedef struct RF_SARLayer RF_SARLayer;
 
-/* ---- What the plug-in reads: one row a product format, always in the same order ------------ */
+/* ---- What the plug-in reads: one row per product format, always in the same order ---------- */
 
 RF_SAR_API uint32_t rf_sarInstanceTitleListGet(uint32_t* count, char16_t*** titles);
 RF_SAR_API uint32_t rf_sarInstanceShortNameListGet(char16_t*** shortNames);
 RF_SAR_API uint32_t rf_sarInstanceExtListGet(char16_t*** extensions);
 /* File-magic lines: offset, tab, type, tab, text; empty for the formats without one. */
 RF_SAR_API uint32_t rf_sarInstanceMagicListGet(char16_t*** magics);
-/* File-name patterns, and one flag byte a row (all 0). */
+/* File-name patterns, and one flag byte per row (all 0). */
 RF_SAR_API uint32_t rf_sarInstanceTemplateListGet(char16_t*** templates, uint8_t** flags);
 RF_SAR_API uint32_t rf_sarInstanceLayerTypesGet(uint32_t* count, char16_t*** types);
 /* The pixel types in the host's numbering, 0 ("u1") to 12 ("c128"). */
@@ -44,16 +44,16 @@ RF_SAR_API uint32_t rf_sarInstanceSupportsUnicode(void); /* 1 */
 
 /* ---- Files --------------------------------------------------------------------------------- */
 
-/* The format's row, RF_SAR_FAILURE when the file is none of the products. Never prints. */
+/* Returns the format's row, or RF_SAR_FAILURE when the file is no product. Never prints. */
 RF_SAR_API uint32_t rf_sarFileTitleIdentify(const char16_t* name);
-/* Null when the file is not a product or `mode` asks for creation ("a", "ab", "w+", "wb+",
- * "w+b"). Never prints. */
+/* Opens a product. Returns null when the file is no product or `mode` asks for creation ("a", "ab",
+ * "w+", "wb+", "w+b"). Never prints. */
 RF_SAR_API RF_SARFile* rf_sarFileOpen(const char16_t* name, const char16_t* mode);
-/* Both in one: `index` (may be null) receives the row or RF_SAR_FAILURE; a null mode identifies
- * only and returns null. */
+/* Does both: `index` (may be null) receives the row or RF_SAR_FAILURE. A null `mode` only
+ * identifies and returns null. */
 RF_SAR_API RF_SARFile* rf_sarFileTitleIdentifyAndOpen(const char16_t* name, uint32_t* index,
                                                       const char16_t* mode);
-/* Closing does not close the file's layers; a layer must be closed before its file. */
+/* Does not close the file's layers: close every layer before its file. */
 RF_SAR_API uint32_t rf_sarFileClose(RF_SARFile* file);
 /* Writes 0: products carry no modification time. */
 RF_SAR_API uint32_t rf_sarFileDataModTimeGet(RF_SARFile* file, void* unused, int64_t* time);
@@ -67,36 +67,37 @@ RF_SAR_API uint32_t rf_sarFileRasterFormatsNonStandardDataNamesGet(RF_SARFile* f
                                                                    uint32_t* count,
                                                                    char16_t*** names);
 
-/* Fills a node with one of the product's records. ":SAR_Metadata" and ":Doppler" in any case, and
- * names that begin so, are the plug-in's; every name is then offered to the product's reader.
- * A node that the product does not have stays as it was, and the answer is 0.
- * a  the host's node (KmifNode*, kmif/kmif_node.h), which receives a copy of its own
- * b, c, d  the host's further arguments, passed on; null */
+/* Fills a node with one of the product's records. The plug-in itself handles names that begin with
+ * ":SAR_Metadata" or ":Doppler", in any case; then the product's reader gets every name too.
+ * If the product does not have the node, `a` stays as it was, and the result is 0.
+ * a  the host's node (KmifNode*, kmif/kmif_node.h), which receives a copy of the data
+ * b, c, d  the host's further arguments, passed on; may be null */
 RF_SAR_API uint32_t rf_sarFileDataRead(RF_SARFile* file, const char16_t* name, void* a, void* b,
                                        void* c, void* d);
 
 /* ---- Layers -------------------------------------------------------------------------------- */
 
-/* Opens a layer by name; the same name on the same file gives the same layer, counted. A name
- * that holds "OneLineAsBlock" has blocks of one image line. `reserved` receives 0.
+/* Opens a layer by name. The same name on the same file gives the same layer, with a use count. A
+ * name that contains "OneLineAsBlock" has blocks of one image line. `reserved` receives 0.
  * Throws std::out_of_range for a layer number that the product does not have. */
 RF_SAR_API uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixelType,
                                     uint32_t* width, uint32_t* height, uint32_t* reserved,
                                     uint32_t* blockWidth, uint32_t* blockHeight,
                                     RF_SARLayer** layer);
-/* Fills *block (block width x block height samples of the layer's pixel type, line by line) with
- * the block at that row and column; beyond the image stands 0. On failure *block becomes null. */
+/* Reads the block at that row and column into *block, the caller's memory for block width x block
+ * height samples of the layer's pixel type, line by line; samples beyond the image are 0. On
+ * failure *block becomes null. */
 RF_SAR_API uint32_t rf_sarLayerRasterRead(RF_SARLayer* layer, uint32_t blockRow,
                                           uint32_t blockColumn, void** block);
 RF_SAR_API uint32_t rf_sarLayerClose(RF_SARLayer* layer);
 RF_SAR_API uint32_t rf_sarLayerLayerTypeRead(RF_SARLayer* layer, uint32_t* type); /* 1 */
 
-/* ---- Where a layer lies on the ground; docs/host-interface.md tells how to decode -------------
- * Map coordinates are x east or longitude, y north or latitude. Texts and arrays are the host's. */
+/* ---- Georeferencing of a layer; docs/host-interface.md explains how to decode it --------------
+ * Map coordinates are x east or longitude, y north or latitude. The host frees texts and arrays. */
 
-/* The affine georeferencing of the image file: centre of the first pixel, size of a pixel along
- * and across the lines, negative where the coordinate falls. A file without one answers 0 with
- * null names and zeros. */
+/* The affine georeferencing of the image file: centre of the first pixel, and size of a pixel along
+ * and across the lines, negative where the coordinate decreases. For a file without one it returns
+ * 0, null names and zeros. */
 RF_SAR_API uint32_t rf_sarLayerMapInfoRead(RF_SARLayer* layer, char16_t** projectionName,
                                            double* upperLeftX, double* upperLeftY,
                                            double* pixelSizeX, double* pixelSizeY,

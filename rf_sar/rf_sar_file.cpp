@@ -27,7 +27,7 @@ bool asksForCreation(const char16_t* mode) {
                        creationModes.end();
 }
 
-/// Identification reports without printing; whoever listens to the log hears the reason.
+/// Identification never prints; the reason goes to the log.
 void logFailure(const char* message) { TolvanLog::Write(identifyName, kerrError, message); }
 
 struct Shelver {
@@ -35,7 +35,7 @@ struct Shelver {
         try {
             shelveReader(reader);
         } catch (const std::exception&) {
-            // short memory: it is gone instead of shelved
+            // memory is short: the reader is freed instead of shelved
         }
     }
 };

@@ -10,10 +10,10 @@
 struct RF_SARFile {
     std::uint32_t formatIndex = 0;
     imageMetadata* reader = nullptr;             ///< owned
-    SarMetadataRecord* sarMetadata = nullptr;    ///< owned; asked of the reader at most once
+    SarMetadataRecord* sarMetadata = nullptr;    ///< owned; read at most once
     boost::mutex lock;                           ///< guards sarMetadata and the reader's slots
 };
 
-/// @return the product's record, asked of the reader once and kept by the file; null when the
-///         reader has none, which it is asked again the next time. Any thread.
+/// @return the product's record, read once and kept by the file; null when the reader has none:
+///         then the next call asks the reader again. Any thread.
 SarMetadataRecord* sarMetadataOf(RF_SARFile& file);

@@ -27,13 +27,13 @@ struct MapInfoFree {
 };
 using TextPtr = kmsc::HeapPtr<char16_t>;
 
-/// The size with the sign of the image axis: the way from the first pixel's centre to the last's.
+/// The pixel size with the sign of the axis, from the first pixel's centre to the last's.
 double directed(double size, double first, double last) {
     return last > first ? std::abs(size) : -std::abs(size);
 }
 
-/// The sensor model's transform; null for products whose image file is the better source, or whose
-/// record has no model, which is remarked in the log.
+/// The sensor model's transform; null for products whose image file is the better source, and for
+/// records without a model, which is logged.
 KxfrXFormPtr sensorTransform(RF_SARFile& file, const char* function) {
     const SarMetadataRecord* record = sarMetadataOf(file);
     // Kept: Capella GEO is placed by its image although its reader supplies a record.
@@ -75,7 +75,7 @@ bool findProjection(RF_SARLayer& layer, KprjProjectionPtr& found, KERR_REPORT** 
     return true;
 }
 
-/// The transform and the names of its map; false when the layer has none.
+/// Reads the transform and the names of its map; returns false when the layer has none.
 bool findTransform(RF_SARLayer& layer, KxfrXFormPtr& transform, TextPtr& projection, TextPtr& units,
                    KerrException& failure) {
     char16_t *name = nullptr, *unit = nullptr;
@@ -95,7 +95,7 @@ bool findTransform(RF_SARLayer& layer, KxfrXFormPtr& transform, TextPtr& project
     return transform != nullptr;
 }
 
-/// A dictionary that holds one design, as text.
+/// A dictionary with one design, as text.
 char16_t* dictionaryText(const KmifDesign* design, KerrException& failure) {
     const kmif::DictionaryPtr dictionary(kmif_DictionaryCreate(failure.slot()));
     failure.ThrowIfReported();

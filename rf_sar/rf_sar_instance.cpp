@@ -34,8 +34,7 @@ constexpr std::array<std::u16string_view, 13> pixelTypes = {
 
 constexpr std::u16string_view description = u"SAR file raster DLL";
 
-/// A text that cannot be copied ends the list there; the count, which nobody must want, tells how
-/// far it came.
+/// If a text cannot be copied, the list ends there; the count, which is optional, says where.
 /// @param toText  maps an element to the text to list.
 template <class Elements, class ToText>
 std::uint32_t handOut(const Elements& elements, ToText toText, std::uint32_t* count,

@@ -40,7 +40,7 @@ struct LayerDeleter {
     void operator()(RF_SARLayer* layer) const { destroyLayer(layer); }
 };
 
-/// The number behind the last "_"; a name that asks for line blocks counts one more.
+/// The number after the last "_", plus one for a name that asks for line blocks.
 void parseName(RF_SARLayer& layer, const KtxtTextU& name) {
     const std::u16string_view text = name;
     layer.name = name;
@@ -82,7 +82,7 @@ KIMG_LAYER* openSource(const KstrStringList& names, int i, const KPXM_RECT* fill
     return source;
 }
 
-/// The image file that serves the layer: one a polarization, two layers each when complex.
+/// The layer's image file: one file per polarization, with two layers each if complex.
 /// @throws std::out_of_range, which hosts rely on.
 const std::u16string& imageOf(const RF_SARLayer& layer) {
     const imageMetadata& reader = *layer.file->reader;
@@ -93,8 +93,8 @@ const std::u16string& imageOf(const RF_SARLayer& layer) {
                                                : static_cast<std::size_t>(index));
 }
 
-/// @return why the samples of an image cannot be the layer's; empty when they can. They would be
-///         read without their other part, or as one.
+/// @return why the image's samples do not suit the layer; empty when they do. They would be read
+///         without their other part, or real samples as complex.
 std::string wrongKind(const RF_SARLayer& layer, const KstrStringList& names) {
     const imageMetadata& reader = *layer.file->reader;
     const std::uint32_t type = kimg_LayerPixelTypeGet(layer.first.get());
@@ -178,7 +178,7 @@ uint32_t rf_sarLayerOpen(RF_SARFile* file, const char16_t* name, uint32_t* pixel
             printFailure(openName, error.what(), nullptr);
         }
     } catch (const std::bad_alloc&) {
-        // no memory is left to tell it
+        // there is no memory left to log it
     }
     return RF_SAR_FAILURE;
 }
@@ -188,7 +188,7 @@ uint32_t rf_sarLayerClose(RF_SARLayer* layer) {
         return 0;
     bool last = false;
     {
-        // The lock lives in the layer, so the layer is freed after it is released.
+        // The lock is part of the layer, so the layer is freed after the lock is released.
         const boost::lock_guard<boost::mutex> closing(layer->lock);
         last = rf_sarLayerCache::EndUse(layer);
     }

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// What opening and reading a layer share.
+/// Helpers for opening and reading a layer.
 namespace sarLayer {
 
 /// Odd numbers are magnitudes, even ones phases.

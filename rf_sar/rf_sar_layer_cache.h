@@ -12,15 +12,15 @@
 #include <string_view>
 #include <vector>
 
-/// An open layer, shared by all who opened its name on the same file. A zeroed block of the host
-/// heap with the object made in it; `destroyLayer` undoes both.
+/// An open layer, shared by all who opened its name on the same file. The object is constructed in
+/// a zeroed block of the host heap; `destroyLayer` undoes both.
 struct RF_SARLayer {
     RF_SARFile* file = nullptr;     ///< the handle it was opened through, not owned
     // Deviation: the image layers are closed with the layer, so that no file of a closed product
     // stays open. (Load.ProductsLeaveNothingOpen)
     KimgLayerHolder first;          ///< the image layer, or the real part
     KimgLayerHolder second;         ///< the imaginary part where it is a band of its own
-    boost::mutex lock;              ///< held while a close counts down
+    boost::mutex lock;              ///< locked while a close counts down
     std::int32_t referenceCount = 0;
     KtxtTextU name;                 ///< as the host gave it
     std::uint32_t number = 0;       ///< parsed from the name
@@ -53,16 +53,17 @@ public:
     // that was just found, and two threads could add one name twice.
     // (LayerOpen.ThreadsThatOpenOneNameGetOneLayer)
 
-    /// Find, and count the layer up when its first source is open.
+    /// Finds a layer and counts it up if its first image layer is open.
     RF_SARLayer* FindAndCount(std::u16string_view name, const RF_SARFile* file);
-    /// Adds a layer with one user, unless FindAndCount has one of its name and handle by now.
-    /// @return that one, counted up; else null.
+    /// Adds a layer with one user, unless FindAndCount finds one of its name and handle.
+    /// @return the layer found, counted up; null if `layer` was added.
     RF_SARLayer* FindAndCountOrAdd(RF_SARLayer* layer);
-    /// Counts down and removes the layer at 0. @return whether it was removed: the caller frees it.
+    /// Counts down and removes the layer at 0. @return whether it was removed: then the caller
+    /// frees it.
     bool CountDownAndRemove(RF_SARLayer* layer);
 
-    /// CountDownAndRemove on the one cache, or without it after it was destroyed: hosts close layers
-    /// while the process ends. Never throws.
+    /// CountDownAndRemove on the cache; also works after the cache was destroyed, because hosts
+    /// close layers while the process ends. Never throws.
     static bool EndUse(RF_SARLayer* layer);
 
 private:

@@ -102,7 +102,7 @@ uint32_t readComplex(const RF_SARLayer& layer, const Window& window, void* block
         readWords(layer, window, words);
         fromPacked(words, window.width, window.height, quantity, scale, out);
     } else if (!layer.second) {
-        // One band of another complex type: the same rule on its floating-point parts.
+        // One band of another complex type: the same rule for its floating-point parts.
         auto* parts = samples.as<float>();
         readSource(layer.first, window, kpxmC64, parts);
         fromPairs(parts, window.width, window.height, quantity, scale, out);

@@ -23,8 +23,8 @@ std::u16string layerName(const imageMetadata& reader, int polarization, std::u16
                                          std::u16string_view(pole), kind, number});
 }
 
-/// One name a polarization, or a magnitude and a phase each: odd numbers are magnitudes, even
-/// ones phases, on which the layers rely.
+/// One name per polarization, or a magnitude and a phase for each. Odd numbers are magnitudes, even
+/// ones phases; the layers rely on that.
 std::vector<std::u16string> layerNames(const imageMetadata& reader) {
     std::vector<std::u16string> names;
     for (int i = 0; i < reader.polarizations.count(); ++i) {
@@ -47,7 +47,7 @@ std::uint32_t printFailure(const char* message, kerr::Slot& slot) {
     return RF_SAR_FAILURE;
 }
 
-/// Names that begin like the node's, in any case, ask for it.
+/// Whether a name begins like the node's, in any case.
 bool asksFor(const KtxtTextU& name, std::u16string_view node) {
     const std::u16string built = kstr::format(u":%s", {node});
     return kstr_Eqnic(name, built, built.size());

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char function[] = "rs2_getCalibration";
 
-/// One table's place in the record, and what is reported when its file is bad.
+/// One table's fields in the record, and the report for a bad file.
 struct Entry {
     double CalibrationLutRecord::*offset;
     std::int32_t CalibrationLutRecord::*count;
@@ -32,7 +32,7 @@ constexpr Entry entries[] = {
     {&Record::gammaOffset, &Record::gammaCount, &Record::gammaGains, messages::wrongGammaTable},
 };
 
-/// The record carries whatever numbers a table has; those that calibrate nothing are told.
+/// The record contains any numbers that a table has; logs a warning for unusable ones.
 void warnOfUnusableNumbers(const std::string& file, const std::vector<double>& gains,
                            double offset) {
     const auto tell = [&](const std::string& where, double value) {
@@ -67,7 +67,7 @@ bool readTable(const std::string& file, const Entry& entry, Record& record,
     return true;
 }
 
-/// The same for a file as product.xml names it.
+/// The same for a file name from product.xml.
 bool readNamedTable(std::u16string_view productFile, const std::string& name, const Entry& entry,
                     Record& record, rs2::BindingErrors& errors, KERR_REPORT** slot) {
     const std::string folder =

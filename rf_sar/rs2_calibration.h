@@ -25,14 +25,14 @@ using CalibrationPtr = std::unique_ptr<CalibrationLutRecord, CalibrationDeleter>
 /// @param document  table names are relative to its file.
 /// @param slot  receives a report when product.xml or a table does not match its schema; after a
 ///        bad table no further one is read.
-/// @return the tables read, all others with offset and count 0 and null gains; null when not one
-///         could be read.
+/// @return the tables that were read, the others with offset and count 0 and null gains; null when
+///         no table could be read.
 /// @throws std::bad_alloc
 CalibrationPtr rs2_getCalibration(const rs2::Document& document, KERR_REPORT** slot);
 
-/// Fills the host's node with those tables; without any it stays as it was.
-/// @param slot  receives what rs2_getCalibration reports, even beside a filled node, and why a node
-///        could not be made.
+/// Fills the host's node with those tables; without any the node stays as it was.
+/// @param slot  receives the report of rs2_getCalibration, even if the node was filled, or why the
+///        node could not be made.
 /// @throws std::bad_alloc
 void rs2_createCalibrationNode(const rs2::Document& document, const HostNodeArguments& host,
                                KERR_REPORT** slot);

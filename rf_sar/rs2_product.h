@@ -16,7 +16,7 @@ namespace rs2prod {
 class c_product;
 }
 
-/// What the readers of RADARSAT-2 products share: the bound product.xml, and values out of it.
+/// Shared by the readers of RADARSAT-2 products: the bound product.xml and helpers to read it.
 namespace rs2 {
 
 /// Judges the errors of a binding: passes over what the schema does not know, and stops at the
@@ -25,13 +25,13 @@ namespace rs2 {
 /// misplaced does. (Rs2Readnodes.WhatALaterSchemaBringsIsPassedOver)
 class BindingErrors {
 public:
-    /// @param file  for errors that do not name theirs, in documents bound from memory.
+    /// @param file  for errors that name no file, in documents bound from memory.
     explicit BindingErrors(std::string file) : file_(std::move(file)) {}
-    /// To be handed to bindings of one product, which this object must outlive.
+    /// @return a handler for the bindings of one product; this object must outlive them.
     lmx::error_handler handler();
-    /// Puts the agreed message into the slot, caused by the error with its file, element and line.
+    /// Puts the agreed message into the slot, with the error, its file, element and line as cause.
     void raise(KERR_REPORT** slot, std::string_view function, std::string_view message) const;
-    /// Logs what was passed over, as one warning for elements and one for attributes.
+    /// Logs what was skipped, in one warning for elements and one for attributes.
     void warn(std::string_view function) const;
 
 private:
@@ -44,12 +44,12 @@ private:
     PassedOver elements_, attributes_;
 };
 
-/// A product.xml, local or virtual: read and bound when it is first asked for, and again when the
-/// file has changed since. One thread at a time.
+/// A product.xml, local or virtual, read and bound when first asked for, and again if the file has
+/// changed. One thread at a time.
 class Document {
 public:
     explicit Document(std::u16string_view productFile);
-    /// @param text   what somebody has read from the file already, kept until it is bound.
+    /// @param text   the file's content if it was read already, kept until it is bound.
     /// @param state  of the file before it was read.
     Document(std::u16string_view productFile, std::string text, const kfio::FileState& state);
     ~Document();
@@ -58,15 +58,15 @@ public:
 
     /// @return the file's name.
     const std::string& file() const { return file_; }
-    /// @param function  under whose name a failure is reported.
-    /// @return the bound document, this object's until the next call; null with a report when the
-    ///         file cannot be read or does not match the schema.
+    /// @param function  the name under which a failure is reported.
+    /// @return the bound document, owned by this object and valid until the next call; null with a
+    ///         report when the file cannot be read or does not match the schema.
     /// @throws std::bad_alloc
     const rs2prod::c_product* product(std::string_view function, KERR_REPORT** slot) const;
 
 private:
     std::string file_;
-    // Binding is left until it is wanted: for the caller the object is the file.
+    // Mutable because binding happens on demand: for the caller the object is the file.
     mutable std::string text_; ///< empty when there is none
     mutable kfio::FileState state_;
     mutable std::unique_ptr<const rs2prod::c_product> product_;
@@ -74,7 +74,7 @@ private:
 
 TimeStamp timeStamp(const lmx::c_datetime& time);
 
-/// @return the numbers that `get` answers for 0 to count - 1.
+/// @return the results of `get` for 0 to count - 1.
 template <class Get>
 std::vector<double> numbers(std::size_t count, const Get& get) {
     std::vector<double> all(count);
@@ -83,7 +83,7 @@ std::vector<double> numbers(std::size_t count, const Get& get) {
     return all;
 }
 
-/// @return a copy on the host heap, owned by the caller; a block of its own even when empty.
+/// @return a copy on the host heap, owned by the caller; never null, even when empty.
 /// @throws std::bad_alloc
 double* heapCopy(const std::vector<double>& values);
 

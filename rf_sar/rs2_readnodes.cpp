@@ -18,7 +18,7 @@ constexpr char function[] = "rs2_sarNodeRead";
 using constants::secondsPerDay;
 using constants::speedOfLightMPerS;
 
-/// The parts of a bound product that the record is made of.
+/// The parts of a bound product that the record is filled from.
 struct Source {
     const rs2prod::c_product& product;
     const rs2prod::c_sourceAttributesDataStore& source = product.get_sourceAttributes();

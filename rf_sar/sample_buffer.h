@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <memory>
 
-/// Samples between their read and their conversion. The thread keeps the memory for its next block,
-/// unless it is large, until the thread ends. One at a time in a thread.
+/// A buffer for samples between read and conversion. The thread keeps the memory for its next block
+/// until it ends, unless the memory is large. At most one buffer at a time per thread.
 class SampleBuffer {
 public:
     /// @throws std::bad_alloc
@@ -20,7 +20,7 @@ public:
     SampleBuffer(const SampleBuffer&) = delete;
     SampleBuffer& operator=(const SampleBuffer&) = delete;
 
-    /// @return room for two values of four bytes a sample; holds anything at first.
+    /// @return uninitialised room for two 4-byte values per sample.
     template <class T>
     T* as() const {
         static_assert(sizeof(T) == sizeof(Room) / 2 && alignof(T) <= alignof(Room));

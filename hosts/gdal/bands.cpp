@@ -73,7 +73,7 @@ public:
         return GDALPamRasterBand::GetMetadataItem(name, domain);
     }
 
-    /// Approximate statistics do not tell these.
+    /// Approximate statistics do not contain these.
     double GetMinimum(int* known) override {
         return isApproximate() ? unknown(known, 0) : GDALPamRasterBand::GetMinimum(known);
     }
@@ -93,9 +93,9 @@ private:
                                         : (2 * end - 1) * mostFloat;
     }
 
-    /// Viewers stretch pictures between the approximate extremes. What GDAL would take for them is
-    /// one bright target, and black around it; it would also write them beside the product. Past
-    /// the sidecar file's bookkeeping, and only where reading costs little.
+    /// Viewers stretch pictures between the approximate extremes. GDAL's own would show one bright
+    /// target on black, and it would write them beside the product. This bypasses the sidecar file,
+    /// and is only offered where reading costs little.
     void provideStatistics() {
         if (std::exchange(statisticsProvided_, true) || oMDMD.GetMetadataItem("STATISTICS_MEAN") ||
             isRemote(raster_->opened().name()))

@@ -13,10 +13,10 @@ namespace rf_sar_gdal {
 using product::Entry;
 using product::OpenedProduct;
 
-/// @param opened  the product that the entry is of; the band keeps it open.
-/// @param beforeRead  called whenever pixels are about to be read.
-/// @return a band that knows its size, type and blocks, to be handed to a dataset.
-/// @throws loader::Error naming the file when what the entry stands for cannot be opened.
+/// @param opened  the entry's product; the band keeps it open.
+/// @param beforeRead  called before each read of pixels.
+/// @return a band with size, type and blocks set, for a dataset to take over.
+/// @throws loader::Error naming the file when the entry cannot be opened.
 std::unique_ptr<GDALRasterBand> makeBand(const std::shared_ptr<const OpenedProduct>& opened,
                                          const Entry& entry,
                                          std::function<void()> beforeRead);

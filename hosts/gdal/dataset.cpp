@@ -75,7 +75,7 @@ std::vector<Entry> SarDataset::chosen(const OpenRequest& request) const {
     return found;
 }
 
-/// A product whose images differ, or are not all there, shows its list of subdatasets alone; an
+/// If the images differ or some are missing, the product shows only its list of subdatasets; an
 /// entry that was asked for by name must open.
 void SarDataset::addBands(const OpenRequest& request) {
     const bool whole = request.layer.empty() && request.calibration.empty() && !request.clearest;
@@ -102,8 +102,8 @@ void SarDataset::addBands(const OpenRequest& request) {
         SetBand(nBands + 1, band.release());
 }
 
-/// What is wrong with the product is looked for when somebody asks for its metadata or pixels, for
-/// the look reads tables and image headers; it is told once.
+/// Checks the product when its metadata or pixels are first asked for, because the checks read
+/// tables and image headers. Warns once.
 void SarDataset::tellWarnings() {
     if (std::exchange(toldWarnings_, true))
         return;
@@ -111,18 +111,18 @@ void SarDataset::tellWarnings() {
         CPLError(CE_Warning, CPLE_AppDefined, "%s: %s", opened_->name().c_str(), warning.c_str());
 }
 
-/// Past the sidecar file's bookkeeping, which would write the items beside the product.
+/// Bypasses the sidecar file, which would write the items beside the product.
 void SarDataset::provideItems() {
     tellWarnings();
     for (const auto& [key, text] : product::metadataItems(opened_->stated()))
-        if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own comes first
+        if (!oMDMD.GetMetadataItem(key.c_str())) // a sidecar file's own items come first
             oMDMD.SetMetadataItem(key.c_str(), text.c_str());
     if (!shown_.empty() && shown_.front().denoised)
         for (const auto& [key, text] : product::noiseRemovedItems())
             oMDMD.SetMetadataItem(key.c_str(), text.c_str());
 }
 
-/// @return whether something tells where the product lies.
+/// @return whether the product has a georeferencing.
 bool SarDataset::canBeDrawn() const {
     try {
         const auto known = place();
@@ -132,8 +132,9 @@ bool SarDataset::canBeDrawn() const {
     }
 }
 
-/// Entries one by one; then what draws without options: the product as a whole and its entries on
-/// the map, but complex samples, which viewers do not draw. Of single bursts there may be hundreds.
+/// Lists the entries; then, for viewers without options, the product and its entries on the map.
+/// Leaves out complex samples, which viewers cannot draw, and single bursts, of which there may be
+/// hundreds.
 void SarDataset::provideSubdatasets() {
     if (!listsEntries_)
         return;
@@ -162,9 +163,9 @@ void SarDataset::provideSubdatasets() {
     oMDMD.SetMetadata(list.List(), "SUBDATASETS");
 }
 
-/// Statistics go into <product file>.aux.xml under the entry's name, overviews into
-/// <product file>.<entry>.ovr, both only when the user asks for them. Who made the product may have
-/// put such files there: they are not followed to other files.
+/// Statistics go into <product file>.aux.xml under the entry's name, overviews into <product
+/// file>.<entry>.ovr, both only when the user asks for them. The product's maker may have put such
+/// files there, so links in them are not followed.
 void SarDataset::nameSidecars(const OpenRequest& request) {
     std::string shown = request.clearest        ? mapName
                         : request.layer.empty() ? request.calibration
@@ -196,7 +197,7 @@ const ProductImage* SarDataset::image() const {
     return shown_.empty() ? opened_->firstImage() : shown_.front().image;
 }
 
-/// Fills a domain when it is first asked for. What cannot be had is told once.
+/// Fills a domain when it is first asked for. Warns once about what is not available.
 void SarDataset::provide(const char* name) {
     const char* domain = name ? name : "";
     if (!provided_.insert(domain).second)
@@ -261,7 +262,7 @@ char** SarDataset::GetFileList() {
     add(opened_->name());
     const CPLStringList sidecars(GDALPamDataset::GetFileList());
     for (int i = 0; i < sidecars.size(); ++i)
-        add(sidecars[i]); // and what GDAL takes for the dataset's own file, unless it is a folder
+        add(sidecars[i]); // also what GDAL takes as the dataset's own file, unless it is a folder
     const product::StatedProduct& stated = opened_->stated();
     for (const std::string& file : stated.facts().documents)
         add(file);
@@ -313,11 +314,11 @@ CPLErr SarDataset::IBuildOverviews(const char* resampling, int count, const int*
                      GetDescription(), decibels ? "decibels" : "phases");
             return CE_Failure;
         }
-        // Neighbouring magnitudes are averaged by their power.
+        // Neighbouring magnitudes are averaged in power.
         if (any(&Entry::isMagnitude))
             method = "RMS";
     }
-    // Past the sidecar file's bookkeeping, which would name the overviews itself.
+    // Bypasses the sidecar file, which would name the overviews itself.
     // NOLINTNEXTLINE(bugprone-parent-virtual-call)
     return GDALDataset::IBuildOverviews(method, count, factors, bandCount, bandNumbers, progress,
                                         progressData, options);

@@ -13,24 +13,24 @@
 
 namespace rf_sar_gdal {
 
-/// Names that begin so are drawn on the map: "MAP", "MAP_SIGMA_NOUGHT_DB_HH".
+/// Beginning of the names that are drawn on the map: "MAP", "MAP_SIGMA_NOUGHT_DB_HH".
 constexpr char mapName[] = "MAP";
 
-/// How a user asks for a product.
+/// A user's request to open a product.
 struct OpenRequest {
     std::string description; ///< the name that GDAL was given
     std::string file;        ///< as product::findProduct gives it
     std::string layer;       ///< an entry's name; "" for the product as a whole
     std::string calibration; ///< SIGMA_NOUGHT, SIGMA_NOUGHT_DB, ...; "" for samples as they are
-    bool clearest = false;   ///< of the product as a whole, what a viewer shows best
+    bool clearest = false;   ///< for the whole product: what suits a viewer best
     bool denoised = false;   ///< the noise level is subtracted
     GeorefChoice georef = GeorefChoice::automatic;
     bool onTheMap = false;           ///< drawn on the map while it is read (map_view.h)
-    kimg::ElevationSource elevation; ///< to draw by; without paths the height of the scene
+    kimg::ElevationSource elevation; ///< for onTheMap; without paths: the scene's height
 };
 
-/// A product as a whole, or one entry of it. One thread at a time, as GDAL has it; any number of
-/// datasets in parallel.
+/// A whole product, or one entry of it. As usual in GDAL, one thread uses a dataset at a time;
+/// different datasets may be used in parallel.
 class SarDataset final : public WithGeoTransform<GDALPamDataset> {
 public:
     /// @throws loader::Error naming the file.
@@ -45,12 +45,13 @@ public:
     const OGRSpatialReference* GetGCPSpatialRef() const override;
     const GDAL_GCP* GetGCPs() override;
 
-    /// @return where the image lies, for who draws it; null for no image.
+    /// @return the image's georeferencing, for drawing it; null without an image.
     /// @throws loader::Error as product::placeOf.
     std::shared_ptr<const product::Place> place() const { return reference_->place(); }
 
 protected:
-    /// Into a file beside the product named after what is open, so that each entry has its own.
+    /// Writes overviews into a file beside the product, named for the open entry, so that each
+    /// entry has its own file.
     CPLErr IBuildOverviews(const char* resampling, int count, const int* factors, int bandCount,
                            const int* bandNumbers, GDALProgressFunc progress, void* progressData,
                            CSLConstList options) override;
@@ -71,10 +72,10 @@ private:
 
     std::shared_ptr<const OpenedProduct> opened_;
     std::vector<Entry> shown_; ///< one a band
-    bool listsEntries_;        ///< as subdatasets: a product as a whole does
+    bool listsEntries_;        ///< as subdatasets, as a whole product does
     std::unique_ptr<const Georeference> reference_;
     bool toldWarnings_ = false;
-    std::set<std::string> provided_; ///< domains that have been asked for
+    std::set<std::string> provided_; ///< metadata domains filled so far
 };
 
 } // namespace rf_sar_gdal

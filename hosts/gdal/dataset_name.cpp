@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view archivePrefix = "/vsizip/";
 
-/// @return the name without what QGIS puts before it; ends where the name does.
+/// @return the name without the prefix that QGIS adds; a view to the end of the name.
 std::string_view withoutArchive(std::string_view name) {
     const std::string both = std::string(archivePrefix) + std::string(connectionPrefix);
     if (name.size() > both.size() && EQUALN(name.data(), both.data(), both.size()))
@@ -24,7 +24,7 @@ std::string_view withoutArchive(std::string_view name) {
     throw loader::Error(name + ": is not of the form RF_SAR:\"<file>\":<layer>");
 }
 
-/// @param endMayLack  the second quote and what follows.
+/// @param endMayLack  whether the second quote and the rest may be missing.
 DatasetName parseQuoted(const std::string& name, std::string_view rest, bool endMayLack) {
     DatasetName parsed;
     std::size_t at = 1;

@@ -28,7 +28,7 @@ constexpr char openOptions[] =
     "count: AUTO (as the file says), ELLIPSOID, EGM96, EGM2008 or a file of geoid heights'/>"
     "</OpenOptionList>";
 
-/// Takes the mark of what is drawn on the map from the name of a layer.
+/// Removes the prefix for maps from the name of a layer.
 /// @return whether there was one.
 bool takeMap(OpenRequest& request) {
     const std::string marked = std::string(mapName) + "_";
@@ -110,7 +110,8 @@ void registerDriver() {
 } // namespace
 } // namespace rf_sar_gdal
 
-/// What GDAL calls after loading the library, by the library's name or by the general one.
+/// GDAL calls one of these after loading the library: the one with the library's name or the
+/// general one.
 extern "C" __attribute__((visibility("default"))) void GDALRegister_RF_SAR() {
     rf_sar_gdal::registerDriver();
 }

@@ -5,23 +5,23 @@
 
 namespace rf_sar_gdal {
 
-/// Where GDAL's classes changed between the versions that are served, 3.6 to 3.13: what overrides
-/// one of these functions is declared by these names, and says the same for every version.
+/// GDAL's classes differ between the supported versions, 3.6 to 3.13. Overrides of the changed
+/// functions use these names, so that they read the same for every version.
 
 #if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 13, 0)
-using MetadataList = CSLConstList; ///< what GetMetadata returns
+using MetadataList = CSLConstList; ///< the return type of GetMetadata
 #else
 using MetadataList = char**;
 #endif
 
-/// RefUnderlyingRasterBand's parameter, which is given a name and a meaning by no one here.
+/// The parameter of RefUnderlyingRasterBand, which is unused here.
 #if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 7, 0)
 #define RF_SAR_GDAL_FORCE_OPEN bool
 #else
 #define RF_SAR_GDAL_FORCE_OPEN
 #endif
 
-/// A dataset that says its geotransform by copyGeoTransform.
+/// A dataset that states its geotransform through copyGeoTransform.
 template <class Dataset>
 class WithGeoTransform : public Dataset {
 public:

@@ -53,7 +53,7 @@ Georeference::Georeference(std::shared_ptr<const OpenedProduct> opened, const Pr
         require();
 }
 
-/// What was asked for by name is refused now, not later.
+/// Fails now, not later, if something asked for by name is not available.
 void Georeference::require() const {
     const auto refuse = [&](const char* wanted) {
         const std::string why = place_ ? place_->remarks : "";

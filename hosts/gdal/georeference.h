@@ -17,38 +17,38 @@ namespace rf_sar_gdal {
 using product::OpenedProduct;
 using product::ProductImage;
 
-/// What the open option GEOREF asks for; MAP is map_view.h's and takes what is automatic.
+/// The choices of the open option GEOREF. Its value MAP is handled in map_view.h and uses
+/// `automatic`.
 enum class GeorefChoice {
-    automatic, ///< geotransform, or else tie points and rational functions, from the best source
-    model,     ///< the same, and nothing but a sensor model will do
+    automatic, ///< geotransform, else tie points and rational functions, from the best source
+    model,     ///< the same, but an error without a sensor model
     rpc,       ///< rational functions alone
     gcp,       ///< tie points alone
-    product,   ///< what the product itself states, nothing computed
+    product,   ///< as the product states them, nothing computed
 };
 
-/// @param text  of the option, any case; "" is automatic.
+/// @param text  the option's value, in any case; "" is automatic.
 /// @throws loader::Error for any other text.
 GeorefChoice parseGeorefChoice(const std::string& text);
 
-/// Where an image lies on the ground, in GDAL's terms; found when it is first asked for. One
-/// thread at a time.
+/// An image's georeferencing in GDAL's terms, computed when first asked for. One thread at a time.
 class Georeference {
 public:
     /// @param image  the first that can be opened; null when there is none.
-    /// @param part  what is shown of the common grid of bursts, where it is a part of that.
-    /// @throws loader::Error when what is asked for by name is not to be had.
+    /// @param part  the part of the common grid of bursts that the image shows, if any.
+    /// @throws loader::Error when the choice names something that is not available.
     Georeference(std::shared_ptr<const OpenedProduct> opened, const ProductImage* image,
                  const std::optional<product::GridPart>& part, GeorefChoice choice);
 
-    /// What cannot be found is told as a warning, once; these are empty then.
+    /// These are empty where nothing is found; a warning says so once.
     const std::optional<std::array<double, 6>>& geoTransform() const;
     const GcpList& gcps() const;
-    /// @return of the transform, or of the GCPs.
+    /// @return the coordinate system of the transform or of the GCPs.
     const OGRSpatialReference& system() const;
-    /// @return rational functions under GDAL's names; empty where there are none, or none is asked
-    ///         for.
+    /// @return rational functions under GDAL's names; empty where there are none or the choice
+    ///         excludes them.
     const product::RpcItems& rpc() const;
-    /// @return where the image lies, whatever was chosen; null for no image.
+    /// @return the image's georeferencing, whatever the choice; null without an image.
     /// @throws loader::Error as product::placeOf.
     std::shared_ptr<const product::Place> place() const;
 

@@ -19,8 +19,8 @@ std::string_view headOf(const GDALOpenInfo& info) {
             static_cast<std::size_t>(info.nHeaderBytes)};
 }
 
-/// The families whose product files have that extension look at the first bytes; further ones are
-/// read where these are likely.
+/// The families with that extension look at the first bytes; more bytes are read if these are
+/// likely.
 bool identifyByHead(GDALOpenInfo& info, const std::string& extension) {
     for (const product::Family* family : product::families()) {
         if (!EQUAL(extension.c_str(), std::string(family->extension).c_str()))
@@ -34,7 +34,7 @@ bool identifyByHead(GDALOpenInfo& info, const std::string& extension) {
     return false;
 }
 
-/// An archive or a manifest, which lead to a product file: that file decides.
+/// An archive or a manifest leads to a product file, which decides.
 bool identifyContainer(const GDALOpenInfo& info) {
     const CPLErrorHandlerPusher quiet(CPLQuietErrorHandler);
     try {
@@ -69,7 +69,7 @@ bool isArchive(const std::string& folder) {
 bool identify(GDALOpenInfo& info) {
     if (isDatasetName(info.pszFilename))
         return true;
-    if (info.bIsDirectory) // programs name what lies in an archive, and mean the archive
+    if (info.bIsDirectory) // programs name a path in an archive but mean the archive
         return isArchive(info.pszFilename) ? identifyContainer(info) : identifyFolder(info);
     if (info.nHeaderBytes == 0)
         return false;

@@ -15,13 +15,13 @@ namespace {
 
 constexpr int blockSide = 256;
 
-/// What stands beside the image: 0, which magnitudes and complex samples hardly ever are, and for
-/// powers what they never are. Phases use every number; for them 0 stands there unmarked.
+/// The value outside the image: 0, which magnitudes and complex samples hardly ever have; NaN for
+/// powers. Phases use every number, so for them 0 is not marked as no-data.
 double besideImage(GDALDataType type) {
     return type == GDT_Float32 ? std::numeric_limits<double>::quiet_NaN() : 0;
 }
 
-/// A rectangle of the map, in its pixels, and by how many points it is asked for.
+/// A rectangle of the map in its pixels, and the number of points requested in it.
 struct Part {
     double left, top, width, height;
     int columns, lines;
@@ -60,7 +60,7 @@ private:
     std::vector<KxfrPixel> lastPositions_;
 };
 
-/// All but pixels is said by the band it shows.
+/// Everything except the pixels comes from the band that it shows.
 class MapBand final : public GDALRasterBand {
 public:
     MapBand(MapView& map, GDALRasterBand& shown) : map_(map), shown_(shown) {
@@ -95,7 +95,7 @@ protected:
         return map_.draw(shown_, block, eDataType, samples);
     }
 
-    /// Pictures of a whole scene ask for few pixels: these alone are looked up.
+    /// Pictures of a whole scene request few pixels: only these are looked up.
     CPLErr IRasterIO(GDALRWFlag flag, int x, int y, int width, int height, void* buffer,
                      int bufferWidth, int bufferHeight, GDALDataType bufferType,
                      GSpacing pixelSpace, GSpacing lineSpace,
@@ -159,8 +159,8 @@ const std::vector<KxfrPixel>& MapView::positionsOf(const Part& part) {
     return lastPositions_;
 }
 
-/// The image is read as one rectangle around what is asked for, in as many pixels as that has
-/// points: no more than a block's, however much of the image it spans.
+/// Reads the image as one rectangle around the request, reduced to about as many pixels as the
+/// request has points: no more than a block's, however much of the image it spans.
 CPLErr MapView::draw(GDALRasterBand& band, const Part& part, GDALDataType type, void* samples) {
     try {
         const std::vector<KxfrPixel>& positions = positionsOf(part);

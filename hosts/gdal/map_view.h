@@ -7,13 +7,14 @@
 
 namespace rf_sar_gdal {
 
-/// A product drawn on the map while it is read: each of the map's pixels shows the nearest one of
-/// the image, where it lies (product::placeOf) at the height of the scene or over an elevation
-/// model. Longitudes and latitudes; UTM across the antimeridian, UPS beyond 84 degrees.
-/// @param opened     what is drawn.
+/// Draws a product on the map while it is read. Each map pixel shows the nearest image pixel, by
+/// the georeferencing of product::placeOf at the height of the scene or over an elevation model.
+/// The map is in longitude and latitude, across the antimeridian in UTM, beyond 84 degrees in UPS.
+/// @param opened     the product to draw.
 /// @param elevation  without paths for the height of the scene.
-/// @return the drawing, which keeps `opened` open; `opened` itself where it is a map already.
-/// @throws loader::Error naming the product when its place is not known, or the elevation model.
+/// @return the drawing, which keeps `opened` open; `opened` itself if it is a map already.
+/// @throws loader::Error naming the product when it has no georeferencing, or the elevation model
+///         when it cannot be used.
 std::unique_ptr<GDALDataset> onTheMap(std::unique_ptr<SarDataset> opened,
                                       const kimg::ElevationSource& elevation);
 

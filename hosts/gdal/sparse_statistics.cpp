@@ -11,7 +11,7 @@ namespace {
 
 constexpr double wantedSamples = 1 << 21, mostSamples = 1 << 25, leastBlocks = 9;
 
-/// @return so many of `count` places, evenly, about.
+/// @return about that many of `count` indices, evenly spaced.
 std::vector<std::uint32_t> spread(std::uint32_t count, double wanted) {
     const auto places =
         static_cast<std::uint32_t>(std::clamp(std::floor(wanted), 1.0, double(count)));
@@ -64,7 +64,7 @@ std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster) 
                     return std::nullopt;
                 }
     } catch (const loader::Error&) {
-        return std::nullopt; // whoever reads the pixels is told
+        return std::nullopt; // reading the pixels reports the error
     }
     if (numbers.empty())
         return std::nullopt;

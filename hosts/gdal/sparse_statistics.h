@@ -7,15 +7,16 @@
 
 namespace rf_sar_gdal {
 
-/// Of the middle 90 of 100 samples, so that a picture stretched between lowest and highest shows
-/// the ground, not one bright target and black around it.
+/// Statistics of the middle 90 % of the samples. So a picture stretched between lowest and highest
+/// shows the ground, and not one bright target on black.
 struct SparseStatistics {
     double lowest, highest, mean, deviation;
 };
 
-/// Reads some blocks all over the image: about two million samples, at least nine blocks.
-/// @return nothing for complex samples, where no block can be read or holds a number, and where
-///         blocks are so large that reading nine would take long.
+/// Computes them from some blocks spread over the image: about two million samples, at least nine
+/// blocks.
+/// @return nothing for complex samples, if no block can be read or holds a number, or if blocks are
+///         so large that reading nine would take long.
 std::optional<SparseStatistics> sparseStatistics(const product::Raster& raster);
 
 } // namespace rf_sar_gdal

@@ -17,7 +17,7 @@ std::u16string_view view(const char16_t* text) {
     return text ? std::u16string_view(text) : std::u16string_view();
 }
 
-/// An array of texts as the plug-in hands it out; frees both.
+/// An array of texts from the plug-in; frees the array and the texts.
 class Texts {
 public:
     Texts() = default;
@@ -105,8 +105,8 @@ Georeferencing readGeoreferencing(const Plugin& plugin, const PlacedLayer& layer
     found.transform = readTransform(plugin, layer.handle, layer.name, mapName, found.remarks);
     if (found.transform)
         requireSize(*found.transform, layer.name, layer.width, layer.height);
-    // An image that does not say in which system its coordinates are gets a projection all the
-    // same, by default; it is not the transform's.
+    // An image that does not state the system of its coordinates still gets a default projection,
+    // which is not the transform's.
     if (found.transform && found.projection && found.projection->name != mapName)
         found.projection = nullptr;
     return found;

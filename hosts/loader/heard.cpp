@@ -21,8 +21,8 @@ bool isFunction(std::string_view text) {
                        [](unsigned char c) { return std::isalnum(c) != 0; });
 }
 
-/// What a user makes something of: the plug-in's fixed texts, which hosts match on, also tell which
-/// of its functions failed, and some say nothing else.
+/// The part of a message that helps a user. The plug-in's fixed texts, which hosts match on, also
+/// name the function that failed, and some contain nothing else.
 std::string forUsers(std::string text) {
     constexpr std::string_view failed = " failed", absent = ": No such node (";
     if (text == "Creating MIF Node failed." || text == "no data, no design or no node to fill" ||

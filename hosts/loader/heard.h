@@ -14,7 +14,8 @@ public:
     Heard() : listener_([this](const KERR_REPORT& report) { texts_.push_back(words(report)); }) {}
 
     bool empty() const { return texts_.empty(); }
-    /// @return the reasons, innermost first, in one sentence part; `otherwise` when none was told.
+    /// @return the reasons, innermost first, as one part of a sentence; `otherwise` when there are
+    ///         none.
     std::string reason(const std::string& otherwise) const;
     /// @return the messages of a report and its causes, without function names; never empty.
     static std::string text(const KERR_REPORT& report);

@@ -11,7 +11,7 @@
 
 namespace loader {
 
-/// Takes a list over that the plug-in handed out, and frees it.
+/// Takes over a list that the plug-in returned, and frees it.
 /// @param count  of the texts; a null list counts as empty.
 inline std::vector<std::string> takeTexts(char16_t** list, std::uint32_t count) {
     const HostList taken(list, list ? count : 0);
@@ -21,7 +21,7 @@ inline std::vector<std::string> takeTexts(char16_t** list, std::uint32_t count) 
     return texts;
 }
 
-/// @throws Error when the name, of a file, a layer or a record, is not valid UTF-8.
+/// @throws Error when the name (of a file, layer or record) is not valid UTF-8.
 inline std::u16string wideName(const std::string& name) {
     try {
         return ktxt::widen(name);

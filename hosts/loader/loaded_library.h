@@ -6,7 +6,7 @@
 namespace loader {
 
 /// @return the file that a library of this process was loaded from, links resolved; empty when no
-///         library of that file name, or of a version of it ("x.so.1.2"), is loaded.
+///         library of that file name, with or without a version ("x.so.1.2"), is loaded.
 std::string loadedLibrary(const std::string& fileName);
 
 } // namespace loader

@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr char fileName[] = "rf_sar.so";
 
-/// The plug-in stands beside the platform library that it shares with its host; where the linker
-/// found that one is known.
+/// The plug-in is beside the platform library, which it shares with its host and which the linker
+/// has already found.
 std::vector<std::string> candidates() {
     if (const char* named = std::getenv("RF_SAR_PLUGIN"))
         return {named};
@@ -104,7 +104,7 @@ Plugin::Plugin(const std::string& path)
     char16_t** list = nullptr;
     entry_.pixelTypesGet(&count, &list);
     pixelTypes_ = takeTexts(list, count);
-    // What the plug-in prints belongs to whoever listens on that thread (Heard).
+    // What the plug-in prints goes to the listener of that thread (Heard).
     kerr::setPrintSink([](const KERR_REPORT& report) { TolvanLog::Write(report); });
 }
 

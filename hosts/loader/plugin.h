@@ -26,7 +26,7 @@ struct Format {
     std::string fileTemplate;
 };
 
-/// The functions of the interface that hosts use, found by name.
+/// The plug-in's functions that the hosts use, found by name.
 struct EntryPoints {
     decltype(&rf_sarInstanceTitleListGet) titleListGet;
     decltype(&rf_sarInstanceShortNameListGet) shortNameListGet;
@@ -51,8 +51,8 @@ struct EntryPoints {
 /// A loaded plug-in. Stays loaded until the process ends. Any thread.
 class Plugin {
 public:
-    /// Loads the plug-in that RF_SAR_PLUGIN names, else rf_sar.so beside the platform library, or
-    /// where the dynamic linker looks.
+    /// Loads the plug-in that RF_SAR_PLUGIN names; else rf_sar.so beside the platform library; else
+    /// rf_sar.so where the dynamic linker finds it.
     /// @throws Error saying what was tried.
     static const Plugin& instance();
 
@@ -71,14 +71,14 @@ private:
     std::vector<std::string> pixelTypes_;
 };
 
-/// @return why a name cannot be a product's, told by the format table; empty when it can.
+/// @return why the format table excludes a file name; empty when it does not.
 std::string refusalByExtension(const Plugin& plugin, const std::string& name);
 class Heard;
-/// @return why no reader took the file of that name, as the readers told it; without the name.
+/// @return why no reader accepted the file, as the readers reported it; without the file's name.
 std::string refusalAsHeard(const Heard& heard, const std::string& name);
 
 /// @param name  of the product file, UTF-8.
-/// @param reason  receives why the file is none of the products, as the readers tell it.
+/// @param reason  receives why the file is no product, as the readers reported it.
 /// @return the format's row, or -1.
 int identify(const Plugin& plugin, const std::string& name, std::string& reason);
 

@@ -43,7 +43,7 @@ void Layer::readBlock(std::uint32_t row, std::uint32_t column, void* samples) co
     void* block = samples;
     const std::uint32_t status =
         plugin_->entry().layerRasterRead(layer_.get(), row, column, &block);
-    // Complex layers answer success even where the image could not be read; the log tells.
+    // Complex layers return success even when the image could not be read; only the log shows it.
     if (status != 0 || !heard.empty())
         throw Error("layer " + name_ + ": " + heard.reason("cannot be read"));
 }

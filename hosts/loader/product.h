@@ -10,7 +10,7 @@
 namespace loader {
 
 /// @param what  for the text, such as "layer C_HH_MAGNITUDE_1".
-/// @throws Error telling window and size for a window that is empty or leaves the image.
+/// @throws Error naming window and image size when the window is empty or leaves the image.
 void requireInside(const std::string& what, std::uint32_t imageWidth, std::uint32_t imageHeight,
                    std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height);
 
@@ -42,7 +42,7 @@ public:
     void readWindow(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                     std::span<std::uint16_t> samples) const;
 
-    /// What the plug-in tells; product::placeOf knows more.
+    /// The plug-in's georeferencing; product::placeOf has further sources.
     /// @throws Error as loader::readGeoreferencing.
     Georeferencing georeferencing() const {
         return readGeoreferencing(*plugin_, {layer_.get(), name_, width_, height_});
@@ -68,7 +68,7 @@ private:
 class Product {
 public:
     /// @throws Error naming the file and why it cannot be opened.
-    /// @param standIn  the file that the plug-in reads in its place; "" for the product's own.
+    /// @param standIn  the file that the plug-in reads instead; "" for the product's own.
     Product(const Plugin& plugin, const std::string& name, const std::string& standIn = "");
 
     const Plugin& plugin() const { return *plugin_; }
@@ -77,12 +77,12 @@ public:
     const Format& format() const {
         return plugin_->formats()[static_cast<std::size_t>(formatIndex_)];
     }
-    /// @throws Error when the plug-in cannot tell.
+    /// @throws Error when the plug-in cannot list them.
     std::vector<std::string> layerNames() const;
     std::vector<std::string> nodeNames() const;
     /// @return the node of that name, filled.
-    /// @param remarks  receives what the plug-in said of a node that it did fill; empty if nothing.
-    /// @throws Error saying why, when the product does not have the node.
+    /// @param remarks  receives what the plug-in reported while it filled the node; may be empty.
+    /// @throws Error saying why when the product does not have the node.
     KmifNode node(const std::string& name, std::string& remarks) const;
     Layer openLayer(const std::string& name) const { return Layer(*plugin_, file_.get(), name); }
     RF_SARFile* handle() const { return file_.get(); }

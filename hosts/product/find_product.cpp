@@ -62,7 +62,7 @@ std::vector<std::string> productsIn(const std::string& folder) {
     return found;
 }
 
-/// @return the one product that was found.
+/// @return the only product found.
 std::string theOnly(const std::string& entry, const std::vector<std::string>& found) {
     constexpr std::size_t mostNames = 10;
     if (found.empty())
@@ -91,7 +91,7 @@ std::string productOfFolder(const std::string& entry, const std::string& folder)
 /// The files of an archive's folder, by their paths from there.
 using Members = std::set<std::string>;
 
-/// As productsIn, of names alone.
+/// As productsIn, for a list of names.
 std::vector<std::string> productsAmong(const Members& members) {
     std::vector<std::string> direct, found;
     for (const Family* family : families())
@@ -107,8 +107,8 @@ std::vector<std::string> productsAmong(const Members& members) {
     return found;
 }
 
-/// As productOfFolder: an archive holds the product's folder, or what is in it. Its directory is
-/// read once, however many folders it has.
+/// As productOfFolder: an archive contains the product's folder or its content. Reads the archive's
+/// directory once, however many folders it has.
 std::string productOfArchive(const std::string& entry) {
     const std::string archive = kfnp::absolute(entry);
     const auto paths = kfio::zipPaths(archive);

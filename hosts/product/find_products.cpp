@@ -100,7 +100,7 @@ private:
         return folder;
     }
 
-    /// @return false where links lead back to a folder that was seen.
+    /// @return false when links lead back to a folder already searched.
     bool isNew(const std::string& path) {
         struct stat state {};
         return kfnp::isVirtual(path) || stat(path.c_str(), &state) != 0 ||
@@ -132,7 +132,7 @@ private:
                 descend(prefix + name);
     }
 
-    /// Products that stand beside each other.
+    /// Products beside each other in one folder.
     void addThoseAmong(const std::vector<std::string>& names, const std::string& prefix) {
         for (const std::string& name : names)
             if (isZip(name))

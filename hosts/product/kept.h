@@ -10,8 +10,8 @@
 
 namespace product {
 
-/// A value that is made when first asked for, once, and then kept. Where making it fails with a
-/// loader::Error, the error is kept and thrown again each time. Any thread.
+/// A value that is made once, when first asked for, and kept. If making it throws a loader::Error,
+/// the error is kept and thrown again each time. Any thread may ask.
 template <class Value>
 class Kept {
 public:
@@ -37,7 +37,8 @@ private:
     mutable std::optional<loader::Error> error_;
 };
 
-/// Values by name, each as Kept has it; making one does not hold up those who ask for another.
+/// Values by name, each with the rules of Kept. Making one value does not block requests for
+/// another.
 template <class Value>
 class KeptByName {
 public:

@@ -5,8 +5,8 @@
 
 namespace product {
 
-/// @return the product's facts and the names of its calibration tables under the keys that users
-///         of GDAL know, as the product writes them; what it does not state is left out.
+/// @return the product's metadata and the names of its calibration tables under GDAL's usual keys,
+///         with the product's own texts; items that the product does not state are left out.
 TextItems metadataItems(const StatedProduct& product);
 
 } // namespace product

@@ -14,7 +14,7 @@ std::vector<ProductImage> imagesOfLayers(const StatedProduct& stated) {
                     if (each.file == image.file)
                         return &burst;
         } catch (const loader::Error&) {
-            // checks tell of a damaged list; the layers serve without it
+            // checks report a damaged list; layers work without it
         }
         return nullptr;
     };
@@ -32,12 +32,12 @@ std::vector<ProductImage> imagesOfBursts(const StatedProduct& stated) {
     return images;
 }
 
-/// @return nothing for products that have none, or whose documents cannot be read.
+/// @return nothing for products without any, or whose documents cannot be read.
 std::vector<StandInFile> standInOf(const std::string& productFile) {
     try {
         return readStatedProduct(productFile)->standIn();
     } catch (const std::exception&) {
-        return {}; // why the plug-in refuses the product is what the user is told
+        return {}; // the user sees why the plug-in refuses the product
     }
 }
 

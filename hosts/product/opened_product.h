@@ -23,11 +23,11 @@ struct ProductImage {
     std::string file;
     std::string pole; ///< as the product states it for this file
     bool isCrossProduct = false;
-    const StatedBurst* burst = nullptr; ///< whose image it is; null for whole images
+    const StatedBurst* burst = nullptr; ///< the burst that it shows; null for whole images
 
     /// @return null when the file cannot be opened.
     const ImageSamples* samples() const;
-    /// @return why; "" when it can.
+    /// @return why the file cannot be opened; "" when it can.
     std::string fault() const;
 
 private:
@@ -37,12 +37,13 @@ private:
     std::shared_ptr<const Opened> samples_ = std::make_shared<const Opened>();
 };
 
-/// A product that is open: the plug-in's side of it, what it states, and its image files. All but
-/// the first waits until somebody asks, happens once, and is kept. Constant; any thread.
+/// An open product: the plug-in's handle, what the product states, and its image files. Statements
+/// and image files are read once, when first asked for, and kept. Objects are constant: any thread
+/// may use them.
 class OpenedProduct {
 public:
-    /// @param standIn  the folder of the documents that the plug-in reads for the product, where
-    ///        these are not its own (StatedProduct::standIn).
+    /// @param standIn  the folder of documents that the plug-in reads in place of the product's own
+    ///        (StatedProduct::standIn); null for none.
     explicit OpenedProduct(loader::Product opened,
                            std::shared_ptr<const kfio::MemoryFolder> standIn = nullptr)
         : standIn_(std::move(standIn)), product(std::move(opened)) {}
@@ -57,10 +58,10 @@ public:
     const std::string& name() const { return product.name(); }
     /// @throws loader::Error naming the file when the product's documents cannot be read.
     const StatedProduct& stated() const;
-    /// None where the plug-in reads a stand-in.
+    /// Empty where the plug-in reads a stand-in.
     /// @throws loader::Error when the plug-in cannot list them.
     const std::vector<std::string>& layerNames() const;
-    /// With their colon.
+    /// Names of the plug-in's nodes, with their colon.
     const std::vector<std::string>& nodeNames() const;
     /// @return the plug-in's SAR metadata record, a SarMetadataRecord.
     /// @throws loader::Error when it has none.
@@ -69,12 +70,12 @@ public:
     bool layersInPairs() const;
     /// @return the images that the plug-in's layers show, in the product's own order.
     const std::vector<ProductImage>& images() const;
-    /// @return those of all bursts, burst by burst in the order of StatedProduct::bursts(); empty
-    ///         for products without bursts.
+    /// @return the images of all bursts, in the order of StatedProduct::bursts(); empty for
+    ///         products without bursts.
     const std::vector<ProductImage>& burstImages() const;
 
     bool hasStandIn() const { return standIn_ != nullptr; }
-    /// @return whether the product's images are bursts, in a list that can be read.
+    /// @return whether the product's images are bursts and their list can be read.
     bool hasBursts() const;
     /// @return the image that serves a layer; null when the product names none.
     const ProductImage* imageOf(const LayerName& layer) const;
@@ -94,7 +95,7 @@ private:
 /// @throws loader::Error naming what cannot be opened.
 std::shared_ptr<const OpenedProduct> openProductFile(const std::string& productFile);
 
-/// @param entry  what a user names: findProduct() tells which product that is.
+/// @param entry  what a user names; findProduct() finds the product file.
 /// @throws loader::Error naming what cannot be found or opened.
 std::shared_ptr<const OpenedProduct> openProduct(const std::string& entry);
 

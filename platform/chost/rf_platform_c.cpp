@@ -39,12 +39,12 @@ uint32_t rf_platformLayerOpenGuarded(RF_PlatformLayerOpen open, RF_SARFile* file
         kerr_PrintErrorReport(report);
         kerr_DeleteErrorReportEx(&report);
     } catch (const std::exception&) {
-        // too little memory to tell it
+        // too little memory for the report
     }
     return failure;
 }
 
-// The opaque node is a KmifNode, which is what rf_sarFileDataRead fills.
+// The opaque node is a KmifNode, which rf_sarFileDataRead fills.
 
 void rf_platformFree(void* block) {
     kmsc_HeapFree(block);

@@ -84,7 +84,7 @@ bool startsNumber(std::string_view text) {
     return text.front() == '-' || isDigit(text.front());
 }
 
-/// The length of the comment, the text, the number or else the character that stands first.
+/// The length of the first token: a comment, a string, a number or a single character.
 std::size_t tokenLength(std::string_view text) {
     std::size_t length = 1;
     if (text.starts_with("//") || text.starts_with("/*")) {
@@ -100,7 +100,7 @@ std::size_t tokenLength(std::string_view text) {
     return length;
 }
 
-/// The same document without decimal marks, which a locale could read in its own way.
+/// The same document without decimal marks, which a locale could misread.
 std::string withoutDecimalMarks(std::string_view text) {
     std::string out;
     out.reserve(text.size() + text.size() / 8);
@@ -115,7 +115,7 @@ std::string withoutDecimalMarks(std::string_view text) {
     return out;
 }
 
-/// Versions of the library take one or another number that JSON does not have: "-", "1.", "1.e5".
+/// Some versions of the library accept numbers that are not JSON: "-", "1.", "1.e5".
 void requireDigits(std::string_view text) {
     while (!text.empty()) {
         const std::string_view token = text.substr(0, tokenLength(text));
@@ -127,7 +127,7 @@ void requireDigits(std::string_view text) {
     }
 }
 
-/// Some versions of the library take numbers beyond all doubles as infinite ones.
+/// Some versions of the library read numbers too large for a double as infinity.
 bool isFinite(const Json::Value& value) {
     return value.type() == Json::realValue ? std::isfinite(value.asDouble())
                                            : std::all_of(value.begin(), value.end(), isFinite);
@@ -139,7 +139,7 @@ Json::CharReaderBuilder builderOf(bool keepComments) {
     builder["strictRoot"] = false;
     builder["allowComments"] = true;
     builder["collectComments"] = keepComments;
-    // The limit counts the values that are open, the innermost scalar included.
+    // The limit counts nested values, including the innermost scalar.
     builder["stackLimit"] = Reader::maxDepth + 1;
     return builder;
 }

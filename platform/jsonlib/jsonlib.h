@@ -10,15 +10,15 @@
 #include <string_view>
 #include <vector>
 
-/// JSON documents, read only. The one door to the JSON library behind it; texts are UTF-8. "." is
-/// the decimal mark whatever the locale.
+/// JSON documents, read only. No other module uses the JSON library. Texts are UTF-8. "." is the
+/// decimal mark whatever the locale.
 
 namespace tolvan::jsonlib {
 
-/// One value of a parsed document. A cheap copy: it shares the document and keeps it alive, and
-/// nobody can change it, so any number of threads may read it.
-/// A look-up that finds nothing yields a null value; a conversion that does not fit throws
-/// TolvanLog::Exception, whose text names the type found and the type wanted.
+/// One value of a parsed document. Copies are cheap: they share the document and keep it alive.
+/// Nothing can change it, so any number of threads may read it. A look-up that finds nothing
+/// returns a null value. A conversion to another type throws TolvanLog::Exception, whose text names
+/// the type found and the type wanted.
 class RF_PLATFORM_API Value {
 public:
     /// The null value.
@@ -44,7 +44,7 @@ public:
     /// @return an object's member names in the order of their bytes; none when this is no object.
     std::vector<std::string> memberNames() const;
 
-    /// Also throws when an escape in the text stands for half a character.
+    /// Also throws when an escape in the text is half a surrogate pair.
     std::string asString() const;
     bool asBool() const;
     /// The nearest double to the number's decimal text.
@@ -52,7 +52,7 @@ public:
     /// Throws for a fraction or a number that 64 bits do not hold.
     std::int64_t asInt64() const;
 
-    /// @return the comment that stands before the value, when the parse kept comments.
+    /// @return the comment before the value, if the parse kept comments.
     std::string comment() const;
 
 private:
@@ -63,7 +63,7 @@ private:
 /// Reads a document. One thread at a time; the values outlive it.
 class RF_PLATFORM_API Reader {
 public:
-    /// How deep arrays and objects may be nested.
+    /// The greatest allowed nesting of arrays and objects.
     static constexpr int maxDepth = 256;
 
     /// Accepts strict JSON of any root type, with or without byte order mark, plus comments.

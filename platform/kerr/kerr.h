@@ -10,13 +10,13 @@
 #include <string_view>
 
 /// Failures as the host sees them: a report is a link of a chain (function, severity, message,
-/// cause). Texts are UTF-8. A report belongs to whoever holds the pointer; a *slot* is the address
-/// of such a pointer, null inside while nothing went wrong. Reports are values without shared
-/// state; printing and logging may be called from any thread.
+/// cause). Texts are UTF-8. The holder of the pointer owns the report. A *slot* is the address of
+/// such a pointer, which is null while nothing has failed. Reports are values without shared state;
+/// printing and logging may be called from any thread.
 
 enum KerrSeverity : int {
     kerrWarning = 1,
-    kerrError = 2, ///< what every report of the plug-in carries
+    kerrError = 2, ///< the severity of every report of the plug-in
 };
 
 struct KERR_REPORT {
@@ -33,24 +33,24 @@ RF_PLATFORM_API KERR_REPORT* kerr_CreateErrorReport(std::string_view function, i
                                                     std::string_view message,
                                                     KERR_REPORT* cause = nullptr);
 
-/// Hands the chain to the print sink; null prints nothing. The report stays the caller's.
+/// Passes the chain to the print sink; null prints nothing. The caller keeps the report.
 RF_PLATFORM_API void kerr_PrintErrorReport(const KERR_REPORT* report);
 
 /// Deletes the chain in the slot and sets the slot to null; a null slot or report is allowed.
 RF_PLATFORM_API void kerr_DeleteErrorReportEx(KERR_REPORT** slot);
 
-/// @return the chain as one line: "function: message (cause: message)".
+/// @return the chain as one line: "function: message (cause: message)"; empty for null.
 RF_PLATFORM_API std::string kerr_Text(const KERR_REPORT* report);
 
 namespace kerr {
 
 using Sink = std::function<void(const KERR_REPORT&)>;
 
-/// Replaces where printed reports go; an empty sink restores stderr.
-/// @return the sink that was in force.
+/// Replaces the sink of printed reports; an empty sink restores stderr.
+/// @return the sink used before.
 RF_PLATFORM_API Sink setPrintSink(Sink sink);
 
-/// A slot that cleans up after itself; pass it where a host call wants `KERR_REPORT**`.
+/// A slot that deletes its report; pass it where a host call takes `KERR_REPORT**`.
 class Slot {
 public:
     Slot() = default;
@@ -73,14 +73,14 @@ private:
     KERR_REPORT* report_ = nullptr;
 };
 
-/// Puts a report into a slot that may be null, in front of what the slot holds.
+/// Puts a report into a slot, which may be null. The report that the slot held becomes its cause.
 RF_PLATFORM_API void raise(KERR_REPORT** slot, std::string_view function, std::string_view message);
 
 } // namespace kerr
 
-/// The error report of one reader operation, and what it throws. Made on entry with the names of
-/// module and operation; copies share one report, so that the handler at the operation's own end
-/// sees what was thrown deep inside. One thread at a time.
+/// The error report of one reader operation, and the exception that it throws. It is made on entry
+/// with the names of module and operation. Copies share one report, so the handler at the
+/// operation's end sees what was thrown deep inside. One thread at a time.
 class RF_PLATFORM_API KerrException : public std::exception {
 public:
     KerrException(std::string_view module, std::string_view operation);
@@ -92,13 +92,13 @@ public:
 
     /// Records a failure caught at the operation's end and passes it to the log.
     void Log(std::string_view message);
-    /// Drops what was recorded.
+    /// Drops the recorded report.
     void Clear();
 
     bool HasError() const;
     /// The slot for host calls made inside the operation.
     KERR_REPORT** slot();
-    /// @return the recorded chain, null when there is none; stays this object's.
+    /// @return the recorded chain, owned by this object; null when there is none.
     const KERR_REPORT* report() const;
     const char* what() const noexcept override;
 
@@ -107,7 +107,7 @@ private:
     std::shared_ptr<State> state_;
 };
 
-/// The log behind the report chain: failures that an operation caught and answered with an empty
+/// The log for what is not reported: failures that an operation caught and answered with an empty
 /// result, and remarks on what it left out. Silent unless a host listens.
 class RF_PLATFORM_API TolvanLog {
 public:
@@ -125,7 +125,7 @@ public:
     static void Write(const KERR_REPORT& report);
     static void Write(std::string_view function, int severity, std::string_view message);
 
-    /// While it lives, hears what this thread logs. Listeners nest: the innermost hears.
+    /// While it lives, receives what this thread logs. Listeners nest: only the innermost receives.
     class RF_PLATFORM_API Listener {
     public:
         explicit Listener(kerr::Sink sink);

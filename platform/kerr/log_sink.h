@@ -5,9 +5,9 @@
 
 namespace kerr {
 
-/// Replaces where logged reports go that no listener of their thread hears (TolvanLog); an empty
-/// sink drops them. Any thread.
-/// @return the sink that was in force.
+/// Replaces the sink of logged reports (TolvanLog) whose thread has no listener; an empty sink
+/// drops them. Any thread may call it.
+/// @return the sink used before.
 RF_PLATFORM_API Sink setLogSink(Sink sink);
 
 } // namespace kerr

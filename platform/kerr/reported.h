@@ -8,8 +8,8 @@
 
 namespace kerr {
 
-/// Runs the body of a host call; what it throws becomes the report.
-/// @return the body's result, or a default one.
+/// Runs the body of a host call and turns an exception into the report.
+/// @return the body's result; after an exception a default value.
 template <class Body>
 auto reported(std::string_view function, KERR_REPORT** slot, const Body& body) -> decltype(body()) {
     try {

@@ -51,7 +51,7 @@ struct Closer {
 };
 using LocalFile = std::unique_ptr<std::FILE, Closer>;
 
-/// O_NONBLOCK, so that a fifo in a product's place cannot hang the reader.
+/// O_NONBLOCK, so that a fifo in place of a file cannot hang the reader.
 LocalFile openLocal(const std::string& name) {
     const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     return LocalFile(descriptor < 0 ? nullptr : fdopen(descriptor, "rb"));
@@ -111,7 +111,7 @@ bool linkLeavesProduct(const std::string& productFile, const std::string& file) 
         return false;
     if (holds(folder.parent_path(), target))
         return false;
-    // Tools that version data, and workflows, stage a product as links into a store.
+    // Tools that version data, and workflows, lay out a product as links into a store.
     const fs::path product = fs::canonical(productFile, missing);
     return missing || holds(commonFolder(product, target), folder);
 }

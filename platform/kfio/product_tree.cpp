@@ -23,7 +23,7 @@ std::string readText(const std::string& name) {
     return *std::move(text);
 }
 
-/// Parse errors know the line but not the file: they are raised again with it.
+/// Parse errors have the line but not the file: this rethrows them with the file.
 template <class Error, class Parse>
 ProductTree parse(const std::string& name, std::string_view text, Parse parseText) {
     try {
@@ -33,7 +33,7 @@ ProductTree parse(const std::string& name, std::string_view text, Parse parseTex
     }
 }
 
-/// The parser recurses, so that the document is measured before.
+/// The parser recurses, so the document is measured first.
 ProductTree buildJsonTree(std::string_view text) {
     if (tolvan::jsonlib::depthOf(text) > maximumDocumentDepth)
         throw pt::json_parser_error("nests deeper than " + std::to_string(maximumDocumentDepth) +

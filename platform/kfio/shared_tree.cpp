@@ -28,7 +28,7 @@ Trees& trees() {
 } // namespace
 
 std::shared_ptr<const ProductTree> sharedXmlTree(const std::string& name) {
-    const FileState state = fileState(name); // of before the parse, so that no change slips by
+    const FileState state = fileState(name); // taken before the parse, so that no change is missed
     {
         const std::lock_guard lock(trees().mutex);
         const auto found = trees().byName.find(name);
@@ -37,7 +37,7 @@ std::shared_ptr<const ProductTree> sharedXmlTree(const std::string& name) {
                 return tree;
     }
     auto tree = std::make_shared<ProductTree>();
-    readXmlTree(name).swap(*tree); // trees do not move, they would be copied
+    readXmlTree(name).swap(*tree); // trees have no move, only swap
     const std::lock_guard lock(trees().mutex);
     std::erase_if(trees().byName, [](const auto& held) { return held.second.tree.expired(); });
     trees().byName[name] = {state, tree};

@@ -31,8 +31,8 @@ struct FileClose {
     void operator()(VSILFILE* file) const { VSIFCloseL(file); }
 };
 
-/// Hands a file to `take`, piece by piece, until that returns false.
-/// @return what is wrong with it; empty when nothing is.
+/// Passes a file to `take`, piece by piece, until that returns false.
+/// @return the file's fault; empty when there is none.
 template <class Take>
 std::string readThrough(const std::string& path, const Take& take) {
     const ErrorCapture errors;

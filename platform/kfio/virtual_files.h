@@ -28,9 +28,9 @@ RF_PLATFORM_API std::optional<VirtualStat> virtualStat(const std::string& path);
 RF_PLATFORM_API std::optional<std::string>
 readVirtualFile(const std::string& path, std::size_t maxBytes, std::string& reason);
 
-/// Reads a member of a zip archive to its end, as large as it may be; of other files nothing.
-/// @return what is wrong with it, a sentence without subject: it does not unpack, or is not what the
-///         archive's directory states. Empty when nothing is wrong.
+/// Reads a member of a zip archive to its end, whatever its size. Does not read other files.
+/// @return the fault, as a sentence without subject: the member does not unpack, or its bytes are
+///         not those that the archive's directory states. Empty when there is none.
 RF_PLATFORM_API std::string faultInArchive(const std::string& path);
 
 /// @return the names (not paths) in a folder, sorted; empty when there is no such folder.

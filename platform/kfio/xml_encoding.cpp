@@ -15,7 +15,7 @@ namespace {
 
 constexpr int bad = -1, incomplete = -2;
 constexpr std::size_t longestSequence = 4;
-/// More than any charset needs in which some sequence of four bytes is a character.
+/// More than any charset with four-byte characters needs.
 constexpr int maxProbes = 200000;
 
 class Converter {
@@ -30,7 +30,7 @@ public:
 
     bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
-    /// @return the one character that the bytes stand for, bad or incomplete.
+    /// @return the character of the bytes, `bad`, or `incomplete`.
     int decode(const char* bytes, std::size_t size) {
         iconv(handle_, nullptr, nullptr, nullptr, nullptr);
         char out[16];
@@ -40,7 +40,7 @@ public:
         errno = 0;
         if (iconv(handle_, &in, &size, &end, &room) != 0)
             return errno == EINVAL ? incomplete : bad;
-        iconv(handle_, nullptr, nullptr, &end, &room); // some hold a character back
+        iconv(handle_, nullptr, nullptr, &end, &room); // some converters keep a character back
         if (end != out + 4)
             return bad;
         unsigned code = 0;
@@ -49,8 +49,7 @@ public:
         return code <= 0xFFFF ? static_cast<int>(code) : bad;
     }
 
-    /// @return how many bytes a character has that begins with this one: the fewest that any has; 0
-    ///         when none does.
+    /// @return the fewest bytes of a character that begins with this byte; 0 when there is none.
     std::size_t lengthOf(char lead) {
         char bytes[longestSequence] = {lead};
         for (std::size_t length = 2; length <= longestSequence; ++length)
@@ -87,7 +86,7 @@ void release(void* data) {
     delete static_cast<Converter*>(data);
 }
 
-/// Without this the parser refuses the encoding anyway, and probing it could take long.
+/// Without this condition the parser would refuse the encoding anyway, after a long probe.
 bool keepsAscii(const int (&map)[256]) {
     constexpr std::string_view needed = "<>&'\"=/?! \t\r\nAZaz09";
     return std::ranges::all_of(needed,

@@ -25,7 +25,7 @@ ProductTree& append(ProductTree& tree, const char* name) {
     return tree.push_back({name, empty})->second;
 }
 
-/// Puts what the parser tells into the tree, as long as it keeps within the limits.
+/// Builds the tree from the parser's events while the document stays within the limits.
 class Builder {
 public:
     Builder(XML_Parser parser, ProductTree& root, std::string_view leaveOut)
@@ -107,7 +107,7 @@ private:
             append(*open_.back(), "<xmlcomment>").data() = text;
     }
 
-    // Names of external files are never followed; texts that grow by being named are not wanted.
+    // External files are never opened; entities are refused because they can expand without bound.
     static void refuseEntity(void* self, const char*, int, const char*, int, const char*,
                              const char*, const char*, const char*) {
         static_cast<Builder*>(self)->refuse("declares entities, which are not supported");
@@ -132,7 +132,7 @@ ProductTree buildXmlTree(std::string_view text, std::string_view leaveOut) {
     XML_SetUnknownEncodingHandler(parser.get(), teachEncoding, nullptr);
     ProductTree tree;
     Builder builder(parser.get(), tree, leaveOut);
-    // All at once: a long token that comes in pieces is begun anew with each of them.
+    // The whole text at once, because the parser restarts a long token with each piece.
     const XML_Status status =
         XML_Parse(parser.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
     const XML_Error error = XML_GetErrorCode(parser.get());

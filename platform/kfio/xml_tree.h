@@ -6,7 +6,7 @@
 namespace kfio {
 
 /// Builds the tree of an XML document in the form of boost::property_tree::read_xml without flags,
-/// but with line ends as XML has them: CR LF reads as LF.
+/// but with XML's rule for line ends: CR LF reads as LF.
 /// @param text  the whole document; UTF-8, UTF-16, or an encoding of one byte a character that it
 ///        declares.
 /// @param leaveOut  elements of this name are parsed but not put into the tree.

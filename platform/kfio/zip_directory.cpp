@@ -11,8 +11,8 @@
 #include <memory>
 #include <string_view>
 
-// A zip archive holds its members, then a directory with an entry for each, then an end record that
-// tells where the directory lies. Source: PKWARE, APPNOTE.TXT 6.3.10, 4.3.12 to 4.3.16.
+// A zip archive consists of its members, a directory with an entry for each, and an end record with
+// the offset of the directory. Source: PKWARE, APPNOTE.TXT 6.3.10, 4.3.12 to 4.3.16.
 
 namespace kfio {
 namespace {
@@ -35,7 +35,7 @@ struct FileClose {
 };
 using File = std::unique_ptr<VSILFILE, FileClose>;
 
-/// @return that many bytes; fewer at the file's end.
+/// @return `count` bytes; fewer at the file's end.
 std::string read(VSILFILE* file, std::uint64_t offset, std::size_t count) {
     std::string bytes(count, '\0');
     const bool there = VSIFSeekL(file, offset, SEEK_SET) == 0;
@@ -65,7 +65,7 @@ std::string directoryOf(VSILFILE* file) {
     return length <= longestDirectory ? read(file, offset, length) : std::string();
 }
 
-/// The size of a member of 4 GiB or more stands in an extra field.
+/// The size of a member of 4 GiB or more is in an extra field.
 std::uint64_t sizeOf(Bytes entry, Bytes extra) {
     const std::uint64_t size = number(entry, 24, 4);
     while (size == 0xFFFFFFFF && extra.size() >= 4) {
@@ -77,7 +77,7 @@ std::uint64_t sizeOf(Bytes entry, Bytes extra) {
     return size;
 }
 
-/// Hands each entry of a directory to `take`, with its name and its extra fields, until that
+/// Passes each entry of a directory to `take`, with its name and its extra fields, until that
 /// returns false.
 template <class Take>
 void readEntries(Bytes directory, const Take& take) {
@@ -103,7 +103,7 @@ std::optional<ZipMember> findMember(Bytes directory, Bytes name) {
     return found;
 }
 
-/// @return a member's name as GDAL's virtual paths have it.
+/// @return a member's name in the form of GDAL's virtual paths.
 std::string pathOf(Bytes entry, Bytes name) {
     constexpr std::uint64_t isUtf8 = 1 << 11;
     std::string path(name);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// What a zip archive states of its members.
+/// The directory of a zip archive.
 namespace kfio {
 
 struct ZipMember {
@@ -17,16 +17,16 @@ struct ZipMember {
 };
 
 /// @param path  "/vsizip/<archive>/<member>"; the archive may itself be virtual.
-/// @return nullopt when the path does not lead into a zip archive, or its directory does not list
-///         the member or cannot be read.
+/// @return nullopt when the path is not inside a zip archive, or when the archive's directory does
+///         not list the member or cannot be read.
 std::optional<ZipMember> zipMember(const std::string& path);
 
-/// Reads an archive's directory once; looking for names one by one takes time by the square of
-/// their number.
+/// Reads an archive's directory in one pass. Looking up the names one by one would take quadratic
+/// time.
 /// @param archive  may itself be virtual.
-/// @return the paths of all members as they follow "/vsizip/<archive>/", in the directory's order,
-///         those of folders with a slash at the end; nullopt when the archive cannot be read to its
-///         end, where its directory stands.
+/// @return the paths of all members below "/vsizip/<archive>/", in the directory's order, folders
+///         with a slash at the end; nullopt when the archive cannot be read to its end, where the
+///         directory is.
 RF_PLATFORM_API std::optional<std::vector<std::string>> zipPaths(const std::string& archive);
 
 } // namespace kfio

@@ -12,7 +12,7 @@ std::u16string_view lastPart(std::u16string_view name) {
     return name.substr(name.rfind(u'/') + 1); // npos + 1 is 0: the whole name
 }
 
-/// Where the path proper begins: behind "/vsizip/", "/vsicurl/https://" and the like.
+/// The index where the path itself begins, after "/vsizip/", "/vsicurl/https://" and the like.
 std::size_t pathProper(std::string_view name) {
     std::size_t at = 0;
     while (name.substr(at, 4) == "/vsi") {
@@ -20,7 +20,7 @@ std::size_t pathProper(std::string_view name) {
         if (slash == std::string_view::npos)
             return name.size();
         at = slash + 1;
-        // "/vsizip//vsicurl/…" chains; "/vsizip//home/…" is a path proper with its root.
+        // "/vsizip//vsicurl/…" is a chain; in "/vsizip//home/…" the path is absolute.
         if (name.substr(at, 4) != "/vsi")
             break;
     }
@@ -113,7 +113,7 @@ Reference classifyReference(std::string_view name) {
                        std::isalpha(static_cast<unsigned char>(name[0]));
     if (name.front() == '/' || name.front() == '\\' || drive)
         return Reference::absolute;
-    // Products written elsewhere may use "\"; whoever follows them must not climb by it either.
+    // Products written on other systems may use "\", which must not lead out of the product either.
     int depth = 0;
     for (const auto part : components(name, "/\\")) {
         depth += part == ".." ? -1 : 1;

@@ -27,17 +27,17 @@ namespace kfnp {
 /// @return whether a virtual file system of the raster library serves the name.
 RF_PLATFORM_API bool isVirtual(std::string_view name);
 
-/// Makes a name fit for opening: doubled separators and "." fall away (but for the one that keeps
-/// a local "//vsizip/x" from becoming virtual), and in virtual paths, where
-/// no file system does it, ".." as well. What stands before the path proper ("/vsizip/",
-/// "https://host") is left alone. Local ".." stays: only the system knows the links it crosses.
+/// Prepares a name for opening. Removes doubled separators (except one that keeps a local
+/// "//vsizip/x" from becoming virtual) and "."; in virtual paths also resolves "..", which no file
+/// system does there. The part before the path itself ("/vsizip/", "https://host") stays. Local
+/// ".." stays too: only the system knows the links that it crosses.
 RF_PLATFORM_API std::string clean(std::string_view name);
 
-/// @return the name made absolute against the current directory; virtual and absolute names as
-///         they are.
+/// @return the name made absolute against the current directory; virtual and absolute names
+///         unchanged.
 RF_PLATFORM_API std::string absolute(std::string_view name);
 
-/// What a file name found inside a product is, seen from the folder that holds the product file.
+/// The kind of a file name stated in a product, relative to the folder of the product file.
 enum class Reference {
     inside,   ///< stays within the folder above the product file's folder
     absolute, ///< absolute path, drive or virtual path

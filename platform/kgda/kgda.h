@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Host data: a view of pixels that somebody else owns. A view is a value; whoever fills one by
-/// hand instead of calling kgda_BaseDataCreate may choose any strides.
+/// Host data: a view of pixels that the view does not own. A view is a value; a view filled by
+/// hand, without kgda_BaseDataCreate, may have any strides.
 struct KGDA_DATA {
     void* buffer; ///< the first pixel of the first line
     std::uint32_t lines;

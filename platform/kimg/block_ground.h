@@ -14,8 +14,8 @@ namespace kimg {
 
 constexpr double metresInDegree = 111e3;
 
-/// From a block's pixels to longitudes and latitudes, all near one longitude. Refers to what it is
-/// made of.
+/// Converts a block's pixels to longitudes and latitudes, all near one longitude. Holds references
+/// to its arguments.
 class BlockGround {
 public:
     BlockGround(const KprjGeographicConverter& map, const MapBlock& block)

@@ -16,20 +16,20 @@
 namespace kimg {
 namespace {
 
-/// The waiting handles of all files and the count of open ones. GDAL opens and closes outside the
-/// lock.
+/// The waiting handles of all files, and the number of open ones. GDAL opens and closes files
+/// outside the lock.
 class DatasetPool {
 public:
-    /// This process's own. A forked process shares the file offsets behind the handles that it
-    /// has inherited, so it leaves them alone and starts anew. Never destroyed: at process exit
-    /// GDAL may be gone before us, and after a fork another thread may have held the lock.
+    /// The pool of this process. A forked process shares the file offsets of inherited handles, so
+    /// it does not use them and starts with a new pool. Never destroyed: at process exit GDAL may
+    /// already be gone, and after a fork another thread may have held the lock.
     static DatasetPool& instance();
 
     /// @return a waiting handle of the file, or null after making room for the caller to open one.
     std::unique_ptr<OpenImage> take(const ImageFile& file);
     /// Takes back a handle that may wait for its next use.
     void giveBack(std::unique_ptr<OpenImage> image);
-    /// Takes back the room of a handle that is closed, or was never opened.
+    /// Frees the slot of a handle that was closed or never opened.
     void forget();
     void closeIdle(const std::string& path);
 
@@ -115,8 +115,7 @@ void DatasetPool::closeIdle(const std::string& path) {
     open_ -= closing.size();
 }
 
-/// What is no file must not be opened: a fifo would block, and other names mean something to a
-/// driver.
+/// Refuses names that are no regular file: a fifo would block, and drivers interpret some names.
 void requireFile(const ImageFile& file) {
     if (file == ImageFile{.path = file.path})
         throw ImageError(file.path + ": No such file or directory");
@@ -124,8 +123,8 @@ void requireFile(const ImageFile& file) {
         throw ImageError(file.path + ": is not a file");
 }
 
-// Alone in its folder for the drivers: files beside an image may be anything, and lead anywhere.
-// Not listed among the host's open datasets: a host that closes all of those must not take ours.
+// Opened as if alone in its folder, because files beside an image may be anything and lead
+// anywhere. Not listed among the host's open datasets, because a host may close all of those.
 std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
     constexpr unsigned flags =
         GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
@@ -162,7 +161,7 @@ OpenImage::~OpenImage() {
 void* OpenImage::bytes() {
     if (!bytesTried_) {
         bytesTried_ = true;
-        if (imageFileNow(file.path) == file) // the handle may still have what the name lost
+        if (imageFileNow(file.path) == file) // else only the handle still has the file
             bytes_ = VSIFOpenL(file.path.c_str(), "rb");
     }
     return bytes_;

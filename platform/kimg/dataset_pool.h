@@ -10,9 +10,9 @@
 
 namespace kimg {
 
-/// One state of an image file: a file that was rewritten or replaced is another one.
+/// Identity and state of an image file; a rewritten or replaced file compares unequal.
 struct ImageFile {
-    std::int64_t modifiedS = 0; ///< all 0 when the name is nothing that has a state
+    std::int64_t modifiedS = 0; ///< all 0 when nothing of that name has a state
     std::int64_t modifiedNs = 0;
     std::int64_t size = 0;
     std::uint64_t inode = 0;
@@ -34,8 +34,8 @@ struct OpenImage {
     OpenImage(const OpenImage&) = delete;
     OpenImage& operator=(const OpenImage&) = delete;
 
-    /// @return the file's own bytes (a VSILFILE*), opened at the first call; null when the name is
-    ///         no longer, or never was, that of the file.
+    /// @return the file's own bytes (a VSILFILE*), opened at the first call; null when the name
+    ///         does not, or no longer, lead to the file.
     void* bytes();
 
     void* const dataset; ///< a GDALDatasetH, never null
@@ -46,13 +46,13 @@ private:
     bool bytesTried_ = false;
 };
 
-/// An open image lent to one thread for one call. Handles that come back wait in a pool for the
-/// next call, best of the same thread, whose blocks GDAL still has; the pool keeps the number of
-/// open ones in bounds (see kimg.h) by closing the one that has waited longest. While a lease
-/// lives, this thread's GDAL errors go to the reason for failing.
+/// An open image lent to one thread for one call. Returned handles wait in a pool for the next
+/// call, preferably of the same thread, whose blocks GDAL still caches. The pool bounds the number
+/// of open handles (see kimg.h) by closing the one that has waited longest. While a lease lives,
+/// this thread's GDAL errors are kept as the reason of a failure.
 class DatasetLease {
 public:
-    /// @throws ImageError when the file cannot be opened, or is not what it was.
+    /// @throws ImageError when the file cannot be opened or has changed.
     explicit DatasetLease(const ImageFile& file);
     ~DatasetLease();
     DatasetLease(const DatasetLease&) = delete;
@@ -61,10 +61,10 @@ public:
     OpenImage& image() const { return *image_; }
     void* handle() const { return image_->dataset; } ///< a GDALDatasetH
     /// @return whether GDAL has reported a failure since the lease began, whatever its calls
-    ///         answered.
+    ///         returned.
     bool failed() const { return errors_.failed(); }
-    /// The handle will be closed instead of being used again.
-    /// @throws ImageError with what GDAL said, or else with the given reason.
+    /// Marks the handle for closing instead of reuse.
+    /// @throws ImageError with GDAL's message, or else with the given reason.
     [[noreturn]] void fail(const char* reason = "cannot be read");
 
 private:
@@ -73,7 +73,7 @@ private:
     bool reusable_ = true;
 };
 
-/// Closes the waiting handles of a file, whatever its state was.
+/// Closes the waiting handles of a file, whatever state of the file they show.
 void closeIdleDatasets(const std::string& path);
 
 } // namespace kimg

@@ -26,7 +26,7 @@ private:
     char** list_ = nullptr;
 };
 
-/// States where a dataset lies.
+/// Sets a dataset's georeferencing.
 void setPlace(GDALDatasetH dataset, const Georeferencing& place);
 
 /// GDAL's progress function over a KeepGoing.

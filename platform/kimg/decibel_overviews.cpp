@@ -17,7 +17,7 @@ std::size_t placeOf(int line, int column, int columns) {
            static_cast<std::size_t>(column);
 }
 
-/// @param above  lines of so many columns; line after line of an overview is made of two of them.
+/// @param above  two lines for each line of the overview, of `columns` samples.
 void halve(const std::vector<float>& above, int columns, int lines, std::vector<float>& made,
            int halfColumns) {
     for (int line = 0; 2 * line < lines; ++line)

@@ -5,8 +5,8 @@
 
 namespace kimg {
 
-/// Fills the overviews of a band in decibels: each pixel is the mean power of those four that it
-/// stands for, in decibels. What is no number does not count.
+/// Fills the overviews of a band in decibels: each pixel is the mean power of the four below it, in
+/// decibels. NaN does not count.
 /// @param band  a raster band of GDAL, floating point, with overviews each half of the one before.
 /// @return false when GDAL failed, which it reported, or keepGoing ended it.
 bool fillDecibelOverviews(void* band, const KeepGoing& keepGoing);

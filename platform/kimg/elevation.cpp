@@ -50,17 +50,17 @@ struct ElevationModel::State {
         std::string heights; ///< as ElevationSource has it
         std::string remarks;
     };
-    /// What a thread needs to look up places in a group.
+    /// One thread's objects for look-ups in a group.
     struct Way {
         const ElevationGroup* group;
         std::unique_ptr<KprjGeographicConverter> converter; ///< null: the files are on WGS 84
         std::unique_ptr<KprjHeightZero> zero;               ///< null: the ellipsoid, or geoid
     };
-    /// Where points lie in a group, and how high its zero is there.
+    /// Positions of points in a group, and the height of its zero surface there.
     struct Places {
         std::span<const double> samples, lines, zeros;
     };
-    /// A point that no group has settled yet.
+    /// A point without a height from any group so far.
     struct Open {
         std::size_t point;
         double height;
@@ -117,7 +117,7 @@ ElevationModel::State::openFiles(const ElevationSource& source) {
     return shared;
 }
 
-/// Makes what this thread needs of PROJ.
+/// Makes this thread's PROJ objects.
 void ElevationModel::State::prepare(KERR_REPORT** slot) {
     const KprjGeoid* named = geoidNamed(shared->heights);
     if (!named && shared->heights != "auto" && shared->heights != "ellipsoid") {
@@ -143,7 +143,7 @@ void ElevationModel::State::prepare(KERR_REPORT** slot) {
     }
 }
 
-/// heightM of each place receives the height of the group's zero there.
+/// Sets heightM of each place to the height of the group's zero surface.
 void ElevationModel::State::addZeros(const Way& way, std::span<KxfrMapPoint> places) const {
     if (geoid) {
         kerr::Slot slot;
@@ -160,7 +160,7 @@ void ElevationModel::State::addZeros(const Way& way, std::span<KxfrMapPoint> pla
 }
 
 /// Samples, lines and zeros of places (longitude, latitude), three numbers each.
-/// @param nearLonDeg  samples of geographic files go on over the antimeridian, from here.
+/// @param nearLonDeg  samples of geographic files continue across the antimeridian from here.
 void ElevationModel::State::locate(const Way& way, double nearLonDeg,
                                    std::span<KxfrMapPoint> ground, double* pixelsAndZeros) const {
     const ElevationGroup& group = *way.group;
@@ -188,7 +188,7 @@ void ElevationModel::State::locate(const Way& way, double nearLonDeg,
 
 namespace {
 
-/// A place in a group, or where it leaves the group's files.
+/// A position in a group, or its distance from the group's files.
 struct Clamped {
     double sample, line;
     double past; ///< pixels from there to the place
@@ -203,7 +203,7 @@ Clamped clamped(const ElevationGroup& group, double sample, double line) {
 
 } // namespace
 
-/// Looks points up in one group; halves what spreads too far to be read at once.
+/// Looks up points in one group; halves the set if it spreads too far for one read.
 void ElevationModel::State::answer(const ElevationGroup& group, const Places& places,
                                    std::span<Open> open) const {
     double left = std::numeric_limits<double>::infinity(), right = -left, top = left,
@@ -249,7 +249,7 @@ void ElevationModel::State::answer(const ElevationGroup& group, const Places& pl
         } else if (std::isinf(each.edgeM)) {
             each = {each.point, height, edgeM, pixelM / 2};
         } else if (edgeM + each.edgeM <= 1.01 * (pixelM / 2 + each.reachM)) {
-            // Between the edges of two files that touch.
+            // Between the edges of two neighbouring files.
             const double both = each.edgeM + edgeM;
             each = {each.point, (each.height * edgeM + height * each.edgeM) / both, 0, 0};
         } else if (edgeM <= pixelM / 2 && each.edgeM > each.reachM) {
@@ -258,8 +258,7 @@ void ElevationModel::State::answer(const ElevationGroup& group, const Places& pl
     }
 }
 
-/// Most points lie inside the files of the first group, and all that surrounds them is read at
-/// once.
+/// The usual case: points inside the files of the first group, all read at once.
 /// @param others  receives the others.
 template <class AnyPlaces>
 void ElevationModel::State::settle(const ElevationGroup& group, const AnyPlaces& places,
@@ -279,7 +278,7 @@ void ElevationModel::State::settle(const ElevationGroup& group, const AnyPlaces&
     std::iota(others.begin(), others.end(), std::size_t{0});
 }
 
-/// @param placesIn  called as placesIn(way) for each group that is asked, gives Places.
+/// @param placesIn  called as placesIn(way) for each group; returns Places.
 template <class PlacesIn>
 void ElevationModel::State::resolve(std::span<KxfrMapPoint> points,
                                     const PlacesIn& placesIn) const {

@@ -11,10 +11,10 @@
 
 namespace kimg {
 
-/// One file of heights. Constant but for its handles; any thread reads at any time.
+/// One file of heights. Constant except for its handles; any thread may read at any time.
 class ElevationFile {
 public:
-    /// @throws ImageError naming the file when it cannot be opened or does not say where it lies.
+    /// @throws ImageError naming the file when it cannot be opened or has no georeferencing.
     explicit ElevationFile(const std::string& path);
     ~ElevationFile();
     ElevationFile(const ElevationFile&) = delete;
@@ -27,11 +27,11 @@ public:
     /// @return the coordinate system as the file states it, WKT.
     const std::string& system() const { return system_; }
     const KprjHeightSystem& heights() const { return heights_; }
-    /// Numbers of the file count from what the caller says, in m unless the file names a unit.
+    /// Sets the reference of the file's heights; they are in m unless the file names a unit.
     void countFrom(KprjHeightSystem::Kind kind);
 
-    /// Puts heights in m into values that have none yet, NaN or outside; those without height in
-    /// the file become NaN.
+    /// Writes heights in m into those `values` that have none yet (NaN or outsideAllFiles); values
+    /// without a height in the file become NaN.
     /// @param stride  from line to line of `values`.
     /// @throws ImageError naming the file when it cannot be read.
     void addTo(int column, int line, int columns, int lines, double* values,
@@ -59,7 +59,7 @@ private:
     mutable std::vector<DatasetPtr> idle_; ///< handles that no thread uses
 };
 
-/// What stands in a window where no file reaches.
+/// The value in a window where no file reaches.
 constexpr double outsideAllFiles = -1e300;
 
 } // namespace kimg

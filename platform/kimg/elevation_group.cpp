@@ -73,7 +73,7 @@ KxfrPixel ElevationGroup::pixelOf(double x, double y) const {
 ElevationGroup::Window::Window(const ElevationGroup& group, double left, double top, double right,
                                double bottom)
     : group_(group) {
-    // One pixel more on each side: a place beside an edge asks for it.
+    // One more pixel on each side, for positions near an edge.
     const auto& e = group.extent_;
     const bool closed = group.isClosed();
     const double from = closed ? left : std::max(left, e[0] - 1);
@@ -87,7 +87,7 @@ ElevationGroup::Window::Window(const ElevationGroup& group, double left, double 
     lines_ = static_cast<long>(std::floor(last)) + 2 - line_;
 }
 
-/// Files count once for each turn of the earth that the window touches.
+/// Visits a file once for each turn of the earth that the window touches.
 void ElevationGroup::Window::read() {
     values_.resize(size(), outsideAllFiles);
     for (const Member& member : group_.members_) {
@@ -127,7 +127,7 @@ ElevationGroup::Found ElevationGroup::Window::at(double sample, double line) con
         &values_[static_cast<std::size_t>(y) * static_cast<std::size_t>(columns_) +
                  static_cast<std::size_t>(x)];
     const double* below = above + columns_;
-    // Far below every height where a corner is outside; not a number where one has no height.
+    // Far below every height if a corner is outside; NaN if a corner has no height.
     const double height =
         (above[0] * (1 - u) + above[1] * u) * (1 - v) + (below[0] * (1 - u) + below[1] * u) * v;
     if (height > -1e6)
@@ -162,11 +162,11 @@ void ElevationGroup::Window::heightsAt(const double* samples, const double* line
     }
 }
 
-/// Corners of no weight do not count; those outside give way to those on the other side.
+/// Ignores corners without weight; replaces outside corners by those on the other side.
 ElevationGroup::Found ElevationGroup::Window::nearEdge(const double* corners, double u,
                                                        double v) const {
     const auto outside = [&](int i, int j) { return isOutside(corners[2 * j + i]); };
-    double su = u, sv = v; // where it is looked up instead
+    double su = u, sv = v; // the position used instead of (u, v)
     const auto anyIn = [&](int i) {
         return (!outside(i, 0) && v < 1) || (!outside(i, 1) && v > 0);
     };

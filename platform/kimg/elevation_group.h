@@ -13,38 +13,38 @@
 
 namespace kimg {
 
-/// Files of one coordinate system, one height system and one grid: they are read as if they were
-/// one. Constant; any thread.
+/// Files with one coordinate system, one height system and one grid, read as if they were one file.
+/// Constant; any thread may use it.
 class ElevationGroup {
 public:
     explicit ElevationGroup(std::shared_ptr<const ElevationFile> first);
 
-    /// @return whether the file is of the same grid and systems; it belongs to the group then.
+    /// Adds a file that has the same grid and systems. @return whether it has.
     bool take(const std::shared_ptr<const ElevationFile>& file);
 
     const ElevationFile& first() const { return *members_.front().file; }
     /// @return the files' horizontal system.
     const KPRJ_PROJECTION& projection() const { return *projection_; }
-    /// @return from an edge of a pixel to the next, m, about.
+    /// @return approximate size of a pixel, m.
     double pixelM() const { return pixelM_; }
 
-    /// From the map of the files to pixels: (0, 0) is the centre of the first pixel of the first
-    /// file.
+    /// Converts map coordinates to pixels; (0, 0) is the centre of the first file's first pixel.
     KxfrPixel pixelOf(double x, double y) const;
-    /// @return samples once around the earth; 0 where the map does not close.
+    /// @return samples around the earth; 0 if the map does not close.
     double period() const { return period_; }
-    /// @return whether files reach over more than half of the earth's turn: columns go on then.
+    /// @return whether the files cover more than half a turn; then columns wrap around.
     bool isClosed() const { return period_ > 0 && extent_[1] - extent_[0] > period_ / 2; }
     /// @return the outermost pixel centres of all files: samples from, to, lines from, to.
     const std::array<double, 4>& extent() const { return extent_; }
 
-    /// How heights of places are found.
+    /// The result of a height look-up.
     struct Found {
         double heightM;  ///< above the files' own zero; NaN for a hole, outsideAllFiles outside
-        double pastEdge; ///< pixels from the outermost centres; 0 within
+        double pastEdge; ///< pixels outside the outermost pixel centres; 0 within
     };
 
-    /// Reads what surrounds pixels. @throws ImageError naming the file that cannot be read.
+    /// The pixels around a rectangle of positions. @throws ImageError naming the file that cannot
+    /// be read.
     class Window {
     public:
         Window(const ElevationGroup& group, double left, double top, double right, double bottom);
@@ -52,13 +52,13 @@ public:
         std::size_t size() const {
             return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(lines_);
         }
-        /// Takes memory for all of them. Once, before places are asked.
+        /// Allocates and reads all of them. Call it once, before the look-ups.
         void read();
-        /// @param sample,line  as the window was made for.
+        /// @param sample,line  within the window's rectangle.
         Found at(double sample, double line) const;
-        /// Places within the files, many at a time.
-        /// @param points  receive heights, above the ellipsoid by `zeros`.
-        /// @param others  receives the numbers of those that at() must look up.
+        /// Looks up many positions within the files.
+        /// @param points  receive the heights, with `zeros` added.
+        /// @param others  receives the indices of positions that need at().
         void heightsAt(const double* samples, const double* lines, const double* zeros,
                        std::span<KxfrMapPoint> points, std::vector<std::size_t>& others) const;
 
@@ -73,7 +73,7 @@ public:
 private:
     struct Member {
         std::shared_ptr<const ElevationFile> file;
-        long column, line; ///< where its first pixel lies in the group's grid
+        long column, line; ///< position of its first pixel in the group's grid
     };
     std::vector<Member> members_;
     std::shared_ptr<const KPRJ_PROJECTION> projection_;

@@ -10,7 +10,7 @@
 namespace kimg {
 namespace {
 
-TIFFErrorHandler printer = nullptr; // who printed before
+TIFFErrorHandler printer = nullptr; // the handler used before
 
 bool tellsOfAWrite(const char* module) {
     return module && std::string_view(module) == "_tiffWriteProc";

@@ -3,9 +3,10 @@
 
 namespace kimg {
 
-/// From here on, GDAL's errors tell of each write to a TIFF that failed. GDAL 3.13 leaves those of
-/// its buffers to libtiff, which prints them and goes on: the file would pass for a whole one.
-/// Nothing changes where GDAL listens to libtiff itself. For the whole process; any thread.
+/// From now on, each failed write to a TIFF is a GDAL error. GDAL 3.13 leaves failed writes of its
+/// buffers to libtiff, which prints them and goes on, so that the file would pass as complete.
+/// Changes nothing where GDAL handles libtiff's errors itself. For the whole process; any thread
+/// may call it.
 void hearFailedWrites();
 
 } // namespace kimg

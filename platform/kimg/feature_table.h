@@ -21,10 +21,10 @@ struct Field {
     FieldType type = FieldType::text;
 };
 
-/// Nothing, a text or a time (ISO 8601 with Z), an integer or a flag (0, 1), a real number.
+/// Null; a text or a time (ISO 8601 with Z); an integer or a flag (0, 1); a real number.
 using FieldValue = std::variant<std::monostate, std::string, std::int64_t, double>;
 
-/// Closed rings of longitudes and latitudes in degrees, a polygon each.
+/// Closed rings of longitudes and latitudes in degrees, one per polygon.
 using Outline = std::vector<std::vector<std::array<double, 2>>>;
 
 struct Feature {
@@ -37,16 +37,16 @@ struct FeatureQuery {
     std::string where; ///< an SQL condition on fields; "" for all
     /// West, south, east, north in degrees; west <= east.
     std::optional<std::array<double, 4>> box;
-    std::vector<std::string> fields; ///< that are read, the others stay empty; none named: all
-    bool outlines = true;            ///< whether they are read
+    std::vector<std::string> fields; ///< fields to read, others stay empty; empty: all
+    bool outlines = true;            ///< whether to read outlines
 };
 
 /// A table of outlines on the ground (WGS 84, multipolygons with a spatial index) in a GeoPackage.
-/// Changes become visible together, by `commit`, or not at all. One thread; no printing.
+/// `commit` makes all changes visible at once; without it, none. One thread; no printing.
 /// @throws std::runtime_error naming the file and the reason, everywhere.
 class RF_PLATFORM_API FeatureTable {
 public:
-    /// @param indexed  fields that are searched by
+    /// @param indexed  fields with an index, for searching
     static FeatureTable create(const std::string& path, const std::string& name,
                                const std::vector<Field>& fields,
                                const std::vector<std::string>& indexed);

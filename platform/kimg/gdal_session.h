@@ -9,16 +9,17 @@
 
 namespace kimg {
 
-/// Registers the drivers that read images, once in the process: what a host gets that only reads.
-/// Drivers that a host has registered are left as they are, here and below, and none is loaded from
-/// plug-in folders.
+/// Registers the drivers that read images, once per process; enough for hosts that only read. Here
+/// and below, drivers that a host has registered stay as they are, and none is loaded from plug-in
+/// folders.
 void registerImageDrivers();
 
-/// Registers all drivers that this library uses: those that write and read elevations as well.
+/// Registers all drivers that this library uses, also those that write and those for elevation
+/// models.
 void registerDrivers();
 
-/// The names of the drivers that may open an image file, ended by null. Named one by one, so that
-/// a driver which itself stands on this library is never asked.
+/// The names of the drivers that may open an image file, ended by null. The explicit list keeps
+/// GDAL from asking a driver that is built on this library.
 const char* const* imageDrivers();
 
 /// The names of the drivers that may open an elevation model, ended by null.
@@ -33,7 +34,7 @@ std::string wktOf(void* system);
 
 using kfio::ErrorCapture;
 
-/// A failure inside this library; its text is what the report says.
+/// A failure inside this library; its text becomes the report's message.
 class ImageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

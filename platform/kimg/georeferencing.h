@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-/// Where an image lies on the ground, as its file states it. Any thread, no exceptions.
+/// An image's georeferencing as its file states it. Any thread, no exceptions.
 
-/// Map information of an image with an affine georeferencing. Coordinates are of the image's
+/// Map information of an image with an affine georeferencing. Coordinates are in the image's
 /// projection: x east or longitude, y north or latitude.
 struct KIMG_MAP_INFO {
     char16_t* projectionName; ///< "Geographic (Lat/Lon)", the projection's own name, or "Unknown"
@@ -48,12 +48,12 @@ struct Georeferencing {
     /// The coordinate system of the transform, or of the GCPs when there is no transform: WKT2;
     /// empty when the file states none. x is east or longitude whatever axis order it names.
     std::string wkt;
-    /// The rational polynomial coefficients, name and text, as the file has them ("LINE_OFF", ...).
+    /// The rational polynomial coefficients as names and texts of the file ("LINE_OFF", ...).
     std::vector<std::pair<std::string, std::string>> rpc;
 };
 
-/// @return what the layer's file states, possibly nothing at all; nullopt with a report in the
-///         slot when it cannot be read.
+/// @return what the layer's file states, which may be nothing; nullopt with a report when the file
+///         cannot be read.
 RF_PLATFORM_API std::optional<Georeferencing> georeferencing(const KIMG_LAYER* layer,
                                                              KERR_REPORT** slot);
 

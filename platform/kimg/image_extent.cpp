@@ -14,7 +14,7 @@
 
 namespace {
 
-/// @return 0 for a block that the file does not hold: it was never written, and reads as 0.
+/// @return 0 for a block that is not in the file: it was never written and reads as 0.
 std::uint64_t blockItem(GDALRasterBandH band, const char* name, const std::string& block) {
     const char* const found =
         GDALGetMetadataItem(band, (std::string(name) + block).c_str(), "TIFF");
@@ -49,7 +49,7 @@ std::optional<std::uint64_t> missingBytes(const KIMG_LAYER* layer, KERR_REPORT**
         if (!layer)
             throw ImageError("there is no layer to read");
         const DatasetLease lease(layer->file);
-        const kfio::ErrorCapture quiet; // formats without the items say so
+        const kfio::ErrorCapture quiet; // silences formats that lack these items
         std::uint64_t end = 0;
         for (int band = 1; band <= GDALGetRasterCount(lease.handle()); ++band)
             end = std::max(end, endOfBlocks(GDALGetRasterBand(lease.handle(), band)));

@@ -20,30 +20,30 @@ using kimg::DatasetLease;
 using kimg::ImageError;
 using kimg::ImageFile;
 
-/// The open layers by name and fill value. It owns them, also those that a newer state of their
-/// file has put out of the index: somebody may still read them.
+/// The open layers by name and fill value. It owns them, also those that are no longer in the index
+/// because their file has changed: they may still be in use.
 class LayerTable {
 public:
     static LayerTable& instance() {
-        static auto* table = new LayerTable; // never destroyed: layers are kept for good
+        static auto* table = new LayerTable; // never destroyed: layers may outlive everything
         return *table;
     }
 
-    /// @return the layer of that key and file with one user more; null when there is none.
+    /// @return the layer of that key and file, with one more user; null when there is none.
     KIMG_LAYER* use(const std::string& key, const ImageFile& file) {
         const std::lock_guard lock(mutex_);
         return useLocked(key, file);
     }
 
-    /// Adds a layer, unless another thread was faster; a layer of an older state of the file
-    /// loses its place.
+    /// Adds a layer, unless another thread was faster; replaces a layer of an older state of the
+    /// file.
     KIMG_LAYER* add(std::unique_ptr<KIMG_LAYER> layer) {
         const std::lock_guard lock(mutex_);
         if (KIMG_LAYER* other = useLocked(layer->key, layer->file))
             return other;
         layer->users = 1;
         KIMG_LAYER* added = layer.get();
-        auto& owned = owned_[added]; // all that may lack memory comes before the layer is owned
+        auto& owned = owned_[added]; // allocate everything before taking ownership
         try {
             byKey_.insert_or_assign(added->key, added);
         } catch (...) {
@@ -59,7 +59,7 @@ public:
         removeLocked(layer);
     }
 
-    /// Frees the layer when that was its last user, and closes its file when it was the last layer.
+    /// Frees the layer after its last user, and closes the file after its last layer.
     void endUse(KIMG_LAYER* layer) {
         std::string path;
         {
@@ -72,12 +72,12 @@ public:
         }
         try {
             closeUnused(path);
-        } catch (...) { // short of memory: the file is closed with the next one
+        } catch (...) { // short memory: closed together with the next file
         }
     }
 
     void closeUnused(const std::string& path) {
-        // The lock is held on, so that no layer of the file is added meanwhile.
+        // The lock stays held, so that no layer of the file is added meanwhile.
         const std::lock_guard lock(mutex_);
         const bool used = std::any_of(owned_.begin(), owned_.end(), [&](const auto& owned) {
             return owned.second->file.path == path;
@@ -139,7 +139,7 @@ bool isComplexBand(GDALRasterBandH band) {
     return GDALDataTypeIsComplex(GDALGetRasterDataType(band)) != FALSE;
 }
 
-/// Says of one layer which band it is and whether it is the imaginary part.
+/// Sets a layer's band, and whether it is the imaginary part.
 void findBand(KIMG_LAYER& layer, GDALDatasetH dataset, int number) {
     int left = number;
     for (int band = 1; band <= GDALGetRasterCount(dataset); ++band) {
@@ -178,7 +178,7 @@ std::uint32_t hostPixelType(GDALDataType stored, bool signedByte) {
     default:
         break;
     }
-    // Types that newer releases of GDAL have, and older ones read as one of those above.
+    // Types of newer GDAL releases; older releases read them as one of those above.
     const std::string_view name = GDALGetDataTypeName(stored);
     if (name == "Int8")
         return kpxmS8;
@@ -194,7 +194,7 @@ bool isPixelInterleaved(GDALDatasetH dataset) {
     return GDALGetRasterCount(dataset) > 1 && interleave && EQUAL(interleave, "PIXEL");
 }
 
-/// Whoever reads a block needs memory for all of it, a few times over.
+/// Reading a block needs its size in memory a few times over.
 constexpr double largestBlockBytes = 1 << 30;
 
 void describeBand(KIMG_LAYER& layer, GDALDatasetH dataset) {

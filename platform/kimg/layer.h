@@ -11,14 +11,14 @@
 struct KIMG_LAYER {
     kimg::ImageFile file;
     std::u16string fileName;
-    std::string key;         ///< under which the table of layers has it
+    std::string key;         ///< its key in the table of layers
     std::int64_t users = 0;  ///< opens minus closes; guarded by the table's lock
     int band = 0;            ///< GDAL's, from 1
     int storedType = 0;      ///< GDALDataType of the band
-    bool signedByte = false; ///< stored bytes are signed, which GDAL's type does not say
+    bool signedByte = false; ///< stored bytes are signed, although GDAL's type does not say so
     bool imaginary = false;  ///< the second layer of a complex band
     std::uint32_t pixelType = 0;
-    bool storedAsIs = false;  ///< a pixel of pixelType is a stored pixel, byte for byte
+    bool storedAsIs = false;  ///< stored pixels have pixelType, byte for byte
     bool interleaved = false; ///< the blocks hold other bands as well, pixel after pixel
     double fill = 0;
     int width = 0, height = 0;           ///< pixels

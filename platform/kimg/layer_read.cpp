@@ -29,7 +29,7 @@ Span clip(std::int64_t first, std::int64_t count, std::int64_t size) {
     return {std::max<std::int64_t>(first, 0), std::min(first + count, size)};
 }
 
-/// Memory for pixels on their way, kept by the thread for its next read unless it is large.
+/// A buffer for pixels, kept by the thread for its next read unless it is large.
 class Scratch {
 public:
     ~Scratch() {
@@ -60,7 +60,7 @@ public:
                                    layer.storedType == GDT_CInt16 && !layer.imaginary)),
           storedSize_(GDALGetDataTypeSizeBytes(static_cast<GDALDataType>(layer.storedType))) {}
 
-    /// Reads what lies in the image and fills the rest.
+    /// Reads the part inside the image and fills the rest.
     void run();
 
 private:
@@ -77,7 +77,7 @@ private:
     void fillOutside() const;
     void fill(std::int64_t line, std::int64_t first, std::int64_t end) const;
 
-    /// @return where a pixel of the image stands in the caller's buffer.
+    /// @return the address of an image pixel in the caller's buffer.
     std::byte* at(std::int64_t column, std::int64_t line) const {
         return static_cast<std::byte*>(data_.buffer) + (line - y_) * data_.lineStride +
                (column - x_) * data_.pixelStride;
@@ -96,7 +96,7 @@ void WindowRead::run() {
     if (!empty()) {
         kimg::DatasetLease lease(layer_.file);
         const GDALRasterBandH band = GDALGetRasterBand(lease.handle(), layer_.band);
-        // A member of a zip archive that does not unpack is reported and read all the same.
+        // GDAL reports a zip member that does not unpack, but reads it all the same.
         const bool read = isForThisLayerAlone() ? readBlocks(band) : readAnyWindow(band);
         if (!read || lease.failed())
             lease.fail();
@@ -104,7 +104,7 @@ void WindowRead::run() {
     fillOutside();
 }
 
-/// @return whether the window takes all that its blocks hold, so that nobody will ask for the rest.
+/// @return whether the window covers its blocks completely, so that the cache would not help.
 bool WindowRead::isForThisLayerAlone() const {
     const auto whole = [](const Span& span, int block, int size) {
         return span.first % block == 0 && (span.end % block == 0 || span.end == size);
@@ -113,7 +113,7 @@ bool WindowRead::isForThisLayerAlone() const {
            whole(lines_, layer_.blockHeight, layer_.height);
 }
 
-/// Past GDAL's block cache.
+/// Bypasses GDAL's block cache.
 bool WindowRead::readBlocks(GDALRasterBandH band) {
     for (auto line = lines_.first; line < lines_.end; line += layer_.blockHeight)
         for (auto column = columns_.first; column < columns_.end; column += layer_.blockWidth)
@@ -139,7 +139,7 @@ bool WindowRead::readOneBlock(GDALRasterBandH band, std::int64_t column, std::in
     return true;
 }
 
-/// @return whether a whole block, with what it holds beyond the image, may be read in place.
+/// @return whether a whole block, including its part beyond the image, can be read in place.
 bool WindowRead::fitsBuffer(const Span& columns, const Span& lines) const {
     return layer_.storedAsIs && data_.pixelType == layer_.pixelType &&
            data_.pixelStride == storedSize_ &&
@@ -147,7 +147,7 @@ bool WindowRead::fitsBuffer(const Span& columns, const Span& lines) const {
            columns.end <= x_ + data_.columns && lines.end <= y_ + data_.lines;
 }
 
-/// Through GDAL's block cache, for the rest of the blocks is often asked for next.
+/// Reads through GDAL's block cache, because the rest of the blocks is often requested next.
 bool WindowRead::readAnyWindow(GDALRasterBandH band) {
     if (layer_.imaginary || layer_.signedByte || target_.type == GDT_Unknown)
         return readThroughScratch(band);

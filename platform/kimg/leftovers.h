@@ -5,8 +5,8 @@
 
 namespace kimg {
 
-/// From now on new files of this process leave what killed processes have left beside them: for
-/// work in a folder of very many files, whose owner cleans it once.
+/// From now on, new files of this process do not remove the leftovers of killed processes beside
+/// them. For folders with very many files, whose owner cleans up once.
 RF_PLATFORM_API void leaveLeftovers();
 
 } // namespace kimg

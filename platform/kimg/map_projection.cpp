@@ -17,8 +17,8 @@ void nameFile(const KIMG_LAYER* layer, std::string_view what, KERR_REPORT** slot
     kerr::raise(slot, "kimg::LayerMapInformationRead", file + ": " + std::string(what));
 }
 
-/// @return null without a report when the image states no system, null with one when the system
-///         is none of a map.
+/// @return null without a report when the image states no system, null with one when it is no map
+///         system.
 KprjProjectionPtr projectionOf(const KIMG_LAYER* layer, const Georeferencing& found,
                                KERR_REPORT** slot) {
     if (found.wkt.empty())
@@ -29,7 +29,7 @@ KprjProjectionPtr projectionOf(const KIMG_LAYER* layer, const Georeferencing& fo
     return projection;
 }
 
-/// Ties count from the outer corner in the file, from the first pixel's centre in transforms.
+/// Ties count from the outer corner in the file, but from the first pixel's centre in transforms.
 std::vector<KxfrTie> tiesOf(const Georeferencing& found) {
     std::vector<KxfrTie> ties;
     for (const kimg::GroundControlPoint& point : found.gcps)

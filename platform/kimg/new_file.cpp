@@ -32,7 +32,7 @@ std::string temporaryNameBeside(const std::string& path) {
            "-" + std::to_string(++count);
 }
 
-/// Temporary files of processes that live no more.
+/// Temporary files of processes that have ended.
 void removeLeftovers(const std::string& path) {
     namespace fs = std::filesystem;
     const fs::path whole(path);

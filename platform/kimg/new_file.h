@@ -8,14 +8,14 @@
 
 namespace kimg {
 
-/// @return what the names of all part files of a file of that name begin with; a process's number
-///         follows. Of long names the beginning and a sum over all of it, for a folder takes names
-///         of 255 bytes at most.
+/// @return the beginning of the names of all part files for a file of that name; a process number
+///         follows. Long names are shortened and get a checksum, because file names have at most
+///         255 bytes.
 RF_PLATFORM_API std::string partNameStart(const std::string& name);
 
-/// A file under a temporary name beside its later place, partNameStart() with "<process>-<count>";
-/// removed unless it is put there. What processes that were killed have left beside that place goes
-/// too.
+/// A file under a temporary name in its final folder: partNameStart() with "<process>-<count>". The
+/// destructor removes it unless it was put in place. Also removes the leftovers of killed processes
+/// for the same file.
 class RF_PLATFORM_API NewFile {
 public:
     explicit NewFile(std::string path);
@@ -25,9 +25,10 @@ public:
 
     const std::string& path() const { return path_; }
     const std::string& temporaryPath() const { return temporaryPath_; }
-    /// @return a message about the temporary file as one about the file.
+    /// @return a message with the temporary file's name replaced by the file's name.
     std::string told(std::string message) const;
-    /// Gives the file its name; an existing one is replaced. @return whether that went well.
+    /// Renames the file to its final name; replaces an existing one. @return whether that
+    /// succeeded.
     bool putInPlace();
 
 private:

@@ -16,7 +16,7 @@ using kimg::ImageError;
 
 static_assert(std::endian::native == std::endian::little);
 
-/// A window that lies inside the image, and where its words go.
+/// A window inside the image, and the destination of its words.
 struct Window {
     std::int64_t x, y, w, h;
     std::uint32_t* words;
@@ -27,8 +27,8 @@ bool isInside(const KIMG_LAYER& layer, const Window& window) {
            window.x <= layer.width - window.w && window.y <= layer.height - window.h;
 }
 
-/// @return whether the file holds packed words as they are: two bands of 16-bit integers, pixel
-///         after pixel, in this machine's byte order.
+/// @return whether the file stores packed words: two interleaved bands of 16-bit integers, in this
+///         machine's byte order.
 bool holdsPackedWords(kimg::OpenImage& image) {
     constexpr const char* domain = "IMAGE_STRUCTURE";
     const GDALDatasetH dataset = image.dataset;
@@ -43,7 +43,7 @@ bool holdsPackedWords(kimg::OpenImage& image) {
            order[0] == 'I' && order[1] == 'I';
 }
 
-/// @return where a block starts in the file; 0 when it is not there (it is then read as nodata).
+/// @return the offset of a block in the file; 0 when it is not stored (it then reads as nodata).
 std::uint64_t blockOffset(GDALRasterBandH band, std::int64_t column, std::int64_t row) {
     const std::string item = "BLOCK_OFFSET_" + std::to_string(column) + '_' + std::to_string(row);
     const char* text = GDALGetMetadataItem(band, item.c_str(), "TIFF");
@@ -73,7 +73,7 @@ bool readPart(const KIMG_LAYER& layer, kimg::DatasetLease& lease, const Window& 
     const auto width = std::min(window.x + window.w, blockX + layer.blockWidth) - x;
     const auto y = std::max(window.y, blockY);
     const auto height = std::min(window.y + window.h, blockY + layer.blockHeight) - y;
-    // Lines that follow each other both in the file and in the buffer are read at once.
+    // Lines that are contiguous in file and buffer are read at once.
     const auto step = width == layer.blockWidth && width == window.w ? height : 1;
     for (auto line = y; line < y + height; line += step) {
         const auto inBlock = (line - blockY) * layer.blockWidth + x - blockX;

@@ -18,12 +18,12 @@ struct Picture {
     std::uint32_t width = 0, height = 0;
     std::uint32_t bands = 1;           ///< 1 grey, 2 grey and opacity, 3 RGB, 4 RGB and opacity
     std::vector<std::uint8_t> samples; ///< pixel by pixel, line after line
-    Georeferencing place;              ///< written into TIFFs alone
-    std::vector<std::pair<std::string, std::string>> items; ///< metadata, of TIFFs alone
+    Georeferencing place;              ///< written into TIFFs only
+    std::vector<std::pair<std::string, std::string>> items; ///< metadata, written into TIFFs only
 };
 
-/// Writes a picture. The file appears whole or not at all: it is written under another name in the
-/// same folder and renamed; an existing file is replaced. Nothing else is left in the folder.
+/// Writes a picture. The file appears complete or not at all: it is written under another name in
+/// the same folder and renamed. An existing file is replaced. Nothing else is left in the folder.
 /// @param reason   says what failed, naming the file; untouched on success.
 /// Any thread, no exceptions, no printing.
 RF_PLATFORM_API bool writePicture(const std::string& path, PictureFormat format,

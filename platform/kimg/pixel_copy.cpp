@@ -37,7 +37,7 @@ void copyPixels(const StoredPixels& from, void* to, const TargetType& target, st
         copyWords(from, to, target.type, target.stride, count);
         return;
     }
-    // Types that GDAL lacks go through doubles, which hold each of their values.
+    // Types that GDAL lacks are converted through doubles, which hold all their values.
     std::array<double, 256> values;
     StoredPixels source = from;
     auto* destination = static_cast<std::byte*>(to);

@@ -14,7 +14,7 @@ struct StoredPixels {
     int stride;      ///< bytes; 0 repeats the first pixel
 };
 
-/// What pixels become in the caller's buffer.
+/// The form of pixels in the caller's buffer.
 struct TargetType {
     std::uint32_t pixelType;
     int type;   ///< GDALDataType, unknown for types that GDAL lacks

@@ -5,7 +5,7 @@
 
 namespace kimg {
 
-/// The samples of files that are written here.
+/// Sample types of the files that this library writes.
 enum class SampleType { uint16, int16, float32, complexInt16, complexFloat32, complexFloat64 };
 
 constexpr std::size_t sampleBytes(SampleType type) {

@@ -34,20 +34,20 @@ struct TiffLayout {
     std::vector<std::pair<std::string, std::string>> metadata = {}; ///< keys and texts
 };
 
-/// How overviews are made of what lies under them.
+/// How overview pixels are computed.
 enum class TiffOverviews {
     meanPower, ///< the square root of the mean square, for magnitudes
     mean,      ///< for values
     nearest,   ///< for phases and complex samples, which have no mean
 };
 
-/// Asked now and then during long work, with the part that is done (0..1); false ends the work.
+/// Called now and then during long work, with the done part (0..1); returns false to end the work.
 using KeepGoing = std::function<bool(double)>;
 
-/// Writes a tiled GeoTIFF tile by tile. The file appears whole or not at all: it is written under
-/// another name in the same folder and renamed by `finish`; until then the destructor removes it.
-/// An existing file is replaced; nothing is written beside it. A file that may grow beyond 4 GB
-/// is a BigTIFF. One thread uses a writer from beginning to end; no printing.
+/// Writes a tiled GeoTIFF tile by tile. The file appears complete or not at all: it is written
+/// under another name in the same folder, and `finish` renames it; without `finish` the destructor
+/// removes it. An existing file is replaced; nothing is written beside it. A file that may grow
+/// beyond 4 GB is a BigTIFF. One thread uses a writer from beginning to end; no printing.
 class RF_PLATFORM_API TiffWriter {
 public:
     static constexpr std::uint32_t tileSize = 512;
@@ -63,8 +63,8 @@ public:
     ///        They may be changed.
     void writeTile(std::uint32_t band, std::uint32_t tileRow, std::uint32_t tileColumn,
                    void* samples);
-    /// Adds overviews, each half of the one before, until one fits a tile. Bands in dB have the
-    /// means of their power, unless the kind is nearest.
+    /// Adds overviews, each half the size of the one before, until one fits a tile. Bands in dB are
+    /// averaged in power, unless the kind is nearest.
     /// @return false when keepGoing ended it.
     bool addOverviews(TiffOverviews kind, const KeepGoing& keepGoing);
     void finish();
@@ -74,8 +74,8 @@ private:
     std::unique_ptr<Session> session_;
 };
 
-/// Writes a tiled GeoTIFF again as a cloud optimized one, DEFLATE-compressed with overviews: its
-/// own, or else such of that kind. The file appears whole or not at all.
+/// Rewrites a tiled GeoTIFF as a cloud optimized one, DEFLATE-compressed, with its own overviews or
+/// else new ones of that kind. The file appears complete or not at all.
 /// @throws std::runtime_error naming the file and the reason.
 /// @return false when keepGoing ended it.
 RF_PLATFORM_API bool writeCloudOptimized(const std::string& tiff, const std::string& path,

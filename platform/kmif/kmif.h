@@ -46,8 +46,8 @@ enum KmifCode : int {
     kmifCounted = 1024,
 };
 
-/// Most bytes of a designed structure (what its pointers lead to not counted), and how deep designs
-/// nest; texts from outside cannot ask for more.
+/// Limits for designs, so that foreign texts cannot ask for more: bytes of a structure (without
+/// what its pointers lead to), and nesting of designs.
 constexpr std::size_t kmifMaxStructureBytes = std::size_t{1} << 20;
 constexpr int kmifMaxDepth = 16;
 
@@ -76,19 +76,21 @@ RF_PLATFORM_API void kmif_DictionaryDestroy(KmifDictionary* dictionary);
 RF_PLATFORM_API KmifDesign* kmif_DesignCreate(KmifDictionary* dictionary, std::string_view name,
                                               std::initializer_list<KmifField> fields,
                                               KERR_REPORT** slot = nullptr);
-/// Null is allowed. Dictionaries, designs and nodes keep copies: none of them notices.
+/// Null is allowed. Dictionaries, designs and nodes hold copies and are not affected.
 RF_PLATFORM_API void kmif_DesignDestroy(KmifDesign* design);
 
-/// @return the name that the design was made with, the design's own.
+/// @param design  not null, here and below. @return the name that the design was made with, owned
+///        by the design.
 RF_PLATFORM_API const std::string& kmif_DesignName(const KmifDesign* design);
-/// @return bytes of the structure, what its pointers lead to not counted.
+/// @return bytes of the structure, without what its pointers lead to.
 RF_PLATFORM_API std::size_t kmif_DesignSize(const KmifDesign* design);
 
 /// Adds a copy; the same design again changes nothing.
 /// @return false with a report when another design has the name, or memory is short.
 RF_PLATFORM_API bool kmif_DictionaryAddDesign(KmifDictionary* dictionary, const KmifDesign* design,
                                               KERR_REPORT** slot);
-/// @return the design of that name, the dictionary's own; null when it has none.
+/// @param dictionary  not null. @return the design of that name, owned by the dictionary; null when
+///        there is none.
 RF_PLATFORM_API const KmifDesign* kmif_DictionaryFindDesign(const KmifDictionary* dictionary,
                                                             std::string_view name);
 

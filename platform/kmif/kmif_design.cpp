@@ -14,7 +14,7 @@ namespace {
     throw TolvanLog::Exception("design " + std::string(name) + ": " + std::string(what));
 }
 
-/// Bytes of one element of a code alone; 0 for a code that there is not.
+/// Bytes of one element of a code; 0 for an unknown code.
 std::size_t sizeOf(int element, const KmifDesign* nested) {
     switch (element) {
     case kmifPadding:
@@ -51,7 +51,7 @@ bool formFits(const PlacedField& field) {
 void check(const PlacedField& field, const KmifDesign& design) {
     if (field.name.empty())
         complain("a field has no name", design.name);
-    static_cast<void>(ktxt::widen(field.name)); // throws for what is not UTF-8
+    static_cast<void>(ktxt::widen(field.name)); // throws if it is not UTF-8
     if (field.code < 0 || !formFits(field) || field.elementSize() == 0)
         complain("type code " + std::to_string(field.code) + " of " + field.name + " is unknown",
                  design.name);
@@ -126,7 +126,7 @@ std::size_t PlacedField::elementSize() const {
 std::unique_ptr<KmifDesign> makeDesign(std::string_view name, std::span<const KmifField> fields) {
     auto design = std::make_unique<KmifDesign>();
     design->name = name;
-    static_cast<void>(ktxt::widen(name)); // throws for what is not UTF-8
+    static_cast<void>(ktxt::widen(name)); // throws if it is not UTF-8
     if (name.empty() || fields.empty())
         complain("a name and a field are needed", name);
     std::set<std::string_view> names;

@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-/// What the library itself knows about designs; hosts use kmif.h. Functions here throw
-/// TolvanLog::Exception for bad content and std::bad_alloc when memory is short.
+/// The library's own form of designs; hosts use kmif.h. Functions here throw TolvanLog::Exception
+/// for bad content and std::bad_alloc when memory is short.
 
 namespace kmif {
 
-/// Objects that live on the host heap, so that a shortage there is a shortage here.
+/// Objects on the host heap, so that its shortage, real or injected, affects them.
 struct HeapObject {
     static void* operator new(std::size_t size);
     static void operator delete(void* block);
@@ -37,7 +37,7 @@ struct PlacedField {
     int form() const { return code & ~255; }
     bool isShown() const { return element() != kmifPadding; }
     bool hasPointer() const { return form() == kmifArray || form() == kmifCounted; }
-    /// Whether `count` is the field's own, not 1 by rule.
+    /// Whether the field has a `count` of its own, which otherwise is 1.
     bool hasCount() const;
     std::size_t elementSize() const;
 };

@@ -21,7 +21,7 @@ void store(std::byte* at, T value) {
     std::memcpy(at, &value, sizeof value);
 }
 
-/// What a pointer field leads to; count is 0 when the pointer is null.
+/// The elements that a pointer field leads to; count is 0 when the pointer is null.
 struct Elements {
     const std::byte* first;
     std::int32_t count;
@@ -38,7 +38,8 @@ inline std::string_view textOf(const PlacedField& field, const std::byte* struct
     return {text, strnlen(text, field.count)};
 }
 
-/// Calls visit(field, structure) for every field but the nested ones, into which it descends.
+/// Calls visit(field, structure) for every field; descends into nested fields instead of visiting
+/// them.
 template <class Bytes, class Visit>
 void forEachField(const KmifDesign& design, Bytes* structure, const Visit& visit) {
     for (const PlacedField& field : design.fields) {

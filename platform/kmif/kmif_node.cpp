@@ -12,7 +12,7 @@ std::size_t roundedUp(std::size_t size) {
     return (size + 7) / 8 * 8;
 }
 
-/// Checks what the design cannot promise about the data.
+/// Checks what the design does not guarantee about the data.
 /// @return bytes for a copy of the structure and all that its pointers lead to.
 std::size_t sizeOfCopy(const KmifDesign& design, const std::byte* source) {
     std::size_t size = roundedUp(design.size);
@@ -34,7 +34,7 @@ std::size_t sizeOfCopy(const KmifDesign& design, const std::byte* source) {
     return size;
 }
 
-/// Copies what the copied structure's pointers lead to behind it, and turns them there.
+/// Copies what the structure's pointers lead to behind the copied structure, and redirects them.
 void copyArrays(const KmifDesign& design, std::byte* copy) {
     std::byte* end = copy + roundedUp(design.size);
     const auto copyArray = [&](const PlacedField& field, std::byte* structure) {

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// A design together with a deep copy of the data it describes. A value that only moves; it needs
-/// nothing of whoever made it, and any number of threads may read it.
+/// A design together with a deep copy of the data it describes. Move-only. It does not depend on
+/// its source, and any number of threads may read it.
 class RF_PLATFORM_API KmifNode {
 public:
     /// An empty node: no design, no data.

@@ -31,7 +31,7 @@ std::string joined(const std::vector<std::string>& parts) {
     return "[" + text + "]";
 }
 
-/// A field read from text, with what KmifField only points at.
+/// A field read from text, owning what KmifField only points to.
 struct ReadField {
     int code = 0;
     std::string name;

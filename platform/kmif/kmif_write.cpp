@@ -24,7 +24,7 @@ void writeDouble(std::string& out, double value) {
     const std::string_view text(digits, static_cast<std::size_t>(end - digits));
     out += text;
     if (text.find_first_of(".e") == text.npos)
-        out += ".0"; // tells a double from an integer, and keeps the sign of -0.0
+        out += ".0"; // marks it as a double, and keeps the sign of -0.0
 }
 
 void writeObject(std::string& out, const KmifDesign& design, const std::byte* structure,

@@ -7,14 +7,14 @@
 
 namespace kmsc {
 
-/// An array of pointers on the host heap, and the objects that they point to: all are freed unless
-/// `release` hands them on, which is the last step of whoever fills one for the host.
-/// One thread at a time.
+/// An array of pointers on the host heap, and the objects that they point to. The destructor frees
+/// all, unless `release` has passed them on, which is the last step of code that fills an array for
+/// the host. One thread at a time.
 template <class T, void (*destroy)(T*)>
 class HostArray {
 public:
-    /// @param capacity  slots of the array; without memory for it the array is false and takes
-    ///        nothing.
+    /// @param capacity  slots of the array. When memory is short, the array converts to false and
+    ///        takes nothing.
     explicit HostArray(std::size_t capacity)
         : capacity_(capacity), items_(makeArray<T*>(capacity)) {}
     /// Takes over an array that somebody else made: `count` objects, or null and 0.

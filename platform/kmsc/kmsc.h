@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <memory>
 
-/// The one heap that host, platform and plug-in share. Every block that crosses a border (lists,
-/// strings, records) comes from here and is freed here. Any thread may call at any time.
+/// The heap that host, platform and plug-in share. Every block that passes between them (lists,
+/// strings, records) is allocated here and freed here. Any thread may call at any time.
 
 /// @return a zero-filled block of count * size bytes (at least one byte), or null when memory is
 ///         short, the product overflows, or an injected failure is due. The caller owns it.
@@ -17,13 +17,14 @@ RF_PLATFORM_API void* kmsc_HeapCalloc(std::size_t count, std::size_t size);
 /// Frees a block of this heap; null is allowed.
 RF_PLATFORM_API void kmsc_HeapFree(void* block);
 
-/// @return a copy of `size` bytes in a block of its own, or null as kmsc_HeapCalloc.
+/// @param source  must hold `size` bytes. @return a copy of them in a new block, or null as
+///        kmsc_HeapCalloc.
 RF_PLATFORM_API void* kmsc_MemDup(const void* source, std::size_t size);
 
-/// For tests: lets the n-th allocation from now (1 is the next) fail once; 0 switches it off.
+/// For tests: makes the n-th allocation from now (1 is the next) fail once; 0 switches it off.
 RF_PLATFORM_API void kmsc_FailAllocation(std::uint64_t n);
 
-/// @return blocks handed out and not yet freed, over the whole process.
+/// @return the number of blocks allocated and not yet freed in the whole process.
 RF_PLATFORM_API std::int64_t kmsc_BlocksInUse();
 
 namespace kmsc {

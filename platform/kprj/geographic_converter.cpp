@@ -25,7 +25,7 @@ KprjGeographicConverter::create(const KPRJ_PROJECTION& projection, KERR_REPORT**
         PJ_CONTEXT* context = made->session.context();
         const kprj::PjPtr asGiven(
             proj_create_crs_to_crs(context, projection.wkt.c_str(), "EPSG:4326", nullptr));
-        // Both sides with x before y, as images have it.
+        // Both sides with x before y, as in images.
         if (asGiven)
             made->transformation.reset(proj_normalize_for_visualization(context, asGiven.get()));
         if (!made->transformation)

@@ -5,8 +5,8 @@
 
 namespace {
 
-/// EPSG:4326 as PROJ writes it. Nearly every product stands on it, and opening PROJ's database
-/// takes longer than the rest of opening a product.
+/// EPSG:4326 as PROJ writes it. Nearly every product uses it, and opening PROJ's database takes
+/// longer than the rest of opening a product.
 constexpr char wkt[] = R"wkt(GEOGCRS["WGS 84",
     ENSEMBLE["World Geodetic System 1984 ensemble",
         MEMBER["World Geodetic System 1984 (Transit)"],

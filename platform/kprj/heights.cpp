@@ -37,7 +37,7 @@ PjPtr part(PJ_CONTEXT* context, const PJ* compound, int index) {
     return unbound(context, PjPtr(proj_crs_get_sub_crs(context, compound, index)));
 }
 
-/// @return a unit of the axis, m upwards; nothing when there is no such axis.
+/// @return the axis unit, m upwards; nothing when there is no such axis.
 double unitOf(PJ_CONTEXT* context, const PJ* system, int axis) {
     const PjPtr axes(proj_crs_get_coordinate_system(context, system));
     const char* direction = nullptr;
@@ -49,7 +49,7 @@ double unitOf(PJ_CONTEXT* context, const PJ* system, int axis) {
     return direction && std::string(direction) == "down" ? -unit : unit;
 }
 
-/// The vertical system on the geographic one that it comes with, or on WGS 84.
+/// The vertical system combined with its own geographic system, or with WGS 84.
 PjPtr onDegrees(kprj::Session& in, const std::string& text) {
     PJ_CONTEXT* context = in.context();
     PjPtr given = unbound(context, parse(in, text));
@@ -57,7 +57,7 @@ PjPtr onDegrees(kprj::Session& in, const std::string& text) {
     if (proj_get_type(given.get()) == PJ_TYPE_COMPOUND_CRS) {
         const PjPtr ground = part(context, given.get(), 0);
         horizontal.reset(proj_crs_get_geodetic_crs(context, ground.get()));
-        // As it is: a geoid that the file names for itself stands in what binds it.
+        // Unchanged: a geoid that the file itself names is part of the bound system.
         vertical.reset(proj_crs_get_sub_crs(context, given.get(), 1));
     } else {
         vertical = std::move(given);
@@ -76,7 +76,8 @@ PjPtr onDegrees(kprj::Session& in, const std::string& text) {
     return both;
 }
 
-/// The ways that PROJ knows, the one it likes best first, without those that pass heights through.
+/// The transformations that PROJ knows, its preferred one first, without those that do not convert
+/// heights.
 kprj::PjListPtr waysBetween(PJ_CONTEXT* context, const PJ* from, const PJ* to,
                             PROJ_GRID_AVAILABILITY_USE grids) {
     const std::unique_ptr<PJ_OPERATION_FACTORY_CONTEXT, FactoryDeleter> factory(
@@ -88,8 +89,8 @@ kprj::PjListPtr waysBetween(PJ_CONTEXT* context, const PJ* from, const PJ* to,
     return kprj::PjListPtr(proj_create_operations(context, from, to, factory.get()));
 }
 
-/// Newer releases of PROJ make a transformation too where every way lacks its grid, and fail when
-/// it is used.
+/// Newer PROJ releases make a transformation even if all grids are missing, and fail when it is
+/// used.
 bool hasGridsOfAWay(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
     const auto ways = waysBetween(context, from, to,
                                   proj_context_is_network_enabled(context)
@@ -98,7 +99,7 @@ bool hasGridsOfAWay(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
     return ways && proj_list_get_count(ways.get()) > 0;
 }
 
-/// The grids that PROJ would need for the way it likes best, and does not find.
+/// The grids that PROJ's preferred transformation needs and does not find.
 std::string missingGrids(PJ_CONTEXT* context, const PJ* from, const PJ* to) {
     const auto ways = waysBetween(context, from, to, PROJ_GRID_AVAILABILITY_IGNORED);
     std::string names;
@@ -155,7 +156,7 @@ std::unique_ptr<KprjHeightZero> KprjHeightZero::create(const std::string& system
         const PjPtr from = onDegrees(made->session, system);
         const PjPtr to(proj_create(context, ellipsoidal));
         const std::string name = proj_get_name(part(context, from.get(), 1).get());
-        // PROJ's default is to pass heights through where it knows no better.
+        // By default PROJ leaves heights unconverted if it knows no transformation.
         const char* const options[] = {"ALLOW_BALLPARK=NO", nullptr};
         const PjPtr way(
             proj_create_crs_to_crs_from_pj(context, from.get(), to.get(), nullptr, options));

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-/// From what heights count.
+/// The reference surface and unit of heights.
 struct KprjHeightSystem {
     enum class Kind {
         unstated,
         ellipsoid, ///< above the ellipsoid of the horizontal system
-        vertical,  ///< above the geoid, or whatever else the vertical system `name` says
+        vertical,  ///< above the surface of the vertical system `name`, such as a geoid
     };
     Kind kind = Kind::unstated;
     std::string name;    ///< "EGM96 height"
@@ -22,25 +22,25 @@ struct KprjHeightSystem {
 };
 
 /// @param system  WKT or code of a compound, vertical or other system.
-/// @return what it says of heights; unstated, with a report, when PROJ cannot read it.
+/// @return its height system; `unstated`, with a report, when PROJ cannot read the text.
 RF_PLATFORM_API KprjHeightSystem kprj_HeightSystemOf(const std::string& system, KERR_REPORT** slot);
 
-/// How far above the WGS 84 ellipsoid the zero of a vertical system lies: for heights above a
-/// geoid, the geoid's undulation. On PROJ and its grids. One thread at a time.
+/// Computes the height of a vertical system's zero surface above the WGS 84 ellipsoid (for a geoid,
+/// its undulation), with PROJ and its grids. One thread at a time.
 class RF_PLATFORM_API KprjHeightZero {
 public:
     /// @param system  compound or vertical, as WKT or as a code such as "EPSG:5773".
-    /// @return null with a report that names the system when PROJ knows no way to the ellipsoid;
-    ///         where a grid is missing it names the grid and where PROJ looks for it. Heights are
-    ///         never passed through.
+    /// @return null with a report that names the system when PROJ cannot convert it to the
+    ///         ellipsoid. If a grid is missing, the report names the grid and the folders that PROJ
+    ///         searches. Heights are never used unconverted.
     static std::unique_ptr<KprjHeightZero> create(const std::string& system, KERR_REPORT** slot);
     ~KprjHeightZero();
     KprjHeightZero(const KprjHeightZero&) = delete;
     KprjHeightZero& operator=(const KprjHeightZero&) = delete;
 
-    /// @param lonDeg,latDeg  of `count` places, degrees; one every `strideBytes`.
-    /// @param heightsM  receives the height of the system's zero above the ellipsoid there, m; NaN
-    ///        where the system or its grid does not reach.
+    /// @param lonDeg,latDeg  of `count` places, degrees, `strideBytes` apart.
+    /// @param heightsM  receives the height of the zero surface above the ellipsoid, m; NaN outside
+    ///        the system or its grid.
     void heightsAt(const double* lonDeg, const double* latDeg, std::size_t strideBytes,
                    std::size_t count, double* heightsM) const;
 
@@ -58,5 +58,5 @@ struct KprjGeoid {
     const char* name;   ///< "EGM96"
 };
 
-/// @return the geoids that have such a name, at hand or not.
+/// @return all geoids with an option name, installed or not.
 RF_PLATFORM_API const std::vector<KprjGeoid>& kprj_Geoids();

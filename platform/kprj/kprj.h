@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-/// Map projections, on PROJ. Texts are UTF-8. Any thread may call; objects belong to whoever made
-/// them and are constant once made. Failures put a report into the slot, which may be null; no
-/// exception leaves these calls, nothing is printed.
+/// Map projections, based on PROJ. Texts are UTF-8. Any thread may call; the caller owns the
+/// objects that it makes, which are constant once made. Failures put a report into the slot, which
+/// may be null; no exception leaves these calls, nothing is printed.
 
 /// An ellipsoid of revolution, a block of the host heap.
 struct KPRJ_SPHEROID {
@@ -37,9 +37,9 @@ struct KPRJ_DATUM {
 };
 
 /// @param name  of the datum as geographic systems carry it ("WGS 84").
-/// @param spheroidName  that the datum must stand on, as kprj_SpheroidByName takes it.
-/// @return freed with kprj_DatumFree; null with a report when PROJ's database lacks the datum, it
-///         stands on another spheroid, or memory is short.
+/// @param spheroidName  the spheroid that the datum must have, as kprj_SpheroidByName takes it.
+/// @return freed with kprj_DatumFree; null with a report when PROJ's database lacks the datum, the
+///         datum has another spheroid, or memory is short.
 RF_PLATFORM_API KPRJ_DATUM* kprj_DatumByName(std::string_view name, std::string_view spheroidName,
                                              KERR_REPORT** slot);
 /// Null is allowed.
@@ -60,8 +60,8 @@ RF_PLATFORM_API KPRJ_PRO_PARAMETERS* kprj_ProParametersCreateByName(std::string_
 /// Null is allowed.
 RF_PLATFORM_API void kprj_ProParametersFree(KPRJ_PRO_PARAMETERS* parameters);
 
-/// A map projection on its datum. x is east or longitude and y north or latitude, whatever axis
-/// order its WKT names: the order in which images state their georeferencing.
+/// A map projection with its datum. x is east or longitude and y north or latitude, as in the
+/// georeferencing of images, whatever axis order the WKT names.
 struct KPRJ_PROJECTION {
     std::string name;      ///< kprjGeographicName, or the system's name ("WGS 84 / UTM zone 33N")
     std::string units;     ///< "degrees", "meters", or the unit's name
@@ -75,17 +75,19 @@ struct KPRJ_PROJECTION {
     bool isGeographic;
 };
 
-/// The projection of the parameters on the datum. @return freed with kprj_ProjectionFree; null
-/// with a report when an argument is null or the spheroid is not the datum's.
+/// Makes the projection of the parameters with the datum. @return freed with kprj_ProjectionFree;
+/// null with a report when an argument is null or the spheroid is not the datum's.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* parameters,
                                                      const KPRJ_SPHEROID* spheroid,
                                                      const KPRJ_DATUM* datum, KERR_REPORT** slot);
-/// From WKT of any edition, "EPSG:32633" or a PROJ string. A vertical part is left out.
-/// @return freed with kprj_ProjectionFree; null with a report when PROJ cannot read it or it is
-///         no projected, geographic or local system.
+/// Makes a projection from WKT of any edition, "EPSG:32633" or a PROJ string. A vertical part is
+/// ignored.
+/// @return freed with kprj_ProjectionFree; null with a report when PROJ cannot read the text, or it
+///         is no projected, geographic or local system.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text,
                                                          KERR_REPORT** slot);
-/// Longitude and latitude on WGS 84 in degrees (EPSG:4326), without PROJ's database.
+/// Makes the projection of WGS 84 longitude and latitude in degrees (EPSG:4326), without PROJ's
+/// database.
 /// @return freed with kprj_ProjectionFree; null with a report when memory is short.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_GeographicWgs84(KERR_REPORT** slot);
 /// Null is allowed.
@@ -120,18 +122,18 @@ RF_PLATFORM_API bool kprj_ProjectionConvertToMIF(const KPRJ_PROJECTION* projecti
                                                  char16_t** designName, char16_t** dictionary,
                                                  char16_t** data, KERR_REPORT** slot);
 
-/// The nine texts as a host hands them back.
+/// The nine texts as a host passes them back.
 struct KprjMifTexts {
     std::u16string_view projectionName, unitsName, datumName, spheroidName, authority, wkt,
         designName, dictionary, data;
 };
 
-/// @return the projection that was converted, equal member by member; null with a report when a
-///         text is damaged or they contradict each other.
+/// @return a projection equal member by member to the converted one; null with a report when a text
+///         is damaged or two contradict each other.
 RF_PLATFORM_API KPRJ_PROJECTION* kprj_ProjectionFromMIF(const KprjMifTexts& texts,
                                                         KERR_REPORT** slot);
 
-/// Converts between a projection and WGS 84 longitude and latitude in degrees, many points a call.
+/// Converts many points per call between a projection and WGS 84 longitude and latitude in degrees.
 /// One thread at a time.
 class RF_PLATFORM_API KprjGeographicConverter {
 public:

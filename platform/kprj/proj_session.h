@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-/// PROJ's objects in owners, and its messages as exceptions. For this folder alone.
+/// Owners for PROJ's objects, and its messages as exceptions. For this folder only.
 namespace kprj {
 
 struct PjDeleter {
@@ -20,7 +20,7 @@ using PjPtr = std::unique_ptr<PJ, PjDeleter>;
 using PjContextPtr = std::unique_ptr<PJ_CONTEXT, PjDeleter>;
 using PjListPtr = std::unique_ptr<PJ_OBJ_LIST, PjDeleter>;
 
-/// A PROJ context that prints nothing and remembers what it was told last. One thread at a time.
+/// A PROJ context that prints nothing and keeps PROJ's last message. One thread at a time.
 class Session {
 public:
     Session();
@@ -28,7 +28,7 @@ public:
     Session& operator=(const Session&) = delete;
 
     PJ_CONTEXT* context() const { return context_.get(); }
-    /// @throws std::runtime_error "what: PROJ's reason"; the reason is forgotten.
+    /// Forgets PROJ's message. @throws std::runtime_error "what: PROJ's message".
     [[noreturn]] void fail(const std::string& what);
 
 private:

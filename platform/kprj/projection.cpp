@@ -29,7 +29,7 @@ kmsc::HeapPtr<T> makeBlock() {
     return block;
 }
 
-/// The geographic system of that name; datums are known by the system that stands on them alone.
+/// The geographic system of that name, which identifies a datum.
 PjPtr geographicSystem(const std::string& name) {
     const PJ_TYPE type = PJ_TYPE_GEOGRAPHIC_2D_CRS;
     const kprj::PjListPtr found(
@@ -66,8 +66,8 @@ PjPtr horizontal(PjPtr system) {
     return system;
 }
 
-/// A system tied to another datum by parameters of its own keeps them in its WKT; its names and
-/// units are those of the system inside.
+/// A bound system keeps its datum parameters in its WKT; its names and units are those of the
+/// system inside.
 PjPtr unbound(const PJ* system) {
     PJ_CONTEXT* context = session().context();
     return PjPtr(proj_get_type(system) == PJ_TYPE_BOUND_CRS ? proj_get_source_crs(context, system)
@@ -174,7 +174,7 @@ KPRJ_PROJECTION* kprj_ProjectionInit(const KPRJ_PRO_PARAMETERS* parameters,
 
 KPRJ_PROJECTION* kprj_ProjectionFromText(const std::string& text, KERR_REPORT** slot) {
     KprjProjectionPtr geographic(kprj_GeographicWgs84(slot));
-    if (!geographic || geographic->wkt == text) // as a plug-in hands it over
+    if (!geographic || geographic->wkt == text) // as a plug-in returns it
         return geographic.release();
     return reported(__func__, slot, [&]() -> KPRJ_PROJECTION* {
         PjPtr system(proj_create(session().context(), text.c_str()));

@@ -43,13 +43,13 @@ std::string jsonOf(const ProjectionRecord& record, const KmifDesign* design, KER
     return kmif_NodeCreate(&record, design, &node, slot) ? kmif_NodeToJson(node) : std::string();
 }
 
-/// Throws unless the record in the texts is the one of the projection.
+/// Throws unless the record in the texts is that of the projection.
 void requireRecord(const KprjMifTexts& texts, const KPRJ_PROJECTION& projection) {
     kerr::Slot slot;
     const DictionaryPtr dictionary(kmif_DictionaryDecodeFromString(texts.dictionary, slot));
     const DesignPtr design = makeDesign(nullptr, slot);
     KmifNode node;
-    // Adding the design again is refused when the dictionary has another one of the name.
+    // Adding the design fails if the dictionary has a different one of that name.
     if (!dictionary || !design ||
         !kmif_DictionaryFindDesign(dictionary.get(), ktxt::narrow(texts.designName)) ||
         !kmif_DictionaryAddDesign(dictionary.get(), design.get(), slot) ||

@@ -16,7 +16,7 @@ bool sameName(std::string_view a, const char* b) {
     return a.size() == std::strlen(b) && strncasecmp(a.data(), b, a.size()) == 0;
 }
 
-/// The number behind the "=" of PROJ's "a=6378137.0".
+/// The number after the "=" of PROJ's "a=6378137.0".
 double valueOf(std::string_view setting) {
     double value = 0;
     std::from_chars(setting.data() + setting.find('=') + 1, setting.data() + setting.size(), value);

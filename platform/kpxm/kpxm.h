@@ -24,7 +24,8 @@ RF_PLATFORM_API KPXM_RECT* kimg_PixelRectCreate(std::uint32_t width, std::uint32
 /// Frees rectangle and pixels; null is allowed.
 RF_PLATFORM_API void kpxm_PixelRectDelete(KPXM_RECT* rect);
 
-/// @return the first pixel of the first line; the rectangle keeps it.
+/// @param rect  not null, here and below. @return the first pixel of the first line, owned by the
+///        rectangle.
 RF_PLATFORM_API void* kpxm_PixelRectDataGet(KPXM_RECT* rect);
 
 /// Sets one pixel, converted as kpxm::storePixel does.

@@ -21,7 +21,7 @@ void store(void* pixel, T value) {
     std::memcpy(pixel, &value, sizeof value);
 }
 
-// max is below the type's own limit for the types of less than a byte.
+// For types of less than a byte, max is below the limit of the C++ type.
 template <class T>
 void storeInteger(void* pixel, double value, T max = std::numeric_limits<T>::max()) {
     const double low = std::numeric_limits<T>::lowest();

@@ -14,7 +14,8 @@ inline void freeText(char16_t* text) {
 
 } // namespace kstr
 
-/// A list of texts on its way to the host or from it; frees what `release` has not handed on.
+/// A list of texts passed to or from the host. The destructor frees it unless `release` has passed
+/// it on.
 class HostList : public kmsc::HostArray<char16_t, kstr::freeText> {
 public:
     using HostArray::HostArray;

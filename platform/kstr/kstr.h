@@ -44,7 +44,7 @@ RF_PLATFORM_API std::u16string format(std::u16string_view format,
 
 } // namespace kstr
 
-/// A list of wide strings that tells "never filled" from "empty". A value.
+/// A list of wide strings that distinguishes "never filled" from "empty". A value.
 class RF_PLATFORM_API KstrStringList {
 public:
     /// @return the number of strings, -1 when the list was never filled.

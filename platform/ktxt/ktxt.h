@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// Wide text is UTF-16 in char16_t; it exists only at the border to the host. Inside, text is
-/// UTF-8 in std::string. These functions are the door. Pure functions, any thread.
+/// Wide text is UTF-16 in char16_t and is used only in the interface to the host. Inside, text is
+/// UTF-8 in std::string. These functions convert between them. Pure functions, any thread.
 
 namespace ktxt {
 
@@ -15,7 +15,7 @@ namespace ktxt {
 RF_PLATFORM_API std::u16string widen(std::string_view text);
 /// @throws TolvanLog::Exception when the text is not valid UTF-16 (a lone surrogate).
 RF_PLATFORM_API std::string narrow(std::u16string_view text);
-/// widen for texts that are shown, not used as names: invalid bytes become U+FFFD.
+/// As widen, for texts that are only shown, not used as names: invalid bytes become U+FFFD.
 RF_PLATFORM_API std::u16string widenLossy(std::string_view text);
 
 } // namespace ktxt

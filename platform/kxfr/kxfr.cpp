@@ -13,7 +13,7 @@ namespace {
 using kerr::reported;
 using kxfr::PartPtr;
 
-/// Points at a time, so that they stay in the cache from part to part.
+/// Number of points per pass, so that they stay in the cache from part to part.
 constexpr std::size_t batch = 1024;
 
 bool hasAnswer(const KxfrMapPoint& point) {

@@ -10,7 +10,7 @@
 
 namespace kxfr {
 
-/// One step between map and pixels: a block of plain numbers and what they mean.
+/// One step between map and pixels: a block of plain numbers and their meaning.
 class Part {
 public:
     Part() = default;
@@ -21,7 +21,7 @@ public:
     virtual std::string_view designName() const = 0;
     /// @return the coordinates it yields: "map", "plane" or "pixels".
     virtual std::string_view to() const = 0;
-    /// @return the numbers, as the design of designName describes them.
+    /// @return the numbers, as the part's design describes them.
     virtual const void* data() const = 0;
 
     /// Replace x and y of every point; heights stay. Points without an answer become NaN.
@@ -33,13 +33,13 @@ public:
 };
 using PartPtr = std::unique_ptr<const Part>;
 
-/// A kind of part: how its numbers are laid out, and how a part is made of them.
+/// A kind of part: the layout of its numbers, and how to make a part from them.
 struct Kind {
     const char* designName;
     /// @return a design that the caller destroys; null with a report when memory is short.
     KmifDesign* (*makeDesign)(KERR_REPORT** slot);
     /// @param data  numbers as the design describes them, 8-byte aligned.
-    /// @throws std::runtime_error when the numbers make no transform.
+    /// @throws std::runtime_error when the numbers are not valid for this kind.
     PartPtr (*make)(const void* data);
 };
 
@@ -50,8 +50,8 @@ RF_PLATFORM_API const Kind* findKind(std::string_view designName);
 struct LongitudeTurnData {
     double centreLongitude; ///< degrees
 };
-/// The stereographic image of longitude and latitude, as if on the unit sphere, in the plane that
-/// touches it at the centre: exact both ways, smooth all over but at the antipode.
+/// Stereographic projection of longitude and latitude from the unit sphere to the plane that
+/// touches it at the centre: exact in both directions, smooth everywhere except at the antipode.
 struct TouchingPlaneData {
     double centreLongitude, centreLatitude; ///< degrees
 };

@@ -26,8 +26,8 @@ PartPtr makePolarFormat(const PolarFormatParameters& parameters) {
     return std::make_unique<PolarFormat>(parameters);
 }
 
-// The design describes sarm::PolarFormatParameters where it lies; a member that it lacks would
-// change the size. (Kxfr.DesignsDescribeTheStructures)
+// The design describes sarm::PolarFormatParameters in place; a missing member would change the
+// size. (Kxfr.DesignsDescribeTheStructures)
 KmifDesign* polarFormatDesign(KERR_REPORT** slot) {
     const kmif::DesignPtr ellipsoid = ellipsoidDesign(slot);
     if (!ellipsoid)

@@ -7,10 +7,10 @@
 namespace kxfr {
 namespace {
 
-/// How far u and v may lie from the middle of the ties, which reach from -1 to 1.
+/// Limit of |u| and |v|; the ties extend from -1 to 1.
 constexpr double farthest = 3;
 
-/// x and y with their slopes along u and v.
+/// x and y with their derivatives by u and v.
 struct Value {
     double x = 0, y = 0, xu = 0, xv = 0, yu = 0, yv = 0;
 };
@@ -72,7 +72,7 @@ private:
         return value;
     }
 
-    /// Newton's method from the middle of the ties.
+    /// Map to pixel: Newton's method, starting at the middle of the ties.
     bool solve(double x, double y, double& u, double& v) const {
         for (int step = 0; step < 30; ++step) {
             const Value value = at(u, v);

@@ -38,7 +38,7 @@ std::optional<Fit> fitOrder(const MatrixXd& m, const MatrixXd& targets) {
     const MatrixXd q = qr.householderQ() * MatrixXd::Identity(m.rows(), m.cols());
     const MatrixXd residual = targets - m * fit.coefficients;
     for (Eigen::Index i = 0; i < m.rows(); ++i) {
-        // A tie that the others do not determine cannot be predicted from them.
+        // If the others do not determine the polynomial, they cannot predict this tie.
         const double freedom = 1 - q.row(i).squaredNorm();
         if (freedom > 1e-9)
             fit.predictionError += (residual.row(i) / freedom).squaredNorm();
@@ -95,7 +95,7 @@ PolynomialData fitPolynomial(std::span<const KxfrTie> ties) {
     std::optional<Fit> best;
     for (int order = 1; order <= 3; ++order) {
         std::optional<Fit> fit = fitOrder(monomials(u, v, order), targets);
-        // A higher order must pay: noise alone lets it win by a little.
+        // A higher order must be clearly better, because noise alone makes it slightly better.
         if (!fit || (best && !(fit->predictionError < best->predictionError / 2)))
             continue;
         best = std::move(fit);

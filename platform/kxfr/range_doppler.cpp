@@ -30,7 +30,7 @@ void requireDegree(int degree, const char* name) {
         throw std::runtime_error(std::string(name) + " is out of range");
 }
 
-/// The model trusts its numbers; texts from outside are checked here.
+/// The model trusts its parameters, so those decoded from texts are checked here.
 void check(const ModelParameters& p) {
     requireFinite({{p.ellipsoid.semiMajorAxisM, p.ellipsoid.semiMinorAxisM, p.terrainHeightM,
                     p.startTimeS, p.imageDurationS, p.side, p.grid.timeOfLine0S,
@@ -90,8 +90,8 @@ PartPtr makeRangeDoppler(const ModelParameters& parameters) {
     return std::make_unique<RangeDoppler>(parameters);
 }
 
-// The design describes sarm::ModelParameters where it lies; a member that it lacks would change
-// the size. (Kxfr.DesignsDescribeTheStructures)
+// The design describes sarm::ModelParameters in place; a missing member would change the size.
+// (Kxfr.DesignsDescribeTheStructures)
 KmifDesign* rangeDopplerDesign(KERR_REPORT** slot) {
     const DesignPtr ellipsoid = ellipsoidDesign(slot);
     const DesignPtr grid = gridDesign(slot);

@@ -6,7 +6,7 @@
 namespace kxfr {
 namespace {
 
-/// Points at a time: a few pages of stack, and long runs for the model.
+/// Points per call of the model: a few pages of stack, but long enough to be efficient.
 constexpr std::size_t batch = 256;
 
 } // namespace

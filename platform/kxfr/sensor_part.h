@@ -5,7 +5,7 @@
 
 namespace kxfr {
 
-/// A part that is a sensor model, and makes a chain alone.
+/// A part that is a sensor model. It is always the only part of its chain.
 class SensorPart : public Part {
 public:
     std::string_view to() const final { return "pixels"; }

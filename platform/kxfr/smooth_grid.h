@@ -12,11 +12,11 @@
 
 namespace kxfr {
 
-/// N smooth functions over a rectangle of columns and lines, known exactly at few points and
-/// interpolated between them: bilinear in square cells, each checked at the middle and at the
-/// middles of its sides (of a conformal map the middle alone tells nothing), and cut in four where
-/// it is off. Cells that would shrink to nothing are exact throughout, so that poles and other
-/// breaks stay where they are. One use, one thread.
+/// N smooth functions over a rectangle of columns and lines, computed exactly at few points and
+/// interpolated between them. Interpolation is bilinear in square cells. Each cell is checked at
+/// its middle and at the middles of its sides (for a conformal map the middle alone shows no error)
+/// and is quartered if the error is too large. The smallest cells that still fail are computed
+/// exactly, so that poles and other breaks stay in place. For one use by one thread.
 template <std::size_t N>
 class SmoothGrid {
 public:
@@ -25,9 +25,9 @@ public:
         double column, line;
     };
 
-    /// @param tolerances  how far interpolated values may be off, by component.
-    /// @param exact  called as exact(std::span<const Place>, std::span<Values>); NaN in any
-    ///        component where there is no answer.
+    /// @param tolerances  allowed interpolation error of each component.
+    /// @param exact  called as exact(std::span<const Place>, std::span<Values>); sets NaN in a
+    ///        component without a value.
     template <class Exact>
     SmoothGrid(std::uint32_t columns, std::uint32_t lines, const Values& tolerances,
                const Exact& exact)
@@ -49,13 +49,13 @@ public:
     std::span<const double> operator[](std::size_t component) const {
         return {found_[component].get(), std::size_t{columns_} * lines_};
     }
-    /// @return between what numbers a component lies, those that are not numbers apart; the first
-    ///         is the larger when there are none.
+    /// @return least and greatest value of a component, without NaN; the first is larger when there
+    ///         is none.
     std::array<double, 2> rangeOf(std::size_t component) const { return ranges_[component]; }
 
 private:
     static constexpr std::uint32_t largestCell = 32, smallestCell = 4;
-    /// The quarters of a cell are interpolated, which makes the error a quarter of the one seen.
+    /// A good cell is interpolated in quarters, whose error is about a quarter of the one checked.
     static constexpr double seenToLeft = 2;
 
     struct Cell {
@@ -85,7 +85,7 @@ private:
             }
     }
 
-    /// The quarters of the cells that were off.
+    /// Checks the quarters of the cells that failed.
     template <class Exact>
     void nextCells(std::uint32_t side, const Exact& exact) {
         std::vector<Cell> cells;
@@ -179,7 +179,7 @@ private:
             }
     }
 
-    /// What is between corners lies between their values.
+    /// Bilinear values lie between those of the corners, so only corners count.
     void widen(std::size_t component, double value) {
         auto& [low, high] = ranges_[component];
         low = value < low ? value : low;
@@ -190,7 +190,7 @@ private:
     Values tolerances_;
     std::array<std::unique_ptr<double[]>, N> found_;
     std::array<std::array<double, 2>, N> ranges_;
-    std::vector<Cell> open_; ///< not yet good enough
+    std::vector<Cell> open_; ///< cells that failed the check
 };
 
 } // namespace kxfr

@@ -44,7 +44,7 @@ PartPtr decodePart(const KxfrPartTexts& texts) {
     const DictionaryPtr dictionary(kmif_DictionaryDecodeFromString(texts.dictionary, slot));
     const DesignPtr design(kind->makeDesign(slot));
     KmifNode node;
-    // Adding the design again is refused when the dictionary has another one of the name.
+    // Adding the design fails if the dictionary has a different one of that name.
     if (!dictionary || !design || !kmif_DictionaryFindDesign(dictionary.get(), kind->designName) ||
         !kmif_DictionaryAddDesign(dictionary.get(), design.get(), slot) ||
         !kmif_NodeFromJson(design.get(), ktxt::narrow(texts.data), &node, slot))

@@ -10,7 +10,7 @@ namespace lmx {
 
 using boost::multiprecision::cpp_int;
 
-/// Only numbers beyond 64 bits are held here, so equal numbers always have the same form.
+/// Only numbers beyond 64 bits are stored here, so equal numbers always have the same form.
 struct c_big_int::s_large {
     cpp_int value;
 };

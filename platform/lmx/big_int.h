@@ -15,7 +15,7 @@ namespace lmx {
 /// A whole number of any size. A value; different objects on different threads.
 class RF_PLATFORM_API c_big_int {
 public:
-    /// Longer numbers are not read: far beyond any measure, and reading one takes quadratic time.
+    /// Longer numbers are refused: no quantity needs them, and reading them takes quadratic time.
     static constexpr std::size_t maxDigits = 4096;
 
     c_big_int(); ///< 0
@@ -26,7 +26,7 @@ public:
     c_big_int& operator=(c_big_int&& other) noexcept;
     ~c_big_int();
 
-    /// @param text  optional sign and digits, nothing else; white space is the caller's.
+    /// @param text  optional sign and digits, nothing else, no white space.
     /// @return nullopt when the text is no whole number or is longer than maxDigits.
     static std::optional<c_big_int> from_string(std::string_view text);
     std::string as_string() const;

@@ -10,7 +10,7 @@ namespace lmx {
 
 namespace {
 
-/// Takes pieces of fixed width off the front of a text; one failure fails all.
+/// Takes pieces of fixed width from the front of a text; after one failure all further ones fail.
 struct Scanner {
     std::string_view rest;
     bool good = true;

@@ -19,9 +19,10 @@ enum class elmx_error : int {
     doctypeRefused = 5,    ///< document types (and with them entities) are not read
     tooDeep = 6,           ///< elements are nested deeper than the reader takes
     outOfMemory = 7,
-    wrongRoot = 9,         ///< the root element is not the schema's
-    textNotWritable = 10,  ///< a text holds what XML cannot: control characters, bad UTF-8
-    withoutNamespace = 19, ///< read whole and valid, but by local names: no element has a namespace
+    wrongRoot = 9,        ///< the root element is not the schema's
+    textNotWritable = 10, ///< a text holds what XML cannot: control characters, bad UTF-8
+    withoutNamespace =
+        19, ///< read completely and valid by local names, but no element has a namespace
     elementUnexpected = 20, ///< an element whose name the class around it does not know
     elementMissing = 21,
     patternMismatch = 22,
@@ -41,11 +42,11 @@ enum class elmx_error : int {
 /// @return one English sentence without a full stop, for every int; static storage.
 RF_PLATFORM_API const char* get_error_description(elmx_error error);
 
-/// One error and where it is.
+/// One error and its position.
 struct s_error {
     elmx_error code = elmx_error::ok;
-    /// The element that the error is about, with its prefix. This and the detail are one line of
-    /// valid UTF-8, long ones cut.
+    /// The element concerned, with its prefix. Element and detail are each one line of valid UTF-8;
+    /// long texts are cut.
     std::string element;
     std::string detail;   ///< what was found, may be empty
     std::string file;     ///< empty when the document came from memory
@@ -55,9 +56,9 @@ struct s_error {
     RF_PLATFORM_API std::string message() const;
 };
 
-/// Sees every error as it happens, and must not throw. It returns ok to go on, or the code to stop
-/// with. Errors that end the document (not well formed, limits, wrong root) are reported too but
-/// cannot be passed over.
+/// Receives every error when it happens. Returns ok to go on, or the code to stop with; must not
+/// throw. Errors that end the document (not well formed, limits, wrong root) are reported too but
+/// cannot be tolerated.
 using error_handler = std::function<elmx_error(const s_error&)>;
 
 } // namespace lmx

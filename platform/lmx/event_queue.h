@@ -8,7 +8,7 @@
 
 namespace lmx {
 
-/// The events of a stretch of a document, in one block of text. Private to the reader.
+/// The events of one piece of a document, with their texts in one block. Private to the reader.
 class EventQueue {
 public:
     struct Piece {

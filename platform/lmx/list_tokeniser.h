@@ -8,7 +8,7 @@ namespace lmx {
 /// The four characters that separate list items and surround values.
 inline constexpr std::string_view whiteSpace = " \t\r\n";
 
-/// Walks through the items of a white-space separated list. The text must outlive it.
+/// Iterates over the items of a white-space separated list. The text must outlive it.
 class c_xml_list_tokeniser {
 public:
     explicit c_xml_list_tokeniser(std::string_view text) : rest_(text) {}

@@ -6,8 +6,8 @@
 
 namespace lmx {
 
-/// Text of a document as messages show it: one line of valid UTF-8 without control characters, cut
-/// behind so many characters. Private to the runtime.
+/// Formats a document's text for messages: one line of valid UTF-8 without control characters, cut
+/// after maxCharacters. Private to the runtime.
 std::string shown(std::string_view text, std::size_t maxCharacters = 40);
 
 } // namespace lmx

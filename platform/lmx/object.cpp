@@ -85,7 +85,8 @@ std::size_t c_object::occurrences(std::size_t index) const {
         if constexpr (std::is_same_v<T, child_ptr>)
             return value != nullptr;
         else if constexpr (isVector<T>)
-            // A list in one element is there once when it has items, or may and must do without.
+            // A list in one element counts as one occurrence if it has items, or if it must be
+            // present and may be empty.
             return !isList(member(index)) ? value.size()
                    : value.empty()        ? mayBeEmpty(member(index))
                                           : 1;

@@ -46,7 +46,8 @@ struct s_member {
     member_storage storage;
 };
 
-/// What a class of a schema is: its members, elements in document order. Of a choice one is there.
+/// Description of a class of a schema: its members, elements in document order. An object of a
+/// choice has one of them.
 struct s_class {
     const char* name;
     std::span<const s_member> members;
@@ -99,8 +100,8 @@ protected:
     void free_children();
 
     elmx_error read_element(c_xml_reader& reader, std::string_view name);
-    /// read_element for the root: settles the namespace, and reads to the end of the document.
-    /// Within a document the root's class may stand as any other.
+    /// read_element for the root: settles the namespace, and reads to the end of the document. The
+    /// root's class may also occur inside a document, like any other.
     elmx_error read_root(c_xml_reader& reader, const s_root& root, std::string_view name);
     bool read_attribute(c_xml_reader& reader, elmx_error& error);
     bool check_attributes(c_xml_reader& reader, elmx_error& error);
@@ -109,8 +110,8 @@ protected:
     elmx_error write_attributes(c_xml_writer& writer) const;
     elmx_error write_children(c_xml_writer& writer) const;
 
-    /// Whether each member is there as often as it has to be, and each list as long. Children are
-    /// not asked.
+    /// Whether each member occurs as often as it must, and each list has the right length. Does not
+    /// check children.
     bool occurrences_ok() const;
     bool is_present(std::size_t member) const;
     void remove(std::size_t member);
@@ -118,7 +119,8 @@ protected:
     /// Stores a value that fits the member's type and marks it present.
     template <class T>
     elmx_error set_value(std::size_t index, T value);
-    /// Puts an item that fits in place of the at-th, or before it; behind the last at the end.
+    /// Replaces the at-th item by one that fits, or inserts before it; beyond the last item,
+    /// appends.
     template <class T>
     elmx_error put_item(std::size_t index, std::size_t at, T value, bool insert);
 
@@ -127,12 +129,12 @@ protected:
     /// Stores the text of a code of the member's set. @return false when the set has no such code.
     bool set_enum_code(std::size_t member, int code);
 
-    /// The child of a choice that is there, counted from 1; 0 when none is.
+    /// The number of the child that a choice holds, from 1; 0 when it is empty.
     int chosen() const;
 
     /// Reads a whole document into this object. Never throws.
-    /// @return ok, or the code of the error that ended the reading; withoutNamespace when all went
-    ///         well but the root has no namespace and may lack it.
+    /// @return ok, or the code of the error that ended the reading; withoutNamespace for a valid
+    ///         document whose root has no namespace, if the root allows that.
     elmx_error bind_document(std::string_view document, const std::string& file, const s_root& root,
                              const error_handler& handler) noexcept;
     elmx_error bind_file(const char* path, const s_root& root,
@@ -144,23 +146,23 @@ private:
     class ElementReader;
     const s_member& member(std::size_t index) const { return description().members[index]; }
     std::size_t occurrences(std::size_t index) const;
-    /// Whether a list in one element or attribute has as many items as it has to.
+    /// Whether a list in one element or attribute has a valid number of items.
     bool is_length_ok(std::size_t index) const;
     bool read_text(c_xml_reader& reader, std::size_t index, elmx_error& error);
     elmx_error parse_into(std::size_t index, std::string_view text);
     elmx_error write_member(c_xml_writer& writer, std::size_t index) const;
 
-    std::uint64_t present_ = 0; ///< of the members that are single values
+    std::uint64_t present_ = 0; ///< one bit for each member that is a single value
 };
 
-/// The default of a type, for children that are not there.
+/// The default of a type, for missing children.
 template <class T>
 const T& missing() {
     static const T none{};
     return none;
 }
 
-/// A default of the calling thread's own, to be changed in vain.
+/// A default object of the calling thread, for writes that have no effect.
 template <class T>
 T& spare() {
     thread_local T none;
@@ -194,7 +196,8 @@ T& child_or_new(child_ptr& child) {
         child = std::make_unique<T>();
     return static_cast<T&>(*child);
 }
-/// Puts a copy of a child in place of the index-th, or before it; behind the last at the end.
+/// Replaces the index-th child by a copy, or inserts the copy before it; beyond the last child,
+/// appends.
 template <class T>
 T& put_child(child_list& list, std::size_t index, const T& value, bool insert) {
     auto copy = std::make_unique<T>(value);

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view instanceUri = "http://www.w3.org/2001/XMLSchema-instance";
 
-/// Tells a validator where the schema is; says nothing about the element.
+/// An attribute that only names the schema's location for validators.
 bool isSchemaHint(const s_attribute& attribute) {
     return attribute.uri == instanceUri &&
            (attribute.name == "schemaLocation" || attribute.name == "noNamespaceSchemaLocation");
@@ -25,7 +25,7 @@ bool isBlank(std::string_view text) {
     return text.find_first_not_of(whiteSpace) == std::string_view::npos;
 }
 
-/// Whether the reader stands at the element of a member, or at one of the elements of a choice.
+/// Whether the reader is at the element of a member, or at one of a choice's elements.
 bool standsAt(const c_xml_reader& reader, const s_member& member) {
     if (member.kind != e_member::choice)
         return reader.at_element(member.name);
@@ -34,7 +34,7 @@ bool standsAt(const c_xml_reader& reader, const s_member& member) {
     });
 }
 
-/// A mandatory choice is missed by the name of its first alternative.
+/// A missing mandatory choice is reported by the name of its first alternative.
 std::string nameOf(const c_xml_reader& reader, const s_member& member) {
     const auto& named = member.kind == e_member::choice ? member.child->members.front() : member;
     return reader.qualified_name(named.name);
@@ -46,7 +46,7 @@ std::string whatStands(const c_xml_reader& reader) {
     return "found the end of the element";
 }
 
-/// Nothing can be read at the end of a document, whatever the handler says.
+/// At the end of a document reading stops, whatever the handler returns.
 elmx_error refuseEnd(c_xml_reader& reader, std::string_view name) {
     if (reader.fatal_error() != elmx_error::ok)
         return reader.fatal_error();
@@ -60,7 +60,7 @@ std::string nameOf(const s_attribute& attribute) {
     return name.append(name.empty() ? "" : ":").append(attribute.name);
 }
 
-/// Parts of a value that something stood between never run together: 1 and 2 are not 12.
+/// Separate parts of a value are not concatenated: 1 and 2 are not 12.
 void appendPart(std::string& value, std::string_view part) {
     if (!value.empty() && !part.empty())
         value += ' ';
@@ -97,8 +97,9 @@ public:
     }
 
 private:
-    /// All occurrences of a member; a missing one is reported once. What no member from here on
-    /// takes is refused and, when tolerated, passed over; what a later one takes waits its turn.
+    /// Reads all occurrences of a member and reports a missing one once. An element that neither
+    /// this nor a later member takes is an error and, if tolerated, skipped; an element of a later
+    /// member is left for it.
     bool readMember(std::size_t index) {
         const auto& member = members_[index];
         for (std::size_t count = 0; count < member.maxOccurs;) {
@@ -147,7 +148,7 @@ private:
         return arrive();
     }
 
-    /// At each event once: nothing but blanks may stand before it.
+    /// Called once at each event: only blanks may precede it.
     bool arrive() {
         if (reader_.event() == c_xml_reader::e_event::stop || isBlank(reader_.text()))
             return true;
@@ -256,7 +257,7 @@ bool c_object::read_text(c_xml_reader& reader, std::size_t index, elmx_error& er
                                             nameOf(found))))
                     return false;
     reader.next();
-    std::string before; // text that stands before a child that was passed over
+    std::string before; // text before a skipped child
     while (reader.event() == c_xml_reader::e_event::start) {
         appendPart(before, reader.text());
         if (!go(reader.handle_error(elmx_error::elementUnexpected, reader.element_name(),

@@ -52,7 +52,7 @@ bool read(std::string_view text, double& value) {
     else if (text == "-INF")
         value = -limits::infinity();
     else {
-        // from_chars takes no plus sign, and knows words for infinity that XML does not.
+        // from_chars accepts no plus sign, but accepts words for infinity that XML does not have.
         const bool plus = text.starts_with('+');
         text.remove_prefix(plus ? 1 : 0);
         const auto first = !plus && text.starts_with('-') ? 1u : 0u;
@@ -86,7 +86,7 @@ bool read(std::string_view text, c_big_int& value) {
 }
 
 elmx_error checkRange(double value, const s_simple_type& type) {
-    if (std::isnan(value)) // lies in no range, so it is a value only where there is none
+    if (std::isnan(value)) // NaN is valid only where there is no range
         return std::isinf(type.low) && std::isinf(type.high) ? elmx_error::ok
                                                              : elmx_error::valueOutOfRange;
     const bool above = type.lowIncluded ? value >= type.low : value > type.low;
@@ -106,7 +106,7 @@ elmx_error checkRange(const c_big_int& value, const s_simple_type& type) {
     return tooLow || tooHigh ? elmx_error::valueOutOfRange : elmx_error::ok;
 }
 
-/// An unsigned number: any size is read first, so that 300 in 8 bits is out of range, not invalid.
+/// An unsigned number, read in any size first, so that 300 in 8 bits is out of range, not invalid.
 template <class T>
 elmx_error readUnsigned(std::string_view text, const s_simple_type& type, T& value) {
     c_big_int number;

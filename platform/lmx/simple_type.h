@@ -19,14 +19,15 @@ struct s_enum_value {
 
 inline constexpr std::size_t unbounded = std::numeric_limits<std::size_t>::max();
 
-/// What a text must be to be a value. For a list, all but the item bounds holds for each item.
+/// The rules for a text to be a value. For a list, all rules except the item bounds apply to each
+/// item.
 struct s_simple_type {
-    bool collapse = true;               ///< white space around and within the text does not count
-    const c_pattern* pattern = nullptr; ///< none when null
+    bool collapse = true;                      ///< runs of white space count as one blank
+    const c_pattern* pattern = nullptr;        ///< none when null
     std::span<const s_enum_value> values = {}; ///< all texts when empty
     double low = -std::numeric_limits<double>::infinity();
     double high = std::numeric_limits<double>::infinity();
-    bool lowIncluded = true, highIncluded = true; ///< limits of whole numbers: below 2^53
+    bool lowIncluded = true, highIncluded = true;     ///< limits of whole numbers: below 2^53
     std::size_t minLength = 0, maxLength = unbounded; ///< characters
     bool isList = false;
     std::size_t minItems = 0, maxItems = unbounded;
@@ -43,8 +44,8 @@ RF_PLATFORM_API elmx_error parse_value(std::string_view text, const s_simple_typ
 template <class T>
 RF_PLATFORM_API std::string format_value(const T& value);
 
-/// Whether a value that did not come from a text fits its type; a text or time may be replaced by
-/// its normal form.
+/// Checks that a value that was not parsed from a text fits its type. A text or time may be
+/// replaced by its normal form.
 template <class T>
 RF_PLATFORM_API elmx_error check_value(T& value, const s_simple_type& type);
 

@@ -14,19 +14,20 @@ namespace lmx {
 
 namespace {
 
-/// Between uri, name and prefix in what the parser reports; it refuses a uri that holds one.
+/// Separator of uri, name and prefix in the parser's reports; the parser refuses a uri that
+/// contains it.
 constexpr char uriSeparator = '\n';
-/// Small enough that the events of one stretch stay in the cache.
+/// Small enough for the events of one stretch to stay in the cache.
 constexpr std::size_t stretchBytes = 16384;
-/// So much longer the next stretch is while nothing comes out: the parser begins an unfinished
-/// comment, tag or name again with every stretch.
+/// Growth of the next stretch while no event comes: with every stretch the parser starts an
+/// unfinished comment, tag or name again.
 constexpr std::size_t stretchGrowth = 4;
 /// The parser pauses here: a long stretch may end in very many short elements.
 constexpr std::size_t maxQueued = 8192;
-/// Names of open elements are for messages.
+/// Limit for the names of open elements, which are only for messages.
 constexpr std::size_t maxShownName = 64;
 
-/// Turns a byte offset into a line; offsets that grow cost each byte once.
+/// Converts a byte offset to a line; rising offsets cost each byte once.
 class LineCounter {
 public:
     explicit LineCounter(std::string_view document) : document_(document) {
@@ -149,7 +150,7 @@ private:
         detail = XML_ErrorString(code);
     }
 
-    /// The name in the tag that an error lies in; empty without one, or when its bytes are no text.
+    /// The name in the tag with the error; empty without one, or when its bytes are no text.
     std::string_view tagBefore(std::size_t position) const {
         const auto tag = document_.rfind('<', position);
         if (tag == std::string_view::npos ||
@@ -215,7 +216,8 @@ private:
         guarded(self, [](s_parser& parser) { parser.stop(elmx_error::doctypeRefused); });
     }
 
-    /// Every element repeats its namespace's name to us: a long one would cost its square.
+    /// The parser repeats the namespace's name for every element, so a long name would take
+    /// quadratic time.
     static void onNamespace(void* self, const char*, const char* uri) {
         guarded(self, [=](s_parser& parser) {
             if (!uri || std::string_view(uri).size() <= maxUriBytes)

@@ -16,11 +16,11 @@ struct s_attribute {
     std::string_view prefix; ///< as the document has it
 };
 
-/// Pulls the elements of an XML document one after the other, with namespaces resolved. Comments
-/// and processing instructions do not exist for it. Document types, and with them entities,
-/// external files and the network, are refused; depth and size are bounded. UTF-8 and UTF-16 are
-/// read, and the encodings that the system converts and that keep ASCII in place (windows-1252,
-/// ISO 8859, Shift_JIS, EUC, ...). Views are UTF-8. One object, one thread at a time.
+/// Pulls the elements of an XML document one after the other, with namespaces resolved. Skips
+/// comments and processing instructions. Refuses document types, and with them entities, external
+/// files and network access; bounds depth and size. Reads UTF-8, UTF-16 and the system's encodings
+/// that include ASCII (windows-1252, ISO 8859, Shift_JIS, EUC, ...). Views are UTF-8. One thread at
+/// a time uses an object.
 class RF_PLATFORM_API c_xml_reader {
 public:
     static constexpr int maxDepth = 256;
@@ -33,7 +33,7 @@ public:
         stop   ///< nothing follows: the document has ended, or fatal_error() says why not
     };
 
-    /// Stands at the root's start tag, or at stop.
+    /// Begins at the root's start tag, or at stop.
     /// @param document  must outlive the reader.
     /// @param file      its name, for messages.
     /// @param handler   without one, the first error ends the reading.
@@ -42,7 +42,7 @@ public:
     c_xml_reader(const c_xml_reader&) = delete;
     c_xml_reader& operator=(const c_xml_reader&) = delete;
 
-    /// The current event. All views hold until next(); at the end they are empty.
+    /// The current event. All views are valid until next(); at the end they are empty.
     e_event event() const;
     std::string_view uri() const;        ///< of the element, empty without a namespace
     std::string_view local_name() const; ///< of the element, without a prefix
@@ -51,14 +51,14 @@ public:
     s_attribute attribute(std::size_t index) const;
 
     void next();
-    /// From a start tag to behind its end tag.
+    /// Moves from a start tag past its end tag.
     void skip_element();
 
-    /// The attribute that unmarshal_attributes reads next.
+    /// Selects the attribute that unmarshal_attributes reads next.
     void select_attribute(std::size_t index);
     s_attribute selected_attribute() const;
 
-    /// The namespace that elements must have to be known, and the prefix that names it in messages.
+    /// Sets the namespace of known elements, and its prefix for messages.
     void set_namespace(const s_ns_map& space);
     /// Whether the current event is the start tag of this element in the namespace.
     bool at_element(std::string_view name) const;
@@ -67,10 +67,10 @@ public:
     /// The current element's name for messages: with the prefix of the namespace, or else with the
     /// document's own.
     std::string element_name() const;
-    /// The same of the innermost element that was entered; empty at the root and behind it.
+    /// The same for the innermost open element; empty at the root and after it.
     std::string open_element() const;
 
-    /// ok, or why the document cannot be read on; it has been through the handler.
+    /// ok, or why reading cannot continue; the handler has received it already.
     elmx_error fatal_error() const;
     /// Passes an error at the current event to the handler.
     /// @return what the handler decided: ok to go on.

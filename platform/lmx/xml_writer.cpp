@@ -22,7 +22,7 @@ bool isWritable(std::string_view text) {
     return true;
 }
 
-/// Escapes as canonical XML does; an attribute keeps its blanks only when they are escaped.
+/// Escapes as canonical XML does; attributes keep their white space only if it is escaped.
 void appendEscaped(std::string& out, std::string_view text, bool isAttribute) {
     for (const char c : text) {
         if (c == '&')

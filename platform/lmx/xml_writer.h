@@ -11,7 +11,7 @@
 
 namespace lmx {
 
-/// Writes an XML document into memory, UTF-8. One object, one thread at a time.
+/// Writes an XML document into memory, UTF-8. One thread at a time uses an object.
 class RF_PLATFORM_API c_xml_writer {
 public:
     enum class e_style {
@@ -21,13 +21,13 @@ public:
 
     explicit c_xml_writer(e_style style = e_style::pretty, error_handler handler = {});
 
-    /// The namespace of all elements; the first element declares it. An empty prefix makes it the
-    /// default one, an empty uri leaves the elements without any. A document class sets its own
-    /// only when none was set.
+    /// Sets the namespace of all elements; the first element declares it. An empty prefix makes it
+    /// the default namespace; an empty uri means no namespace. A document class sets its own
+    /// namespace only if none was set.
     void set_namespace(const s_ns_map& space);
     bool has_namespace() const { return hasNamespace_; }
     void start_element(std::string_view name);
-    /// After start_element, before anything else.
+    /// Must be called after start_element, before anything else.
     elmx_error attribute(std::string_view name, std::string_view value);
     elmx_error characters(std::string_view text);
     void end_element();

@@ -16,7 +16,7 @@ sys_days civilDay(int year, int month, int day) {
     return sys_days{firstOfMonth / 1} + std::chrono::days{day - 1};
 }
 
-/// Days at whose 0 h UTC the offset GPS - UTC has just grown by one second. Extend at the end.
+/// Days from whose 0 h UTC on the offset GPS - UTC is one second larger. Extend at the end.
 const sys_days leapDays[] = {
     civilDay(1981, 7, 1), civilDay(1982, 7, 1), civilDay(1983, 7, 1), civilDay(1985, 7, 1),
     civilDay(1988, 1, 1), civilDay(1990, 1, 1), civilDay(1991, 1, 1), civilDay(1992, 7, 1),

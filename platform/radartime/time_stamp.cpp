@@ -22,12 +22,12 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// Takes a text apart from its front; once something does not fit, `good` stays false.
+/// Parses a text from its front; after a mismatch, `good` stays false.
 struct Scanner {
     std::string_view text;
     bool good = true;
 
-    /// Exactly so many digits.
+    /// A number of exactly that many digits.
     int digits(std::size_t count) {
         int value = 0;
         good = good && text.size() >= count;
@@ -44,7 +44,7 @@ struct Scanner {
         text.remove_prefix(good ? 1 : 0);
     }
 
-    /// Two digits, and as many behind a "." as there are.
+    /// Two digits, optionally "." and any number of digits.
     double seconds() {
         const std::string_view start = text;
         digits(2);

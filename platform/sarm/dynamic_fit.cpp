@@ -22,7 +22,7 @@ StateVector unpacked(double timeS, const Vector6& v) {
     return {timeS, {v(0), v(1), v(2)}, {v(3), v(4), v(5)}};
 }
 
-/// How the state at `timeS` answers to the state at the epoch, by symmetric differences.
+/// Derivative of the state at `timeS` by the state at the epoch, by central differences.
 Matrix6 transition(const StateVector& epoch, double timeS) {
     Matrix6 matrix;
     for (int k = 0; k < 6; ++k) {
@@ -47,7 +47,8 @@ struct Noise {
     }
 };
 
-/// One Gauss-Newton round: moves the epoch state, @return how far (in units of the noise).
+/// One Gauss-Newton step: solves the weighted normal equations for the change of the epoch state
+/// and applies it. @return the length of the change in units of the noise.
 double improve(StateVector& epoch, std::span<const StateVector> vectors, const Noise& noise) {
     Matrix6 normal = Matrix6::Zero();
     Vector6 right = Vector6::Zero();

@@ -8,9 +8,10 @@
 
 namespace sarm {
 
-/// Fits the motion under gravity (six parameters) to the positions and velocities of all vectors,
-/// least squares; with four vectors or more the two kinds are weighted by their own scatter.
-/// @param vectors  one or more; one vector is returned as it is.
+/// Fits the motion under gravity (six parameters) to the positions and velocities of all vectors by
+/// least squares. With four vectors or more, positions and velocities are weighted by their own
+/// scatter.
+/// @param vectors  one or more; a single vector is returned unchanged.
 /// @return the state at the middle vector's time; nullopt when the fit does not converge.
 std::optional<StateVector> fitMotion(std::span<const StateVector> vectors);
 

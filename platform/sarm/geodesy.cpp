@@ -27,9 +27,11 @@ GroundPosition toGeodetic(const Vec3& position, const Ellipsoid& ellipsoid) {
     const double a = ellipsoid.semiMajorAxisM, b = ellipsoid.semiMinorAxisM;
     const double e2 = 1 - b * b / (a * a), secondE2 = a * a / (b * b) - 1;
     const double axis = std::hypot(position.x, position.y);
+    // Bowring's step, twice, with the reduced latitude u: tan u = up / out, and
+    // tan lat = (z + e'2 b sin3 u) / (p - e2 a cos3 u).
     double up = b * position.z * (1 + secondE2 * b / norm(position)), out = a * axis;
     double sinLat = 0, cosLat = 1;
-    for (int step = 0; step < 2; ++step) { // on the reduced latitude
+    for (int step = 0; step < 2; ++step) {
         const double scale = std::hypot(up, out), sinU = up / scale, cosU = out / scale;
         const double tanUp = position.z + secondE2 * b * sinU * sinU * sinU;
         const double tanOut = axis - e2 * a * cosU * cosU * cosU;

@@ -10,7 +10,7 @@
 
 namespace sarm {
 
-/// Everything a model is: plain numbers. A model made from a bit-equal copy gives bit-equal
+/// All parameters of a model, as plain numbers. A model made from a bit-equal copy gives bit-equal
 /// positions on the same machine.
 struct ModelParameters {
     Ellipsoid ellipsoid;
@@ -32,23 +32,23 @@ struct ModelHistory {
     double vectorIntervalS = 0;
 };
 
-/// The zero-Doppler, range-Doppler sensor model of one image. A point farther than half the image's
-/// duration before or after the image is out of reach.
+/// The range-Doppler sensor model of one image on a zero-Doppler grid. Points whose zero-Doppler
+/// time is more than half the image's duration before or after the image have no solution.
 ///
 /// Equations: |P - S(t)| = slant range; V(t).(P - S(t)) = 0; height above the ellipsoid = h.
 /// Source: J. C. Curlander, R. N. McDonough, Synthetic Aperture Radar (1991), ch. 8; height by
 /// B. R. Bowring, The accuracy of geodetic latitude and height equations, Survey Review 28 (1985).
-/// Bowring's closed step is used, not a library's conversion, because the search needs the height
-/// and its slope many times a point, in vector registers; taken twice for the result, it is exact
-/// to 1e-9 m between -10 and +10 km.
-/// Accuracy: 1e-6 line and sample there and back inside the image extended by 10 %.
+/// The model uses Bowring's closed step instead of a library's conversion, because the search needs
+/// the height and its slope many times per point, in vector registers. Applied twice for the
+/// result, the step is exact to 1e-9 m between -10 and +10 km.
+/// Accuracy: 1e-6 line and sample for a round trip, inside the image extended by 10 %.
 class RF_PLATFORM_API Model final : public SensorModel {
 public:
-    /// @param why  when not null: the reason of a refusal, or Refusal::none.
-    /// @return nullopt when the record is not one of a range-Doppler image or contradicts itself.
+    /// @param why  receives the reason of a refusal, or Refusal::none; may be null.
+    /// @return nullopt when the record is not that of a range-Doppler image or contradicts itself.
     static std::optional<Model> fromRecord(const SarMetadataRecord& record, Refusal* why = nullptr);
 
-    /// A model from its own numbers, for example decoded ones.
+    /// Makes a model from its parameters, for example decoded ones.
     explicit Model(const ModelParameters& parameters);
 
     const ModelParameters& parameters() const { return parameters_; }

@@ -12,25 +12,25 @@
 namespace sarm {
 
 enum ModelAreaFlags : std::uint32_t {
-    areaNoted = 1,               ///< firstVectorMinusStartS was told by the reader
+    areaNoted = 1,               ///< the reader set firstVectorMinusStartS
     areaModelled = 2,            ///< the values below describe a model
     areaRefused = 4,             ///< `refusal` says why there is no model
     areaTimesRepaired = 8,       ///< midnight was unfolded
     areaSelfTimed = 16,          ///< uneven state vectors were timed from their motion
-    areaLateLineTimes = 32,      ///< the reader told that line times are late
-    areaCorrectedLineTimes = 64, ///< and the model takes the earlier ones
-    areaSceneHeight = 128,       ///< terrainHeightM was told by the reader
-    areaHabits = 7 << 8,         ///< SarmHabit as told by the reader, from areaHabitShift on
-    /// What readers told; the library's own description leaves it alone.
+    areaLateLineTimes = 32,      ///< the reader said that line times are late
+    areaCorrectedLineTimes = 64, ///< and the model uses the earlier ones
+    areaSceneHeight = 128,       ///< the reader set terrainHeightM
+    areaHabits = 7 << 8,         ///< SarmHabit as set by the reader, from areaHabitShift on
+    /// The flags set by readers; the library's own description does not change them.
     areaOfReader = areaNoted | areaLateLineTimes | areaCorrectedLineTimes | areaSceneHeight |
                    areaHabits,
 };
 constexpr int areaHabitShift = 8;
 
-/// What the library writes into SarMetadataRecord::modelArea: a summary for diagnosis, and what a
-/// reader noted. Coefficients do not fit; the model is rebuilt from the record's fields.
-/// The area holds the first 148 bytes, little-endian; it is not aligned, so copy it out with
-/// readModelArea.
+/// The content of SarMetadataRecord::modelArea: a summary of the model for diagnosis, and what a
+/// reader noted. The coefficients do not fit into it; the model is rebuilt from the record's
+/// fields. The area holds the first 148 bytes, little-endian. It is not aligned, so copy it out
+/// with readModelArea.
 struct ModelArea {
     double firstVectorMinusStartS; ///< as noted; 0 without areaNoted
     double startTimeS;             ///< unfolded s of day of the earliest line
@@ -41,8 +41,8 @@ struct ModelArea {
     double positionRmsM;    ///< residual of the orbit fit
     double velocityRmsMS;
     double centreIncidenceDeg; ///< at the terrain height
-    double terrainHeightM;     ///< of the model: as told by the reader, else the record's
-    double centreState[6];     ///< earth-fixed position m, velocity m/s, amid the image's time
+    double terrainHeightM;     ///< of the model: set by the reader, else the record's
+    double centreState[6];     ///< earth-fixed m and m/s, at the image's middle time
     std::int32_t magic;        ///< modelAreaMagic: layout 1
     std::uint32_t flags;       ///< ModelAreaFlags
     std::int32_t refusal;      ///< sarm::Refusal
@@ -77,17 +77,17 @@ static_assert(offsetof(ModelArea, velocityDegree) == 144);
 RF_PLATFORM_API ModelArea readModelArea(const SarMetadataRecord& record);
 void writeModelArea(SarMetadataRecord& record, const ModelArea& area);
 
-/// @return whether the reader told of the habit (sarm_NoteHabits).
+/// @return whether the reader set the habit (sarm_NoteHabits).
 bool hasHabit(const SarMetadataRecord& record, SarmHabit habit);
 
 /// @return what sarm_NoteTimes stored.
 std::optional<double> notedOffset(const SarMetadataRecord& record);
 
-/// @return the height of the scene that the model takes, m above the ellipsoid: what
-///         sarm_NoteSceneHeight stored, else the record's.
+/// @return the scene height of the model, m above the ellipsoid: what sarm_NoteSceneHeight stored,
+///         else the record's.
 RF_PLATFORM_API double sceneHeightM(const SarMetadataRecord& record);
 
-/// @return how much later the record's line times are than those the model takes, s; 0 unless
+/// @return the record's line times minus those that the model uses, s; 0 unless
 ///         sarm_NoteLateLineTimes asked for the correction.
 double correctedLatenessS(const SarMetadataRecord& record);
 

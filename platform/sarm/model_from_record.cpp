@@ -17,7 +17,7 @@ const StateVectorComponent* components(const SarMetadataRecord& record) {
     return &record.stateVectorXPosition;
 }
 
-/// The fields that need no computing: sizes, spacings, sides.
+/// Checks the fields that need no computation: sizes, spacings, look side.
 Refusal examineFields(const SarMetadataRecord& record, const RecordTimes& times) {
     if (record.numberOfLines < 2 || record.numberOfSamplesPerLine < 1)
         return Refusal::noImageSize;
@@ -36,7 +36,7 @@ Refusal examineFields(const SarMetadataRecord& record, const RecordTimes& times)
     return Refusal::none;
 }
 
-/// Slant ranges and their slope must be positive, and finite, all over the image.
+/// Checks that slant ranges and their slope are positive and finite over the whole image.
 Refusal examineRange(const RadarGrid& grid) {
     for (int i = 0; i <= 64; ++i) {
         const double g = grid.rangeExtentM * i / 64;
@@ -47,7 +47,7 @@ Refusal examineRange(const RadarGrid& grid) {
     return Refusal::none;
 }
 
-/// Empty when the record's arrays are not those of a satellite.
+/// @return the state vectors; empty when the record's arrays cannot be those of a satellite.
 std::vector<StateVector> vectorsOf(const SarMetadataRecord& record, const RecordTimes& times) {
     std::vector<StateVector> vectors;
     for (int axis = 0; axis < 6; ++axis)
@@ -67,8 +67,8 @@ std::vector<StateVector> vectorsOf(const SarMetadataRecord& record, const Record
     return vectors;
 }
 
-/// Uneven vectors betray themselves: their positions fit no smooth motion at even times, but do at
-/// times taken from the motion.
+/// Detects unevenly spaced vectors: their positions do not fit a smooth motion at even times, but
+/// do at times computed from the motion.
 std::optional<OrbitFit> bestFit(const std::vector<StateVector>& vectors, double durationS,
                                 bool& usedOwnTimes) {
     const std::optional<OrbitFit> even = fitOrbit(vectors, durationS);
@@ -89,8 +89,9 @@ Ellipsoid ellipsoidOf(const SarMetadataRecord& record) {
     return {};
 }
 
-/// Lines of a ground-range image lie as far apart on the ground as the record says (within 1 %);
-/// lines of a map do not: it holds the turned image, so it is longer than the track.
+/// Checks that the lines of a ground-range image span the stated length on the ground; real ones
+/// agree to 1 %, the limit is 4 %. A map fails: it contains the rotated image, so it is longer than
+/// the track.
 bool lineSpacingAgrees(const Model& model, const SarMetadataRecord& record) {
     if (record.rangeGeometry == 2 || !(record.sampledLineSpacing > 0))
         return true;
@@ -108,7 +109,7 @@ bool lineSpacingAgrees(const Model& model, const SarMetadataRecord& record) {
     return std::abs(stated / arc - 1) < 0.04;
 }
 
-/// @return the model's angle that the record's incidenceAngleCentre stands for.
+/// @return the model's angle that corresponds to the record's incidenceAngleCentre.
 std::optional<double> comparableIncidence(const Model& model, const SarMetadataRecord& record) {
     const double height = model.parameters().terrainHeightM;
     const ImagePosition middle = model.centre();
@@ -121,7 +122,7 @@ std::optional<double> comparableIncidence(const Model& model, const SarMetadataR
     return (*first + *last) / 2;
 }
 
-/// The model's own view of the image against what the record says of it.
+/// Compares the model with the record's incidence angle and line spacing.
 Refusal examineModel(const Model& model, const SarMetadataRecord& record) {
     const std::optional<double> incidence = comparableIncidence(model, record);
     if (!incidence || footprint(model, 1).size() != 4)

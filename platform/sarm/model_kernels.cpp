@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <limits>
 
-// One text, compiled once for each kind of vector register; the widest that the machine has runs.
-// The text is set inside a region of its own target so that its vector types are native there.
+// model_kernels.inc is compiled once for each kind of vector register; the widest that the machine
+// has is used. Each inclusion is inside a region with its own target, so that vector types are
+// native there.
 
-// Of the compilers only GCC knows regions with a target; others make the narrow kind.
+// Only GCC supports regions with a target; other compilers make the narrow kind only.
 #if defined(__x86_64__) && !defined(__clang__)
 #define RF_SAR_WIDE_REGISTERS
 #endif

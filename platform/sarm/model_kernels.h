@@ -7,14 +7,14 @@
 
 namespace sarm {
 
-/// The solvers of Model over arrays of n points (see there); in vector registers of the widest
-/// kind that the machine has. NaN where a point has no answer; @return points with an answer.
+/// The solvers of Model (see there) over arrays of n points, in one kind of vector registers.
+/// Points without a solution become NaN. @return the number of points with a solution.
 struct ModelKernels {
     std::size_t (*groundToImage)(const ModelParameters& model, const GroundPosition* ground,
                                  ImagePosition* image, std::size_t n);
     std::size_t (*imageToGround)(const ModelParameters& model, const ImagePosition* image,
                                  GroundPosition* ground, std::size_t n);
-    /// groundToImage that also gives the points' earth-fixed positions, m.
+    /// As groundToImage; also returns the points' earth-fixed positions, m.
     std::size_t (*groundToImageAndSpace)(const ModelParameters& model, const GroundPosition* ground,
                                          ImagePosition* image, Vec3* space, std::size_t n);
 };

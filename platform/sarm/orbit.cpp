@@ -19,13 +19,15 @@ double polynomialAt(const double (&coefficients)[maxOrbitDegree + 1], int degree
     return value;
 }
 
+/// Gradient of the earth's potential with the zonal terms J2 to J4; u is the sine of the geocentric
+/// latitude, q = earth radius / r.
 Vec3 gravity(const Vec3& p) {
     const double r2 = dot(p, p);
     const double r = std::sqrt(r2);
     const double u = p.z / r, u2 = u * u;
     const double q = earthRadiusM / r, q2 = q * q;
     const double c2 = 1.5 * j2 * q2, c3 = 2.5 * j3 * q2 * q, c4 = 0.625 * j4 * q2 * q2;
-    // Factors of the equatorial components and of z; J3 adds a term to z that has no z in it.
+    // Factors of x and y (`level`) and of z (`axial`); J3 adds a further term to z.
     const double level =
         1 + c2 * (1 - 5 * u2) + c3 * (3 - 7 * u2) * u - c4 * (3 - 42 * u2 + 63 * u2 * u2);
     const double axial =
@@ -40,6 +42,7 @@ StateVector moved(const StateVector& from, double stepS, const Vec3& velocity,
             from.velocity + stepS * acceleration};
 }
 
+/// One classical Runge-Kutta step of length h, s.
 StateVector rungeKuttaStep(const StateVector& s, double h) {
     const Vec3 a1 = accelerationAt(s.position, s.velocity);
     const StateVector s2 = moved(s, h / 2, s.velocity, a1);

@@ -16,8 +16,8 @@ struct StateVector {
 constexpr int maxOrbitDegree = 10;
 
 /// Position and velocity as polynomials of x = (t - centreTimeS) / halfSpanS, constant term first:
-/// position[axis][power], unused powers 0. The two are fitted apart, so velocity need not be the
-/// exact derivative of position.
+/// position[axis][power], unused powers 0. Position and velocity are fitted separately, so velocity
+/// need not be the exact derivative of position.
 struct OrbitPolynomials {
     double centreTimeS = 0;
     double halfSpanS = 1;
@@ -27,13 +27,14 @@ struct OrbitPolynomials {
     double velocity[3][maxOrbitDegree + 1] = {};
 };
 
-/// @param timeS  on the time scale of centreTimeS; beyond its half span the polynomials run on.
+/// @param timeS  on the time scale of centreTimeS. Outside the half span the polynomials
+///        extrapolate.
 /// @return the state at that time, m and m/s, in the frame of the fitted vectors.
 RF_PLATFORM_API StateVector stateAt(const OrbitPolynomials& orbit, double timeS);
 
-/// Motion under gravity alone: earth's mass and J2 to J4, in the rotating frame (Runge-Kutta of
-/// the fourth order, steps of at most 5 s). Any span either way in time; 1 mm over 10 minutes
-/// against the same forces.
+/// Motion under gravity alone: earth's mass and J2 to J4, in the rotating frame (Runge-Kutta of the
+/// fourth order, steps of at most 5 s). Works for any span, forward or backward in time.
+/// Accuracy: 1 mm over 10 minutes against the same forces.
 /// Source: D. A. Vallado, Fundamentals of Astrodynamics and Applications, ch. 8; WGS 84 constants.
 RF_PLATFORM_API StateVector propagate(const StateVector& from, double toTimeS);
 

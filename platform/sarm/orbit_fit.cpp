@@ -14,7 +14,7 @@ namespace {
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
 
-/// Weights of a joint fit: the noise that real products show in positions and velocities.
+/// Weights of a joint fit: typical noise of positions and velocities in real products.
 constexpr double usualPositionNoiseM = 0.1;
 constexpr double usualVelocityNoiseMS = 1e-3;
 
@@ -29,7 +29,7 @@ MatrixXd powers(const VectorXd& x, int degree) {
     return matrix;
 }
 
-/// Derivatives of the powers by time, x = (t - centre) / halfSpan.
+/// Time derivatives of the powers, with x = (t - centre) / halfSpan: k x^(k-1) / halfSpan.
 MatrixXd powerRates(const VectorXd& x, int degree, double halfSpanS) {
     MatrixXd matrix = MatrixXd::Zero(x.size(), degree + 1);
     const MatrixXd plain = powers(x, degree);
@@ -109,7 +109,8 @@ void measure(OrbitFit& fit, std::span<const StateVector> vectors) {
     fit.velocityRmsMS = std::sqrt(velocity / n);
 }
 
-/// Half an image beyond both ends, so that positions outside the image stay well defined.
+/// Fits the motion under gravity, samples it from half an image before to half an image after the
+/// image, and fits polynomials to the samples. So positions outside the image stay well defined.
 std::optional<OrbitFit> fitDynamically(std::span<const StateVector> vectors,
                                        double imageDurationS) {
     const double first = -0.5 * imageDurationS, span = 2 * imageDurationS;
@@ -128,7 +129,7 @@ std::optional<OrbitFit> fitDynamically(std::span<const StateVector> vectors,
     return fit;
 }
 
-/// Two hours from the image is another orbit; this also keeps nonsense out of the integration.
+/// Vectors two hours away belong to another orbit; this check also protects the integration.
 bool nearImage(std::span<const StateVector> vectors) {
     constexpr double farS = 7200;
     return vectors.front().timeS > -farS && vectors.back().timeS < farS;
@@ -139,6 +140,7 @@ bool leavesArc(std::span<const StateVector> vectors, double imageDurationS) {
     return std::max(first, imageDurationS - last) > 0.25 * (last - first);
 }
 
+/// The velocity error of the fit as an angle, times the range: does it exceed 1 m along the track?
 bool velocitiesTooNoisy(const OrbitFit& fit, std::size_t n) {
     const double error = fit.velocityRmsMS / std::sqrt(static_cast<double>(n) - 1);
     return error / typicalSpeedMS * typicalRangeM > 1;
@@ -146,6 +148,8 @@ bool velocitiesTooNoisy(const OrbitFit& fit, std::size_t n) {
 
 } // namespace
 
+/// Bound of the error of the best polynomial of degree d for circular motion over an arc T, by
+/// Chebyshev's remainder: 2 R (n T / 4)^(d+1) / (d+1)!, for orbit radius R and mean motion n.
 int orbitDegree(double arcS) {
     constexpr double orbitRadiusM = 7e6, meanMotion = 1.06e-3; // rad/s
     int degree = 3;
@@ -186,7 +190,8 @@ std::vector<StateVector> selfTimed(std::span<const StateVector> vectors) {
         const Vec3 meanVelocity = 0.5 * (a.velocity + b.velocity);
         const Vec3 change =
             accelerationAt(b.position, b.velocity) - accelerationAt(a.position, a.velocity);
-        // The trapezoid's error, h^2/12 of the change of acceleration, needs h itself: two rounds.
+        // Trapezoid rule with its error term: b - a = h meanVelocity - h^2/12 change. The term
+        // needs h itself, hence two rounds.
         double interval = b.timeS - a.timeS;
         for (int round = 0; round < 2; ++round)
             interval =

@@ -12,7 +12,7 @@ Vec3 unit(const Vec3& vector) {
     return (1 / norm(vector)) * vector;
 }
 
-/// Positive where a point is seen to the right of the flight.
+/// @return (V x S).(P - S): positive for points to the right of the flight direction.
 double rightOf(const PolarFormatParameters& p, const Vec3& point) {
     return dot(cross(p.antennaVelocity, p.antennaPosition), point - p.antennaPosition);
 }
@@ -91,6 +91,8 @@ bool PolarFormatModel::isLit(const Vec3& point) const {
     return dot(side_, sight) > 0 && dot(point, sight) < 0;
 }
 
+/// The equations of the class, solved for the image position: u from the range difference, w from
+/// the rate difference, then p = u cos a - w sin a and q = u sin a + w cos a.
 std::optional<ImagePosition> PolarFormatModel::groundToImage(const GroundPosition& ground) const {
     const PolarFormatParameters& p = parameters_;
     const Vec3 point = toEarthFixed(ground, p.ellipsoid);
@@ -104,6 +106,7 @@ std::optional<ImagePosition> PolarFormatModel::groundToImage(const GroundPositio
                          p.referenceLine + (u * sinAngle_ + w * cosAngle_) / p.lineSpacingM};
 }
 
+/// The equations of the class as they stand: p, q, then u, w, then range and rate of the point.
 std::optional<GroundPosition> PolarFormatModel::imageToGround(const ImagePosition& image,
                                                               double heightM) const {
     const PolarFormatParameters& p = parameters_;
@@ -121,11 +124,13 @@ std::optional<GroundPosition> PolarFormatModel::imageToGround(const ImagePositio
     return GroundPosition{ground.lonDeg, ground.latDeg, heightM};
 }
 
-/// The points of one range and rate are a circle about the line of flight. Newton's rule on the
-/// look angle finds where it has the height; range and rate hold by construction.
+/// Points with equal range r and equal rate lie on a circle around the line of flight. Its centre
+/// is ahead of the antenna by -r rate / |V|, its radius (`reach`) is sqrt(r^2 - ahead^2):
+/// P = centre + reach (cos(look) down + sin(look) side).
+/// Newton's method finds the look angle at which P has the height.
 std::optional<Vec3> PolarFormatModel::meet(const RangeAndRate& wanted, double heightM) const {
     constexpr int mostRounds = 20;
-    constexpr double settledM = 0.03; // the step taken leaves 1e-8 m
+    constexpr double settledM = 0.03; // the next step reduces it to 1e-8 m
     const PolarFormatParameters& p = parameters_;
     if (!(wanted.rangeM > 0))
         return std::nullopt;
@@ -133,7 +138,7 @@ std::optional<Vec3> PolarFormatModel::meet(const RangeAndRate& wanted, double he
     const double reach = std::sqrt(wanted.rangeM * wanted.rangeM - ahead * ahead);
     const Vec3 centre = p.antennaPosition + ahead * along_;
 
-    // The start: a sphere with the earth's radius below the antenna.
+    // The start: law of cosines for a sphere with the earth's radius below the antenna.
     const Ellipsoid& e = p.ellipsoid;
     const double sinLatitude = p.antennaPosition.z / norm(p.antennaPosition);
     const double earth = e.semiMajorAxisM -

@@ -7,29 +7,29 @@
 
 namespace sarm {
 
-/// Everything a polar-format model is: plain numbers. The antenna's state, the polar angle and the
-/// scale factor are those of one time for the whole image, the centre of the aperture.
+/// All parameters of a polar-format model, as plain numbers. The antenna's state, the polar angle
+/// and the scale factor are for one time for the whole image, the centre of the aperture.
 struct PolarFormatParameters {
     Ellipsoid ellipsoid;
     double terrainHeightM = 0; ///< height of the scene, for callers without a terrain model
     Vec3 antennaPosition;      ///< m
     Vec3 antennaVelocity;      ///< m/s, relative to the earth
     Vec3 referencePoint;       ///< the scene reference point, m
-    double referenceSample = 0, referenceLine = 0; ///< where it lies in the image
+    double referenceSample = 0, referenceLine = 0; ///< its position in the image
     double sampleSpacingM = 0, lineSpacingM = 0;   ///< in the plane of the image
     double polarAngleRad = 0, polarAngleRate = 0;  ///< rate in rad/s
-    double scaleFactor = 1;      ///< of spatial frequencies, as seen in the plane of the image
+    double scaleFactor = 1;      ///< of spatial frequencies, in the plane of the image
     double scaleFactorSlope = 0; ///< d(scale factor)/d(polar angle), 1/rad
     std::int32_t numberOfLines = 0, numberOfSamples = 0;
 };
 
-/// @return a sentence on what makes the numbers no model, static storage; null when they are one.
+/// @return why the parameters are not valid, a sentence in static storage; null when they are.
 RF_PLATFORM_API const char* faultOf(const PolarFormatParameters& parameters);
 
-/// The sensor model of an image made by the polar format algorithm, as spotlight images are: an
-/// image position tells the slant range and its rate at the centre of the aperture, beside those of
-/// the scene reference point. Samples run along the plane's axis of polar angle 0 (range), lines
-/// across it.
+/// The sensor model of an image made by the polar format algorithm, as spotlight images are. An
+/// image position determines slant range and range rate at the centre of the aperture, relative to
+/// those of the scene reference point. Samples run along the plane's axis of polar angle 0 (range),
+/// lines across it.
 ///
 /// Equations, with p = (sample - reference) * spacing, q = (line - reference) * spacing, angle a,
 /// scale k(a), position S and velocity V of the antenna, reference point O:
@@ -38,10 +38,10 @@ RF_PLATFORM_API const char* faultOf(const PolarFormatParameters& parameters);
 /// rate(X) = V.(S - X) / |S - X|; height above the ellipsoid = h.
 /// Source: NGA.STND.0024-3, Sensor Independent Complex Data, vol. 3, Image Projections Description
 /// Document, polar format grid.
-/// Accuracy: 1e-6 line and sample there and back.
+/// Accuracy: 1e-6 line and sample for a round trip.
 class RF_PLATFORM_API PolarFormatModel final : public SensorModel {
 public:
-    /// @param parameters  without fault.
+    /// @param parameters  faultOf must return null for them.
     explicit PolarFormatModel(const PolarFormatParameters& parameters);
 
     const PolarFormatParameters& parameters() const { return parameters_; }
@@ -68,7 +68,7 @@ private:
     PolarFormatParameters parameters_;
     double cosAngle_, sinAngle_;
     RangeAndRate reference_;
-    Vec3 along_, down_, side_; ///< axes: of flight, to nadir across it, to the side that is seen
+    Vec3 along_, down_, side_; ///< axes: along the flight, down across it, to the look side
 };
 
 } // namespace sarm

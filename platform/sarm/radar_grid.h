@@ -6,10 +6,11 @@
 
 namespace sarm {
 
-/// How file coordinates and radar coordinates (time, slant range) belong together.
+/// Relation between file coordinates and radar coordinates (time, slant range):
 /// time  = timeOfLine0S + line * timePerLineS, s from the start of the image;
 /// range coordinate g = rangeOfSample0M + sample * rangePerSampleM, m from the near edge;
-/// slant range = sum of slantRange[k] * g^k for g in 0..rangeExtentM, continued straight outside.
+/// slant range = sum of slantRange[k] * g^k for g in 0..rangeExtentM, continued along the tangent
+/// outside.
 struct RadarGrid {
     int numberOfLines = 0, numberOfSamples = 0;
     double timeOfLine0S = 0, timePerLineS = 0;
@@ -27,7 +28,7 @@ bool samplesDecrease(const SarMetadataRecord& record);
 /// @return slant range of a range coordinate, m.
 RF_PLATFORM_API double slantRangeAt(const RadarGrid& grid, double rangeM);
 
-/// @return d(slant range)/d(range coordinate); positive all over a usable grid.
+/// @return d(slant range)/d(range coordinate); positive everywhere in a usable grid.
 RF_PLATFORM_API double slantRangeSlopeAt(const RadarGrid& grid, double rangeM);
 
 } // namespace sarm

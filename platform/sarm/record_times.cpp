@@ -13,7 +13,9 @@ namespace {
 
 constexpr double dayS = constants::secondsPerDay;
 
-/// What makes one reading of the first vector's time worse than another; compared in order.
+/// @return the penalties of a reading of the first vector's time, compared in order: its distance
+///         from the noted time, or the uncovered part of the image; then how far the arc is off the
+///         centre.
 std::pair<double, double> fault(double firstVectorS, double arcS, double durationS,
                                 std::optional<double> noted) {
     const double misplaced = std::abs(firstVectorS + arcS / 2 - durationS / 2);

@@ -8,20 +8,20 @@
 
 namespace sarm {
 
-/// The times of a record, free of the folds that its fields carry across midnight.
+/// The times of a record after undoing how its fields are folded at midnight.
 struct RecordTimes {
     double startS = 0;       ///< s of day of the earliest line; negative when midnight follows it
     double durationS = 0;    ///< from the earliest to the latest line time
     double firstVectorS = 0; ///< first state vector, s from the start of the image
     double vectorIntervalS = 0;
-    bool repaired = false; ///< true when a field was not taken as it stands
+    bool repaired = false; ///< true when a field was reinterpreted
 };
 
-/// Unfolds the times. The record keeps a day change of the first vector as 86400 - s, or adds a day
-/// to it at New Year, and swaps first and last line when midnight lies between them.
-/// Of the readings +-s + whole days, the one nearest to `noted` is taken; without a note the one
-/// whose arc leaves least of the image uncovered, then the best centred. Without a note two
-/// readings can both cover an image that starts within one arc of midnight.
+/// Unfolds the times. The record stores a first vector of the day before as 86400 - s, or adds a
+/// day at New Year, and swaps first and last line when midnight is between them. Of the readings
+/// +-s + whole days, it takes the one nearest to `noted`; without a note, the one whose arc leaves
+/// least of the image uncovered, then the best centred. Without a note the choice is ambiguous for
+/// an image that starts within one arc of midnight.
 /// @param noted  true time of the first vector, s from the start of the image.
 RF_PLATFORM_API RecordTimes unfoldTimes(const SarMetadataRecord& record,
                                         std::optional<double> noted);

@@ -18,12 +18,13 @@ struct Sample {
     ImagePosition image;
 };
 
-/// Longitude on the same turn of the earth as `near`.
+/// @return the longitude shifted by full turns to within 180 degrees of `nearDeg`.
 double unwrapped(double lonDeg, double nearDeg) {
     return lonDeg - 360 * std::round((lonDeg - nearDeg) / 360);
 }
 
-/// A regular grid over the image and the heights, `steps` intervals along line and sample.
+/// Samples the model on a regular grid over image and heights, with `steps` intervals along line
+/// and sample. Longitudes continue without a jump from the first sample.
 std::optional<std::vector<Sample>> sampleModel(const SensorModel& model, double heightRangeM,
                                                int steps) {
     constexpr int heightSteps = 4;
@@ -74,9 +75,10 @@ Terms termsOf(const Rpc& rpc, const GroundPosition& ground) {
     return terms;
 }
 
-/// Least squares for value = N / D with D's constant term 1. Multiplied out, N - value * D' =
-/// value; each round weights the rows by the last D, so that errors count in the image. A trace of
-/// damping keeps the terms that the scene does not determine near zero.
+/// Fits value = N / D by least squares, where D = 1 + D' (constant term 1). Multiplied by D, the
+/// problem is linear in the 20 + 19 coefficients: N - value * D' = value. That error is D times too
+/// large, so each round divides the rows by the D of the round before. Slight damping keeps terms
+/// that the scene does not determine near zero.
 void fitRatio(const MatrixXd& terms, const VectorXd& value, std::array<double, 20>& numerator,
               std::array<double, 20>& denominator) {
     constexpr double damping = 1e-9;
@@ -84,6 +86,7 @@ void fitRatio(const MatrixXd& terms, const VectorXd& value, std::array<double, 2
     VectorXd weight = VectorXd::Ones(value.size());
     VectorXd solution;
     for (int round = 0; round < 3; ++round) {
+        // Rows: the weighted equations [terms, -value * terms without the constant], then damping.
         MatrixXd design = MatrixXd::Zero(value.size() + unknowns, unknowns);
         design.topLeftCorner(value.size(), 20) = weight.asDiagonal() * terms;
         design.block(0, 20, value.size(), 19) =
@@ -102,6 +105,7 @@ void fitRatio(const MatrixXd& terms, const VectorXd& value, std::array<double, 2
     std::copy_n(solution.data() + 20, 19, denominator.begin() + 1);
 }
 
+/// Sets offsets and scales so that every normalised coordinate of the samples is in -1..1.
 void setScaling(Rpc& rpc, const std::vector<Sample>& samples) {
     const auto set = [&](double& offset, double& scale, auto get) {
         const Scaling scaling = scalingOf(samples, get);
@@ -172,6 +176,7 @@ bool measureRpc(Rpc& rpc, const SensorModel& model, double heightRangeM) {
             squares += metres * metres;
         }
     }
+    // Bias: squared length of the mean error. Random: mean square less bias. Each per axis.
     const auto count = static_cast<double>(checks->size());
     const double bias = (sums[0] * sums[0] + sums[1] * sums[1]) / (count * count);
     rpc.biasErrorM = std::sqrt(bias / 2);

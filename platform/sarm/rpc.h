@@ -19,22 +19,26 @@ struct Rpc {
     std::array<double, 20> sampleNumerator{}, sampleDenominator{};
     double maxLineError = 0; ///< against the model, over a grid twice as fine as the fit's
     double maxSampleError = 0;
-    /// The same as RPC00B states it: root mean squares along a horizontal axis, m; -1 when unknown.
+    /// The error in the form of RPC00B: root mean squares along a horizontal axis, m; -1 when
+    /// unknown.
     double biasErrorM = -1, randomErrorM = -1;
 };
 
-/// Fits rational polynomials to a model over the whole image and heights within
-/// `heightRangeM` of the terrain height; least squares.
+/// Fits rational polynomials to a model by least squares, over the whole image and heights within
+/// `heightRangeM` of the terrain height.
 /// @return nullopt when part of that volume has no position in the image.
-/// Accuracy: below 0.01 pixel for +-500 m on images up to 150 km wide; the result tells.
+/// Accuracy: below 0.01 pixel for +-500 m on images up to 150 km wide; the result states its
+/// errors.
 /// Source: The Compendium of Controlled Extensions for NITF (STDI-0002), RPC00B.
 RF_PLATFORM_API std::optional<Rpc> fitRpc(const SensorModel& model, double heightRangeM = 500);
 
-/// Measures any polynomials against a model as fitRpc does, into their maxLineError and so on.
-/// @return false when part of the volume has no position in the image, or by the polynomials.
+/// Measures the errors of any polynomials against a model as fitRpc does, and sets their error
+/// members.
+/// @return false when part of the volume has no position in the image, by the model or by the
+///         polynomials.
 RF_PLATFORM_API bool measureRpc(Rpc& rpc, const SensorModel& model, double heightRangeM = 500);
 
-/// @return where the polynomials put a ground point.
+/// @return the image position of a ground point by the polynomials.
 RF_PLATFORM_API ImagePosition rpcPosition(const Rpc& rpc, const GroundPosition& ground);
 
 } // namespace sarm

@@ -43,7 +43,7 @@ void addNumbers(const Bursts& bursts, Sentences& found) {
             if (!numbers.contains(number)) {
                 found.push_back("burst " + beam + '/' + std::to_string(number) +
                                 " is missing from the list");
-                number = *numbers.lower_bound(number) - 1; // one sentence a gap
+                number = *numbers.lower_bound(number) - 1; // one sentence per gap
             }
     }
 }
@@ -52,7 +52,7 @@ struct Stretch {
     std::int64_t begin, end;
 };
 
-/// Adds the gaps between stretches; what lies before the first and behind the last is none.
+/// Adds the gaps between intervals; the space before the first and after the last is no gap.
 void addGaps(std::vector<Stretch> stretches, const std::string& what, const std::string& where,
              Sentences& found) {
     std::sort(stretches.begin(), stretches.end(),
@@ -86,7 +86,7 @@ std::string seconds(double value) {
     return out.str();
 }
 
-/// The offsets make the grid, the grid's lines share the time between its first and last one.
+/// Compares the grid of the offsets with the line times, which are evenly spaced over the grid.
 void addTimes(const StatedProduct& stated, const Bursts& bursts, Sentences& found) {
     constexpr double tolerance = 1e-3; // of the line interval
     const BurstGrid grid(bursts);
@@ -119,7 +119,7 @@ void addTiePoints(const StatedProduct& stated, const Bursts& bursts, Sentences& 
         line = std::max(line, tie.line);
         sample = std::max(sample, tie.sample);
     }
-    // Grids of tie points may end in a whole step.
+    // Grids of tie points may extend by up to a step.
     if (line > grid.lines() + 0.5 || sample > grid.samples() + 0.5)
         found.push_back("tie points reach line " + seconds(line) + " and sample " +
                         seconds(sample) + ", beyond the bursts' common grid of " +

@@ -11,7 +11,7 @@ namespace product {
 /// @return sentences on what is wrong with a product's list of bursts: negative offsets, bursts
 ///         listed twice or missing, lines or columns that none covers, offsets that disagree with
 ///         the times or the tie points of the product. Empty when all is well, and for products
-///         without bursts. Files are not looked at.
+///         without bursts. Opens no image files.
 /// @throws loader::Error when the list, or the tie points, cannot be read.
 std::vector<std::string> burstFaults(const StatedProduct& stated);
 

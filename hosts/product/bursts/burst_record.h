@@ -9,16 +9,17 @@
 
 namespace product {
 
-/// @return the part of the common grid that an image is: its burst's; the whole for the image of a
-///         product without layers; nothing for others, which layers of the plug-in place.
+/// @return the part of the common grid that an image covers: its burst, or the whole grid for an
+///         image of a product without layers; nothing for other images, which the plug-in's layers
+///         place.
 std::optional<GridPart> partOf(const OpenedProduct& opened, const ProductImage& image);
 
-/// @return the whole of such a product, which contains all parts; nothing for others.
+/// @return the whole grid of such a product, which contains all parts; nothing for others.
 std::optional<GridPart> wholeOf(const OpenedProduct& opened);
 
-/// The SAR metadata record of a part alone, in the shape of ":SAR_Metadata": its own times, near
-/// edge, size, pulse rate and Doppler centroid. The plug-in's record, which knows of no grid, gives
-/// the rest.
+/// The SAR metadata record of one part, in the form of ":SAR_Metadata", with the part's own times,
+/// near edge, size, pulse rate and Doppler centroid. The other fields are those of the plug-in's
+/// record, which knows of no grid.
 /// @throws loader::Error when the plug-in has no record, or the part's offsets cannot be used.
 KmifNode recordOf(const OpenedProduct& opened, const GridPart& part);
 
@@ -28,7 +29,7 @@ bool isBurstRecord(const std::string& name);
 KmifNode burstRecord(const OpenedProduct& opened, const std::string& name);
 
 /// The sensor model of a part: pixels count from its first one.
-/// @throws loader::Error as recordOf, and telling why there is no model.
+/// @throws loader::Error as recordOf, or saying why there is no model.
 KxfrXFormPtr transformOf(const OpenedProduct& opened, const GridPart& part);
 
 } // namespace product

@@ -16,8 +16,7 @@ namespace {
 using Microseconds = std::chrono::microseconds;
 using Instant = std::chrono::sys_time<Microseconds>;
 
-/// UTC without leap seconds: the lines of an image lie within a second of them at most once in
-/// years.
+/// UTC without leap seconds: an image is near one at most once in years.
 std::optional<Instant> instantOf(const std::string& time) {
     int year = 0;
     unsigned month = 0, day = 0;

@@ -7,8 +7,9 @@
 
 namespace product {
 
-/// Times of a burst's lines by its place in the common grid, ISO 8601 with six decimals and Z, the
-/// earlier first. Times as the product states them; both "" where it states none.
+/// First and last line time of a burst, computed from its place in the common grid: ISO 8601 with
+/// six decimals and Z, the earlier first. They follow the times that the product states; both are
+/// "" where it states none.
 struct BurstTimes {
     std::string start, stop;
 };

@@ -31,7 +31,7 @@ void checkOrbit(const OpenedProduct& opened, Findings& findings) {
         findings.add(Verdict::ok, "positions and velocities of the orbit agree");
 }
 
-/// A reader takes an unknown word for one of the known ones.
+/// Checks words, because a reader takes an unknown word for one of the known ones.
 void checkWords(const OpenedProduct& opened, Findings& findings) {
     const std::vector<StatedWord> words = opened.stated().words();
     std::size_t good = 0;

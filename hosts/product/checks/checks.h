@@ -19,10 +19,10 @@ struct Finding {
     std::string sentence;
 };
 
-/// The checks that cost little, for whoever opens a product: sizes, sample types, polarizations,
+/// Runs the cheap checks, for every opening of a product: sizes, sample types, polarizations,
 /// tables, times.
-/// @return what is wrong, each a sentence; empty when nothing is. Images that do not open are left
-///         to the caller, who opens them.
+/// @return a sentence for each fault; empty when there is none. Images that do not open are no
+///         fault here: the caller opens them and sees it.
 /// @throws loader::Error when the plug-in cannot list the product's layers.
 std::vector<std::string> warnings(const OpenedProduct& opened);
 
@@ -32,17 +32,17 @@ std::string layersRemark(const OpenedProduct& opened);
 /// @return a sentence when products of this type have no SAR model, else "".
 std::string modelRemark(const ProductFacts& facts);
 
-/// Runs every check on an open product, in order; one that finds nothing wrong says so, one that
-/// cannot be made fails.
+/// Runs every check on an open product, in order. A check that finds nothing wrong says so; a check
+/// that cannot run counts as failed.
 /// @throws loader::Error when the product's documents cannot be read.
 std::vector<Finding> runChecks(const OpenedProduct& opened);
 
-/// Called with how many of all lines are read; may throw to end the work.
+/// Receives the number of lines read and of all lines; may throw to end the work.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
 /// Reads every sample of every image that opens.
-/// @return what is wrong: parts that cannot be read, negative samples in detected images, samples
-///         that are no numbers or too large, members of archives that are not what was put in.
+/// @return the faults: parts that cannot be read, negative samples in detected images, samples that
+///         are no numbers or too large, members of archives whose bytes have changed.
 /// @throws loader::Error when the product's documents cannot be read.
 std::vector<Finding> readImages(const OpenedProduct& opened, const ReadProgress& progress);
 

@@ -23,7 +23,7 @@ std::vector<std::string> namedTables(const OpenedProduct& opened) {
     return names;
 }
 
-/// @return what is wrong with a file; empty when nothing is.
+/// @return a file's fault; empty when there is none.
 std::string faultOf(const std::string& file) {
     const kfio::FileState state = kfio::fileState(file);
     if (!state.exists)

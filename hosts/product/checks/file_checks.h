@@ -3,8 +3,8 @@
 
 #include "product/checks/findings.h"
 
-/// What can be told of a product's files without decoding them.
-/// Each adds its findings; none when there is nothing to check.
+/// Checks of a product's files that need no decoding. Each adds its findings, or none when there is
+/// nothing to check.
 namespace product {
 
 void checkFiles(const OpenedProduct& opened, Findings& findings);

@@ -8,7 +8,7 @@
 
 namespace product {
 
-/// Where a check puts what it finds.
+/// Collects the findings of one check.
 struct Findings {
     std::string check;
     std::vector<Finding>& all;
@@ -16,7 +16,7 @@ struct Findings {
     void add(Verdict verdict, std::string sentence) {
         all.push_back({check, verdict, std::move(sentence)});
     }
-    /// Says that all of several things are right, unless less than all are.
+    /// Adds "all <total> <areRight>" if all of them are right; else nothing.
     void addWhenAll(std::size_t good, std::size_t total, const std::string& areRight) {
         if (good == total && total != 0)
             add(Verdict::ok, "all " + std::to_string(total) + " " + areRight);

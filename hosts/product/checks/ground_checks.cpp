@@ -84,7 +84,7 @@ Residuals compare(const sarm::Rpc& rpc, const std::vector<TiePoint>& ties) {
 RpcResiduals betterOrder(const sarm::Rpc& rpc, const std::vector<TiePoint>& points) {
     const Residuals standard = compare(rpc, points);
     const Residuals reordered = compare(fromEarlierOrder(rpc), points);
-    // Both orders agree where the terms in question are tiny; only a clear gain tells.
+    // Both orders agree where the terms concerned are tiny; only a clear gain decides.
     const bool clear = standard.worst() > 1 && reordered.worst() < 0.1 * standard.worst();
     return {clear ? reordered : standard, clear};
 }

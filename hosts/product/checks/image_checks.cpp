@@ -7,7 +7,8 @@
 namespace product {
 namespace {
 
-/// @return sentences on layer names that carry another pole than their image, or hide what it is.
+/// @return a sentence for each layer whose name has another pole than its image, or hides what the
+///         image is.
 std::vector<std::string> nameContradictions(const OpenedProduct& opened) {
     const ProductFacts& facts = opened.stated().facts();
     std::vector<std::string> found;
@@ -28,8 +29,8 @@ std::vector<std::string> nameContradictions(const OpenedProduct& opened) {
     return found;
 }
 
-/// Layers of detected images open whatever an image holds besides; that it has no samples of a
-/// known form is told once, by the layer that does not open or else here.
+/// Layers of detected images open whatever the image file contains. That it has no samples of a
+/// known form is reported once: by the layer that does not open, or else here.
 void tellImagesWithoutForm(const OpenedProduct& opened, Findings& findings) {
     for (const ProductImage& image : opened.images()) {
         const std::string layer = opened.layerOf(image);
@@ -38,13 +39,13 @@ void tellImagesWithoutForm(const OpenedProduct& opened, Findings& findings) {
         try {
             static_cast<void>(opened.product.openLayer(layer));
         } catch (const loader::Error&) {
-            continue; // told by the layers' check
+            continue; // the layers' check reports it
         }
         findings.add(Verdict::fail, image.fault());
     }
 }
 
-/// Looks at the images that open; the others are the layers' check's to tell.
+/// Checks the images that open; the check of layers reports the others.
 template <class Contradiction>
 void checkImages(const OpenedProduct& opened, const std::string& areRight,
                  const Contradiction& what, Findings& findings) {
@@ -61,7 +62,7 @@ void checkImages(const OpenedProduct& opened, const std::string& areRight,
     findings.addWhenAll(good, opened.images().size(), areRight);
 }
 
-/// @return where an image is not of the size that the product states.
+/// @return a sentence for each image with another size than stated.
 std::string wrongSize(const ImageClaims& stated, const ProductImage& image) {
     ImageClaims claims = stated;
     if (image.burst) {
@@ -89,7 +90,7 @@ void checkLayers(const OpenedProduct& opened, Findings& findings) {
     findings.addWhenAll(good, names.size(), "layers open");
 }
 
-/// Layer names follow the list of polarizations, the images their own order.
+/// Layer names follow the list of polarizations; images have an order of their own.
 void checkPolarizations(const OpenedProduct& opened, Findings& findings) {
     std::vector<std::string> found = nameContradictions(opened);
     for (std::string& sentence : opened.stated().contradictions())
@@ -150,7 +151,7 @@ void checkBurstImages(const OpenedProduct& opened, Findings& findings) {
     std::size_t good = 0;
     for (const ProductImage& image : opened.burstImages()) {
         if (!image.samples()) {
-            if (kfio::fileState(image.file).exists) // else told by the files' check
+            if (kfio::fileState(image.file).exists) // else the files' check reports it
                 findings.add(Verdict::fail, image.fault());
             continue;
         }

@@ -12,7 +12,7 @@
 namespace product {
 namespace {
 
-/// @return NaN when a point has no answer, or the record no model.
+/// @return NaN when a point has no solution or the record has no model.
 double lineRms(SarMetadataRecord record, bool corrected, const std::vector<TiePoint>& ties) {
     sarm_NoteLateLineTimes(&record, corrected);
     const auto model = sarm::Model::fromRecord(record);
@@ -28,7 +28,7 @@ double lineRms(SarMetadataRecord record, bool corrected, const std::vector<TiePo
 } // namespace
 
 bool LineTimeResiduals::othersFitBetter() const {
-    constexpr double matters = 0.02; // lines; what the right times leave on known products
+    constexpr double matters = 0.02; // lines; residual of correct times on known products
     const double used = corrected ? correctedRms : statedRms;
     const double other = corrected ? statedRms : correctedRms;
     return used > matters && other < used / 2;

@@ -37,8 +37,8 @@ void addRpc(const std::string& what, const RpcResiduals& found, Findings& findin
     addResiduals((what + order).c_str(), found.residuals, findings);
 }
 
-/// Bursts: the model of the common grid against the product's tie points, each burst's own against
-/// those in its images.
+/// For bursts: compares the model of the common grid with the product's tie points, and each
+/// burst's model with those in its images.
 void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
     const auto locator = [&](const GridPart& part) {
         return Locator(std::make_shared<const Place>(placeOf(opened, part, opened.name())));
@@ -48,7 +48,7 @@ void checkBurstGround(const OpenedProduct& opened, Findings& findings) {
     Residuals worst;
     for (const ProductImage& image : opened.burstImages()) {
         if (!image.samples())
-            continue; // told by the files' check
+            continue; // the files' check reports it
         const Residuals found = againstImageTies(locator(partOf(*image.burst)), image.file);
         if (found.worst() > warnPixels || found.unanswered > 0)
             addResiduals(("sensor model of burst " + image.burst->name() +
@@ -73,7 +73,7 @@ void checkModel(const OpenedProduct& opened, Findings& findings) {
         return isMap ? addOwnPlace() : findings.add(Verdict::warn, remark);
     std::string remarks;
     try {
-        if (opened.hasBursts()) { // the plug-in's record takes the first of them for the whole
+        if (opened.hasBursts()) { // the plug-in's record describes only the first
             static_cast<void>(transformOf(opened, wholeGrid(opened.stated())));
             for (const StatedBurst& burst : opened.stated().bursts())
                 static_cast<void>(transformOf(opened, partOf(burst)));
@@ -102,7 +102,7 @@ void checkOwnModel(const OpenedProduct& opened, Findings& findings) {
     }
 }
 
-/// The model, or the image's own georeferencing, against what else the product states.
+/// Compares the model, or the image file's georeferencing, with what else the product states.
 void checkGround(const OpenedProduct& opened, Findings& findings) {
     try {
         if (opened.hasBursts())
@@ -124,7 +124,7 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
         for (const ProductImage& image : opened.images()) {
             const std::string& file = image.file;
             if (!image.samples())
-                continue; // told by the files' and the types' check
+                continue; // the files' and the types' checks report it
             const std::string name = kfnp::lastComponent(file);
             if (source == PlaceSource::model)
                 addResiduals((who + " against the tie points in " + name + ", ").c_str(),
@@ -137,7 +137,7 @@ void checkGround(const OpenedProduct& opened, Findings& findings) {
     }
 }
 
-/// One pixel, so that it is looked at whenever a product is described.
+/// Checks one pixel only, so it can run whenever a product is described.
 void checkMiddle(const OpenedProduct& opened, Findings& findings) {
     const auto middle = opened.stated().middle();
     if (!middle || opened.layerNames().empty())
@@ -150,10 +150,10 @@ void checkMiddle(const OpenedProduct& opened, Findings& findings) {
         height = layer.height();
         locator.emplace(opened, layer);
     } catch (const loader::Error&) {
-        return; // told by the layers' and the ground's check
+        return; // the layers' and the ground's checks report it
     }
     if (locator->place()->source != PlaceSource::model) {
-        // A map holds its scene, not necessarily in its middle.
+        // A map contains its scene, not necessarily in its middle.
         std::array<KxfrPixel, 1> at{};
         locator->toImage(std::array{KxfrMapPoint{middle->lonDeg, middle->latDeg, middle->heightM}},
                          at);
@@ -179,7 +179,7 @@ void checkMiddle(const OpenedProduct& opened, Findings& findings) {
                  sentence.str());
 }
 
-/// Both readings of line times that are known to be late, whichever places the image.
+/// Checks line times that are known to be late, as stated and as corrected.
 void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
     const auto& nodes = opened.nodeNames();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
@@ -188,7 +188,7 @@ void checkLineTimes(const OpenedProduct& opened, Findings& findings) {
         if (const auto found = lineTimeResiduals(opened))
             findings.add(found->othersFitBetter() ? Verdict::warn : Verdict::ok, found->text());
     } catch (const loader::Error&) {
-        // told by the model's check
+        // the model's check reports it
     }
 }
 

@@ -3,8 +3,8 @@
 
 #include "product/checks/findings.h"
 
-/// What places an image on the ground, against what else the product states.
-/// Each adds its findings; none when there is nothing to check.
+/// Checks that compare an image's georeferencing with what else the product states. Each adds its
+/// findings, or none when there is nothing to check.
 namespace product {
 
 void checkModel(const OpenedProduct& opened, Findings& findings);

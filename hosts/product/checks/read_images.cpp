@@ -12,7 +12,7 @@ namespace {
 constexpr double mostAmplitude = 1e12; ///< any table makes a finite number of its square
 constexpr std::size_t samplesAtOnce = 4U << 20U;
 
-/// What is wrong with the samples of one image: how many are, and where the first one is.
+/// Bad samples of one image: their number, and the position of the first.
 struct Odd {
     std::uint64_t count = 0, line = 0, sample = 0;
 
@@ -28,7 +28,7 @@ struct Odd {
     }
 };
 
-/// Whole blocks where they are small, so that each is decoded once.
+/// Reads whole blocks if they are small, so that each is decoded once.
 std::uint32_t rowsAtOnce(std::uint32_t width, std::uint32_t blockHeight) {
     const std::size_t rows = std::max<std::size_t>(1, samplesAtOnce / width);
     return static_cast<std::uint32_t>(rows < blockHeight ? rows : rows - rows % blockHeight);
@@ -40,7 +40,7 @@ public:
         : image_(image), findings_(findings), width_(image.width()),
           rows_(rowsAtOnce(image.width(), image.blockHeight())) {}
 
-    /// @param read  is told the lines that are read.
+    /// @param read  receives the number of lines read.
     template <class Read>
     void run(const Read& read) {
         std::uint64_t unread = 0;
@@ -108,7 +108,7 @@ std::vector<Finding> readImages(const OpenedProduct& opened, const ReadProgress&
     std::size_t good = 0, images = 0;
     for (const ProductImage& image : imagesToCheck(opened)) {
         if (!image.samples())
-            continue; // told by the files' check
+            continue; // the files' check reports it
         ++images;
         ImageReader reader(*image.samples(), findings);
         reader.run([&](std::uint32_t lines) { progress(done += lines, total); });

@@ -10,12 +10,12 @@
 namespace product {
 namespace {
 
-/// A table that reaches more than a step beyond the image belongs to another one.
+/// A table that extends more than a step beyond the image belongs to another image.
 void checkReach(const StatedProduct& stated, const CalibrationTable& table, std::uint32_t width,
                 Findings& findings) {
     const ColumnProfile& gains = stated.gains(table).gains;
     const std::size_t count = gains.values.size();
-    // As real numbers: the product may state steps that leave the whole ones.
+    // In floating point, because stated steps may overflow whole numbers.
     const auto first = static_cast<double>(gains.first), step = static_cast<double>(gains.step);
     const double last = first + step * (static_cast<double>(count) - 1);
     if (count != 0 && (std::min(first, last) <= -std::abs(step) ||
@@ -25,7 +25,7 @@ void checkReach(const StatedProduct& stated, const CalibrationTable& table, std:
                                         " samples");
 }
 
-/// @return one burst of each set of columns; tables are made for these.
+/// @return one burst for each set of columns, because tables are made for these.
 std::vector<const StatedBurst*> burstsByColumns(const StatedProduct& stated) {
     std::vector<const StatedBurst*> different;
     for (const StatedBurst& burst : stated.bursts())
@@ -39,7 +39,7 @@ std::vector<const StatedBurst*> burstsByColumns(const StatedProduct& stated) {
 
 } // namespace
 
-/// Reads everything that goes by the image's columns, which the product states.
+/// Reads every table by the image columns that the product states.
 void checkTables(const OpenedProduct& opened, Findings& findings) {
     const StatedProduct& stated = opened.stated();
     const auto calibrated = stated.calibrationTables();

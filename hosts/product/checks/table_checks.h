@@ -3,8 +3,8 @@
 
 #include "product/checks/findings.h"
 
-/// Tables that go by the image's columns.
-/// Each adds its findings; none when there is nothing to check.
+/// Checks of tables with values by image column. Each adds its findings, or none when there is
+/// nothing to check.
 namespace product {
 
 void checkTables(const OpenedProduct& opened, Findings& findings);

@@ -41,7 +41,7 @@ void checkOrbit(const StatedTimes& times, std::vector<std::string>& found) {
     const auto [begin, end] = std::minmax_element(at.begin(), at.end());
     if (at.size() < 2 || !std::all_of(at.begin(), at.end(), [](double s) { return s == s; }))
         return;
-    // Real products reach up to a vector's interval beyond their vectors.
+    // Real images extend up to one vector interval beyond their vectors.
     const double reach = (*end - *begin) / static_cast<double>(at.size() - 1) + roundingS;
     if (std::min(times.firstS, times.lastS) < *begin - reach ||
         std::max(times.firstS, times.lastS) > *end + reach)
@@ -50,8 +50,9 @@ void checkOrbit(const StatedTimes& times, std::vector<std::string>& found) {
                         " to " + times.vectors.back().time);
 }
 
-/// How far from a vector to the next one the velocities at both do not lead to its position.
-/// By Hermite's rule, with accelerations from the velocities; real orbits leave less than 1 m.
+/// Distance between the next vector's position and the position predicted from this vector by the
+/// velocities of both (Hermite's rule, with accelerations from the velocities). Real orbits give
+/// less than 1 m.
 std::vector<double> missesM(const std::vector<StatedVector>& vectors) {
     const std::size_t count = vectors.size();
     std::vector<double> at, misses;

@@ -5,12 +5,12 @@
 
 namespace product {
 
-/// @return sentences on times of the product that are out of order or leave each other: line
-///         times against their stated order, state vectors, the image against its orbit, a
-///         collect's start, stop and lines. Empty when all agree.
+/// @return a sentence for each contradiction between the product's times: line times against their
+///         stated order, the order of state vectors, the image outside its orbit, lines outside the
+///         collect's start and stop. Empty when all agree.
 std::vector<std::string> timeContradictions(const StatedTimes& times);
 
-/// @return sentences on positions and velocities of the orbit that do not belong together.
+/// @return a sentence for each contradiction between positions and velocities of the orbit.
 std::vector<std::string> orbitContradictions(const StatedTimes& times);
 
 } // namespace product

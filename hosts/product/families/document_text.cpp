@@ -35,13 +35,13 @@ Number parseOne(std::string_view text, const std::string& file) {
     return number;
 }
 
-/// Reads whole numbers with fixed separators between; as strict as the pattern.
+/// Reads whole numbers of fixed width between fixed separators.
 class TimeText {
 public:
     explicit TimeText(std::string_view text) : rest_(text) {}
 
-    /// @return the number of so many digits that stands there, with what separates it from the
-    ///         next; -1 when something else does.
+    /// @return the next number, of that many digits and followed by the separator; -1 for any other
+    ///         text.
     int take(std::size_t digits, char separator) {
         int number = 0;
         if (rest_.size() < digits || !parseWhole(rest_.substr(0, digits), number) || number < 0)

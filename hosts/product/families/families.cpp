@@ -15,7 +15,7 @@ namespace product {
 
 namespace {
 
-/// Tie points make up most of an XML document; they are parsed when somebody asks for them.
+/// Tie points are most of an XML document; they are parsed when first asked for.
 constexpr std::string_view leftOut = "imageTiePoint";
 
 Document readDocument(const std::string& file) {

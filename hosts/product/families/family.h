@@ -23,18 +23,19 @@ enum class Likeness {
     unknown, ///< more bytes would tell
 };
 
-/// What a family of products tells of itself before one of them is open.
+/// What identifies a family of products before one of them is open.
 struct Family {
     /// The extension of product files, in lower case, with its dot.
     std::string_view extension;
-    /// Where a product's folder holds the product file; empty where its name says nothing.
+    /// Possible paths of the product file below a product's folder; empty if the file's name is not
+    /// fixed.
     std::span<const std::string_view> places;
     /// @param names  of all files of a folder.
-    /// @return those that are product files; null where `places` tells.
+    /// @return those that are product files. The pointer is null if `places` is used instead.
     std::vector<std::string> (*productsAmong)(const std::vector<std::string>& names);
-    /// Nothing is parsed.
+    /// Judges by the first bytes; parses nothing.
     Likeness (*looksLike)(std::string_view head);
-    int headBytes; ///< that looksLike() may need
+    int headBytes; ///< as many as looksLike() may need
     /// @return what the product states; null for a document of another family.
     /// @throws loader::Error or a property tree's error.
     std::unique_ptr<const StatedProduct> (*read)(Document& document);

@@ -3,14 +3,14 @@
 
 #include <string_view>
 
-/// The first bytes of files, for families that know theirs by them.
+/// Helpers for families that recognise their files by the first bytes.
 namespace product {
 
 inline bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-/// @return the text behind a byte order mark and blanks.
+/// @return the text after a byte order mark and white space.
 inline std::string_view withoutMark(std::string_view head) {
     constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
     if (head.starts_with(utf8Mark))

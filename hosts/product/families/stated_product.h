@@ -7,10 +7,10 @@
 
 namespace product {
 
-/// What a product states of itself. Each family of products implements it in a folder of its own,
-/// and nothing else knows the family's documents. The main document is parsed when the product is
-/// opened; whatever takes time beyond that is read when first asked for, once, and kept. Constant;
-/// any thread.
+/// What a product states about itself. Each family of products implements it in a folder of its
+/// own; no other code knows the family's documents. The main document is parsed when the product is
+/// opened; everything that takes longer is read once, when first asked for, and kept. Objects are
+/// constant: any thread may use them.
 ///
 /// Errors are loader::Error, naming the file and what is wrong.
 class StatedProduct {
@@ -22,14 +22,14 @@ public:
     const ProductFacts& facts() const { return facts_; }
     /// @return the product file: what the plug-in reads.
     const std::string& file() const { return facts_.documents.front(); }
-    /// @return its folder, with the last separator.
+    /// @return its folder, ending with a separator.
     std::string folder() const;
-    /// @return the files that belong to the product, documents and images apart.
+    /// @return the files of the product other than documents and images.
     virtual std::vector<std::string> furtherFiles() const { return {}; }
 
-    /// @return the product file, first, and the documents that a record needs, as the plug-in takes
-    ///         them, for a product that it refuses as it stands; empty for others. Only the record
-    ///         comes from these: such a product has no layers.
+    /// @return documents that the plug-in can read in place of the product's own, the product file
+    ///         first, for a product that it refuses; empty for others. They serve only for the
+    ///         record: such a product has no layers.
     virtual std::vector<StandInFile> standIn() const { return {}; }
 
     /// @throws loader::Error when a size is no whole number above 0.
@@ -37,11 +37,12 @@ public:
     virtual Acquisition acquisition() const = 0;
     virtual RadarFacts radar() const = 0;
     virtual StatedTimes times() const = 0;
-    /// @return facts under the keys that users of GDAL know, as the product writes them.
+    /// @return metadata under GDAL's usual keys, with the product's own texts.
     virtual TextItems metadataItems() const = 0;
-    /// @return sentences on polarizations that two documents of the product state differently.
+    /// @return a sentence for each polarization that two documents of the product state
+    ///         differently.
     virtual std::vector<std::string> contradictions() const { return {}; }
-    /// @return the words that tell how an image is to be read, where the product states them.
+    /// @return the stated words that decide how an image is read.
     virtual std::vector<StatedWord> words() const { return {}; }
 
     /// @return the geolocation grid; empty when there is none.
@@ -50,24 +51,24 @@ public:
     /// @return the rational functions under the names of RPC00B ("LINE_OFF", ...); empty when there
     ///         are none, or not all of them.
     virtual TextItems rationalFunctions() const { return {}; }
-    /// @return longitudes and latitudes of the image's outline, closed; empty where it is silent.
+    /// @return longitudes and latitudes of the image's closed outline; empty where none is stated.
     virtual std::vector<std::array<double, 2>> outline() const { return {}; }
-    /// @return the place of the image's middle pixel; nothing where it is not stated.
+    /// @return the position of the image's middle pixel; nothing where it is not stated.
     virtual std::optional<TiePoint> middle() const { return {}; }
-    /// @return the geotransform that the product states for its map, apart from the image file's.
+    /// @return the geotransform that the metadata state for a map; the image file has its own.
     virtual std::vector<double> mapTransform() const { return {}; }
-    /// @return whether the images lie in a radar's grid, from which a sensor model can be made.
+    /// @return whether the images are in radar geometry, so that they can have a sensor model.
     virtual bool hasRadarGrid() const = 0;
-    /// @return whether the product states a grid that the plug-in's record has no place for.
+    /// @return whether the product states a grid that the plug-in's record cannot hold.
     virtual bool hasOwnModel() const { return false; }
-    /// @return the sensor model of such a grid; its scene height is the product's.
+    /// @return the sensor model of such a grid, with the product's scene height.
     virtual KxfrXFormPtr ownModel() const { return nullptr; }
 
     /// @return the bursts of a ScanSAR product, ordered by beam and number, whatever their order in
-    ///         the document; empty for others. For a product of bursts, facts().images and
-    ///         imageClaims() are those of the burst that the document lists first, which is what
-    ///         the plug-in's layers show.
-    /// @throws loader::Error naming the burst and what is no number.
+    ///         the document; empty for others. In a product of bursts, facts().images and
+    ///         imageClaims() describe the burst that the document lists first, which the plug-in's
+    ///         layers show.
+    /// @throws loader::Error naming the burst and the text that is no number.
     const std::vector<StatedBurst>& bursts() const;
 
     virtual std::vector<CalibrationTable> calibrationTables() const = 0;
@@ -76,12 +77,12 @@ public:
     virtual std::vector<NoiseTable> noiseTables() const = 0;
     /// @param table  one of noiseTables().
     /// @param width  of the image.
-    /// @return the noise-equivalent level of that kind in dB; without values where the product
-    ///         states none for it. Sigma nought is stated wherever there is a table.
+    /// @return the noise-equivalent level of that kind in dB; without values if the product states
+    ///         none for that kind. Every table states sigma nought.
     const ColumnProfile& noise(const NoiseTable& table, Radiometry kind, std::uint32_t width) const;
     /// @return the file of incidence angles; "" when there is none.
     virtual std::string incidenceFile() const { return ""; }
-    /// @return the angles in degrees, where there is a file of them.
+    /// @return the angles in degrees; call it only where there is a file of them.
     const ColumnProfile& incidence() const;
 
 protected:
@@ -104,7 +105,7 @@ private:
     Kept<ColumnProfile> incidence_;
 };
 
-/// Reads what belongs to a product file that the plug-in has opened.
+/// Reads the statements of a product whose product file the plug-in has opened.
 /// @throws loader::Error naming the file when it cannot be read.
 std::unique_ptr<const StatedProduct> readStatedProduct(const std::string& productFile);
 

@@ -11,16 +11,16 @@
 #include <utility>
 #include <vector>
 
-/// What products state, in one shape for all families. Texts are UTF-8, "" where a product is
-/// silent.
+/// What products state, in one form for all families. Texts are UTF-8, and "" where a product
+/// states nothing.
 namespace product {
 
 /// One image file of a product.
 struct StatedImage {
-    std::string file; ///< as the layers open it; nothing tells whether it exists
+    std::string file; ///< as the layers open it; it need not exist
     std::string name; ///< the same, relative to the folder of the product file
     std::string pole; ///< the polarization that the product states for exactly this file
-    /// Products of two polarizations' samples, not of one polarization: without calibration.
+    /// Samples are products of two polarizations; they have no calibration.
     bool isCrossProduct = false;
 };
 
@@ -32,14 +32,14 @@ struct ProductFacts {
     std::vector<std::string> polarizations; ///< the list as the product writes it
     std::vector<StatedImage> images;        ///< in the product's own order
     std::vector<std::string> documents;     ///< its metadata files; the first is the product file
-    /// Why a document that is there could not be read; the product serves without it.
+    /// Why an existing document could not be read; the product opens without it.
     std::string fault;
-    /// The type's samples are complex, though its layers are named as those of detected ones.
+    /// The samples are complex, but the layers have names of detected images.
     bool namedAsDetected = false;
     bool needsImages = false; ///< the plug-in does not open the product without its images
 };
 
-/// What a product states of each of its image files; empty or 0 where it is silent.
+/// What a product states about each of its image files; empty or 0 where it states nothing.
 struct ImageClaims {
     std::uint32_t width = 0, height = 0;
     std::optional<bool> isComplex;
@@ -70,24 +70,25 @@ struct RadarFacts {
     std::optional<double> rangeBandwidthHz, azimuthBandwidthHz; ///< of a look, the smallest beam's
 };
 
-/// Where the satellite was, earth-fixed; NaN where no number stands.
+/// An orbit state vector, earth-fixed; NaN where the text is no number.
 struct StatedVector {
     std::string time; ///< as the product writes it
     std::array<double, 3> positionM{}, velocityMS{};
 };
 
-/// A word where one of a few is due.
+/// A stated word that should be one of a few known ones.
 struct StatedWord {
     std::string file, path, word;
-    std::vector<std::string_view> known; ///< in whatever case
+    std::vector<std::string_view> known; ///< compared without case
 };
 
-/// Times as a product writes them, for comparing them with each other.
+/// Times as the product writes them, for consistency checks.
 struct StatedTimes {
-    std::string first, last;      ///< of the image's lines; "" where it states none, or only a step
+    std::string first,
+        last;                     ///< of the lines; "" where not stated
     double firstS = 0, lastS = 0; ///< GPS seconds; NaN where they are not known
     std::string order;            ///< "Increasing", "Decreasing" or ""
-    double lineIntervalS = 0;     ///< between two lines, as stated by itself; 0 where it is not
+    double lineIntervalS = 0;     ///< between two lines, if the product states it directly; else 0
     std::vector<StatedVector> vectors;
     std::string collectStart, collectStop;
 };
@@ -106,9 +107,8 @@ struct StatedDoppler {
     std::vector<double> coefficients;
 };
 
-/// A piece of a ScanSAR image: one beam during one dwell. All pieces of a product lie in one grid;
-/// the line times, the near range, the tie points and the columns of tables that the product
-/// states are those of the grid.
+/// A burst of a ScanSAR image: one beam during one dwell. All bursts of a product lie in one grid.
+/// The product's line times, near range, tie points and table columns refer to that grid.
 struct StatedBurst {
     std::string beam;
     int number = 0; ///< counts within its beam
@@ -144,15 +144,15 @@ struct CalibrationTable {
     std::string file; ///< "" where a document itself states the scale
 };
 
-/// What a calibration table holds: gains of amplitude for complex samples, of power for detected
-/// ones.
+/// The content of a calibration table: amplitude gains for complex samples, power gains for
+/// detected ones.
 struct StatedGains {
     double offset = 0; ///< of power
     ColumnProfile gains;
-    std::optional<double> scale; ///< in place of the gains: amplitude is sample times scale
+    std::optional<double> scale; ///< replaces the gains: amplitude is sample times scale
 };
 
-/// Where the noise levels of a polarization's image stand, of one kind of radiometry or several.
+/// Where the noise levels for an image are, for one kind of radiometry or several.
 struct NoiseTable {
     std::string pole;   ///< "" where one serves all polarizations
     std::string beam;   ///< "" where one serves all beams

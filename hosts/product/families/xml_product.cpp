@@ -90,7 +90,7 @@ std::optional<double> smallest(const ProductTree* parent, std::string_view name)
     return least;
 }
 
-/// "metadata/../imagery" without the detour, where links do not make it another place.
+/// Simplifies "metadata/../imagery", unless links make that a different folder.
 std::string withoutDetours(const std::string& name) {
     const std::filesystem::path direct = std::filesystem::path(name).lexically_normal();
     std::error_code missing;
@@ -98,7 +98,7 @@ std::string withoutDetours(const std::string& name) {
 }
 
 /// Skips declaration, processing instructions, comments and blanks.
-/// @return what begins with the root element; empty when it does not begin in these bytes.
+/// @return the text from the root element on; empty when these bytes do not contain its beginning.
 std::string_view fromRoot(std::string_view head) {
     head = withoutMark(head);
     while (head.starts_with("<?") || head.starts_with("<!")) {
@@ -117,7 +117,7 @@ std::string_view fromRoot(std::string_view head) {
 
 XmlProduct::XmlProduct(Document& document, const Layout& layout)
     : text_(std::move(document.text)), layout_(layout) {
-    document.tree.get_child("product").swap(root_); // trees do not move, they would be copied
+    document.tree.get_child("product").swap(root_); // trees have no move, only swap
     facts_.documents = {document.file};
     facts_.id = firstText({text("productId"), std::filesystem::path(document.file).stem()});
     facts_.satellite = text("sourceAttributes/satellite");
@@ -266,7 +266,7 @@ std::vector<CalibrationTable> XmlProduct::calibrationTables() const {
     return tables;
 }
 
-/// One family gives gains from a column on, in steps; the other one a column.
+/// One family has gains from a first column in steps, the other one gain per column.
 StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
     const std::string& name = table.file;
     const auto document = readTable(file(), name);
@@ -291,7 +291,7 @@ StatedGains XmlProduct::readGains(const CalibrationTable& table) const {
     return read;
 }
 
-/// The kind stands in an attribute or in an element.
+/// The kind is stated in an attribute or in an element.
 const ProductTree* XmlProduct::levelsFor(const ProductTree& parent, Radiometry kind) {
     for (const auto& [key, element] : parent)
         if (key == "referenceNoiseLevel" &&
@@ -323,7 +323,8 @@ Likeness looksLikeProductXml(std::string_view head, std::string_view namespaceUr
         for (const char quote : {'"', '\''})
             if (contains(tag, std::string(1, quote).append(namespaceUri) + quote))
                 return Likeness::yes;
-    // A root that has not begun, or a comment that has not ended, may still become one.
+    // With more bytes, a root that has not begun or a comment that has not ended may still lead to
+    // a product.
     const bool complete = !from.empty() && (end != std::string_view::npos ||
                                             !root.starts_with(from.substr(0, root.size())));
     return complete ? Likeness::no : Likeness::unknown;

@@ -6,8 +6,8 @@
 
 namespace product {
 
-/// What the families share whose product file is an XML document with the root `product`: their
-/// documents look alike for the most part.
+/// Shared code of the families whose product file is an XML document with the root `product`. Their
+/// documents are mostly alike.
 class XmlProduct : public StatedProduct {
 public:
     std::vector<std::string> furtherFiles() const override;
@@ -20,20 +20,20 @@ public:
     bool hasRadarGrid() const override;
 
 protected:
-    /// How a family's documents differ in what is read alike.
+    /// The names that differ between the families' documents.
     struct Layout {
         std::string image;       ///< the element that holds rasters, tie points and tables
         std::string tableFolder; ///< of the tables, below the product's; with its separator
         std::string tableName;   ///< the element that names a calibration table
-        std::string tableKind;   ///< its attribute that tells which
+        std::string tableKind;   ///< its attribute for the kind of radiometry
         std::vector<std::string> furtherNames; ///< elements that name other files there
         std::vector<KeyAndPath> items;         ///< metadata items beyond the shared ones
     };
 
-    /// @param document  its tree's root element is taken over.
+    /// @param document  the constructor takes over its root element.
     XmlProduct(Document& document, const Layout& layout);
 
-    /// @return the images that the children of that name give, with their attribute `pole`.
+    /// @return the images that the children of that name state, with their attribute `pole`.
     std::vector<StatedImage> imagesOf(const kfio::ProductTree& parent, std::string_view name) const;
     std::vector<CalibrationTable> calibrationTables() const override;
 
@@ -47,7 +47,7 @@ protected:
         return folder() + layout_.tableFolder + name;
     }
     /// Noise levels as both families write them: an element for each kind.
-    /// @return the one of that kind among the children; null when there is none.
+    /// @return the child element for that kind; null when there is none.
     static const kfio::ProductTree* levelsFor(const kfio::ProductTree& parent, Radiometry kind);
     static ColumnProfile levelsOf(const kfio::ProductTree& element, const std::string& file);
 

@@ -51,8 +51,8 @@ std::string described(const std::string& pole, const std::string& what) {
     return pole.empty() ? what : pole + " " + what;
 }
 
-/// Images that could not be opened are taken for what the layers say, bursts for what the product
-/// says of them: there may be hundreds.
+/// For images that cannot be opened this trusts the layers, and for bursts the product, because
+/// there may be hundreds.
 bool isComplex(const OpenedProduct& opened, const ProductImage& image) {
     if (image.burst)
         return opened.stated().imageClaims().isComplex.value_or(true);
@@ -97,8 +97,8 @@ void addLayers(const OpenedProduct& opened, std::vector<Entry>& entries) {
     }
 }
 
-/// What the plug-in's layers do not show: complex images whose layers are named as detected ones,
-/// and products that have no layers.
+/// Images that the plug-in's layers do not show: complex images with layers named as detected ones,
+/// and products without layers.
 void addMagnitudes(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const bool layersShow = !opened.layerNames().empty();
     for (const ProductImage& image : opened.images()) {
@@ -154,7 +154,7 @@ void addCalibrated(const OpenedProduct& opened, const std::vector<ProductImage>&
     }
 }
 
-/// Where the product states beta nought alone, and there are incidence angles.
+/// For products that state only beta nought and have incidence angles.
 void addByAngle(const OpenedProduct& opened, std::vector<Entry>& entries) {
     const bool beta = !tablesOf(opened, Radiometry::betaNought).empty();
     const bool others = !tablesOf(opened, Radiometry::sigmaNought).empty() ||
@@ -176,7 +176,7 @@ void addDecibels(std::vector<Entry>& entries) {
             entries.push_back(treated(entries[i], {true, false}));
 }
 
-/// One a polarization that has a table for any burst.
+/// One for each polarization that has a table for any burst.
 void addMosaics(const OpenedProduct& opened, std::vector<Entry>& entries) {
     for (const Radiometry kind : allKinds) {
         const auto tables = tablesOf(opened, kind);

@@ -6,7 +6,7 @@
 
 namespace product {
 
-/// One thing that a product can be opened as, with one band.
+/// One image that a product can be opened as, with one band.
 struct Entry {
     enum class Kind {
         layer,          ///< a layer of the plug-in: magnitude or phase
@@ -14,7 +14,7 @@ struct Entry {
         calibrated,     ///< power
         noise,          ///< noise-equivalent sigma nought
         incidence,
-        magnitude, ///< of an image that no layer of the plug-in shows
+        magnitude, ///< of an image that no plug-in layer shows
         phase,     ///< likewise, of complex samples
         mosaic,    ///< power of all bursts in their common grid
     };
@@ -22,70 +22,71 @@ struct Entry {
     Kind kind = Kind::layer;
     std::string name;        ///< "C_HH_MAGNITUDE_1", "COMPLEX_HH", "SIGMA_NOUGHT_HH", ...
     std::string description; ///< "HH magnitude, UInt16"
-    std::string pole;        ///< what the image holds, whatever the layer is called; "" for all
+    std::string pole; ///< the image's true polarization, whatever the layer's name says; "" for all
     const ProductImage* image = nullptr; ///< of the opened product
-    CalibrationTable table; ///< of calibrated entries; of mosaics one of those that serve
+    CalibrationTable table; ///< of calibrated entries; for mosaics, one of the tables used
     NoiseTable noise;       ///< of noise entries
-    Radiometry radiometry = Radiometry::sigmaNought; ///< of calibrated entries and mosaics; where
-                                                     ///< the table is of another, by the angle
-    std::string allPoles = {}; ///< the name that stands for it and those of other polarizations
+    Radiometry radiometry = Radiometry::sigmaNought; ///< of power; converted if the table's differs
+    std::string allPoles = {}; ///< the name without polarization, which means all polarizations
     bool decibels = false;     ///< of its power
     bool denoised = false;     ///< the product's noise level is subtracted from its power
 
-    /// @return whether neighbours are averaged by their power.
+    /// @return whether samples are magnitudes, which are averaged in power.
     bool isMagnitude() const;
     bool isPhase() const;
     bool isPower() const { return kind == Kind::calibrated || kind == Kind::mosaic; }
-    /// @return whether it shows a burst of many, beyond the one that the layers show.
+    /// @return whether it shows one burst of several and is no plug-in layer.
     bool isOfBurst() const { return kind != Kind::layer && image && image->burst; }
 };
 
-/// What is done with power before it is shown.
+/// How power is treated before it is returned.
 struct Treatment {
     bool decibels =
         false; ///< 10 log10; of magnitudes and complex samples 20 log10 of the magnitude
     bool denoised = false; ///< the product's noise level is subtracted
 };
 
-/// @return as partOf of its image; for mosaics the whole grid.
+/// @return partOf its image; the whole grid for mosaics.
 std::optional<GridPart> partOf(const OpenedProduct& opened, const Entry& entry);
 
-/// @return everything that the product can be opened as, in the order in which it is numbered:
-///         layers, magnitudes and phases that they lack, complex samples, calibrated images, noise,
-///         incidence angles. Of bursts: layers, mosaics, then each burst's, named "…@beam/burst".
-///         Last the calibrated ones once more, in decibels.
+/// @return everything that the product can be opened as, in the order of its numbers: layers,
+///         magnitudes and phases of images without layers, complex samples, calibrated images,
+///         noise, incidence angles. For products of bursts: layers, mosaics, then the entries of
+///         each burst, named "…@beam/burst". The calibrated entries in decibels come last.
 std::vector<Entry> catalogue(const OpenedProduct& opened);
 
-/// @param name  of an entry, in any case, or of all polarizations of some: "SIGMA_NOUGHT".
-/// @throws loader::Error naming the product, which does not have it.
+/// @param name  of an entry, in any case; without its polarization ("SIGMA_NOUGHT") it means all
+///        polarizations.
+/// @throws loader::Error naming the product when it has no such entry.
 std::vector<Entry> entriesNamed(const OpenedProduct& opened, const std::vector<Entry>& entries,
                                 const std::string& name);
 
-/// @param names  as above; none for the product's first entry. Image files are only looked at where
-///        a name asks for more than a layer of the plug-in, whose image and pole are left out.
-/// @throws loader::Error naming what the product does not have, and as treated().
+/// @param names  as above; empty for the product's first entry. Image files are opened only if a
+///        name is not a plug-in layer; otherwise image and pole of the entries are left empty.
+/// @throws loader::Error naming the missing entry, or as treated().
 std::vector<Entry> entriesOf(const OpenedProduct& opened, const std::vector<std::string>& names,
                              const Treatment& treatment = {});
 
-/// @throws loader::Error naming an entry that has no power to be treated so.
+/// @throws loader::Error naming an entry for which the treatment makes no sense.
 Entry treated(Entry entry, const Treatment& treatment);
-/// @return the same, not in decibels.
+/// @return the same entry, not in decibels.
 Entry linear(Entry entry);
 
 /// @return the first part of the names of calibrated entries: "SIGMA_NOUGHT", ...
 std::string nameOf(Radiometry kind);
 
 /// @param name  of any entry.
-/// @return what its samples are: "sigma nought", "none: samples as the product stores them", ...
+/// @return the calibration of its samples: "sigma nought", "none: samples as the product stores
+///         them", ...
 std::string calibrationOf(const std::string& name);
 
-/// The entries that a viewer shows best: decibels of the first kind of power, of all polarizations;
-/// without any, magnitudes.
-/// @param entries  of which all can be opened.
+/// The entries that suit a viewer best: the first kind of power in decibels, in all polarizations;
+/// without power, magnitudes.
+/// @param entries  must all be openable.
 std::vector<Entry> clearest(const std::vector<Entry>& entries);
 
-/// The entries that make up the bands of the product as a whole: complex samples where the images
-/// are complex, else all layers; of bursts the mosaics of sigma nought.
+/// The entries that are the bands of the product as a whole: complex samples where the images are
+/// complex, else all layers; for bursts the mosaics of sigma nought.
 std::vector<Entry> wholeProduct(const std::vector<Entry>& entries);
 
 } // namespace product

@@ -5,7 +5,7 @@
 
 namespace product {
 
-/// What is made of an image file of the product.
+/// A raster computed from an image file of the product.
 class ImageRaster : public Raster {
 protected:
     /// @param entry  whose image can be opened.
@@ -18,7 +18,7 @@ protected:
     }
     const ImageSamples& samples() const { return samples_; }
 
-    /// Of values that are computed line by line.
+    /// Description of a raster whose values are computed line by line.
     static About aboutLines(const Entry& entry, const char* unit) {
         About about;
         about.unit = unit;

@@ -14,7 +14,7 @@ namespace {
 /// Pixel type of the words that hold an int16 pair.
 constexpr std::uint32_t packedPair = kpxmU32;
 
-/// What the image library says names the file already.
+/// The image library's messages name the file already.
 [[noreturn]] void fail(const std::string& file, const kerr::Slot& slot) {
     std::string reason = slot.get() ? slot.get()->message : "";
     for (const KERR_REPORT* cause = slot.get(); cause; cause = cause->cause.get())
@@ -23,7 +23,7 @@ constexpr std::uint32_t packedPair = kpxmU32;
     throw loader::Error(reason.find(file) == std::string::npos ? file + ": " + reason : reason);
 }
 
-/// Two layers are one complex band, or two bands that hold real and imaginary parts.
+/// Two layers are one complex band, or two bands with real and imaginary parts.
 ImageSamples::Type typeOf(std::uint32_t first, std::uint32_t second, const std::string& file) {
     if ((first == packedPair || first == kpxmS16) && second == kpxmS16)
         return ImageSamples::Type::complexInt16;

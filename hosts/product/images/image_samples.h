@@ -11,7 +11,7 @@
 
 namespace product {
 
-/// How samples are stored: each of them, or the parts of complex ones.
+/// How a sample, or each part of a complex sample, is stored.
 struct SampleForm {
     bool isComplex = false;
     bool isFloating = false;
@@ -19,8 +19,8 @@ struct SampleForm {
     bool isSigned = false;
 };
 
-/// The samples of an image file as they are stored: real, or complex in one band or two. Move-only;
-/// reads may run on many threads.
+/// The samples of an image file as stored: real, or complex in one band or two. Move-only; reads
+/// may run on many threads.
 class ImageSamples {
 public:
     enum class Type {
@@ -44,7 +44,7 @@ public:
     /// The layer that knows the file's georeferencing.
     const KIMG_LAYER* layer() const { return first_.get(); }
 
-    /// @return by how many bytes the file is too short for its image; 0 when nothing tells.
+    /// @return how many bytes the file lacks for its image; 0 when that cannot be told.
     std::uint64_t missingBytes() const;
 
     struct Window {
@@ -52,12 +52,12 @@ public:
     };
 
     /// Reads complex samples in their own type: pairs of int16, float or double, line by line.
-    /// Outside the image stands 0.
+    /// Samples outside the image are 0.
     /// @throws loader::Error naming the file and the reason.
     void readComplex(const Window& window, void* samples) const;
     /// Reads real samples as they are.
     void readReal(const Window& window, std::span<double> values) const;
-    /// Reads squared magnitudes, of real samples their squares.
+    /// Reads squared magnitudes; for real samples their squares.
     void readPower(const Window& window, std::span<double> power) const;
 
 private:

@@ -17,7 +17,7 @@ namespace {
 
 using kimg::SampleType;
 
-/// A layer of the plug-in, block by block as it is.
+/// A layer of the plug-in, unchanged.
 class LayerRaster final : public Raster {
 public:
     LayerRaster(const std::shared_ptr<const OpenedProduct>& opened, const std::string& name)
@@ -72,7 +72,7 @@ private:
     }
 };
 
-/// Magnitudes of samples, as stored or of complex ones.
+/// Magnitudes: as stored, or of complex samples.
 class MagnitudeRaster final : public ImageRaster {
 public:
     MagnitudeRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
@@ -97,7 +97,7 @@ private:
     }
 };
 
-/// Phases of complex samples, -pi to pi; 0 beyond the image and of samples that are 0.
+/// Phases of complex samples, -pi to pi; 0 beyond the image and for samples that are 0.
 class PhaseRaster final : public ImageRaster {
 public:
     PhaseRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry)
@@ -152,7 +152,7 @@ private:
     Incidence incidence_;
 };
 
-/// Values that depend on the column alone.
+/// Values that depend only on the column.
 class ColumnRaster final : public ImageRaster {
 public:
     ColumnRaster(const std::shared_ptr<const OpenedProduct>& opened, const Entry& entry,
@@ -238,7 +238,7 @@ std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
             opens.insert(entry.name);
             return false;
         } catch (const loader::Error&) {
-            return true; // the checks tell why
+            return true; // the checks say why
         }
     };
     std::erase_if(entries, missing);

@@ -12,16 +12,16 @@
 
 namespace product {
 
-/// One image of a product, read block by block: a layer of the plug-in, or what hosts make of the
-/// image files. Keeps open what it reads from. Reads may run on many threads.
+/// One image of a product, read block by block: a layer of the plug-in, or an image that the hosts
+/// compute from the image files. Keeps its product open. Reads may run on many threads.
 class Raster {
 public:
     virtual ~Raster() = default;
     Raster(const Raster&) = delete;
     Raster& operator=(const Raster&) = delete;
 
-    /// What the samples are, which decides how neighbours are averaged: magnitudes and decibels by
-    /// their power, complex samples and phases not at all.
+    /// What the samples are. This decides how they are averaged: magnitudes and decibels in power,
+    /// complex samples and phases not at all.
     enum class Quantity { magnitude, power, decibels, complexSamples, phase, value };
 
     const OpenedProduct& opened() const { return *opened_; }
@@ -38,7 +38,7 @@ public:
     std::size_t blockBytes() const {
         return sampleBytes() * about_.blockWidth * about_.blockHeight;
     }
-    /// @return where the image lies.
+    /// @return the image's place on the ground.
     /// @throws loader::Error as placeOf.
     Place findPlace() const;
 
@@ -46,7 +46,7 @@ public:
     /// @throws loader::Error naming the file or layer and the reason.
     virtual void readBlock(std::uint32_t row, std::uint32_t column, void* samples) const = 0;
 
-    /// @throws loader::Error telling window and size for a window that is empty or leaves the
+    /// @throws loader::Error naming window and image size when the window is empty or leaves the
     ///         image.
     void requireInside(const Window& window) const;
 
@@ -61,7 +61,7 @@ protected:
     };
     Raster(std::shared_ptr<const OpenedProduct> opened, About about)
         : opened_(std::move(opened)), about_(std::move(about)) {}
-    /// Of what is made of another raster, in its place.
+    /// For rasters that replace another raster.
     static std::shared_ptr<const OpenedProduct> productOf(const Raster& raster) {
         return raster.opened_;
     }
@@ -72,17 +72,17 @@ private:
     About about_;
 };
 
-/// @return what an entry of the product's catalogue shows.
-/// @throws loader::Error naming the file when what the entry stands for cannot be opened.
+/// Opens an entry of the product's catalogue.
+/// @throws loader::Error naming the file when the entry's image or tables cannot be opened.
 std::unique_ptr<Raster> openRaster(const std::shared_ptr<const OpenedProduct>& opened,
                                    const Entry& entry);
 
-/// @return the entries without those of calibration, noise and incidence that cannot be opened:
-///         their tables or models are missing or damaged.
+/// @return the entries without those of calibration, noise and incidence that cannot be opened
+///         because their tables or models are missing or damaged.
 std::vector<Entry> available(const std::shared_ptr<const OpenedProduct>& opened,
                              std::vector<Entry> entries);
 
-/// Opens what entriesOf() finds.
+/// Opens the entries that entriesOf() finds.
 /// @throws loader::Error as both.
 std::vector<std::unique_ptr<Raster>> openRasters(const std::shared_ptr<const OpenedProduct>& opened,
                                                  const std::vector<std::string>& names,

@@ -28,7 +28,7 @@ public:
         return {point.x, point.y};
     }
 
-    /// Appends the edge's points but the last.
+    /// Appends the edge's points except the last.
     void append(const KxfrPixel& from, const KxfrPixel& to, int depth, Ring& ring) const {
         const LonLat start = at(from), end = at(to);
         const bool coarse = std::abs(turnDeg(start.lonDeg, end.lonDeg)) > largestStepDeg;
@@ -54,14 +54,14 @@ double unwrap(Ring& ring) {
     return std::round((ring.back().lonDeg - ring.front().lonDeg) / 360) * 360;
 }
 
-/// Where the way from a to b meets a meridian.
+/// Where the line from a to b crosses a meridian.
 LonLat onMeridian(const LonLat& a, const LonLat& b, double lonDeg) {
     const double part = (lonDeg - a.lonDeg) / (b.lonDeg - a.lonDeg);
     return {lonDeg, a.latDeg + part * (b.latDeg - a.latDeg)};
 }
 
-/// A ring around a pole, unwrapped, becomes one that starts and ends on the antimeridian and goes
-/// back along the pole's line.
+/// Converts an unwrapped ring around a pole to one that starts and ends on the antimeridian and
+/// returns along the pole's line.
 Ring closedOverPole(Ring ring, double turn) {
     double sumLat = 0;
     for (const LonLat& point : ring)

@@ -11,7 +11,7 @@ struct LonLat {
     double lonDeg = 0, latDeg = 0;
 };
 
-/// The outline of a layer on the ground, as RFC 7946 wants it.
+/// The outline of a layer on the ground, in the form of RFC 7946.
 struct Footprint {
     /// Closed rings, counterclockwise, longitudes -180..180: one, or one on each side of the
     /// antimeridian. A ring around a pole runs along the antimeridian and the pole's line.
@@ -20,12 +20,12 @@ struct Footprint {
     std::vector<LonLat> corners;
 };
 
-/// Outer pixel edges at the scene's height, with points so dense that straight lines in longitude
-/// and latitude follow them.
-/// @return no polygons when a part of the outline has no place on the ground.
+/// The outer pixel edges at the scene's height. Points are dense enough for straight lines in
+/// longitude and latitude between them.
+/// @return no polygons when a part of the outline does not meet the ground.
 Footprint footprintOf(const Locator& locator, double width, double height);
 
-/// The polygons of a closed outline that is traversed once, its points dense.
+/// The polygons of a closed outline with dense points, traversed once.
 std::vector<std::vector<LonLat>> polygonsOf(const std::vector<LonLat>& outline);
 
 } // namespace product

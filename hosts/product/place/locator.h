@@ -9,19 +9,19 @@
 
 namespace product {
 
-/// Places between an image's pixels and the ground. Pixels count from 0 at the centre of the first
-/// one; ground points are x longitude (-180..180) and y latitude in degrees on WGS 84, heights in m
-/// above the ellipsoid. Points that have no answer become NaN. One thread at a time; more of them
-/// share the place.
+/// Converts between an image's pixels and the ground. Pixels count from 0 at the centre of the
+/// first one; ground points are x longitude (-180..180) and y latitude in degrees on WGS 84,
+/// heights in m above the ellipsoid. Points without a solution become NaN. Each thread needs a
+/// Locator of its own; several can share one Place.
 class Locator {
 public:
-    /// @throws loader::Error naming the layer when nothing says where it lies on the earth.
+    /// @throws loader::Error naming the layer when it has no georeferencing.
     Locator(const OpenedProduct& opened, const loader::Layer& layer);
-    /// @param origin  where the image's first pixel lies in the place's grid: (0, 0) but for parts
-    ///        of a larger one.
+    /// @param origin  position of the image's first pixel in the place's grid; (0, 0) unless the
+    ///        image is a part of a larger grid.
     explicit Locator(std::shared_ptr<const Place> place, KxfrPixel origin = {});
 
-    /// @return whether heights have a bearing: a sensor model, or rational functions.
+    /// @return whether heights matter, as for sensor models and rational functions.
     bool usesHeight() const { return place_->usesHeight(); }
     double sceneHeightM() const { return place_->transform->sceneHeightM(); }
     const std::string& remarks() const { return place_->remarks; }
@@ -30,8 +30,8 @@ public:
 
     /// Heights are taken from ground[i].heightM.
     void toGround(std::span<const KxfrPixel> pixels, std::span<KxfrMapPoint> ground) const;
-    /// As toGround, at the height that the elevation model has there; heightM receives it. Where
-    /// terrain folds over in the picture, one of the places that a pixel shows is found.
+    /// As toGround, at the height of the elevation model, which heightM receives. In layover, where
+    /// a pixel shows several places, it finds one of them.
     /// @throws loader::Error when the elevation model cannot be read.
     void toTerrain(std::span<const KxfrPixel> pixels, std::span<KxfrMapPoint> ground,
                    const kimg::ElevationModel& elevation) const;

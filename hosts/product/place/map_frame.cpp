@@ -72,7 +72,7 @@ MapPositions::MapPositions(const MapPositions& other)
         elevation_ = required(other.elevation_->another(slot), "", slot);
 }
 
-/// Places that the system cannot hold, told by the way back leading elsewhere, become NaN.
+/// Sets places to NaN that the system cannot represent: converting them back leads elsewhere.
 void MapPositions::toMap(const std::vector<KxfrMapPoint>& ground, Points& map) const {
     map.clear();
     for (const KxfrMapPoint& point : ground)
@@ -89,7 +89,7 @@ void MapPositions::toMap(const std::vector<KxfrMapPoint>& ground, Points& map) c
     }
 }
 
-/// A grid over the whole image, so that a pole inside is seen.
+/// Uses a grid over the whole image, so that a pole inside is found.
 std::vector<MapPoint> MapPositions::outline(double heightM) const {
     std::vector<KxfrPixel> pixels;
     for (int row = 0; row <= outlineSteps; ++row)
@@ -104,7 +104,7 @@ std::vector<MapPoint> MapPositions::outline(double heightM) const {
     return map;
 }
 
-/// The heights between which the terrain lies, as far as a grid of samples tells.
+/// Lowest and highest terrain, from a grid of samples.
 std::vector<double> MapPositions::outlineHeights() const {
     const double scene = locator_.sceneHeightM();
     if (!elevation_)
@@ -126,7 +126,7 @@ std::vector<double> MapPositions::outlineHeights() const {
     return {heights.low, heights.high};
 }
 
-/// The side of a square on the map as large as a pixel at the image's centre.
+/// The side of a map square with the area of a pixel at the image's centre.
 double MapPositions::ownStep() const {
     const double x = (width_ - 1) / 2, y = (height_ - 1) / 2, far = 0.5;
     const std::array<KxfrPixel, 4> pixels = {
@@ -203,8 +203,8 @@ void MapPositions::find(const MapFrame& frame, const Window& part,
     find(block, frame.reduction, pixels);
 }
 
-/// Over terrain every place is found on its own; at one height the image's pixels are a smooth
-/// function of the map's.
+/// Over terrain every position is computed; at a constant height image positions are a smooth
+/// function of map positions.
 void MapPositions::find(const kimg::MapBlock& block, double reduction,
                         std::vector<KxfrPixel>& pixels) const {
     pixels.resize(std::size_t{block.columns} * block.lines);

@@ -11,13 +11,13 @@
 
 namespace product {
 
-/// A map that an image is drawn on: square pixels, north up.
+/// The pixel grid of a map: square pixels, north up.
 struct MapFrame {
     std::string wkt;
     double left = 0, top = 0; ///< outer corner of the first pixel; x east or longitude
     double step = 0;          ///< size of a pixel in units of the system
     std::uint32_t width = 0, height = 0;
-    double reduction = 1; ///< pixels of the image to one of the map, along a side
+    double reduction = 1; ///< image pixels per map pixel, along a side
 
     std::array<double, 6> geoTransform() const { return {left, step, 0, top, 0, -step}; }
 };
@@ -32,7 +32,7 @@ struct MapRequest {
     std::string system;    ///< "EPSG:32633", WKT or a PROJ string
     double resolution = 0; ///< in units of the system; 0 for the image's own at its centre
     kimg::ElevationSource elevation{}; ///< without paths: the scene's height everywhere
-    bool anySize = false;              ///< maps that are never whole may be out of proportion
+    bool anySize = false; ///< no limit on the map's size, for maps that are never drawn whole
 };
 
 /// Finds the pixels of an image that the pixels of a map show. One thread at a time.
@@ -40,31 +40,32 @@ class MapPositions {
 public:
     /// @param width,height  of the image.
     /// @param origin  as Locator has it.
-    /// @throws loader::Error naming layer, system or elevation model that cannot serve.
+    /// @throws loader::Error naming the layer, system or elevation model that cannot be used.
     MapPositions(std::shared_ptr<const Place> place, std::uint32_t width, std::uint32_t height,
                  const MapRequest& request, KxfrPixel origin = {});
     /// For another thread: shares place and elevation model.
     MapPositions(const MapPositions& other);
     MapPositions& operator=(const MapPositions&) = delete;
 
-    /// @return the smallest frame that shows the whole image, its edges at multiples of the
-    ///         resolution. Geographic maps across the antimeridian go on beyond 180 degrees.
-    /// @throws loader::Error when the system does not show the image, or only out of proportion.
+    /// @return the smallest frame that shows the whole image, with edges at multiples of the
+    ///         resolution. Geographic maps across the antimeridian continue beyond 180 degrees.
+    /// @throws loader::Error when the system cannot show the image, or the map would be
+    ///         unreasonably large.
     MapFrame frameOf() const;
 
     /// @param part  of the frame.
-    /// @param pixels  receives, line by line, image positions from 0 at the centre of the first
-    ///        pixel; NaN where the map's pixel has none. Exact, or interpolated between exact ones
-    ///        to 1e-3 pixel of map or image, whichever is larger.
+    /// @param pixels  receives the image positions line by line, counted from 0 at the centre of
+    ///        the first pixel; NaN where a map pixel has none. They are exact, or interpolated
+    ///        between exact ones to 1e-3 pixel of map or image, whichever is larger.
     void find(const MapFrame& frame, const Window& part, std::vector<KxfrPixel>& pixels) const;
     /// As above for any points of the map.
-    /// @param reduction  pixels of the image from point to point, about; 1 or more.
+    /// @param reduction  approximate distance between points in image pixels, 1 or more.
     void find(const kimg::MapBlock& block, double reduction, std::vector<KxfrPixel>& pixels) const;
 
     const Locator& locator() const { return locator_; }
-    /// @return null without elevation model, or where heights have no bearing.
+    /// @return null without elevation model, or where heights do not matter.
     const kimg::ElevationModel* elevation() const { return elevation_.get(); }
-    /// @return the share of the image, 0 to 1, whose ground the elevation model covers; 1 without.
+    /// @return the share of the image, 0 to 1, that the elevation model covers; 1 without model.
     double coverage() const;
 
 private:

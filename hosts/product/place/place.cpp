@@ -12,7 +12,7 @@
 namespace product {
 namespace {
 
-/// What is known of an image before its place is.
+/// What is known about an image before it is georeferenced.
 struct Image {
     const OpenedProduct& opened;
     const std::string& layer;
@@ -34,7 +34,7 @@ void onWgs84(Place& place, const Image& image) {
         fail(image, *slot.get());
 }
 
-/// @return whether the product states a grid whose model the plug-in's record has no room for.
+/// @return whether the product states a grid that the plug-in's record cannot hold.
 bool placeByOwnModel(Place& place, const Image& image) {
     const StatedProduct& stated = image.opened.stated();
     if (!stated.hasOwnModel())
@@ -57,7 +57,7 @@ double meanHeight(const std::vector<TiePoint>& ties) {
     return sum / static_cast<double>(ties.size());
 }
 
-/// @return whether functions, or else tie points, serve.
+/// @return whether rational functions, or else tie points, can be used.
 bool placeByStatement(Place& place, const Image& image, StatedPlace stated, const char* whose) {
     const auto functions = functionsOf(stated);
     if (functions && functions->worstPixels <= functionsServePixels) {
@@ -86,7 +86,7 @@ bool placeByStatement(Place& place, const Image& image, StatedPlace stated, cons
     return true;
 }
 
-/// Where there is no model, and the image is no map.
+/// For images that have no model and are no map.
 void placeByStatements(Place& place, const Image& image) {
     try {
         if (placeByStatement(place, image,

@@ -12,7 +12,7 @@
 
 namespace product {
 
-/// What tells where an image lies, best first. Every host takes the first that there is.
+/// Sources of an image's georeferencing, best first. Every host uses the first that exists.
 enum class PlaceSource {
     model,     ///< a sensor model: exact, heights included
     map,       ///< the geotransform of an image that is a map
@@ -21,22 +21,22 @@ enum class PlaceSource {
     nothing,
 };
 
-/// Where an image lies. Constant once made; any thread may use it.
+/// An image's georeferencing. Constant once made; any thread may use it.
 struct Place {
     PlaceSource source = PlaceSource::nothing;
     KxfrXFormPtr transform;       ///< null for nothing
     KprjProjectionPtr projection; ///< of the transform's map; null when the image names none
-    std::vector<TiePoint> ties;   ///< that `ties` or `functions` stand on
+    std::vector<TiePoint> ties;   ///< the tie points used with `ties` or `functions`
     std::optional<sarm::Rpc> functions;
-    std::string remarks; ///< why it is not better, empty if nothing to tell
+    std::string remarks; ///< why no better source serves; may be empty
 
-    std::string layer; ///< for which it was found
+    std::string layer; ///< the layer it belongs to
     bool usesHeight() const { return transform && transform->sensorModel(); }
 };
 
 /// @param layer  a layer on the image's grid.
-/// @throws loader::Error naming the layer when the plug-in's texts cannot be decoded, or what
-///         tells the place is of an image of another size.
+/// @throws loader::Error naming the layer when the plug-in's texts cannot be decoded, or when the
+///         source is for an image of another size.
 Place placeOf(const OpenedProduct& opened, const loader::Layer& layer);
 
 /// As above for an image whose layer the plug-in may not be able to open.
@@ -44,8 +44,8 @@ Place placeOf(const OpenedProduct& opened, const loader::Layer& layer);
 Place placeOf(const OpenedProduct& opened, const std::string& layer, std::uint32_t width,
               std::uint32_t height);
 
-/// As above for an image that is a part of the common grid of bursts, or a whole one that no layer
-/// of the plug-in shows; nothing is thrown where there is no model, remarks tell.
+/// As above for a part of the common grid of bursts, or a whole image that no plug-in layer shows.
+/// Does not throw when there is no model: the remarks say why.
 /// @param name  of the image, for messages.
 Place placeOf(const OpenedProduct& opened, const GridPart& part, const std::string& name);
 

@@ -15,7 +15,8 @@ using kimg::GroundControlPoint;
 
 constexpr int tiesPerSide = 11;
 
-/// From the centre of the image's first pixel to the outer corner of the window's.
+/// Converts positions from the centre of the image's first pixel to the outer corner of the
+/// window's first pixel.
 std::array<double, 6> geoTransformOf(const kxfr::AffineData& affine, const Window& window) {
     const double sample = window.x - 0.5, line = window.y - 0.5;
     const auto& [x, y] = affine;
@@ -47,7 +48,7 @@ int utmZoneOf(const std::vector<GroundControlPoint>& gcps) {
     return std::clamp(static_cast<int>(std::floor((middle + 180) / 6)) + 1, 1, 60);
 }
 
-/// The EPSG code of a system in which longitudes and latitudes do not break; 0 when they are fine.
+/// The EPSG code of a system for places where longitudes and latitudes break; 0 when they do not.
 int unbrokenSystem(const std::vector<GroundControlPoint>& gcps) {
     constexpr double polarDeg = 84; // where UTM ends
     constexpr int upsNorth = 5041, upsSouth = 5042, utmNorth = 32600, utmSouth = 32700;
@@ -79,7 +80,7 @@ std::optional<sarm::Rpc> rpcOfModel(const OpenedProduct& opened, const Place& pl
         own = functionsOf(statedByProduct(opened.stated(), static_cast<std::uint32_t>(size.samples),
                                           static_cast<std::uint32_t>(size.lines)));
     } catch (const loader::Error&) {
-        // What is damaged is told by the checks.
+        // The checks report damaged statements.
     }
     if (own && sarm::measureRpc(own->rpc, model) && fits(own->rpc)) {
         remarks = "no rational functions fit the sensor model of this scene: the product's own, "

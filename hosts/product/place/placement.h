@@ -12,21 +12,20 @@ struct Window {
     std::uint32_t x = 0, y = 0, width = 0, height = 0;
 };
 
-/// Where a window of an image lies, in the terms of image files: the geotransform of a map; else
-/// GCPs, in a system in which they do not break at the antimeridian or a pole. Functions of ground
-/// positions come from publishedRpc. Nothing when nothing is known.
+/// The georeferencing of a window in the form of image files: the geotransform of a map, else GCPs,
+/// in a system without a break at the antimeridian or a pole. It is empty when nothing is known.
+/// publishedRpc gives the rational functions.
 ///
-/// A sensor model gives 11 x 11 GCPs at the height of the scene. The product's own grid would not
-/// do: it knows nothing of windows, its heights follow the terrain, which polynomials cannot, and
-/// where it differs from the model by a constant, so would the hosts' answers. Tie points that are
-/// themselves what tells the place are passed on as they stand.
-/// @param window  of the image that the place is of; one that is only a part of the place's grid
-///        (a burst of a swath) is a window like others.
+/// A sensor model gives 11 x 11 GCPs at the height of the scene. The product's own grid is not used
+/// then: it does not fit windows, its heights follow the terrain, which polynomials cannot, and
+/// where it differs from the model the hosts would disagree. If the tie points themselves are the
+/// source, they are passed on unchanged.
+/// @param window  in the place's grid; a burst in a swath's grid is a window like any other.
 /// @throws loader::Error when the system for them cannot be made.
 kimg::Georeferencing placementOf(const Place& place, const Window& window);
 
-/// GCPs in longitude and latitude taken to a system in which they do not break: UTM where they
-/// cross the antimeridian, polar stereographic (UPS) beyond 84 degrees.
+/// Converts GCPs to a system in which they do not break: UTM where they cross the antimeridian,
+/// polar stereographic (UPS) beyond 84 degrees.
 /// @param gcps  in WGS 84 longitude and latitude.
 kimg::Georeferencing withoutBreaks(std::vector<kimg::GroundControlPoint> gcps);
 
@@ -34,10 +33,10 @@ kimg::Georeferencing withoutBreaks(std::vector<kimg::GroundControlPoint> gcps);
 std::vector<kimg::GroundControlPoint> gcpsOf(const std::vector<TiePoint>& ties,
                                              const Window& window);
 
-/// The rational functions of a window: those fitted to the sensor model where they are within 0.1
-/// pixel of it; else the product's own where these are; of a place without model the ones that it
-/// stands on. Errors are stated (ERR_BIAS, ERR_RAND). None fit over a pole.
-/// @param remarks  receives why there are none, if there could have been some.
+/// The rational functions of a window: those fitted to the sensor model if they are within 0.1
+/// pixel of it; else the product's own if these are; for a place without model the functions that
+/// are its source. They state their errors (ERR_BIAS, ERR_RAND). Over a pole none fit.
+/// @param remarks  receives why there are none where some would be expected.
 RpcItems publishedRpc(const OpenedProduct& opened, const Place& place, const Window& window,
                       std::string& remarks);
 

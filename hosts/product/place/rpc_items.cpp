@@ -8,14 +8,14 @@
 namespace product {
 namespace {
 
-/// The shortest text that reads back to the same number.
+/// The shortest text that gives the same number when read back.
 std::string numberText(double value) {
     char text[32];
     const auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
     return {text, end};
 }
 
-/// Visits every number under its name, in the order of the file format.
+/// Visits every number with its name, in the order of the file format.
 template <class AnyRpc, class Visit>
 void visit(AnyRpc& rpc, const Visit& each) {
     each("ERR_BIAS", &rpc.biasErrorM, 1);

@@ -13,13 +13,13 @@ namespace product {
 /// Rational polynomials under the names of RPC00B ("LINE_OFF", ...), as texts.
 using RpcItems = std::vector<std::pair<std::string, std::string>>;
 
-/// The texts read back to the same numbers.
+/// The texts give the same numbers when read back.
 RpcItems rpcItems(const sarm::Rpc& rpc);
 
-/// @return nothing when an item is missing or no number; errors may be missing.
+/// @return nothing when an item is missing or is no number; the error items may be missing.
 std::optional<sarm::Rpc> rpcOf(const RpcItems& items);
 
-/// Coefficients that stand in the order of RPC00A, which differs from RPC00B's, put in order.
+/// Converts coefficients from the order of RPC00A to that of RPC00B.
 sarm::Rpc fromEarlierOrder(const sarm::Rpc& rpc);
 
 } // namespace product

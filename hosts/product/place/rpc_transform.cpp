@@ -34,7 +34,8 @@ public:
                                                                         : std::nullopt;
     }
 
-    /// Newton's method in longitude and latitude, with derivatives by differences.
+    /// Image to ground by Newton's method in longitude and latitude, with derivatives by
+    /// differences.
     std::optional<GroundPosition> imageToGround(const ImagePosition& image,
                                                 double heightM) const override {
         const double lonStep = 1e-6 * rpc_.lonScaleDeg, latStep = 1e-6 * rpc_.latScaleDeg;
@@ -64,7 +65,7 @@ public:
         return std::nullopt;
     }
 
-    /// Functions say nothing of the line of sight.
+    /// Rational functions do not contain the line of sight.
     std::optional<double> incidenceDeg(const ImagePosition&, double) const override {
         return std::nullopt;
     }

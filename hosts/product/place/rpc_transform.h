@@ -6,9 +6,10 @@
 
 namespace product {
 
-/// Rational functions as a transform between WGS 84 longitude, latitude, height and pixels. The
-/// way to the ground solves the same functions, so that both ways agree to 1e-7 pixel. Beyond half
-/// of their own reach outside of it, where the functions tell nothing, places have no answer.
+/// Makes a transform between WGS 84 longitude, latitude, height and pixels from rational functions.
+/// Image to ground solves the same functions, so both directions agree to 1e-7 pixel. Points
+/// farther outside the functions' range than half of that range have no solution, because the
+/// functions are meaningless there.
 /// @param width,height  of the image; @param sceneHeightM  above the ellipsoid.
 KxfrXFormPtr rpcTransform(const sarm::Rpc& rpc, int width, int height, double sceneHeightM);
 

@@ -67,8 +67,8 @@ StatedPlace statedBy(const kimg::Georeferencing& file, const std::string& name) 
     return stated;
 }
 
-/// Some products state the coefficients in the earlier order of terms; both orders agree where
-/// the terms in question are tiny, so that only a clear gain tells.
+/// Some products state the coefficients in the earlier order of terms. Both orders agree where the
+/// terms concerned are tiny, so only a clear gain decides.
 std::optional<StatedFunctions> functionsOf(const StatedPlace& stated) {
     const auto standard = rpcOf(stated.rpc);
     if (!standard)

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int tileRows = 64, tileColumns = 256;
 constexpr double accuracy = 1e-3; ///< of places between exact ones, in steps of the grid
-/// Heights of all that stands or lies on the earth's land.
+/// Limits of heights on the earth's land.
 constexpr sart::HeightRange earthHeights{-500, 9000};
 
 [[noreturn]] void fail(const kerr::Slot& slot) {
@@ -34,7 +34,7 @@ std::vector<KxfrMapPoint> nodesOf(const kimg::ElevationModel& elevation,
 std::vector<sarm::ImagePosition> netOver(const sarm::SensorModel& model) {
     constexpr int steps = 16;
     const sarm::ImageSize size = model.imageSize();
-    // Beyond the edges lies terrain that throws shadows into the image.
+    // Terrain beyond the edges can cast shadows into the image.
     const double beyond = 0.05 * size.samples + 20;
     std::vector<sarm::ImagePosition> net;
     for (int row = 0; row <= steps; ++row)
@@ -44,7 +44,7 @@ std::vector<sarm::ImagePosition> netOver(const sarm::SensorModel& model) {
     return net;
 }
 
-/// The shorter way across the image on the ground.
+/// The shorter extent of the image on the ground.
 double shorterSideM(const sarm::SensorModel& model) {
     const sarm::ImageSize size = model.imageSize();
     const sarm::ImagePosition centre = model.centre();
@@ -86,14 +86,14 @@ TerrainNodes::TerrainNodes(const kimg::ElevationModel& elevation, const sarm::Se
         fail(slot);
     lattice_ = {posts.block.left, posts.block.top, posts.block.stepX, posts.block.stepY, 1, 1};
     cover(model, earthHeights);
-    // Sensor models reach half an image beyond its first and last line: the nodes around a small
-    // image must not lie farther off.
+    // Sensor models cover half an image beyond the first and last line: nodes around a small image
+    // must not be farther away.
     constexpr double fewestCells = 16; // across the image
     const double finer = std::ceil(fewestCells * spacingM_ / shorterSideM(model));
     if (finer > 1)
         lattice_ = {posts.block.left,          posts.block.top, posts.block.stepX / finer,
                     posts.block.stepY / finer, 1,               1};
-    // Twice: the heights that are met there tell how far beyond the image's edges terrain counts.
+    // Twice, because the heights found decide how far beyond the image's edges terrain matters.
     heights_ = earthHeights;
     cover(model, heights_);
     heights_ = sampledHeights();
@@ -123,7 +123,7 @@ void TerrainNodes::cover(const sarm::SensorModel& model, const sart::HeightRange
     lattice_.top += lattice_.stepY * (std::floor(top) - spare);
     lattice_.rows = static_cast<int>(std::ceil(bottom) - std::floor(top) + 2 * spare) + 1;
     lattice_.columns = static_cast<int>(std::ceil(right) - std::floor(left) + 2 * spare) + 1;
-    // What neighbours lie apart at the middle.
+    // The distance between neighbours at the middle.
     double x[3], y[3];
     for (int i = 0; i < 3; ++i) {
         x[i] = lattice_.left + lattice_.stepX * (lattice_.columns / 2 + (i == 1));
@@ -134,7 +134,7 @@ void TerrainNodes::cover(const sarm::SensorModel& model, const sart::HeightRange
     spacingM_ = std::max(norm(point(1) - point(0)), norm(point(2) - point(0)));
 }
 
-/// From every fourth node, with room for what stands between them.
+/// From every fourth node, with a margin for the nodes between.
 sart::HeightRange TerrainNodes::sampledHeights() const {
     constexpr int every = 4, together = 256;
     const auto converter = newConverter();
@@ -178,7 +178,7 @@ std::unique_ptr<KprjGeographicConverter> TerrainNodes::newConverter() const {
     return converter;
 }
 
-/// Each tile is read once, by the thread that asks first; others wait for it.
+/// The first thread that asks for a tile reads it; others wait for it.
 TerrainNodes::Tile TerrainNodes::tileAt(const TilePlace& place, const Grid& reader) {
     std::promise<Tile> promise;
     {

@@ -15,23 +15,23 @@
 
 namespace product {
 
-/// The nodes of an elevation model under an image, in the model's own grid, so that its heights are
-/// taken as they stand, or in a finer one where its cells are large beside the image; where the
-/// model's other files have other grids, they follow this one.
-/// Shared by threads, each of which looks at it through a TerrainNodes::Grid of its own.
+/// The nodes of an elevation model under an image. They form the model's own grid, so that its
+/// heights are used unchanged, or a finer grid where the model's cells are large compared with the
+/// image. Files of the model with another grid are resampled to this one. Threads share it; each
+/// uses a TerrainNodes::Grid of its own.
 class TerrainNodes {
 public:
     /// @param model  of the image; must outlive this.
-    /// @param memory  bytes for nodes that are kept; at least a few tiles are.
-    /// @throws loader::Error when the elevation model cannot be read, has no heights there, or lies
-    ///         in a grid turned against its map.
+    /// @param memory  bytes for cached nodes; at least a few tiles are cached.
+    /// @throws loader::Error when the elevation model cannot be read, has no heights there, or has
+    ///         a grid rotated against its map.
     TerrainNodes(const kimg::ElevationModel& elevation, const sarm::SensorModel& model,
                  std::size_t memory);
 
     class Grid;
 
 private:
-    struct Lattice { ///< of the nodes: in units of the model's map
+    struct Lattice { ///< the grid of nodes, in units of the model's map
         double left = 0, top = 0, stepX = 0, stepY = 0;
         int rows = 0, columns = 0;
         kimg::MapBlock block(int row, int column, int rows, int columns, int every = 1) const;

@@ -11,8 +11,8 @@ constexpr double close = 1e-4; // m
 constexpr int mostRounds = 100;
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
-/// One point's search for the height at which the line of sight meets the terrain. The terrain's
-/// excess over the height tried is positive at `low` and negative at `high`, once they are known.
+/// Searches the height at which one point's line of sight meets the terrain. Terrain height minus
+/// trial height is positive at `low` and negative at `high`, once these are known.
 struct Search {
     std::size_t point;
     double height;
@@ -20,8 +20,8 @@ struct Search {
 
     double reach = 1;
 
-    /// The next height to try. Until the terrain is enclosed, go where it is and ever farther: that
-    /// ends, because terrain is bounded. Then halve, and cut by the secant, in turn.
+    /// The next height to try. Until the terrain is bracketed, step towards it with growing steps,
+    /// which ends because terrain is bounded. Then alternate bisection and secant steps.
     void step(double excess, int round) {
         (excess > 0 ? low : high) = height;
         (excess > 0 ? lowExcess : highExcess) = excess;

@@ -10,7 +10,7 @@
 namespace product {
 namespace {
 
-/// Beta nought of sigma nought.
+/// Beta nought computed from sigma nought.
 class BetaRaster final : public Raster {
 public:
     BetaRaster(std::unique_ptr<Raster> sigma, std::unique_ptr<const Incidence> incidence)

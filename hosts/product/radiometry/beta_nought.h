@@ -11,7 +11,7 @@
 
 namespace product {
 
-/// Beta nought of one polarization's image, linear power: of the product's own table, else sigma
+/// Beta nought of one polarization's image, linear power: from the product's own table, else sigma
 /// nought divided by the sine of the incidence angle on the ellipsoid.
 struct BetaNought {
     std::string pole; ///< "" where the product names none
@@ -21,11 +21,11 @@ struct BetaNought {
     std::optional<std::pair<double, double>> noiseDb;
 };
 
-/// @param noiseRemoved  beta nought less the noise level that the product states; what falls below
-///        0 stays negative, so that means are right.
+/// @param noiseRemoved  subtracts the noise level that the product states; power below it stays
+///        negative, which keeps averages unbiased.
 /// @return one for each image, in the product's order.
-/// @throws loader::Error naming the product when it cannot be calibrated, or its noise is not
-///         known and is to be removed.
+/// @throws loader::Error naming the product when it cannot be calibrated, or when its noise is to
+///         be removed but not known.
 std::vector<BetaNought> openBetaNought(const std::shared_ptr<const OpenedProduct>& opened,
                                        bool noiseRemoved);
 

@@ -25,7 +25,7 @@ ColumnProfile inImage(ColumnProfile profile, const ImageColumns& columns, double
                             " samples, but the image's have " + std::to_string(columns.width));
     if (profile.values.empty() || profile.step == 0)
         throw loader::Error(tableFile + ": holds no " + what + ", or none a column");
-    // Columns that no image has stay where they are, whatever whole numbers can hold.
+    // Columns beyond any image stay unchanged, so that sums cannot overflow.
     constexpr std::int64_t farthest = std::int64_t{1} << 40;
     if (profile.first > -farthest && profile.first < farthest) {
         profile.first -= columns.first;

@@ -21,7 +21,7 @@ Place modelOf(const OpenedProduct& opened, const std::string& layer) {
     return found;
 }
 
-/// What is of one kind where beta nought is 1.
+/// The power of a kind where beta nought is 1.
 double ofBeta(Radiometry kind, double incidenceDeg) {
     const double angle = incidenceDeg * constants::radiansPerDegree;
     switch (kind) {

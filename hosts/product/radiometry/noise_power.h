@@ -7,21 +7,21 @@
 
 namespace product {
 
-/// The noise level of an image in linear power. Between the table's columns it is linear in dB.
+/// The noise level of an image in linear power, interpolated between the table's columns linearly
+/// in dB.
 struct NoisePower {
     std::vector<double> levels;                ///< one a column
     Radiometry kind = Radiometry::sigmaNought; ///< of the levels
 };
 
 /// @param image  whose file can be opened.
-/// @param wanted  the kind whose levels are read where the product states them; else those of sigma
-///        nought are.
+/// @param wanted  the kind of levels to read; where the product does not state it, sigma nought.
 /// @throws loader::Error naming the product when it states no noise level for the image, or the
-///         file that is damaged.
+///         damaged file.
 NoisePower readNoisePower(const OpenedProduct& opened, const ProductImage& image,
                           Radiometry wanted);
 
-/// @return what metadata say of images without their noise.
+/// @return the metadata items of images whose noise was subtracted.
 TextItems noiseRemovedItems();
 
 } // namespace product

@@ -6,7 +6,7 @@
 namespace product {
 namespace {
 
-/// Lists may end less than a step before the image does.
+/// Lists may end less than a step before the image's end.
 ColumnProfile reaching(const ColumnProfile& profile, const ImageColumns& columns,
                        const std::string& file) {
     return inImage(profile, columns, std::abs(static_cast<double>(profile.step)) - 1, "values",

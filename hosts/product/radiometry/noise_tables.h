@@ -6,10 +6,10 @@
 namespace product {
 
 /// @param table  one of the product's.
-/// @return the noise-equivalent level of that kind in dB, for every column; without values where
-///         the product states none for it, but for sigma nought.
-/// @throws loader::Error naming the file when it is missing or damaged, or leaves columns of the
-///         image out; lists may end less than a step before the image does.
+/// @return the noise-equivalent level of that kind in dB, for every column; without values if the
+///         product does not state that kind. Sigma nought is always there.
+/// @throws loader::Error naming the file when it is missing or damaged, or does not cover all
+///         columns of the image; a list may end less than one step before the image.
 ColumnProfile readNoise(const StatedProduct& product, const NoiseTable& table,
                         const ImageColumns& columns, Radiometry kind = Radiometry::sigmaNought);
 

@@ -72,10 +72,10 @@ private:
     std::unique_ptr<const Incidence> incidence_; ///< null where no angle is needed
 };
 
-/// What is computed from each sample of another image.
+/// A raster computed sample by sample from another raster.
 class MadeRaster : public Raster {
 protected:
-    /// @param name  "" for that of the other image.
+    /// @param name  "" for the name of the other raster.
     MadeRaster(std::unique_ptr<Raster> of, const std::string& name, const char* unit,
                Quantity quantity)
         : Raster(productOf(*of), changed(aboutOf(*of), name, unit, quantity)), of_(std::move(of)) {}

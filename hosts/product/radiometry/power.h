@@ -15,20 +15,20 @@ inline float decibelsOf(float power) {
 }
 
 /// @param entry  of the kind calibrated, whose image can be opened.
-/// @return linear power by the product's tables; of kinds that it has no table for, by the
-///         incidence angle on the ellipsoid; less the noise level, where the entry says so.
-/// @throws loader::Error naming the file of what is missing or damaged.
+/// @return linear power by the product's tables. A kind without a table is converted by the
+///         incidence angle on the ellipsoid. The noise level is subtracted if the entry says so.
+/// @throws loader::Error naming the file that is missing or damaged.
 std::unique_ptr<Raster> makeCalibrated(const std::shared_ptr<const OpenedProduct>& opened,
                                        const Entry& entry);
 
-/// @param entry  that has power; whether in decibels does not matter.
-/// @return its linear power: squares of magnitudes and of complex samples. Means of decibels are
-///         those of this power.
+/// @param entry  one that has power, in decibels or not.
+/// @return its linear power, which is what averages are made of: calibrated power, or the squared
+///         magnitude of samples.
 /// @throws loader::Error as openRaster.
 std::unique_ptr<Raster> openPower(const std::shared_ptr<const OpenedProduct>& opened,
                                   const Entry& entry);
 
-/// @return the same in decibels, decibelsOf(), under a name of its own.
+/// @return the same raster in decibels (decibelsOf()), under another name.
 std::unique_ptr<Raster> inDecibels(std::unique_ptr<Raster> power, const std::string& name);
 
 } // namespace product

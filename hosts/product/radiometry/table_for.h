@@ -7,7 +7,7 @@
 
 namespace product {
 
-/// @return the first table that serves an image; null when none does.
+/// @return the first table for the image's polarization and beam; null when there is none.
 template <class Table>
 const Table* tableFor(const std::vector<Table>& tables, const ProductImage& image) {
     const auto found = std::find_if(tables.begin(), tables.end(), [&](const Table& table) {

@@ -12,7 +12,7 @@ namespace {
 /// @param place  of the number in a list; "" for a single one.
 void require(const Limits& limits, double number, const std::string& file, const std::string& path,
              const std::string& place) {
-    if (number >= limits.least && number <= limits.most) // never true for what is no number
+    if (number >= limits.least && number <= limits.most) // never true for NaN
         return;
     std::ostringstream what;
     what << file << ": " << path << place << " is ";

@@ -5,8 +5,8 @@
 
 #include <string>
 
-/// What numbers of tables can be: all beyond them are mistakes of a document, and would make images
-/// that look like others.
+/// Limits for the numbers in tables. A number beyond them is a mistake in the document, which would
+/// silently give wrong images.
 namespace product {
 
 struct Limits {
@@ -19,8 +19,8 @@ constexpr Limits offsetLimits{-1e18, 1e18, ""};
 constexpr Limits noiseLimits{-150, 100, " dB"};
 constexpr Limits incidenceLimits{0, 90, " degrees"};
 
-/// @param file  that states the number; path  where it stands in the file.
-/// @throws loader::Error naming both, and the number, when it is not finite or beyond the limits.
+/// @param file,path  where the number is stated.
+/// @throws loader::Error naming file, path and number when it is not finite or beyond the limits.
 void requireWithin(const Limits& limits, double number, const std::string& file,
                    const std::string& path);
 
@@ -28,7 +28,7 @@ void requireWithin(const Limits& limits, double number, const std::string& file,
 void requireWithin(const Limits& limits, const ColumnProfile& profile, const std::string& file,
                    const std::string& path);
 
-/// @param announced  how many values the document says that it holds.
+/// @param announced  the number of values that the document states.
 /// @throws loader::Error naming the file, the path and both counts when they differ.
 void requireCount(std::int64_t announced, std::size_t count, const std::string& file,
                   const std::string& path);

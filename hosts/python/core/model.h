@@ -8,11 +8,11 @@
 #include <memory>
 #include <string>
 
-/// Where a product's images lie on the ground. Any thread; points are computed without the
+/// The georeferencing of a product's images. Any thread may use it; points are computed without the
 /// interpreter's lock.
 class PlaceModel {
 public:
-    /// @throws loader::Error naming the product when nothing tells where it lies.
+    /// @throws loader::Error naming the product when it has no georeferencing.
     explicit PlaceModel(const std::shared_ptr<const product::OpenedProduct>& opened);
 
     const std::string& file() const { return file_; }
@@ -30,10 +30,10 @@ public:
     pybind11::array_t<double> incidence(const Numbers& sample, const Numbers& line,
                                         const Numbers& height) const;
 
-    /// @return the first line's zero-Doppler time in seconds of the day, as the model takes it, and
-    ///         the seconds from a line to the next; none without zero-Doppler times.
+    /// @return the first line's zero-Doppler time in seconds of the day, as the model uses it, and
+    ///         the seconds from one line to the next; nothing without zero-Doppler times.
     std::optional<std::pair<double, double>> lineTimes() const;
-    /// @return slant ranges in metres; none without a grid of ranges.
+    /// @return slant ranges in metres; nothing without a range grid.
     std::optional<pybind11::array_t<double>> slantRanges(const Numbers& samples) const;
 
 private:

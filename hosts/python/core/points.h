@@ -6,19 +6,19 @@
 #include <array>
 #include <utility>
 
-/// Arrays of numpy that are broadcast against each other, point by point.
+/// Numpy arrays, broadcast against each other point by point.
 namespace points {
 
 using Numbers = pybind11::array_t<double, pybind11::array::forcecast>;
 
-/// What one array has for each point of the broadcast shape.
+/// One array's number for each point of the broadcast shape.
 struct Column {
     const double* first = nullptr;
     std::size_t step = 0; ///< 0: one number for all points
     double operator[](std::size_t i) const { return first[i * step]; }
 };
 
-/// Three arrays of one shape, or numbers that hold for all points.
+/// Three arrays broadcast to one shape; a single number holds for all points.
 class Broadcast {
 public:
     /// @throws pybind11::value_error when the shapes do not fit each other.

@@ -17,7 +17,7 @@ const char* kindOf(const Entry& entry) {
     if (entry.decibels)
         return "decibels";
     if (entry.isPower() && entry.radiometry != entry.table.kind)
-        return "by angle"; // no table tells it column by column
+        return "by angle"; // no table gives it by column
     switch (entry.kind) {
     case Entry::Kind::complexSamples:
         return "complex";

@@ -9,23 +9,23 @@
 #include <memory>
 #include <string>
 
-/// What products state in tables, as arrays of numpy. Errors are loader::Error, naming the file.
+/// The products' tables as numpy arrays. Errors are loader::Error, naming the file.
 namespace tables {
 
 using Opened = std::shared_ptr<product::OpenedProduct>;
 
-/// @return a dictionary for each thing that the product can be opened as: name, description, pole,
-///         kind ("layer", "complex", "calibrated", "noise", "incidence"), width and height.
+/// @return a dictionary for each entry of the product's catalogue: name, description, pole, kind
+///         ("layer", "complex", "calibrated", "noise", "incidence"), width and height.
 pybind11::list entries(const Opened& opened);
 
-/// @return an array each of lines, samples, longitudes, latitudes, heights.
+/// @return five arrays: lines, samples, longitudes, latitudes, heights.
 pybind11::tuple tiePoints(const Opened& opened);
 
-/// @param entry  name of a calibrated one.
+/// @param entry  name of a calibrated entry.
 /// @return (offset, divisors): linear power is (sample squared + offset) / divisor of the column.
 pybind11::tuple gains(const Opened& opened, const std::string& entry);
 
-/// @param entry  name of one of noise levels.
+/// @param entry  name of a noise entry.
 /// @return noise-equivalent sigma nought in dB, for every column.
 pybind11::array_t<double> noise(const Opened& opened, const std::string& entry);
 

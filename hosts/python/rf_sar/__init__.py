@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""SAR satellite products (RADARSAT-2, RADARSAT Constellation, Capella): place, records, tables.
+"""SAR satellite products (RADARSAT-2, RADARSAT Constellation, Capella): places, records, tables.
 
     product = rf_sar.open("product.xml")
     lon, lat, height = product.model.image_to_ground(sample, line, 0.0)
     data = xarray.open_dataset("product.xml", engine="rf_sar", group="HH")
 
-Errors are rf_sar.Error, with the file and the reason. Nothing is printed: what a product makes
-doubtful is logged to logging.getLogger("rf_sar") and stands in Product.warnings.
+Errors are rf_sar.Error, with the file and the reason. Nothing is printed: warnings about a product
+are logged to logging.getLogger("rf_sar") and are in Product.warnings.
 """
 
 from ._core import Error
@@ -18,7 +18,7 @@ __all__ = ["Error", "Model", "Product", "batch", "geocode", "open", "report", "r
 
 
 def report(path, output, force=False):
-    """Writes a page about a product, HTML in one file: picture, place, tables, orbit, findings.
+    """Writes a report about a product as one HTML file: picture, place, tables, orbit, findings.
 
     :param path: the product, as open() takes it.
     :param output: the HTML file to write.

@@ -17,19 +17,19 @@ LARGEST_GROUP = 25
 
 def batch(products, verb, options=(), into=".", client=None, *, jobs=None, timeout=None,
           memory=None, force=False, rfsar=None):
-    """Makes `into/<product id>.<extension>` for every product; what is there and fits is kept.
+    """Makes `into/<product id>.<extension>` for every product; keeps results that are up to date.
 
     products: paths of products and of folders that hold products, at any depth.
     verb, options: as on the command line, such as "quicklook", ["--size", "500"].
     into: folder of results; with a client, one that all workers see under the same name.
     client: a distributed.Client; without one, the work is done here, `jobs` products at once.
-    timeout, memory: what a product may take, in seconds and MiB.
+    timeout, memory: limits for one product, in seconds and MiB.
     rfsar: the program; else the environment variable RFSAR, else the one on the PATH. All workers
         need it.
 
-    Returns the rows of batch.jsonl that belong to the products, as dictionaries: file, status
-    ("done", "kept" or "failed"), output, reason, seconds, peakMemoryMiB. A product that fails costs
-    its row only; a worker that dies costs nothing, as its products are done again.
+    Returns the rows of batch.jsonl for these products, as dictionaries: file, status ("done",
+    "kept" or "failed"), output, reason, seconds, peakMemoryMiB. A product that fails affects only
+    its own row; if a worker dies, its products are done again.
     Raises Error when the work cannot be done at all, as into a folder that is in use.
     """
     if isinstance(products, (str, os.PathLike)):

@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""Pixels through the GDAL driver, read when they are asked for.
+"""Pixels through the GDAL driver, read on demand.
 
-Datasets are open per thread and process: they are never pickled, and a forked process opens its
-own.
+Each thread and process opens datasets of its own; they are never pickled.
 """
 
 import dataclasses
@@ -72,7 +71,7 @@ def _open(name, options):
 
 @dataclasses.dataclass(frozen=True)
 class Source:
-    """An image of a product. Pickles; any thread."""
+    """An image of a product. Can be pickled; any thread may use it."""
 
     file: str  #: the product file
     layer: str  #: "COMPLEX_HH", "SIGMA_NOUGHT_HH", ...
@@ -104,7 +103,7 @@ class Source:
 
 
 def runs(places, block):
-    """Cuts sorted places into runs that are read together: gaps stay below a block.
+    """Cuts sorted indices into runs to read together, with gaps of at most a block.
 
     Yields (first, last, positions in `places`).
     """
@@ -114,7 +113,7 @@ def runs(places, block):
 
 
 def outer(source, blocks, lines, samples):
-    """Reads the outer product of two sequences of places, no blocks between them.
+    """Reads the outer product of two sequences of indices, without blocks between them.
 
     :param blocks: lines and samples of a block.
     :param lines: a range, or an array of any order; not empty. So are samples.

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Products: what they state, and where they lie."""
+"""Products: what they state, and their georeferencing."""
 
 import functools
 import json
@@ -15,12 +15,12 @@ def _open_model(path):
 
 
 class Model:
-    """Where the pixels of a product lie on the ground.
+    """Converts between the pixels of a product and the ground.
 
     Samples and lines count from (0, 0) at the centre of the first pixel; longitudes and latitudes
     are degrees on WGS 84, heights metres above its ellipsoid. Arguments are numbers or arrays of
     any shape, broadcast against each other; results are float64 arrays of the common shape, NaN
-    where there is no answer. Any number of threads may use a model; it pickles as the product's
+    where there is no solution. Any number of threads may use a model; it pickles as the product's
     path.
     """
 
@@ -32,23 +32,23 @@ class Model:
 
     @property
     def scene_height(self):
-        """Height of the scene in m, where no height is given."""
+        """Height of the scene in m, used where no height is given."""
         return self._core.scene_height
 
     @property
     def uses_height(self):
-        """Whether heights have a bearing: not with the image's own map or tie points."""
+        """Whether heights matter; with the image's own map or tie points they do not."""
         return self._core.uses_height
 
     def ground_to_image(self, lon, lat, height=None):
-        """Returns (sample, line) of points on the ground, beyond the image's edges too.
+        """Returns (sample, line) of points on the ground, also beyond the image's edges.
 
         :param height: m; None for the scene's.
         """
         return self._core.ground_to_image(lon, lat, self._height(height))
 
     def image_to_ground(self, sample, line, height=None):
-        """Returns (lon, lat, height) of places in the image at a height.
+        """Returns (lon, lat, height) of image positions at a height.
 
         :param height: m; None for the scene's.
         """
@@ -80,7 +80,7 @@ class Product:
 
     @functools.cached_property
     def info(self):
-        """What `rfsar info --json` tells, as a dictionary."""
+        """The output of `rfsar info --json`, as a dictionary."""
         return _verbs.run_json("info", self.path)
 
     @property
@@ -103,12 +103,12 @@ class Product:
 
     @property
     def footprint(self):
-        """The outline on the ground, a GeoJSON polygon; None where nothing tells."""
+        """The outline on the ground, a GeoJSON polygon; None if it is not known."""
         return self.info["footprint"]
 
     @property
     def warnings(self):
-        """Sentences on what is doubtful in the product."""
+        """Warnings about the product, each a sentence."""
         return self.info["warnings"]
 
     def check(self):
@@ -131,7 +131,7 @@ class Product:
 
     @functools.cached_property
     def model(self):
-        """Where the product lies: a Model. Raises Error where nothing tells."""
+        """The product's georeferencing, a Model. Raises Error if there is none."""
         return Model(_core.Model(self._core))
 
     @functools.cached_property

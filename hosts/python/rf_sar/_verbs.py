@@ -15,7 +15,7 @@ _one_at_a_time = threading.Lock()
 def run(verb, *arguments, progress=None, quiet=False):
     """Runs a verb and returns what it prints.
 
-    :param progress: called with the part that is done, 0.0 to 1.0; what it raises ends the work.
+    :param progress: called with the done part, 0.0 to 1.0; an exception of it ends the work.
     """
     warning = None if quiet else _log.warning
     with _one_at_a_time:
@@ -45,7 +45,7 @@ def geocode(path, output, crs, *, progress=None, **options):
     :param crs: coordinate system of the map, such as "EPSG:32633".
     :param options: those of the command line: layer="SIGMA_NOUGHT_HH", resolution=10.0 (units of
         the system), dem="dem.tif", cog=True, force=True, max_memory=256 (MiB), ...
-    :param progress: called with the part that is done, 0.0 to 1.0; what it raises ends the work.
+    :param progress: called with the done part, 0.0 to 1.0; an exception of it ends the work.
     """
     run("geocode", path, "-o", output, "--crs", crs, *_options(options), progress=progress)
 

@@ -26,7 +26,7 @@ _CHUNK_PIXELS = 1 << 20  # about
 
 
 class Pixels(BackendArray):
-    """An image of a product, not read yet. Pickles; any thread."""
+    """An image of a product, not read yet. Can be pickled; any thread may use it."""
 
     def __init__(self, source):
         self.source = source
@@ -68,14 +68,14 @@ def _day(record):
 
 
 def _times(day, seconds):
-    """Instants with every nanosecond: seconds of the day may be below 0 or above 86400."""
+    """Instants to the nanosecond; seconds of the day may be below 0 or above 86400."""
     return day + np.round(np.asarray(seconds) * 1e9).astype("timedelta64[ns]")
 
 
 def _near(start, day, seconds):
-    """Instants of seconds of some day, on the day on which they are nearest to the start.
+    """Converts seconds of day to instants, on the day that brings them nearest to the start.
 
-    A record's seconds of day do not tell their day where an acquisition crosses midnight.
+    If an acquisition crosses midnight, the day of a record's seconds of day is ambiguous.
     """
     times = _times(day, seconds)
     if start is None or times.size == 0:
@@ -94,7 +94,7 @@ class _Reader:
         return list(dict.fromkeys(entry["pole"] for entry in self._images()))
 
     def _images(self):
-        """What shows the images: complex samples where there are some, else magnitudes."""
+        """The entries of the images: complex samples if there are any, else magnitudes."""
         entries = self.product.entries
         whole = [e for e in entries if e["kind"] == "complex"]
         return whole or [e for e in entries if e["kind"] == "layer" and not e["phase"]]
@@ -173,7 +173,7 @@ class _Reader:
         return xr.Dataset({name: variable}, coordinates, {**self.attributes(pole), **facts})
 
     def _grid(self, shape):
-        """The dimensions of images, their coordinates, and what goes into the attributes."""
+        """The dimensions of images, their coordinates and their attributes."""
         lines, samples = np.arange(shape[0]), np.arange(shape[1])
         try:
             model = self.product.model._core

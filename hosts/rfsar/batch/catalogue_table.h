@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-/// The table of a catalogue of products: its columns, and rows as JSON (productRow and more:
-/// bytes, modified, checked, vanished, error).
+/// The table of a product catalogue: its columns, and its rows as JSON (the fields of productRow,
+/// and bytes, modified, checked, vanished, error).
 namespace batch {
 
 constexpr char catalogueTable[] = "products";
 
 const std::vector<kimg::Field>& catalogueFields();
-/// Those that are searched by.
+/// The columns with an index, for searching.
 const std::vector<std::string>& indexedFields();
 
 kimg::Feature featureOf(const nlohmann::ordered_json& row);

@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::array waitedFor = {SIGCHLD, SIGINT, SIGTERM, SIGHUP};
 constexpr std::uint64_t mebibyte = 1 << 20;
-/// What a process may have beyond its limit between two looks at it.
+/// Memory that a process may have above its limit between two checks.
 constexpr std::uint64_t overshootMiB = 512;
 constexpr int keptBytes = 1 << 20; ///< of what a child writes
 
@@ -201,13 +201,13 @@ private:
                 ++child;
                 continue;
             }
-            kill(-child->process, SIGKILL); // what it may have started
+            kill(-child->process, SIGKILL); // processes that it may have started
             ChildOutcome outcome;
             outcome.end = child->end;
             outcome.process = child->process;
             if (WIFEXITED(status)) {
                 outcome.status = WEXITSTATUS(status);
-                outcome.end = ChildOutcome::End::exited; // before the blow
+                outcome.end = ChildOutcome::End::exited; // before it is killed
             } else {
                 outcome.status = WTERMSIG(status);
                 if (outcome.end == ChildOutcome::End::exited)
@@ -223,7 +223,7 @@ private:
         }
     }
 
-    /// Lets children clean up for a while, then ends them.
+    /// Gives children time to clean up, then kills them.
     void endAll() {
         for (const Child& child : children_)
             kill(child.process, SIGTERM);

@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
-/// Work in child processes, so that an item that hangs, crashes or takes all memory costs nothing
-/// but itself. Children are copies of this process, whose libraries are loaded already; nothing
-/// may have started a thread here.
+/// Work in child processes, so that an item that hangs, crashes or takes all memory loses only its
+/// own result. Children are forks of this process, with the libraries already loaded. This process
+/// must not have started a thread.
 struct ChildLimits {
     double timeoutS = 0;         ///< 0: none
     std::uint64_t memoryMiB = 0; ///< resident; 0: no limit
@@ -28,15 +28,16 @@ struct ChildWork {
     std::size_t items = 0;
     std::size_t atOnce = 1;
     ChildLimits limits;
-    /// In a child. @return its exit status; what it throws is told on stderr, and the status is 1.
+    /// Runs in a child. @return its exit status. An exception is written to stderr and makes the
+    /// status 1.
     std::function<int(std::size_t item)> run;
-    /// In this process, when an item's child has ended.
+    /// Runs in this process when an item's child has ended.
     std::function<void(std::size_t item, ChildOutcome&& outcome)> ended;
 };
 
-/// Does all items, begun in order.
-/// @throws what `ended` throws; interruption::Interrupted; no child runs on.
+/// Runs all items; starts them in order.
+/// @throws what `ended` throws, or interruption::Interrupted; no child is left running.
 void runInChildren(const ChildWork& work);
 
-/// @return why a child that did not exit by itself ended: "timed out after 5 s", ...
+/// @return why a child was ended: "timed out after 5 s", ...
 std::string describe(const ChildOutcome& outcome, const ChildLimits& limits);

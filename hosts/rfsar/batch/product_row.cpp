@@ -26,7 +26,7 @@ ordered_json numberOrNull(std::optional<double> number) {
     return number ? ordered_json(*number) : ordered_json(nullptr);
 }
 
-/// By the first layer that opens; by what the product states where none does.
+/// From the first layer that opens; if none does, from what the product states.
 product::Footprint footprintOf(const product::OpenedProduct& opened) {
     for (const std::string& name : opened.layerNames()) {
         try {
@@ -34,7 +34,7 @@ product::Footprint footprintOf(const product::OpenedProduct& opened) {
             return product::footprintOf(product::Locator(opened, layer), layer.width(),
                                         layer.height());
         } catch (const loader::Error&) {
-            continue; // the image is not here, or has no place
+            continue; // the image is missing or has no georeferencing
         }
     }
     std::vector<product::LonLat> outline;

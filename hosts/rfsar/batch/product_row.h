@@ -11,9 +11,9 @@
 
 namespace batch {
 
-/// Opens a product and says what catalogues tell of it: file, format, satellite, productType,
-/// productId, start, stop, beamMode, polarizations, orbitDirection, lookSide, incidenceDeg,
-/// footprint; null where the product is silent.
+/// Opens a product and makes its catalogue row: file, format, satellite, productType, productId,
+/// start, stop, beamMode, polarizations, orbitDirection, lookSide, incidenceDeg, footprint; null
+/// for what the product does not state.
 /// @throws loader::Error when it cannot be opened.
 nlohmann::ordered_json productRow(const std::string& entry);
 
@@ -21,8 +21,8 @@ struct RowsWork {
     std::vector<product::FoundProduct> products;
     std::size_t atOnce = 1;
     ChildLimits limits;
-    /// Takes a product's row, in the order of the products: file and error where it could not be
-    /// opened. Files that turn out to be no products have none.
+    /// Receives each product's row, in the order of the products; only file and error if it could
+    /// not be opened. A file that turns out to be no product has no row.
     std::function<void(std::size_t product, nlohmann::ordered_json&& row)> take;
 };
 

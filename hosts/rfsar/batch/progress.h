@@ -7,8 +7,8 @@
 
 namespace batch {
 
-/// Progress over many products: how many, how many failed, the rate, the time that remains. A line
-/// on stderr that is drawn over, where stderr is a terminal.
+/// Shows progress over many products: how many are done, how many failed, the rate, the remaining
+/// time. It is one line on stderr, drawn again and again if stderr is a terminal.
 class Progress {
 public:
     Progress(std::string what, std::size_t total);
@@ -17,9 +17,9 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     void advance(bool failed);
-    /// One that was to be done turned out to be nothing.
+    /// Skips an item that turned out to be no product.
     void passOver();
-    /// Tells an error in a line of its own.
+    /// Prints an error on a line of its own.
     void tell(const std::string& error);
     std::size_t failures() const { return failed_; }
 

@@ -34,7 +34,7 @@ bool isRows(const fs::path& file) {
     return file.extension() == ".jsonl" && file.filename().string().starts_with("rows-");
 }
 
-/// Whether a name is an id with or without a count behind it.
+/// Whether a name is an id, with or without a count after it.
 bool isNameFor(const std::string& name, const std::string& id, const std::string& extension) {
     if (!name.starts_with(id) || !name.ends_with(extension) ||
         name.size() < id.size() + extension.size())
@@ -74,7 +74,7 @@ ResultFolder::~ResultFolder() {
         close(lock_);
 }
 
-/// File systems without locks (some that networks share) leave it to their users.
+/// On file systems without locks (some network ones) users must take care themselves.
 void ResultFolder::lock(Use use) {
     const fs::path file = path_ / ".batch.lock";
     lock_ = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
@@ -121,7 +121,7 @@ std::string ResultFolder::claim(const std::string& id, const std::string& extens
         const std::string name = id + (count > 1 ? '-' + std::to_string(count) : "") + extension;
         if (const auto owner = owners_.find(name); owner != owners_.end() && owner->second != file)
             continue;
-        // A link is there whole or not at all, on every machine that shares the folder.
+        // A link exists completely or not at all, on every machine that shares the folder.
         std::error_code fault;
         fs::create_symlink(file, claims / name, fault);
         if (!fault)

@@ -15,18 +15,18 @@ namespace batch {
 
 using Rows = std::map<std::string, Row>; ///< by product
 
-/// A folder of results: the results, `batch.jsonl` with a row for every product, and while work
-/// goes on `.batch/` with rows that are not joined yet and the names that products have taken.
+/// A folder of results. It holds the results, `batch.jsonl` with a row for every product, and
+/// during the work `.batch/` with rows not joined yet and the names that products have claimed.
 /// Several processes, on several machines, may work in one folder at a time.
 class ResultFolder {
 public:
     enum class Use {
-        alone,       ///< no other process; what killed ones have left is removed
-        afterOthers, ///< as alone, but waits for them
-        shared,      ///< beside others that share it
+        alone,       ///< no other process; removes the remains of killed ones
+        afterOthers, ///< as alone, but waits for other processes
+        shared,      ///< together with others that share it
     };
-    /// Makes the folder where it is missing, and reads its rows.
-    /// @throws loader::Error when it cannot be used, or another process is at work in it.
+    /// Makes the folder if it is missing, and reads its rows.
+    /// @throws loader::Error when it cannot be used, or another process works in it.
     ResultFolder(const std::string& path, Use use);
     ~ResultFolder();
     ResultFolder(const ResultFolder&) = delete;
@@ -37,26 +37,27 @@ public:
     std::filesystem::path rowsPath() const { return path_ / "batch.jsonl"; }
     const Rows& rows() const { return rows_; }
 
-    /// Takes a name for a product's result. The first product to ask has "<id><extension>", others
-    /// "<id>-2<extension>" and so on; a product that has a name already keeps it.
+    /// Claims a name for a product's result. The first product to ask gets "<id><extension>", the
+    /// next "<id>-2<extension>" and so on; a product that has a name already keeps it.
     std::string claim(const std::string& id, const std::string& extension,
                       const std::string& file) const;
 
-    /// Adds a row, on disk before it returns.
+    /// Adds a row and writes it to disk before returning.
     void add(Row row);
 
-    /// Says of a product's row that its result was kept; on disk too where others join rows.
+    /// Marks a product's row as kept; also on disk if other processes join the rows.
     void keep(const std::string& file);
-    /// @return whether a product's row was there before others added theirs that are not joined.
+    /// @return whether a product's row is in batch.jsonl, not among the rows added since the last
+    ///         join.
     bool isJoined(const std::string& file) const { return !added_.contains(file); }
 
-    /// Writes batch.jsonl with all rows, sorted by product, and removes what it was joined from.
-    /// @param list  a list of products that this ends, "" for all that are there.
+    /// Writes batch.jsonl with all rows, sorted by product, and removes the files that it joined.
+    /// @param list  the list of products whose work ends here; "" for all lists that are there.
     void join(const std::string& list = "");
 
 private:
     void lock(Use use);
-    /// @return the products that they are of.
+    /// @return the products of the rows.
     std::vector<std::string> readRows(const std::filesystem::path& file);
     void removeParts() const;
 

@@ -9,7 +9,7 @@
 
 namespace batch {
 
-/// What a result was made with; when any of it differs now, it is made anew.
+/// What a result was made with. If any of it has changed, the result is made again.
 struct Recipe {
     std::string verb, options, version;
     std::uint64_t productBytes = 0;
@@ -17,24 +17,24 @@ struct Recipe {
     bool operator==(const Recipe&) const = default;
 };
 
-/// What became of a product: a line of batch.jsonl.
+/// The outcome for one product: a line of batch.jsonl.
 struct Row {
     std::string file;   ///< of the product, absolute
     std::string status; ///< done, kept, failed
     std::string output; ///< file name in the folder of results; empty for none
-    std::string reason; ///< why it failed, was made anew or has another name
+    std::string reason; ///< why it failed, was made again or has another name
     double seconds = 0; ///< of the run that made the result
     std::uint64_t peakMemoryMiB = 0;
     std::string verdict;               ///< the worst of a check: ok, warn, fail
-    std::vector<std::string> warnings; ///< that were told meanwhile
+    std::vector<std::string> warnings; ///< printed by the run
     Recipe recipe;
     std::uint64_t outputBytes = 0;
 };
 
 nlohmann::ordered_json rowJson(const Row& row);
-/// @return a line without its end.
+/// @return the row as a line, without line end.
 std::string rowLine(const Row& row);
-/// @return false for what is no row, as an interrupted write leaves it.
+/// @return false for a line that is no row, for example after an interrupted write.
 bool readRow(const std::string& line, Row& row);
 
 } // namespace batch

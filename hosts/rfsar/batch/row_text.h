@@ -10,12 +10,12 @@ namespace batch {
 
 enum class RowStyle { text, csv, json, files };
 
-/// Prints rows of products to stdout, each as it comes.
+/// Prints rows of products to stdout, each when it arrives.
 class RowPrinter {
 public:
     explicit RowPrinter(RowStyle style);
     void print(const nlohmann::ordered_json& row);
-    /// After the last row.
+    /// Must be called after the last row.
     void finish() const;
 
 private:

@@ -57,8 +57,7 @@ Recipe recipeNow(const Order& order, const kfio::FileState& product) {
     return {order.verb, joined(order.options), RF_SAR_VERSION, product.size, product.modifiedNs};
 }
 
-/// @return why a result must be made; nullopt when it is as it would be now. A result that is not
-///         there for the first time needs no reason: "".
+/// @return why a result must be made; nullopt when it is up to date; "" when there was never one.
 std::optional<std::string> whyMissing(const Request& request, const ResultFolder& folder,
                                       const std::string& file, const Recipe& now) {
     const auto found = folder.rows().find(file);
@@ -139,7 +138,7 @@ Row rowOf(const Request& request, const ResultFolder& folder, const std::string&
     return row;
 }
 
-/// What a child that did not end by itself has left.
+/// Removes the leftovers of a child that was ended.
 void removePartsOf(const ResultFolder& folder, const ChildOutcome& outcome) {
     const std::string output = readReport(outcome.out).output;
     if (outcome.end == ChildOutcome::End::exited || output.empty())

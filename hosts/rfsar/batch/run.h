@@ -8,7 +8,7 @@
 
 namespace batch {
 
-/// A part of a list, from 1.
+/// One of `count` parts of a list; `number` counts from 1.
 struct Chunk {
     std::size_t number = 1, count = 1;
 };
@@ -17,7 +17,7 @@ struct Request {
     Order order;
     std::string into;                 ///< folder of results
     std::vector<std::string> entries; ///< products and folders
-    std::string list;                 ///< file of further ones, a line each; "-" for stdin
+    std::string list;                 ///< file with further ones, one per line; "-" for stdin
     std::size_t atOnce = 1;
     ChildLimits limits;
     bool force = false;
@@ -27,7 +27,7 @@ struct Request {
 /// A product whose result is to be made.
 struct Missing {
     std::size_t product;
-    std::string reason; ///< why a result that is there is made anew
+    std::string reason; ///< why an existing result is made again
     Recipe recipe;
 };
 
@@ -36,33 +36,33 @@ struct Work {
     std::vector<Missing> missing;
 };
 
-/// Finds the products of a request, and which of them lack a result. Opens none.
+/// Finds the products of a request, and which of them lack a result. Opens no product.
 /// @throws loader::Error when the list cannot be read or the folder holds another verb's results.
 Work planWork(const Request& request, const ResultFolder& folder);
 
-/// Drops files that were met in folders and are no products.
+/// Drops files that were found in folders and are no products.
 void dropForeign(Work& work, const Request& request);
 
-/// Makes results, with progress; every product gets its row.
+/// Makes the missing results and shows progress; every product gets its row.
 void makeResults(const Request& request, ResultFolder& folder, const Work& work);
 
-/// Which of the products that lack nothing get rows that say kept.
+/// Which products with a valid result get their row marked as kept.
 enum class Keep {
     all,
-    joined, ///< but those whose rows were added since the last join: they were made meanwhile
+    joined, ///< except rows added since the last join, whose results are new
 };
 void keepResults(ResultFolder& folder, const Work& work, Keep which);
 
-/// Tells how many are done, kept and failed. @return whether none failed.
+/// Prints how many are done, kept and failed. @return whether none failed.
 bool summarise(const Request& request, const ResultFolder& folder, const Work& work);
 
-/// The three ways to run: all at once, a chunk whose rows are joined later, and that.
+/// The three ways to run: all products, one chunk whose rows are joined later, and the join.
 /// @return the exit status.
 int runAll(const Request& request);
 int runChunk(const Request& request);
 int runJoin(const Request& request);
 
-/// Prints the products that lack a result, a line each.
+/// Prints the products that lack a result, one per line.
 int printMissing(const Request& request);
 
 } // namespace batch

@@ -7,7 +7,7 @@
 
 namespace batch {
 
-/// rfsar itself, with these arguments. @return the exit status.
+/// Runs rfsar itself with these arguments. @return the exit status.
 using RunCommand = std::function<int(const std::vector<std::string>& arguments)>;
 
 } // namespace batch

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A word as a shell takes it.
+/// Quotes a word for the shell.
 std::string quoted(const std::string& word) {
     std::string text = "'";
     for (const char c : word)
@@ -28,7 +28,7 @@ std::string quoted(const std::string& word) {
     return text + "'";
 }
 
-/// What Slurm fills in stands behind a percent sign.
+/// Escapes percent signs, with which Slurm marks its replacements.
 std::string escaped(std::string pattern) {
     for (std::size_t at = 0; (at = pattern.find('%', at)) != std::string::npos; at += 2)
         pattern.insert(at, 1, '%');
@@ -53,7 +53,7 @@ void writeText(const fs::path& file, const std::string& text) {
     output.commit();
 }
 
-/// Makes the first, the middle and the last of those missing. @return those that are left.
+/// Makes the first, the middle and the last of the missing results. @return the rest.
 Work makeAFew(const Request& request, ResultFolder& folder, const Work& work) {
     Work few{work.products, {}}, rest{work.products, {}};
     const std::size_t count = work.missing.size();
@@ -76,7 +76,7 @@ double secondsEach(const Request& request, const ResultFolder& folder) {
     return count > 0 ? sum / static_cast<double>(count) : 1;
 }
 
-/// The command that every task runs, up to what differs.
+/// The common part of the command that every task runs.
 std::string command(const Request& request, const fs::path& folder, const fs::path& list,
                     bool withForce) {
     std::vector<std::string> words = {fs::read_symlink("/proc/self/exe"), "-q", "batch",

@@ -10,11 +10,11 @@ struct SlurmOptions {
     std::string partition, time, memory; ///< as sbatch takes them
     std::vector<std::string> further;    ///< options of sbatch
     bool wait = false;
-    std::string script; ///< file that receives what would be submitted instead
+    std::string script; ///< write the job script to this file instead
 };
 
-/// Cuts the products that lack a result into chunks by the time that a few of them take here, and
-/// submits an array job of the chunks and a job that joins their rows.
+/// Measures a few products here, cuts the rest of the missing ones into chunks of the requested
+/// time, and submits an array job for the chunks and a job that joins their rows.
 /// @return the exit status.
 /// @throws loader::Error when the folder is in use or nothing can be submitted.
 int submit(const Request& request, const SlurmOptions& options);

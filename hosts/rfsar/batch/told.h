@@ -6,10 +6,10 @@
 
 namespace batch {
 
-/// Exit status of a child for a file that was met in a folder and is no product.
+/// Exit status of a child for a file that was found in a folder and is no product.
 constexpr int foreign = 64;
 
-/// What a child told on stderr.
+/// The messages of a child on stderr.
 struct Told {
     std::string failure;
     std::vector<std::string> warnings; ///< the first ones

@@ -42,7 +42,7 @@ std::string worstVerdict(const std::string& text) {
     return verdicts.at(static_cast<std::size_t>(worst) % verdicts.size());
 }
 
-/// Runs a command whose stdout is kept. @return the exit status.
+/// Runs a command and captures its stdout. @return the exit status.
 int runAndKeep(const RunCommand& run, const std::vector<std::string>& arguments,
                std::string& printed) {
     const int kept = memfd_create("printed", MFD_CLOEXEC);

@@ -8,11 +8,11 @@
 
 namespace batch {
 
-/// Takes away from a verb what a batch sets itself: its file, output, JSON and --force.
+/// Removes from a verb the arguments that a batch sets itself: file, output, JSON and --force.
 /// @return false for a verb that does not take one product and give one result.
 bool leaveOptionsOnly(CLI::App& verb, bool& printsResult);
 
-/// @return the options that were given, as words of a command line that means the same.
+/// @return the given options, as words of an equivalent command line.
 std::vector<std::string> givenOptions(const CLI::App& verb);
 
 } // namespace batch

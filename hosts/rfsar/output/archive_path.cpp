@@ -12,7 +12,7 @@ std::string outermostArchive(const std::string& file) {
             if (inner.starts_with('{')) // the archive's name in braces
                 inner = inner.substr(1, inner.find('}') - 1);
             inner = outermostArchive(inner);
-            // The shortest beginning that is a file is the archive.
+            // The shortest prefix that is a file is the archive.
             for (auto slash = inner.find('/', 1); slash != std::string::npos;
                  slash = inner.find('/', slash + 1))
                 if (kfio::fileState(inner.substr(0, slash)).isRegularFile)

@@ -3,5 +3,5 @@
 
 #include <string>
 
-/// @return the outermost archive that a virtual path leads into; the path itself for others.
+/// @return the outermost archive of a virtual path; any other path unchanged.
 std::string outermostArchive(const std::string& file);

@@ -9,7 +9,7 @@ BlockCache::Block BlockCache::read(const Place& place) const {
     return samples;
 }
 
-/// Whoever asks first reads; others wait for it.
+/// The first thread that asks reads the block; others wait for it.
 BlockCache::Block BlockCache::blockAt(const Place& place) {
     std::unique_lock lock(mutex_);
     if (const auto found = kept_.find(place); found != kept_.end()) {

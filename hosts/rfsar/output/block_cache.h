@@ -8,15 +8,15 @@
 #include <map>
 #include <mutex>
 
-/// Keeps the blocks of an image that were used last, so that neighbouring windows read each once.
-/// Any thread.
+/// Caches the blocks of an image that were used last, so that neighbouring windows read each block
+/// once. Any thread may use it.
 class BlockCache {
 public:
     /// @param raster  must outlive this.
     BlockCache(const product::Raster& raster, std::size_t bytes)
         : raster_(raster), room_(bytes / raster.blockBytes()) {}
 
-    /// Copies the samples of a rectangle, line by line; beyond the image its edge goes on.
+    /// Copies the samples of a rectangle, line by line; beyond the image the edge samples repeat.
     /// @throws loader::Error when a block cannot be read.
     void copy(std::int64_t x, std::int64_t y, std::uint32_t width, std::uint32_t height,
               std::byte* samples);

@@ -9,19 +9,20 @@
 #include <string>
 #include <string_view>
 
-/// Where rfsar talks: data to stdout, diagnostics to stderr; inside another program to that one.
+/// The output of rfsar: data to stdout, diagnostics to stderr; inside another program, to its
+/// listener.
 namespace console {
 
-/// Where data goes that a verb prints.
+/// The stream for data that a verb prints.
 std::ostream& out();
 
-/// What a program that runs verbs hears of them. Unset functions hear nothing.
+/// Receives the warnings and the progress of verbs that a program runs. Functions may be unset.
 struct Listener {
     std::function<void(const std::string&)> warning;
     std::function<void(double done)> progress; ///< 0 to 1, now and then; may throw to end the work
 };
 
-/// While it lives, a listener hears instead of stderr, and data goes into a stream.
+/// While it lives, diagnostics go to a listener instead of stderr, and data goes into a stream.
 class Listening {
 public:
     Listening(const Listener& listener, std::ostream& data);
@@ -35,13 +36,13 @@ void setQuiet(bool quiet);
 
 void warning(const std::string& text);
 void error(std::string_view text);
-/// What was done, where it may surprise.
+/// Reports a decision that may surprise the user.
 void note(const std::string& text);
 
 /// Prints a JSON document, indented; texts that are not valid UTF-8 are repaired.
 void printJson(const nlohmann::ordered_json& document);
 
-/// A bar on stderr for long work; nothing unless stderr is a terminal.
+/// A progress bar on stderr, shown only if stderr is a terminal.
 class Progress {
 public:
     Progress(std::string what, std::uint64_t total);

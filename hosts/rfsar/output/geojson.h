@@ -5,9 +5,9 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-/// @return the outline as a GeoJSON geometry, a Polygon or MultiPolygon; null when it is not known.
+/// @return the outline as a GeoJSON Polygon or MultiPolygon; null when it is not known.
 nlohmann::ordered_json footprintJson(const product::Footprint& footprint);
 
-/// @return west, south, east, north; west is greater than east across the antimeridian. The
-///         footprint has polygons.
+/// @param footprint  must have polygons. @return west, south, east, north; west is greater than
+///        east across the antimeridian.
 nlohmann::ordered_json boundingBox(const product::Footprint& footprint);

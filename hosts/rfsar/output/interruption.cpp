@@ -30,7 +30,7 @@ void watch() {
         return;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         if (std::signal(signal, keep) == SIG_IGN)
-            std::signal(signal, SIG_IGN); // as nohup wants it
+            std::signal(signal, SIG_IGN); // as nohup expects
     std::signal(SIGXFSZ, SIG_IGN);
 }
 

@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// SIGINT, SIGTERM and SIGHUP end long work in an orderly way, so that nothing half done is left.
+/// Lets SIGINT, SIGTERM and SIGHUP end long work in an orderly way, so that no incomplete file is
+/// left.
 namespace interruption {
 
-/// Thrown by `check`; not an error to tell.
+/// Thrown by `check`. It is no error to report.
 struct Interrupted {
     int signal;
 };
 
-/// From now on these signals are kept for `check`; files that grow too large fail to write.
+/// From now on `check` handles these signals, and a file beyond the size limit is a write error.
 void watch();
 
 bool requested();
 /// @throws Interrupted when one of the signals came.
 void check();
 
-/// While it lives, signals stay those of the program around.
+/// While it lives, the surrounding program handles the signals.
 class LeftAlone {
 public:
     LeftAlone();

@@ -55,7 +55,7 @@ private:
         std::exception_ptr failure;
     };
 
-    /// Prepares items too, as long as the one to be taken next is not there.
+    /// Also prepares items while the next item to take is not ready.
     void await(std::size_t slot) {
         std::unique_lock lock(mutex_);
         while (!slots_[slot].ready) {

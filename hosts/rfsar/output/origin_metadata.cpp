@@ -15,7 +15,7 @@ class Items {
 public:
     explicit Items(MetadataItems& items) : items_(items) {}
 
-    /// What the product states itself in its own words stays as it is.
+    /// Items that the product itself states are not replaced.
     void add(const std::string& key, const std::string& text) {
         const bool there = std::any_of(items_.begin(), items_.end(),
                                        [&](const auto& item) { return item.first == key; });
@@ -55,7 +55,7 @@ void addAcquisition(Items& items, const product::StatedProduct& stated) {
     items.add("FAR_RANGE_INCIDENCE_ANGLE", when.farIncidenceDeg);
 }
 
-/// @return the text of each band, none twice.
+/// @return the distinct texts of the bands.
 template <class Text>
 std::string joined(std::span<const kimg::TiffBand> bands, const Text& text) {
     std::vector<std::string> different;

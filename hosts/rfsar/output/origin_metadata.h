@@ -11,9 +11,9 @@
 
 using MetadataItems = std::vector<std::pair<std::string, std::string>>;
 
-/// What a file that is made of a product keeps of it, as metadata of a GeoTIFF: satellite, mode,
-/// times, identity, pass, look side, incidence, what its samples are, and the program that made it;
-/// the main ones also as the tags that every program for images shows.
-/// @param bands  what the file holds; none where its maker tells.
+/// Makes the GeoTIFF metadata that record a file's origin: satellite, mode, times, product id,
+/// pass, look side, incidence, the kind of samples, and the program that made it. The main items
+/// are also written as TIFF tags that every image program shows.
+/// @param bands  the file's bands; empty if the caller describes the samples itself.
 MetadataItems originMetadata(const product::OpenedProduct& opened,
                              std::span<const kimg::TiffBand> bands, bool noiseRemoved);

@@ -21,7 +21,7 @@ void refuseOverwriting(const std::string& name, bool force) {
                                        "the link");
         return;
     }
-    // A finished file takes the place of the old one: a device or folder must not be replaced.
+    // The finished file replaces the old one, so it must not be a device or folder.
     if (!std::filesystem::is_regular_file(status))
         throw loader::Error(name + ": is not a regular file and is not replaced");
     if (!force)

@@ -8,11 +8,12 @@
 #include <optional>
 #include <string>
 
-/// A file that appears whole or not at all, also when a signal ends the work (interruption.h):
-/// written under another name in the same folder and renamed by `commit`. The name "-" is stdout.
+/// A file that appears complete or not at all, even if a signal ends the work (interruption.h). It
+/// is written under another name in the same folder, and `commit` renames it. The name "-" is
+/// stdout.
 class OutputFile {
 public:
-    /// @throws loader::Error when the file exists and `force` is not given, or cannot be made.
+    /// @throws loader::Error when the file exists and `force` is false, or when it cannot be made.
     OutputFile(std::string name, bool force);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -30,8 +31,8 @@ private:
     std::FILE* file_ = nullptr;
 };
 
-/// @throws loader::Error when `name` exists, or is a link to nothing, and `force` is not given.
+/// @throws loader::Error when `name` exists, or is a dangling link, and `force` is false.
 void refuseOverwriting(const std::string& name, bool force);
 
-/// @throws loader::Error when `name` is a file of the product, by whatever name.
+/// @throws loader::Error when `name` leads to a file of the product.
 void refuseOwnFiles(const std::string& name, const product::StatedProduct& product);

@@ -6,7 +6,7 @@
 #include "output/interruption.h"
 #include "product/images/raster.h"
 
-/// @return how overviews of an image are made.
+/// @return the way to average an image for its overviews.
 inline kimg::TiffOverviews overviewsOf(const product::Raster& raster) {
     using Quantity = product::Raster::Quantity;
     switch (raster.quantity()) {
@@ -23,7 +23,7 @@ inline kimg::TiffOverviews overviewsOf(const product::Raster& raster) {
     return kimg::TiffOverviews::nearest;
 }
 
-/// With progress.
+/// Adds overviews and shows progress.
 inline void addOverviews(kimg::TiffWriter& writer, const product::Raster& raster) {
     console::Progress progress("making overviews", 100);
     writer.addOverviews(overviewsOf(raster), [&](double done) {

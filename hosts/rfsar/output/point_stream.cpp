@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r";
 
-/// @return whether the line holds numbers and nothing else; count tells how many, 0 to 3.
+/// @return whether the line has only numbers; `count` is how many, 0 to 3.
 bool parse(std::string_view line, PointLine& point) {
     point.count = 0;
     for (;;) {
@@ -36,7 +36,7 @@ bool parse(std::string_view line, PointLine& point) {
     }
 }
 
-/// Takes whole lines out of a text into points.
+/// Converts the complete lines of a text to points.
 class Collector {
 public:
     explicit Collector(const std::function<void(std::span<const PointLine>)>& take) : take_(take) {}

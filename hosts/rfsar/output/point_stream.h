@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// Points as lines of numbers on stdin and stdout, any number of them.
+/// Reads and writes points as lines of numbers, for any number of points.
 
 /// One line of input.
 struct PointLine {
@@ -16,11 +16,11 @@ struct PointLine {
     int count; ///< how many numbers the line holds, 2 or 3
 };
 
-/// Reads points from a file descriptor until its end and hands them over in batches, one for each
-/// piece of input that arrives, so that a partner on a pipe gets its answers at once. Numbers are
-/// parted by blanks or tabs; empty lines are skipped.
-/// @throws loader::Error naming the line when one is not two or three numbers, after the points
-///         before it were handed over, or when the input cannot be read.
+/// Reads points from a file descriptor until its end. Hands them over in batches, one for each
+/// piece of input that arrives, so that a partner on a pipe gets its answers immediately. Blanks or
+/// tabs separate the numbers; empty lines are skipped.
+/// @throws loader::Error when the input cannot be read, or naming a line that is not two or three
+///         numbers, after handing over the points before it.
 void readPoints(int descriptor, const std::function<void(std::span<const PointLine>)>& take);
 
 /// Appends a line of numbers, each in the shortest decimal text that reads back to the same double;

@@ -14,15 +14,14 @@ public:
     std::uint32_t columns() const { return columns_; }
     std::size_t tileBytes() const { return raster_.sampleBytes() * tileSize_ * tileSize_; }
 
-    /// @return how many tiles of a row are best read together, given room for so many: one when
-    ///         the image's own blocks are these tiles, else as many as there is room for, so that
-    ///         blocks are read once.
+    /// @return how many tiles of a row are best read together, at most `room`: one if the image's
+    ///         own blocks are these tiles, else as many as fit, so that each block is read once.
     std::uint32_t tilesTogether(std::size_t room) const;
 
-    /// Memory for one `read`; a thread keeps it from one to the next.
+    /// Memory for `read`; a thread reuses it from call to call.
     using Scratch = std::vector<std::byte>;
 
-    /// Reads tiles of one row, one after the other. Any thread.
+    /// Reads neighbouring tiles of one row. Any thread may call it.
     /// @param samples  room for count * tileBytes().
     void read(std::uint32_t row, std::uint32_t firstColumn, std::uint32_t count, std::byte* samples,
               Scratch& scratch) const;

@@ -75,7 +75,7 @@ struct Bilinear {
     }
 };
 
-/// Any filter, widened for maps that are coarser than the image.
+/// Any filter, widened if the map is coarser than the image.
 template <class T>
 class Filtered {
 public:
@@ -96,7 +96,7 @@ public:
     }
 
 private:
-    /// @return where the weights begin.
+    /// @return the index of the first weight.
     std::size_t weigh(double at, std::vector<double>& weights) const {
         const auto first = static_cast<std::ptrdiff_t>(std::ceil(at - radius_));
         const auto last = static_cast<std::ptrdiff_t>(std::floor(at + radius_));
@@ -116,7 +116,7 @@ private:
     std::vector<double> columns_, lines_;
 };
 
-/// Which of the map's pixels lie in the image.
+/// The map pixels that are inside the image.
 struct Inside {
     double right, bottom;
     bool operator()(const KxfrPixel& pixel) const {

@@ -8,13 +8,13 @@
 
 enum class Resampling { nearest, bilinear, cubic };
 
-/// Makes a map's samples out of an image's. Any thread; each brings its own scratch.
+/// Resamples an image to a map. Any thread may use it, each with its own scratch.
 class Resampler {
 public:
-    /// @param reduction  pixels of the image to one of the map, along a side; where it is above 1
-    ///        the filter is widened by it.
-    /// @param noData  stands where the map's pixels do not lie in the image.
-    /// @param room  bytes of the image that one call may hold at a time, about.
+    /// @param reduction  image pixels per map pixel, along a side; if above 1, the filter is
+    ///        widened by it.
+    /// @param noData  the value of map pixels outside the image.
+    /// @param room  approximate limit, in bytes, for image samples that one call holds at a time.
     Resampler(const product::Raster& raster, BlockCache& cache, Resampling method, double reduction,
               double noData, std::size_t room)
         : raster_(raster), cache_(cache), method_(method), reduction_(reduction), noData_(noData),
@@ -22,7 +22,7 @@ public:
 
     using Scratch = std::vector<std::byte>;
 
-    /// A rectangle of a map: positions in the image and the samples to fill lie alike.
+    /// A rectangle of a map: image positions, and the samples to fill in the same order.
     struct Part {
         const KxfrPixel* pixels;
         std::byte* samples;

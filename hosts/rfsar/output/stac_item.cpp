@@ -52,7 +52,7 @@ void addTimes(ordered_json& properties, const product::StatedProduct& stated) {
     properties["end_datetime"] = end;
 }
 
-/// Metres on the ground in a second, as an image in the radar's grid states its lines.
+/// Ground speed, m/s, from line spacing and line times of an image in radar geometry.
 std::optional<double> lineSpeed(const product::StatedProduct& stated, const StacPlace& place) {
     const auto spacing = stated.acquisition().lineSpacingM;
     const product::StatedTimes times = stated.times();
@@ -62,8 +62,8 @@ std::optional<double> lineSpeed(const product::StatedProduct& stated, const Stac
     return *spacing * ((*place.shape)[0] - 1) / duration;
 }
 
-/// As the product states it, or from the bandwidths of a look: c / 2B in slant range, speed over
-/// ground / B in azimuth.
+/// The stated resolution, or one computed from the bandwidth B of a look: c / 2B in slant range,
+/// ground speed / B in azimuth.
 void addResolution(ordered_json& properties, const product::StatedProduct& stated,
                    const StacPlace& place) {
     constexpr double lightMS = 299792458;
@@ -79,8 +79,8 @@ void addResolution(ordered_json& properties, const product::StatedProduct& state
     addPositive(properties, "sar:resolution_azimuth", azimuth);
 }
 
-/// What the SAR extension requires.
-/// @return the fields that are missing, or have no value that it knows, joined by commas.
+/// Checks the fields that the SAR extension requires.
+/// @return the fields that are missing or have an unknown value, joined by commas.
 std::string addSar(ordered_json& properties, const product::StatedProduct& stated,
                    const std::string& sensor, const StacPlace& place) {
     const product::Acquisition acquisition = stated.acquisition();
@@ -119,7 +119,7 @@ std::string addSar(ordered_json& properties, const product::StatedProduct& state
     return missing;
 }
 
-/// As the product's record has it; a product without one may still state the angle.
+/// From the product's record; without one, from the stated angle.
 std::optional<double> recordedIncidenceDeg(const product::OpenedProduct& opened) {
     const auto& nodes = opened.nodeNames();
     if (std::find(nodes.begin(), nodes.end(), ":SAR_Metadata") == nodes.end())
@@ -156,7 +156,7 @@ void addProjection(ordered_json& properties, const StacPlace& place) {
         properties["proj:transform"] = *place.transform;
 }
 
-/// @return the address of what lies on a server or an object store; "" for other files.
+/// @return the address of a file on a server or object store; "" for other files.
 std::string addressOf(const std::string& file) {
     if (constexpr std::string_view web = "/vsicurl/"; file.starts_with(web))
         return file.substr(web.size());
@@ -167,7 +167,7 @@ std::string addressOf(const std::string& file) {
     return "";
 }
 
-/// A file name as an IRI reference: what would mean something else in one is escaped.
+/// Converts a file name to an IRI reference; characters with a special meaning are escaped.
 std::string reference(const std::string& file, const std::filesystem::path& folder) {
     namespace fs = std::filesystem;
     constexpr std::string_view special = " \"#%<>?[\\]^`{|}";
@@ -200,7 +200,7 @@ std::string mediaType(const std::string& file) {
 }
 
 ordered_json assets(const product::ProductFacts& facts, const std::filesystem::path& folder) {
-    // A member of an archive has no address that clients know; the archive has.
+    // Clients cannot address a member of an archive, only the archive.
     if (const std::string archive = outermostArchive(facts.documents.front());
         archive != facts.documents.front())
         return {{"product",
@@ -230,7 +230,7 @@ ordered_json assets(const product::ProductFacts& facts, const std::filesystem::p
     return found;
 }
 
-/// A product, or what it states where the plug-in does not open it for want of its images.
+/// A product; only its statements if the plug-in cannot open it because images are missing.
 struct Source {
     std::shared_ptr<const product::OpenedProduct> opened; ///< null without images
     std::unique_ptr<const product::StatedProduct> statedAlone;
@@ -240,8 +240,8 @@ struct Source {
     }
 };
 
-/// @return the first image of a product that is not there and keeps the plug-in from opening it;
-///         "" when nothing of the kind is amiss.
+/// @return the first missing image that keeps the plug-in from opening the product; "" when there
+///         is none.
 std::string missingImage(const product::ProductFacts& facts) {
     const bool missing = facts.needsImages && !facts.productType.empty() && !facts.images.empty() &&
                          !kfio::fileState(facts.images.front().file).exists;
@@ -256,7 +256,7 @@ Source openUnlessImageless(const std::string& file, std::vector<std::string>& wa
             try {
                 return product::readStatedProduct(file);
             } catch (const loader::Error&) {
-                return nullptr; // what the plug-in says of it is told
+                return nullptr; // the plug-in's own report reaches the user
             }
         }();
         const std::string image = stated ? missingImage(stated->facts()) : "";

@@ -36,12 +36,12 @@ std::optional<std::array<std::uint32_t, 2>> statedShape(const product::StatedPro
         const product::ImageClaims claims = stated.imageClaims();
         if (claims.width > 0 && claims.height > 0)
             return {{claims.height, claims.width}};
-    } catch (const loader::Error&) { // an item does without
+    } catch (const loader::Error&) { // an item does not need it
     }
     return std::nullopt;
 }
 
-/// The outer points of the product's own grid, which stands in the order of its lines.
+/// The outer points of the product's own grid, which is ordered by lines.
 product::Footprint ofTiePoints(const product::StatedProduct& stated) {
     const std::vector<product::TiePoint>& ties = stated.tiePoints();
     if (ties.empty())

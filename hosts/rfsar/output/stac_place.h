@@ -7,15 +7,15 @@
 #include <array>
 #include <optional>
 
-/// Where a product's images lie, as far as a STAC item tells.
+/// A product's location, as a STAC item describes it.
 struct StacPlace {
     product::Footprint footprint;
     std::optional<std::array<std::uint32_t, 2>> shape; ///< lines, samples
-    std::optional<int> epsg;                           ///< of a map; radar grids have none
+    std::optional<int> epsg;                           ///< of a map; none for radar geometry
     std::optional<std::array<double, 6>> transform;    ///< a, b, c, d, e, f of a map
 };
 
-/// From the first layer that can be opened; where there is none, from what the product states.
+/// Takes it from the first layer that can be opened; without one, from what the product states.
 /// @param opened  null when the plug-in cannot open the product.
 /// @param warnings  receives why something is missing.
 StacPlace stacPlace(const product::OpenedProduct* opened, const product::StatedProduct& stated,

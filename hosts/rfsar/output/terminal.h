@@ -3,7 +3,7 @@
 
 namespace console {
 
-/// @return whether progress is to be shown: stderr is a terminal and nothing silences it.
+/// @return whether to show progress: stderr is a terminal and output is not quiet.
 bool showsProgress();
 
 } // namespace console

@@ -3,5 +3,5 @@
 
 #include <cstddef>
 
-/// From now on ordered work takes so many threads; for processes that share the machine.
+/// Sets the number of threads for ordered work, for processes that share the machine.
 void useThreads(std::size_t count);

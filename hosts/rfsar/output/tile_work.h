@@ -10,12 +10,12 @@
 #include <functional>
 #include <string>
 
-/// Tiles of an image, drawn on all cores and taken in order.
+/// Tiles of an image that all cores draw and one thread takes in order.
 struct TileWork {
     std::string title; ///< of the progress
     std::uint32_t width = 0, height = 0;
     std::size_t slots = 1;
-    /// Draws a tile, which may be cut off by the image's edges, in a slot.
+    /// Draws a tile in a slot. Tiles at the image's edges are smaller.
     std::function<void(const product::Window& tile, std::size_t slot)> draw;
     std::function<void(std::uint32_t row, std::uint32_t column, std::size_t slot)> take;
 };

@@ -19,8 +19,7 @@ std::vector<std::string> splitAt(const std::string& text, char mark) {
     return parts;
 }
 
-/// Detected magnitudes, or complex samples where the image is complex; for power the first that is
-/// calibrated.
+/// Detected magnitudes, or complex samples of complex images; for power the first calibrated entry.
 const Entry* entryOfPole(const std::vector<Entry>& entries, const std::string& pole, bool power) {
     const Entry* found = nullptr;
     for (const Entry& entry : entries)

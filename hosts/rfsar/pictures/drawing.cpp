@@ -18,7 +18,7 @@ bool wantsMarks(const DrawingRequest& request) {
            request.northArrow;
 }
 
-/// Where the image lies, as far as it can be told.
+/// The image's georeferencing, if it has one.
 struct Place {
     std::unique_ptr<product::Locator> locator; ///< null when nothing tells
     std::optional<GroundGrid> ground;
@@ -53,7 +53,7 @@ std::vector<float> ratioOf(std::vector<float> numbers, const std::vector<float>&
     return numbers;
 }
 
-/// Each image is read once, whatever many channels show it.
+/// Each image is read once, however many channels show it.
 template <class Arrange>
 std::vector<Grey> shades(const std::vector<Channel>& channels, std::uint32_t columns,
                          std::uint32_t rows, const Arrange& arranged) {

@@ -40,7 +40,8 @@ public:
     }
 
     void draw() {
-        // Beyond what was seen, so that lines reach the picture's corners, and a pole inside.
+        // Extended beyond the sampled range, so that lines reach the picture's corners and a pole
+        // inside.
         const Range lon{lon_.low - lonStep_, lon_.high + lonStep_};
         const Range lat{std::max(lat_.low - latStep_, -90.0), std::min(lat_.high + latStep_, 90.0)};
         for (double at = std::ceil(lon_.low / lonStep_); at * lonStep_ <= lon_.high; ++at)
@@ -56,7 +57,7 @@ private:
         double lonDeg, latDeg;
     };
 
-    /// Longitudes go on from the centre's, without a break.
+    /// Longitudes continue from the centre's without a break.
     void findRanges() {
         constexpr int steps = 32;
         const double width = overlay_.width(), height = overlay_.height();

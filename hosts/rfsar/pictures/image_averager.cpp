@@ -7,7 +7,7 @@
 
 namespace {
 
-/// @return for each of `cells`, the first of `size` places that falls into it; then `size`.
+/// @return for each of `cells` the first of `size` positions in it; then `size`.
 std::vector<std::uint32_t> boundsOf(std::uint32_t size, std::uint32_t cells) {
     std::vector<std::uint32_t> bounds(cells + 1);
     for (std::uint64_t cell = 0; cell <= cells; ++cell)
@@ -67,8 +67,7 @@ ImageAverager::ImageAverager(Kind kind, std::uint32_t width, std::uint32_t heigh
       lineStart_(boundsOf(height, outHeight_)), first_(std::size_t{outWidth_} * outHeight_),
       second_(kind == Kind::phase ? first_.size() : 0) {}
 
-/// Lines are summed up column by column as far as they fall into one row of cells, then the
-/// columns into the cells.
+/// Sums the lines of one row of cells column by column, then sums the columns into the cells.
 void ImageAverager::add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                         const std::uint16_t* samples, std::size_t stride) {
     Sums first(width), second(kind_ == Kind::phase ? width : 0);

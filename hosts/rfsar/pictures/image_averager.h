@@ -7,9 +7,9 @@
 #include <span>
 #include <vector>
 
-/// Shrinks an image that comes in pieces to a small one. Magnitudes are averaged in power, the mean
-/// that speckle asks for; phases as directions. Sums are whole numbers, so that the result does not
-/// depend on the order of the pieces. Pieces may be added on many threads at once.
+/// Shrinks an image that arrives in pieces. Magnitudes are averaged in power, as speckle requires;
+/// phases are averaged as directions. Sums are whole numbers, so the result does not depend on the
+/// order of the pieces. Many threads may add pieces at once.
 class ImageAverager {
 public:
     enum class Kind { magnitude, phase };
@@ -18,8 +18,8 @@ public:
     ImageAverager(Kind kind, std::uint32_t width, std::uint32_t height, std::uint32_t columns,
                   std::uint32_t rows);
 
-    /// Adds a rectangle of samples whose first is at (x, y). Phases are the patterns of signed
-    /// ones.
+    /// Adds a rectangle of samples whose first is at (x, y). Phases are the bit patterns of signed
+    /// samples.
     /// @param stride  samples from one line to the next.
     void add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
              const std::uint16_t* samples, std::size_t stride);

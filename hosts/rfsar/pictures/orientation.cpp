@@ -19,7 +19,7 @@ Direction directionAt(double bearing, bool reversed) {
     return {sign * std::sin(bearing), sign * std::cos(bearing)};
 }
 
-/// Where the picture's right and its bottom point to.
+/// The ground directions of the picture's right and bottom.
 struct Sides {
     Direction right, down;
 };
@@ -151,8 +151,8 @@ double northInPictureDeg(const GroundGrid& grid, const Orientation& orientation)
 
 PictureLayout layOut(double imageWidth, double imageHeight, std::uint32_t longSide,
                      const std::optional<GroundGrid>& grid, const Orientation& orientation) {
-    constexpr double mostRatio = 1000;   // of the sides of a pixel that is believed
-    constexpr double squareRatio = 1.02; // below, the file's own pixels serve as they are
+    constexpr double mostRatio = 1000;   // plausible ratio of a pixel's sides
+    constexpr double squareRatio = 1.02; // below, the file's own pixels are used unchanged
     double sampleM = grid ? grid->sampleM : 1, lineM = grid ? grid->lineM : 1;
     const double ratio = std::max(sampleM, lineM) / std::min(sampleM, lineM);
     if (!(ratio > squareRatio && ratio < mostRatio))

@@ -78,7 +78,7 @@ void Overlay::mark(std::vector<std::uint8_t>& cover, int x, int y, double part) 
     pixel = std::max(pixel, static_cast<std::uint8_t>(std::lround(255 * std::min(part, 1.0))));
 }
 
-/// Pixels are covered by how near the line their centre lies.
+/// A pixel's cover depends on the distance of its centre from the line.
 void Overlay::line(const Spot& from, const Spot& to) {
     const double reach = halfLine_ + rim + 1;
     const auto bound = [](double value, int most) {

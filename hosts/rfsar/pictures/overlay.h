@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-/// Lines and short labels over a picture: yellow with a dark rim, legible over dark and
-/// bright. Places are in pixels of the picture, (0, 0) the centre of the first.
+/// Lines and short labels over a picture, yellow with a dark rim, legible on dark and bright
+/// ground. Positions are in pixels of the picture; (0, 0) is the centre of the first.
 class Overlay {
 public:
     struct Spot {
@@ -21,18 +21,18 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
 
-    /// What lies beyond the picture is left out.
+    /// Draws a line; parts outside the picture are left out.
     void line(const Spot& from, const Spot& to);
-    /// A filled bar.
+    /// Draws a filled bar.
     void bar(const Box& box);
-    /// Lines around a box.
+    /// Draws the outline of a box.
     void frame(const Box& box);
     /// @param text  of digits, ".", "-", "+", blanks, "°" (UTF-8) and the letters B, E, N, S, W, d,
     ///        e, k, m.
     Box sizeOf(std::string_view text) const;
     void write(int left, int top, std::string_view text);
 
-    /// @param rgb  the picture, three values a pixel; is drawn over.
+    /// @param rgb  the picture to draw on, three values per pixel.
     void drawOver(std::vector<std::uint8_t>& rgb) const;
 
 private:
@@ -40,7 +40,7 @@ private:
     void dot(int left, int top, int right, int bottom);
 
     int width_, height_;
-    int scale_; ///< pixels to one of the letters' dots
+    int scale_; ///< pixels per dot of the letters
     double halfLine_;
     std::vector<std::uint8_t> ink_, rim_; ///< how much of each pixel is covered, 0..255
 };

@@ -5,6 +5,6 @@
 
 #include <string>
 
-/// @return what a file is to be, told by its extension: .png, .jpg, .jpeg, .tif or .tiff.
-/// @throws loader::Error naming the file when it has another.
+/// @return the format by the file's extension: .png, .jpg, .jpeg, .tif or .tiff.
+/// @throws loader::Error naming the file when it has another extension.
 kimg::PictureFormat pictureFormatOf(const std::string& file);

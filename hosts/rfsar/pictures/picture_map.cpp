@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The coordinate system of a picture of what lies there.
+/// The coordinate system for a picture of that place.
 std::string systemAt(const KxfrMapPoint& centre) {
     constexpr double degree = constants::radiansPerDegree, mostTurnDeg = 0.5, utmEndDeg = 84;
     char text[160];
@@ -40,7 +40,8 @@ std::string systemOf(const product::Locator& locator, const product::Raster& lay
     return systemAt(centre[0]);
 }
 
-/// Between the centres of the cells around; nearer the edge than half a cell, the cell's own.
+/// Interpolates between the centres of the surrounding cells; within half a cell of the edge, takes
+/// the cell's own value.
 float between(const std::vector<float>& cells, std::uint32_t columns, std::uint32_t rows, double x,
               double y) {
     const double left = std::floor(x), top = std::floor(y);

@@ -7,24 +7,24 @@
 #include <cstdint>
 #include <vector>
 
-/// A map in metres for a picture: UTM, or beyond its reach polar stereographic; where the grid of
-/// its zone is turned against north by more than half a degree, or near a pole, on the meridian
-/// of the scene.
+/// A map in metres for a picture: UTM, or polar stereographic beyond UTM's range. Near a pole, and
+/// where the zone's grid is rotated against north by more than half a degree, the projection is
+/// centred on the scene's meridian.
 class PictureMap {
 public:
-    /// @param longSide  pixels of the map's long side, about.
-    /// @throws loader::Error naming the layer when it has no place on a map.
+    /// @param longSide  approximate pixels of the map's long side.
+    /// @throws loader::Error naming the layer when it cannot be drawn on a map.
     PictureMap(const product::Locator& locator, const product::Raster& layer,
                std::uint32_t longSide);
 
     const product::MapFrame& frame() const { return frame_; }
 
-    /// Draws an image that was shrunk to cells, bilinearly; not-a-number where it does not lie.
+    /// Draws an image that was shrunk to cells, by bilinear interpolation; NaN outside the image.
     /// @param cells  row by row, in the image's own order.
     std::vector<float> drawn(const std::vector<float>& cells, std::uint32_t columns,
                              std::uint32_t rows) const;
 
 private:
     product::MapFrame frame_;
-    std::vector<KxfrPixel> pixels_; ///< of the image, in its cells' scale 0..1
+    std::vector<KxfrPixel> pixels_; ///< positions in the image, scaled to 0..1
 };

@@ -96,7 +96,7 @@ double GroundStep::lengthM() const {
     return std::hypot(eastM, northM);
 }
 
-/// Radii of curvature of the WGS 84 ellipsoid in the middle of the two.
+/// Radii of curvature of the WGS 84 ellipsoid, midway between the two points.
 GroundStep groundStep(const KxfrMapPoint& a, const KxfrMapPoint& b) {
     constexpr double degree = constants::radiansPerDegree;
     constexpr double semiMajorM = 6378137, eccentricitySquared = 0.00669437999014;

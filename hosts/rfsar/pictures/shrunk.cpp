@@ -15,14 +15,14 @@ namespace {
 
 using kimg::SampleType;
 
-/// A block as it was read, and where it lies.
+/// A block and its position in the image.
 struct Block {
     std::uint32_t x, y, width, height; ///< as far as it lies in the image
     const std::byte* samples;
     std::size_t stride; ///< samples from one line to the next
 };
 
-/// What is done with the blocks of an image: those of one item in one slot, on any thread.
+/// The work on an image's blocks: the blocks of one item in one slot, on any thread.
 struct BlockWork {
     std::function<void(std::uint32_t firstLine, std::uint32_t lines, std::size_t slot)> begin;
     std::function<void(const Block& block, std::size_t slot)> read;
@@ -75,7 +75,7 @@ void toPower(const std::byte* samples, std::size_t count, std::vector<float>& po
     }
 }
 
-/// The numbers that are averaged: real ones as they are, the power of complex ones.
+/// The numbers to average: real samples unchanged, the power of complex samples.
 const float* valuesOf(SampleType type, const Block& block, std::vector<float>& room) {
     const std::size_t count = block.stride * block.height;
     switch (type) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr float none = std::numeric_limits<float>::quiet_NaN();
 
-/// The numbers in which the stretch is linear; not-a-number where nothing is to be shown.
+/// Converts to the numbers in which the stretch is linear; NaN where nothing is shown.
 std::vector<float> shown(const std::vector<float>& numbers, const Tone& tone) {
     std::vector<float> made(numbers.size(), none);
     for (std::size_t i = 0; i < numbers.size(); ++i) {

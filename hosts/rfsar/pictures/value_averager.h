@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-/// Shrinks an image of real numbers that comes in bands of lines to the means of cells. What is no
-/// number does not count. Each band is summed up on its own, on any thread, and the bands are
-/// joined in order, so that the result does not depend on the threads.
+/// Shrinks an image of real numbers to the means of cells. NaN does not count. The image arrives in
+/// bands of lines. Each band is summed on its own, on any thread, and the bands are joined in
+/// order, so the result does not depend on the threads.
 class ValueAverager {
 public:
     /// @param columns, rows  cells of the result; no more than the image has.
@@ -30,11 +30,11 @@ public:
         std::vector<std::uint32_t> counts_;
     };
 
-    /// @return an empty band for so many lines from this one on.
+    /// @return an empty band of `lines` lines from `firstLine` on.
     Band band(std::uint32_t firstLine, std::uint32_t lines) const;
     void join(const Band& band);
 
-    /// @return for each cell, row by row, the mean; not-a-number where it has none.
+    /// @return the mean of each cell, row by row; NaN for a cell without values.
     std::vector<float> means() const;
 
 private:

@@ -46,7 +46,7 @@ void addVerbs(CLI::App& app, int& status) {
 
 int parse(std::vector<std::string> arguments);
 
-/// The command line, and what the verb that ran returns.
+/// The command line, and the status of the verb that ran.
 class CommandLine {
 public:
     CommandLine() : app(description, "rfsar") {
@@ -76,7 +76,7 @@ private:
     bool quiet_ = false;
 };
 
-/// @return how many letters must be put in, left out or replaced to make one text of another.
+/// @return the edit distance: letters to insert, remove or replace to turn one text into the other.
 std::size_t distance(std::string_view from, std::string_view to) {
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
@@ -91,7 +91,7 @@ std::size_t distance(std::string_view from, std::string_view to) {
     return row.back();
 }
 
-/// @return a sentence where the first word is no verb; "" for other mistakes.
+/// @return a message if the first word is no verb; "" for other mistakes.
 std::string unknownVerb(const CLI::App& app, const std::vector<std::string>& arguments) {
     const auto word = std::find_if(arguments.begin(), arguments.end(),
                                    [](const std::string& text) { return !text.starts_with('-'); });
@@ -127,7 +127,7 @@ int parse(std::vector<std::string> arguments) {
     }
 }
 
-/// A full disk or a closed pipe shows at the last byte.
+/// A full disk or a closed pipe may show only at the last byte.
 void flush() {
     errno = 0;
     if (!std::cout.flush())

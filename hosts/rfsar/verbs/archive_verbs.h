@@ -7,14 +7,14 @@
 
 #include <functional>
 
-/// The verbs for many products, as verbs.h has those for one.
+/// The verbs for many products; those for one product are in verbs.h.
 void addList(CLI::App& app, int& status);
 void addCatalogue(CLI::App& app);
 void addFind(CLI::App& app);
 
-/// Adds the verbs that do something with a product.
+/// Adds the verbs for a single product.
 using AddVerbs = std::function<void(CLI::App& app, int& status)>;
-/// @param addVerbs  those that a batch chooses from
-/// @param runCommand  rfsar itself with other arguments
+/// @param addVerbs  adds the verbs that a batch can run
+/// @param runCommand  runs rfsar itself with other arguments
 void addBatch(CLI::App& app, int& status, const AddVerbs& addVerbs,
               const batch::RunCommand& runCommand);

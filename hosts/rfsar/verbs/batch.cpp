@@ -18,7 +18,7 @@ struct BatchOptions {
     bool toSlurm = false, join = false, dryRun = false;
 };
 
-/// The verbs that a batch runs, where rfsar has them, and what their results are.
+/// The verbs that a batch can run, and the extensions of their results.
 const std::map<std::string, std::string>& extensions() {
     static const std::map<std::string, std::string> all = {
         {"check", ".json"},    {"export", ".tif"}, {"geocode", ".tif"}, {"info", ".json"},
@@ -47,7 +47,7 @@ int run(BatchOptions options) {
         return batch::printMissing(request);
     if (options.join)
         return batch::runJoin(request);
-    // Every process opens the plug-in; its children find it open.
+    // Loads the plug-in here, so that child processes find it loaded.
     loader::Plugin::instance();
     if (request.chunk)
         return batch::runChunk(request);
@@ -59,21 +59,21 @@ int run(BatchOptions options) {
 void addWhere(CLI::App& verb, BatchOptions& options) {
     batch::Request& request = options.request;
     verb.add_option("PRODUCT", request.entries, "products, and folders with products at any depth");
-    verb.add_option("--list", request.list, "file with further ones, a line each; - for stdin");
+    verb.add_option("--list", request.list, "file with further ones, one per line; - for stdin");
     verb.add_option("--into", request.into,
-                    "folder of the results, <product id>.<extension>, and of batch.jsonl, a row "
-                    "for every product")
+                    "folder for the results, <product id>.<extension>, and for batch.jsonl, with a "
+                    "row for every product")
         ->required();
     verb.add_option("-j,--jobs", request.atOnce,
-                    "products at once (default: as many as the machine runs threads; for --slurm 1 "
-                    "a task)")
+                    "products at once (default: as many as the machine has threads; with --slurm 1 "
+                    "per task)")
         ->check(CLI::Range(1, 4096));
     verb.add_option("--timeout", request.limits.timeoutS, "end a product after so many seconds")
         ->check(positiveNumber());
     verb.add_option("--memory", request.limits.memoryMiB,
                     "end a product that takes more memory, in MiB")
         ->check(positiveNumber());
-    verb.add_flag("--force", request.force, "make results anew that are there");
+    verb.add_flag("--force", request.force, "make all results again");
     verb.add_option("--extension", options.extension,
                     "of the results, where the verb chooses the format by it, such as jpg");
     verb.add_flag("--dry-run", options.dryRun, "print the products that lack a result; make none");
@@ -82,26 +82,26 @@ void addWhere(CLI::App& verb, BatchOptions& options) {
 void addEngines(CLI::App& verb, BatchOptions& options) {
     batch::SlurmOptions& slurm = options.slurm;
     verb.add_flag("--slurm", options.toSlurm,
-                  "submit as an array job to Slurm; submitted again, it does what is missing")
+                  "submit as an array job to Slurm; submit again to make what is missing")
         ->group("Slurm");
     verb.add_option("--chunk-seconds", slurm.chunkSeconds,
-                    "time that a task of the array is to take (default: 90)")
+                    "time that a task of the array should take (default: 90)")
         ->check(positiveNumber())
         ->group("Slurm");
     verb.add_option("--partition", slurm.partition, "passed to sbatch")->group("Slurm");
     verb.add_option("--time", slurm.time, "passed to sbatch")->group("Slurm");
     verb.add_option("--mem", slurm.memory, "passed to sbatch")->group("Slurm");
-    verb.add_option("--sbatch", slurm.further, "a further option of sbatch, as --sbatch=--qos=low")
+    verb.add_option("--sbatch", slurm.further, "another option for sbatch: --sbatch=--qos=low")
         ->allow_extra_args(false)
         ->group("Slurm");
     verb.add_flag("--wait", slurm.wait, "wait until all is done")->group("Slurm");
     verb.add_option("--slurm-script", slurm.script,
-                    "write the script that would submit, submit nothing")
+                    "write the script that would submit; submit nothing")
         ->group("Slurm");
     verb.add_option("--chunk", options.chunk,
-                    "i/n: do one of n parts of the list, i from 1; --join comes last")
+                    "i/n: run part i of n of the list, i from 1; run --join last")
         ->group("Other queues");
-    verb.add_flag("--join", options.join, "join the rows of parts that are done")
+    verb.add_flag("--join", options.join, "join the rows of the finished parts")
         ->group("Other queues");
 }
 
@@ -110,8 +110,8 @@ void addEngines(CLI::App& verb, BatchOptions& options) {
 void addBatch(CLI::App& app, int& status, const AddVerbs& addVerbs,
               const batch::RunCommand& runCommand) {
     auto* verb = app.add_subcommand(
-        "batch", "run a verb on many products; results that are there are kept, and a product that "
-                 "fails costs only its own");
+        "batch", "run a verb on many products; keep results that exist already, and go on when a "
+                 "product fails");
     auto options = std::make_shared<BatchOptions>();
     addWhere(*verb, *options);
     addEngines(*verb, *options);

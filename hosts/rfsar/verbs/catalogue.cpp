@@ -31,7 +31,7 @@ struct CatalogueOptions {
     double timeoutS = 0;
 };
 
-/// What the catalogue holds of a product already.
+/// What the catalogue already contains about a product.
 struct Known {
     std::int64_t id = -1, bytes = 0, modifiedNs = 0;
     bool vanished = false;
@@ -67,7 +67,7 @@ KnownProducts readKnown(const kimg::FeatureTable& table) {
     return known;
 }
 
-/// @return the worst verdict of every product that `batch check` looked at.
+/// @return the worst verdict of each product that `batch check` checked.
 std::unordered_map<std::string, std::string> readChecks(const std::string& folder) {
     std::unordered_map<std::string, std::string> verdicts;
     if (folder.empty())
@@ -124,8 +124,8 @@ private:
         return verdict == checks_.end() ? before : verdict->second;
     }
 
-    /// @return whether what the catalogue holds of a product still stands; what does not ask for
-    ///         opening it is brought up to date.
+    /// @return whether the catalogue's row is still valid. Updates the fields that do not need the
+    ///         product to be opened.
     bool keeps(const std::string& file) {
         const auto known = known_.find(file);
         if (known == known_.end())
@@ -176,7 +176,7 @@ private:
             row["modified"] = timeText(states[product].modifiedNs);
             row["modifiedNs"] = states[product].modifiedNs;
             row["vanished"] = false;
-            // A check of what the product was before says nothing of it now.
+            // A check of an earlier state says nothing about the changed product.
             if (const std::string checked = checkedNow(file, ""); !checked.empty())
                 row["checked"] = checked;
             ++opened_;
@@ -189,7 +189,7 @@ private:
         batch::readRows(work);
     }
 
-    /// Products below the folders that were not found there.
+    /// Products of the catalogue that should be below the folders but were not found.
     std::size_t markVanished() {
         std::size_t count = 0;
         for (const std::string& folder : options_.folders) {
@@ -222,19 +222,20 @@ private:
 
 void addCatalogue(CLI::App& app) {
     auto* verb = app.add_subcommand(
-        "catalogue", "write or bring up to date a GeoPackage of the products in folders; products "
-                     "that have not changed are not opened, those gone are marked");
+        "catalogue", "write or update a GeoPackage of the products in folders; unchanged products "
+                     "are not opened, vanished ones are marked");
     auto options = std::make_shared<CatalogueOptions>();
     verb->add_option("FOLDER", options->folders, "folders with products at any depth")->required();
     verb->add_option("-o,--output", options->output, "GeoPackage, such as catalogue.gpkg")
         ->required();
-    verb->add_option("--checks", options->checks,
-                     "folder of results of rfsar batch check, for the state of the last check");
+    verb->add_option(
+        "--checks", options->checks,
+        "folder with the results of rfsar batch check, for the verdict of the last check");
     verb->add_flag("--force", options->force, "open unchanged products too");
     verb->add_option("-j,--jobs", options->atOnce,
-                     "products at once (default: as many as the machine runs threads)")
+                     "products at once (default: as many as the machine has threads)")
         ->check(CLI::Range(1, 4096));
-    verb->add_option("--timeout", options->timeoutS, "give a product up after so many seconds")
+    verb->add_option("--timeout", options->timeoutS, "give up a product after so many seconds")
         ->check(positiveNumber());
     verb->footer("Examples:\n  rfsar catalogue /archive -o catalogue.gpkg\n"
                  "  rfsar find catalogue.gpkg --bbox 10,47,12,49 --time 2026-01/..");

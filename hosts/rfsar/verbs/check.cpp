@@ -53,8 +53,8 @@ std::vector<product::Finding> readAll(const product::OpenedProduct& opened) {
 
 void addCheck(CLI::App& app, int& status) {
     auto* verb =
-        app.add_subcommand("check", "look for what is wrong with a product; exit status 1 when "
-                                    "anything fails");
+        app.add_subcommand("check", "check a product for errors and contradictions; exit status 1 "
+                                    "when a check fails");
     verb->footer("Examples:\n"
                  "  rfsar check product.xml\n"
                  "  rfsar check product.zip --read --json");

@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 
 constexpr char driver[] = "RF_SAR";
 
-/// The beginning of a `product.xml`: what a driver sees before it decides.
+/// The beginning of a `product.xml`, by which a driver identifies it.
 struct Sample {
     const char* family;
     const char* content;
@@ -32,7 +32,7 @@ constexpr Sample samples[] = {
                                "<productId></productId>\n</product>\n"},
 };
 
-/// The geoids that --dem-heights knows by name, and what keeps PROJ from using them.
+/// The geoids that --dem-heights knows by name, and why PROJ cannot use them.
 ordered_json geoids() {
     ordered_json list = ordered_json::array();
     for (const KprjGeoid& geoid : kprj_Geoids()) {

@@ -13,7 +13,7 @@ inline void addElevation(CLI::App& verb, kimg::ElevationSource& source) {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     verb.add_option("--dem-heights", source.heights,
-                    "from what its heights count: auto (as the file says), ellipsoid, egm96, "
+                    "reference of its heights: auto (as the file states), ellipsoid, egm96, "
                     "egm2008, or a FILE of geoid heights")
         ->capture_default_str();
 }

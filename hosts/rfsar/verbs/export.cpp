@@ -19,20 +19,18 @@ namespace {
 
 using kimg::TiffWriter;
 
-constexpr char description[] = "write layers as a GeoTIFF, with their place on the ground";
+constexpr char description[] = "write layers as a georeferenced GeoTIFF";
 constexpr char footer[] =
-    "Beside the layers, --layer takes what info lists as \"export also\": calibrated power\n"
+    "--layer takes a layer, or a name that info lists as \"export also\": calibrated power\n"
     "(SIGMA_NOUGHT_HH, in decibels SIGMA_NOUGHT_DB_HH, ...), complex samples, noise levels,\n"
-    "incidence angles; without the polarization (SIGMA_NOUGHT) those of all. Several layers "
-    "become\n"
-    "bands of one file; they must be of one size and type. Images in the radar's grid carry tie\n"
-    "points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational functions\n"
-    "(RPC) with their error; maps carry their geotransform.\n"
+    "incidence angles. A name without polarization (SIGMA_NOUGHT) means all polarizations.\n"
+    "Several layers become bands of one file; they must have one size and type. Images in radar\n"
+    "geometry get tie points (GCPs) and, where they fit the sensor model to 0.1 pixel, rational\n"
+    "functions (RPC) with their error; maps get their geotransform.\n"
     "\n"
-    "Calibrated power is (sample^2 + offset) / gain of detected samples, |sample|^2 / gain^2 of\n"
-    "complex ones, with the gain of the sample's column, or |sample|^2 * scale^2 where the "
-    "product\n"
-    "states a scale factor.\n"
+    "Calibrated power is (sample^2 + offset) / gain for detected samples and |sample|^2 / gain^2\n"
+    "for complex ones, with the gain of the sample's column. Where the product states a scale\n"
+    "factor, it is |sample|^2 * scale^2.\n"
     "\n"
     "Examples:\n"
     "  rfsar export product.xml -o image.tif --overviews\n"
@@ -52,7 +50,7 @@ struct ExportOptions {
 
 using Rasters = std::vector<std::unique_ptr<product::Raster>>;
 
-/// Bands of one file have one size and type.
+/// Bands of one file must have one size and type.
 void requireEqual(const Rasters& rasters) {
     const auto describe = [](const product::Raster& raster) {
         const auto what = raster.quantity();
@@ -83,7 +81,7 @@ product::Window windowOf(const ExportOptions& options, const product::Raster& ra
     return window;
 }
 
-/// Where the file's pixels lie, and what is to be told of it.
+/// The file's georeferencing, and remarks on it for the user.
 struct Placed {
     kimg::Georeferencing place;
     std::vector<std::string> remarks;
@@ -117,7 +115,7 @@ kimg::TiffLayout layoutOf(const ExportOptions& options, const Rasters& rasters,
 }
 
 /// Reads and converts on all cores while tiles are written in order.
-/// @param writer  asked for at the first tile, when others are being read already.
+/// @param writer  called at the first tile, while others are being read already.
 void copyBand(const RasterTiles& tiles, const std::string& name, std::uint32_t band,
               std::size_t memory, const std::function<TiffWriter&()>& writer) {
     const std::size_t roomInTiles = memory / tiles.tileBytes();
@@ -156,7 +154,7 @@ void exportLayers(const ExportOptions& options) {
     refuseOwnFiles(options.output, rasters.front()->opened().stated());
     requireEqual(rasters);
     const product::Window window = windowOf(options, *rasters.front());
-    // Where it lies is computed while the first tiles are read.
+    // The georeferencing is computed while the first tiles are read.
     auto placed =
         std::async(std::launch::async, [&] { return placeWindow(*rasters.front(), window); });
     const std::size_t memory = options.maxMemoryMiB << 20;
@@ -205,8 +203,8 @@ void addExport(CLI::App& app) {
     verb->add_flag(
         "--overviews", options->overviews,
         "add reduced images: magnitudes and decibels averaged in power, phases and complex "
-        "samples picked");
-    verb->add_option("--max-memory", options->maxMemoryMiB, "MiB for pixels under way")
+        "samples by nearest neighbour");
+    verb->add_option("--max-memory", options->maxMemoryMiB, "memory for pixels, in MiB")
         ->check(CLI::Range(16U, 1U << 20))
         ->capture_default_str();
     verb->add_flag("--force", options->force, "replace an existing file");

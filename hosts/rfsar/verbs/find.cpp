@@ -20,7 +20,7 @@ struct FindOptions {
     bool all = false, json = false, list = false;
 };
 
-/// @return a condition that any of the values stands in the column, whatever their case.
+/// @return a condition that the column has one of the values, compared without case.
 std::string anyOf(const std::string& column, const std::vector<std::string>& values) {
     std::string list;
     for (const std::string& value : values)
@@ -28,8 +28,8 @@ std::string anyOf(const std::string& column, const std::vector<std::string>& val
     return values.empty() ? "" : column + " COLLATE NOCASE IN (" + list + ")";
 }
 
-/// Times of the table are texts of one shape, so that the order of texts is that of times; the
-/// beginning of one stands for the whole day, month or year.
+/// Times in the table are texts of one form, so text order is time order. The beginning of a time
+/// stands for the whole day, month or year.
 std::string timeCondition(const std::string& range) {
     static const std::regex one(R"(\d{4}(-\d\d(-\d\d(T\d\d(:\d\d(:\d\d(\.\d+)?)?)?)?)?)?Z?)");
     const std::size_t slash = range.find('/');
@@ -105,14 +105,15 @@ void addFind(CLI::App& app) {
     auto options = std::make_shared<FindOptions>();
     verb->add_option("CATALOGUE", options->catalogue, "GeoPackage that rfsar catalogue wrote")
         ->required();
-    verb->add_option("--bbox", options->box,
-                     "W,S,E,N in degrees that the footprint meets; W > E crosses the antimeridian")
+    verb->add_option(
+            "--bbox", options->box,
+            "W,S,E,N in degrees: footprints that overlap it; W > E crosses the antimeridian")
         ->delimiter(',')
         ->expected(4)
         ->check(finiteNumber());
     verb->add_option("--time", options->time,
-                     "START/END that the acquisition meets, such as 2026-01/2026-03-31; .. leaves "
-                     "an end open");
+                     "START/END: acquisitions that overlap it, such as 2026-01/2026-03-31; .. "
+                     "leaves an end open");
     const auto choice = [&](const char* name, std::vector<std::string>& values, const char* what) {
         verb->add_option(name, values, what)->delimiter(',');
     };
@@ -121,9 +122,9 @@ void addFind(CLI::App& app) {
     choice("--type", options->types, "product type, any of these");
     choice("--pass", options->passes, "ascending or descending");
     choice("--look", options->sides, "left or right");
-    verb->add_flag("--all", options->all, "vanished and damaged products too");
+    verb->add_flag("--all", options->all, "include vanished and damaged products");
     auto* json = verb->add_flag("--json", options->json, "print JSON");
-    verb->add_flag("--list", options->list, "print the products' files alone")->excludes(json);
+    verb->add_flag("--list", options->list, "print only the products' files")->excludes(json);
     verb->footer("Examples:\n"
                  "  rfsar find catalogue.gpkg --bbox 10,47,12,49 --time 2026-01/..\n"
                  "  rfsar find catalogue.gpkg --pass ascending --list | rfsar batch stac --list - "

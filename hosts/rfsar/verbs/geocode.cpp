@@ -26,15 +26,14 @@ using kimg::TiffWriter;
 
 constexpr char description[] = "write layers as a map in any coordinate system (GeoTIFF)";
 constexpr char footer[] =
-    "Heights come from --dem, which may be given several times, as a file, a folder or a virtual\n"
-    "mosaic (VRT); without one, the height that the product states for its scene. They count from\n"
-    "what the model's file says; where it says nothing, --dem-heights tells: ellipsoid, egm96\n"
-    "(SRTM), egm2008 (Copernicus), or a file of geoid heights (GTX, GeoTIFF). Phases cannot be "
-    "averaged: they take the nearest.\n"
-    "Decibels are averaged in power, and the logarithm is taken last. Several layers become bands\n"
-    "of one file; they must be of one size and type. Outside the image stands 0, in phases "
-    "-32768,\n"
-    "in calibrated layers not-a-number.\n"
+    "Heights come from --dem: a file, a folder or a virtual mosaic (VRT); it may be repeated.\n"
+    "Without it, the height that the product states for its scene is used everywhere. The model's\n"
+    "file states the reference of its heights; --dem-heights overrides it: ellipsoid, egm96\n"
+    "(SRTM), egm2008 (Copernicus), or a file of geoid heights (GTX, GeoTIFF).\n"
+    "\n"
+    "Phases cannot be averaged: each pixel takes the nearest sample. Decibels are averaged in\n"
+    "power. Several layers become bands of one file; they must have one size and type. Outside\n"
+    "the image the value is 0, in phases -32768, in calibrated layers not-a-number.\n"
     "\n"
     "Examples:\n"
     "  rfsar geocode product.xml --crs EPSG:32632 -o map.tif\n"
@@ -54,7 +53,7 @@ struct GeocodeVerb {
     bool force = false;
 };
 
-/// What is drawn: neighbours of decibels are averaged in power.
+/// The raster to draw: decibels are drawn as power, so that neighbours are averaged in power.
 struct Band {
     Band(const std::shared_ptr<const product::OpenedProduct>& opened, const product::Entry& entry)
         : inDecibels(entry.decibels), name(entry.name),
@@ -194,7 +193,7 @@ void optimize(const std::string& from, const std::string& output, const product:
     interruption::check();
 }
 
-/// What the elevation model is taken for, and how much of the image it covers.
+/// Reports how the elevation model's heights are taken, and how much of the image it covers.
 void tellElevation(const product::MapPositions& positions, bool required) {
     if (!positions.elevation())
         return;
@@ -274,7 +273,7 @@ void addGeocode(CLI::App& app) {
         ->required();
     command
         ->add_option("--resolution", verb->request.resolution,
-                     "size of a pixel in units of the system (default: as at the image's centre)")
+                     "pixel size in units of the system (default: as at the image's centre)")
         ->check(positiveNumber());
     addElevation(*command, verb->request.elevation);
     command->add_flag("--require-dem", verb->requireCoverage,
@@ -289,7 +288,7 @@ void addGeocode(CLI::App& app) {
         ->type_name("METHOD");
     command->add_flag("--cog", verb->cloudOptimized,
                       "write a cloud optimized GeoTIFF, with overviews");
-    command->add_option("--max-memory", verb->maxMemoryMiB, "MiB for pixels under way")
+    command->add_option("--max-memory", verb->maxMemoryMiB, "memory for pixels, in MiB")
         ->check(CLI::Range(16U, 1U << 20))
         ->capture_default_str();
     command->add_flag("--force", verb->force, "replace an existing file");

@@ -7,8 +7,8 @@
 #include <set>
 #include <sstream>
 
-/// What --help prints: description, a line "Usage:", sections of two columns, footer. CLI11 words
-/// and breaks its own text differently from version to version; tools/make_man.py reads this one.
+/// The text of --help: description, a line "Usage:", sections of two columns, footer. CLI11's own
+/// text differs from version to version; tools/make_man.py reads this one.
 class HelpText : public CLI::FormatterBase {
 public:
     std::string make_help(const CLI::App* app, std::string name,
@@ -64,7 +64,7 @@ private:
         return positional.get_required() ? text : '[' + text + ']';
     }
 
-    /// What follows the name: type, default, how many, and which options it cannot stand beside.
+    /// The text after an option's name: type, default, number of values, and excluded options.
     static std::string argumentOf(const CLI::Option& option) {
         std::string text;
         if (option.get_type_size() != 0) {

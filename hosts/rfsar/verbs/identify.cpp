@@ -10,7 +10,7 @@
 
 namespace {
 
-/// @return the row; -1 with the reason for anything that is no product.
+/// @return the format's row; -1 with the reason for a file that is no product.
 int identifyEntry(const loader::Plugin& plugin, const std::string& entry, std::string& reason) {
     try {
         const std::string file = product::findProduct(entry);
@@ -50,7 +50,7 @@ int identifyAll(const std::vector<std::string>& entries, bool asJson) {
 
 void addIdentify(CLI::App& app, int& status) {
     auto* verb = app.add_subcommand(
-        "identify", "tell which format each file is; exit status 1 when one is none");
+        "identify", "tell the format of each file; exit status 1 when a file is no product");
     auto files = std::make_shared<std::vector<std::string>>();
     verb->footer("Examples:\n"
                  "  rfsar identify product.xml\n"

@@ -21,7 +21,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// The footprint of the first layer that can be opened; the others lie on the same ground.
+/// The footprint of the first layer that can be opened; the others cover the same ground.
 product::Footprint footprintOf(const product::OpenedProduct& opened,
                                std::vector<std::string>& warnings) {
     if (const auto whole = product::wholeOf(opened))
@@ -190,7 +190,7 @@ std::string joined(const ordered_json& texts) {
     return line;
 }
 
-/// A line of what the product states; nothing where it is silent.
+/// Prints a stated value on a line; nothing if it is not stated.
 void printFact(const char* name, const std::string& text) {
     if (!text.empty())
         console::out() << std::left << std::setw(15) << name << text << '\n';
@@ -302,7 +302,7 @@ void printText(const Description& description) {
         console::warning(warning.get<std::string>());
 }
 
-/// One product fails as every verb does; of several the others are described.
+/// A single product that fails ends the verb as usual; among several, the others are described.
 /// @return the exit status.
 int describeAll(const std::vector<std::string>& files, bool json) {
     auto array = ordered_json::array();
@@ -332,8 +332,8 @@ int describeAll(const std::vector<std::string>& files, bool json) {
 
 void addInfo(CLI::App& app, int& status) {
     auto* verb = app.add_subcommand("info", "describe products and their layers");
-    verb->footer("Several products make an array of JSON; what cannot be opened is told and left "
-                 "out.\n\nExamples:\n"
+    verb->footer("Several products make a JSON array; products that cannot be opened are reported "
+                 "and left out.\n\nExamples:\n"
                  "  rfsar info product.xml\n"
                  "  rfsar info --json */metadata/product.xml");
     auto files = std::make_shared<std::vector<std::string>>();

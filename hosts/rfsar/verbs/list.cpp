@@ -51,9 +51,9 @@ void addList(CLI::App& app, int& status) {
     verb->add_flag("--csv", options->csv, "print comma-separated values, footprints as WKT")
         ->excludes(json);
     verb->add_option("-j,--jobs", options->atOnce,
-                     "products at once (default: as many as the machine runs threads)")
+                     "products at once (default: as many as the machine has threads)")
         ->check(CLI::Range(1, 4096));
-    verb->add_option("--timeout", options->timeoutS, "give a product up after so many seconds")
+    verb->add_option("--timeout", options->timeoutS, "give up a product after so many seconds")
         ->check(positiveNumber());
     verb->footer("Examples:\n  rfsar list /archive\n  rfsar list /archive --csv > products.csv");
     verb->callback([&status, options] { status = list(*options); });

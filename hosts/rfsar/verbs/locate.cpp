@@ -17,20 +17,22 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
-constexpr char description[] = "find the ground under pixels, or the pixels that show ground";
+constexpr char description[] = "convert pixels to ground positions, or ground positions to pixels";
 constexpr char footer[] =
-    "Reads \"sample line [height]\" from stdin, a point a line, and writes \"lon lat height\";\n"
+    "Reads \"sample line [height]\" from stdin, one point per line, and writes \"lon lat "
+    "height\";\n"
     "with --inverse reads \"lon lat [height]\" and writes \"sample line\". (0, 0) is the centre "
     "of\n"
-    "the first pixel, longitude and latitude are degrees on WGS 84. A point without an answer\n"
+    "the first pixel; longitude and latitude are degrees on WGS 84. A point without a solution\n"
     "gives \"nan nan nan\" (\"nan nan\").\n"
     "\n"
-    "Heights are metres above the WGS 84 ellipsoid. A line's own height counts first, then --dem,\n"
-    "then --height, then the height that the product states for its scene. Elevation models count\n"
-    "from what their file says, mostly a geoid (sea level, up to 110 m from the ellipsoid); where\n"
-    "it says nothing, --dem-heights tells: ellipsoid, egm96 (SRTM), egm2008 (Copernicus), or a\n"
-    "file of geoid heights. An image without sensor model is placed by what else the product or\n"
-    "the image file states; heights have no bearing on a map and on tie points.\n"
+    "Heights are metres above the WGS 84 ellipsoid. A point's own height is used first, then "
+    "--dem,\n"
+    "then --height, then the height that the product states for its scene. The elevation model's\n"
+    "file states the reference of its heights, mostly a geoid (sea level, up to 110 m from the\n"
+    "ellipsoid); --dem-heights overrides it: ellipsoid, egm96 (SRTM), egm2008 (Copernicus), or a\n"
+    "file of geoid heights. Without a sensor model the image is placed by its RPC, its map\n"
+    "projection or its tie points; heights do not matter for the last two.\n"
     "\n"
     "Examples:\n"
     "  rfsar locate product.xml <<< \"100 200\"\n"
@@ -108,7 +110,7 @@ private:
         }
     }
 
-    /// Runs `work` on the points whose lines hold no height.
+    /// Runs `work` on the points whose lines have no height.
     template <class Work>
     void overTerrain(std::span<const PointLine> lines, const Work& work) {
         somePixels_.clear();

@@ -15,7 +15,7 @@ void addNode(CLI::App& app) {
     auto name = std::make_shared<std::string>();
     verb->add_option("FILE", *file, "product")->required();
     verb->add_option("NAME", *name,
-                     "the node's name, as info lists it: \":SAR_Metadata\"; of one burst "
+                     "the node's name, as info lists it: \":SAR_Metadata\"; for one burst "
                      "\":SAR_Metadata@beam/burst\"")
         ->required();
     verb->callback([file, name] {

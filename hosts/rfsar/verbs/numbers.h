@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-/// Checks of numbers that users give: a parser takes "nan" and "inf" for numbers as well.
+/// Checks numbers that users give: CLI11 accepts "nan" and "inf" too.
 inline CLI::Validator numberAbove(double least, const char* what) {
     return {[=](std::string& text) {
                 double number = 0;

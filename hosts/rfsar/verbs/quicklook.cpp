@@ -12,16 +12,16 @@ namespace {
 
 constexpr char description[] = "write a small picture of a product";
 constexpr char footer[] =
-    "The picture has square pixels on the ground. It is turned by quarters and mirrored so that\n"
-    "north is up and east is right as nearly as that allows; a line says what was done.\n"
-    "--north-up draws it on a map instead. Neighbours are averaged by their power. Grey runs from\n"
-    "the darkest to the brightest hundredth of the picture, as the square root of the amplitude "
-    "or,\n"
-    "with --db, in decibels, with a legend; so are layers in decibels (SIGMA_NOUGHT_DB_HH).\n"
+    "The picture has square pixels on the ground. It is rotated by quarter turns and mirrored so\n"
+    "that north is nearly up and east nearly right; a message says how. --north-up draws it on a\n"
+    "map instead. Neighbours are averaged in power. Grey runs from the 1st to the 99th percentile\n"
+    "of the picture, as the square root of the amplitude; with --db, and for layers in decibels\n"
+    "(SIGMA_NOUGHT_DB_HH), in decibels, with a legend.\n"
     "\n"
-    "--rgb takes three polarizations, or ratios of two, for red, green and blue. By default these\n"
-    "are HH,HV,VV of quad, co,cross,co/cross of dual (HH,HV,HH/HV), CH,CV,CH/CV of compact\n"
-    "polarization. Each colour is stretched on its own. With --denoise they are of calibrated\n"
+    "--rgb takes three polarizations, or ratios of two, for red, green and blue. The default is\n"
+    "HH,HV,VV for quad, co,cross,co/cross (HH,HV,HH/HV) for dual, and CH,CV,CH/CV for compact\n"
+    "polarization. Each colour is stretched on its own. With --denoise the colours show "
+    "calibrated\n"
     "power.\n"
     "\n"
     "Examples:\n"
@@ -75,8 +75,7 @@ void addQuicklook(CLI::App& app) {
         ->excludes(stored);
     addTreatment(*command, request.treatment);
     command
-        ->add_option("--rgb", request.rgb,
-                     "polarizations as colours: R,G,B (default: as told below)")
+        ->add_option("--rgb", request.rgb, "polarizations as colours: R,G,B (default: see below)")
         ->expected(0, 1)
         ->type_name("[R,G,B]")
         ->excludes(layer);

@@ -21,7 +21,7 @@ struct ReadOptions {
     bool force = false;
 };
 
-/// Reads in rows of blocks, so that a scene larger than memory streams.
+/// Reads row by row of blocks, so that a scene may be larger than memory.
 void copyWindow(const product::Raster& raster, const product::Window& window, OutputFile& output) {
     console::Progress progress("reading " + raster.name(), window.height);
     const std::uint32_t across = raster.blockWidth(), down = raster.blockHeight();
@@ -73,10 +73,10 @@ void addRead(CLI::App& app) {
     auto options = std::make_shared<ReadOptions>();
     verb->add_option("FILE", options->file, "product")->required();
     verb->footer(
-        "LAYER is any name that export takes. Without its polarization (SIGMA_NOUGHT) the\n"
-        "images of all follow each other. Samples are written in the type that info and\n"
-        "gdalinfo tell: layers as 16 bits, power, decibels and angles as 32-bit floating\n"
-        "point, complex samples as pairs.\n"
+        "LAYER is any name that export takes. A name without polarization (SIGMA_NOUGHT) writes\n"
+        "the images of all polarizations one after another. Samples have the type that info and\n"
+        "gdalinfo show: layers 16 bits; power, decibels and angles 32-bit floating point; complex\n"
+        "samples pairs.\n"
         "\n"
         "Examples:\n"
         "  rfsar read product.xml C_HH_MAGNITUDE_1 -o samples.raw\n"

@@ -40,8 +40,8 @@ void addStac(CLI::App& app) {
     auto options = std::make_shared<StacOptions>();
     verb->add_option("FILE", options->file, "product")->required();
     verb->add_option("-o,--output", options->output,
-                     "JSON file to write; its assets' paths are relative to it, those on stdout to "
-                     "the product file (default: stdout)");
+                     "JSON file to write (default: stdout); paths of assets are relative to this "
+                     "file, on stdout to the product file");
     verb->add_flag("--force", options->force, "replace an existing file");
     verb->callback([options] { writeStac(*options); });
 }

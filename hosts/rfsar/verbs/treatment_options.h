@@ -11,6 +11,6 @@ inline void addTreatment(CLI::App& verb, product::Treatment& treatment) {
                   "decibels: 10 log10 of power, 20 log10 of a magnitude; not-a-number where there "
                   "is none");
     verb.add_flag("--denoise", treatment.denoised,
-                  "subtract the noise level that the product states from calibrated power; what "
-                  "falls below 0 stays");
+                  "subtract the noise level that the product states from calibrated power; values "
+                  "may become negative");
 }

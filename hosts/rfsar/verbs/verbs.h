@@ -3,8 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
-/// One function a verb: declares its arguments on the app; the verb runs as the callback, throws
-/// loader::Error for the user, and returns the exit status through `status`.
+/// One function per verb, which declares the verb's arguments on the app. The verb runs as the
+/// callback, throws loader::Error for the user, and returns the exit status through `status`.
 void addCheck(CLI::App& app, int& status);
 void addFormats(CLI::App& app);
 void addDoctor(CLI::App& app, int& status);

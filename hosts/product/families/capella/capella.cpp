@@ -27,8 +27,8 @@ constexpr char geometry[] = "collect/image/image_geometry/";
 constexpr char noisePolynomial[] = "collect/image/nesz_polynomial/coefficients";
 constexpr std::uint32_t noiseStep = 16; // columns; the levels bend by less than 1e-4 dB between
 
-/// Where a fact stands: in the extended document, and in the item for products without one, or
-/// where it says nothing.
+/// The path of a fact in the extended document, and in the item for products where the extended
+/// document is missing or does not state it.
 struct Item {
     const char* key;
     const char* extended;
@@ -53,7 +53,7 @@ constexpr Item items[] = {
     {"SLANT_RANGE_NEAR_EDGE", "collect/image/image_geometry/range_to_first_sample", nullptr},
 };
 
-/// The name without the mark of extended documents; folders may carry it.
+/// Removes "_extended" from the file name only; folder names may contain it.
 std::string withoutMarkOfExtended(std::string file) {
     if (const auto at = file.find(mark, file.rfind('/') + 1); at != std::string::npos)
         file.erase(at, std::string_view(mark).size());
@@ -79,7 +79,7 @@ std::vector<std::string_view> radiometryWords() {
     return words;
 }
 
-/// @return NaN for what is no number.
+/// @return NaN when the text is no number.
 std::array<double, 3> threeNumbers(const ProductTree& parent, const char* name) {
     std::array<double, 3> numbers;
     numbers.fill(std::numeric_limits<double>::quiet_NaN());
@@ -90,8 +90,8 @@ std::array<double, 3> threeNumbers(const ProductTree& parent, const char* name) 
     return numbers;
 }
 
-/// Capella: a STAC item, and beside it the extended document, which holds most facts; each may be
-/// there without the other. The product file is the item, or the extended document alone.
+/// Capella: a STAC item and, beside it, the extended document, which has most facts. Each may exist
+/// without the other. The product file is the item, or the extended document if there is no item.
 class CapellaProduct final : public StatedProduct {
 public:
     explicit CapellaProduct(Document& named) {
@@ -118,7 +118,7 @@ public:
                                                 : std::vector<std::string>();
     }
 
-    /// Types are written as GDAL writes them: "UInt16", "CInt16", "CFloat32".
+    /// The document uses GDAL's type names: "UInt16", "CInt16", "CFloat32".
     ImageClaims imageClaims() const override {
         ImageClaims claims;
         claims.width = parseSize(textAt(extended_, "collect/image/columns"), extendedFile_);
@@ -178,7 +178,7 @@ public:
         return facts;
     }
 
-    /// Lines have times only where the image is in the radar's grid.
+    /// Lines have times only in radar geometry.
     StatedTimes times() const override {
         StatedTimes times;
         times.first = textAt(extended_, geometry + std::string("first_line_time"));
@@ -262,7 +262,7 @@ public:
         return polarFormatTransform(extended_, extendedFile_);
     }
 
-    /// Samples times the scale factor are the amplitude of what `radiometry` names.
+    /// Samples times the scale factor are the amplitude of the radiometry that `radiometry` names.
     std::vector<CalibrationTable> calibrationTables() const override {
         const auto kind = radiometryOf(textAt(extended_, "collect/image/radiometry"));
         if (!kind || textAt(extended_, "collect/image/scale_factor").empty())
@@ -270,7 +270,7 @@ public:
         return {{*kind, "", "", ""}};
     }
 
-    /// Columns of other images than those in the slant plane have no range of their own.
+    /// Only in slant-plane images does a column have one slant range.
     std::vector<NoiseTable> noiseTables() const override {
         const ProductTree* found = elementAt(extended_, noisePolynomial);
         if (!found || found->empty() || geometryType() != "slant_plane" || facts_.images.empty())
@@ -289,8 +289,7 @@ private:
         readExtendedBeside();
     }
 
-    /// Where the extended document was named, its item, when it is there, is what the plug-in
-    /// reads.
+    /// If the user named the extended document and its item exists, the plug-in reads the item.
     void takeExtended(Document& named) {
         extended_.swap(named.tree);
         extendedFile_ = named.file;
@@ -301,7 +300,7 @@ private:
         }
     }
 
-    /// Pixels and item serve without it, so that a damaged one is only told.
+    /// Pixels and item can be used without it, so a damaged one is only reported.
     void readExtendedBeside() {
         if (!kfio::fileState(extendedFile_).isRegularFile)
             return;
@@ -341,14 +340,14 @@ private:
                textAt(extended_, "collect/radar/receive_polarization");
     }
 
-    /// @return the item's file name without its extension, be the item there or not.
+    /// @return the item's file name without its extension, even if the item is missing.
     std::string stem() const {
         const std::string name = kfnp::lastComponent(withoutMarkOfExtended(file()));
         return name.substr(0, name.rfind('.'));
     }
 
-    /// Items may carry a URL from where they were downloaded; the file then lies beside them.
-    /// @return the file that an asset of the item names; "" when it is not there.
+    /// Items may contain the URL of their download; the file is then beside the item.
+    /// @return the file that an asset of the item names; "" when it is missing.
     std::string fileOfAsset(const std::string& asset) const {
         const std::string href = textAt(item_, "assets/" + asset + "/href");
         const bool url = kfnp::classifyReference(href) == kfnp::Reference::url;
@@ -362,14 +361,14 @@ private:
         return firstText({fileOfAsset(pole), folder() + stem() + ".tif"});
     }
 
-    /// @return the text in the extended document, else in the item; "" where neither says anything.
+    /// @return the text of the extended document, else of the item; "" when neither has it.
     std::string stated(const char* extended, const char* item) const {
         return firstText({textAt(extended_, extended), item ? textAt(item_, item) : ""});
     }
 
     std::string geometryType() const { return textAt(extended_, geometry + std::string("type")); }
 
-    /// @return NaN where no number stands.
+    /// @return NaN when there is no number.
     double oneNumber(const std::string& path) const {
         const auto numbers = parseNumbers(textAt(extended_, path), extendedFile_);
         return numbers.size() == 1 ? numbers.front() : std::numeric_limits<double>::quiet_NaN();
@@ -385,7 +384,7 @@ private:
         return {0, {}, scale[0]};
     }
 
-    /// Noise-equivalent sigma nought in dB is a polynomial of the slant range in m, constant first.
+    /// Noise-equivalent sigma nought in dB is a polynomial in slant range, m; constant term first.
     ColumnProfile readNoise(const NoiseTable&, Radiometry kind,
                             std::uint32_t width) const override {
         if (kind != Radiometry::sigmaNought)
@@ -439,7 +438,7 @@ std::vector<std::string> productsAmong(const std::vector<std::string>& names) {
     return found;
 }
 
-/// The keys that tell stand near the start of both documents.
+/// The keys that identify a document are near the start of both.
 Likeness looksLike(std::string_view head) {
     if (!withoutMark(head).starts_with('{'))
         return Likeness::no;

@@ -11,9 +11,9 @@ namespace product {
 
 /// @param document  the extended document.
 /// @param file  of the document.
-/// @return where the product says that its middle pixel lies, of even sizes the one behind the
-///         middle; nothing where it is silent.
-/// @throws loader::Error naming the file and what is no number.
+/// @return the stated position of the image's middle pixel; for even sizes the pixel after the
+///         middle. Nothing where the product states none.
+/// @throws loader::Error naming the file and the text that is no number.
 std::optional<TiePoint> middlePixel(const kfio::ProductTree& document, const std::string& file);
 
 } // namespace product

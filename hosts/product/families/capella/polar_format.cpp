@@ -19,7 +19,7 @@ using sarm::Vec3;
 
 constexpr double mostPixelsOff = 2; ///< from the stated place of the middle pixel
 
-/// Reads numbers below one element; errors name the file and the path.
+/// Reads the numbers below one element; errors name the file and the path.
 class Numbers {
 public:
     Numbers(const ProductTree& document, const std::string& file, const char* parent)
@@ -102,7 +102,7 @@ ValueAndSlope valueAt(const std::vector<double>& coefficients, double x) {
     return at;
 }
 
-/// "Rows" of the grid run in range and are the samples of the file; its "columns" are the lines.
+/// The grid's "rows" run in range and are the samples of the file; its "columns" are the lines.
 sarm::PolarFormatParameters readParameters(const ProductTree& document, const std::string& file) {
     const Numbers image(document, file, "collect/image");
     const Numbers grid(document, file, "collect/image/image_geometry");
@@ -124,8 +124,9 @@ sarm::PolarFormatParameters readParameters(const ProductTree& document, const st
         valueAt(grid.polynomial("polar_angle_polynomial"), grid.one("center_of_aperture/time"));
     p.polarAngleRad = angle.value;
     p.polarAngleRate = angle.slope;
-    // The product also states a scale factor at the centre of the aperture; in real ones that is
-    // the polynomial at the time (15.1), though its variable is the angle (1.0).
+    // The product also states a scale factor at the centre of the aperture. In real products that
+    // value is the polynomial evaluated at the time (15.1), although its variable is the angle
+    // (1.0).
     const ValueAndSlope scale =
         valueAt(grid.polynomial("spatial_frequency_scale_factor_polynomial"), angle.value);
     p.scaleFactor = scale.value;
@@ -133,7 +134,7 @@ sarm::PolarFormatParameters readParameters(const ProductTree& document, const st
     return p;
 }
 
-/// The product's middle pixel, where it states its place, tells whether all was understood.
+/// If the product states the position of its middle pixel, the grid must reproduce it.
 void requireMiddle(const ProductTree& document, const std::string& file,
                    const sarm::SensorModel& model) {
     const auto middle = middlePixel(document, file);

@@ -8,13 +8,13 @@
 
 namespace product {
 
-/// The sensor model of an image on a polar-format grid, which spotlight images in single-look
-/// complex form have. The plug-in's record has no place for it. The scene's height is that of the
-/// scene reference point.
+/// Makes the sensor model of an image on a polar-format grid, as spotlight single-look complex
+/// images have. The plug-in's record cannot hold this grid. The scene height is that of the scene
+/// reference point.
 /// @param document  the extended document.
 /// @param file  of the document.
-/// @throws loader::Error naming the file and what is missing, damaged, or in contradiction to the
-///         place that the product states for its middle pixel.
+/// @throws loader::Error naming the file and what is missing or damaged, or when the grid
+///         contradicts the position that the product states for its middle pixel.
 KxfrXFormPtr polarFormatTransform(const kfio::ProductTree& document, const std::string& file);
 
 } // namespace product

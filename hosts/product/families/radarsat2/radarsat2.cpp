@@ -10,7 +10,7 @@ constexpr char raster[] = "imageAttributes/rasterAttributes/";
 constexpr char processing[] = "imageGenerationParameters/sarProcessingInformation/";
 constexpr char radarParameters[] = "sourceAttributes/radarParameters";
 
-/// RADARSAT-2: tables beside product.xml, a gain a column; noise levels in the document itself.
+/// RADARSAT-2: tables beside product.xml with one gain per column; noise levels in the document.
 class Radarsat2Product final : public XmlProduct {
 public:
     explicit Radarsat2Product(Document& document)
@@ -47,7 +47,7 @@ public:
         ImageClaims claims;
         claims.width = parseSize(text(raster + std::string("numberOfSamplesPerLine")), file());
         claims.height = parseSize(text(raster + std::string("numberOfLines")), file());
-        // The first of them: the streams of one image are alike.
+        // The first one: the streams of an image are alike.
         if (const std::string bits = text(raster + std::string("bitsPerSample")); !bits.empty())
             claims.bits = static_cast<unsigned>(parseInteger(bits, file()));
         if (const std::string type = text(raster + std::string("dataType")); !type.empty())

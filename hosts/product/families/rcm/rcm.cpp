@@ -48,7 +48,7 @@ public:
                    {"PIXEL_SPACING",
                     "imageReferenceAttributes/rasterAttributes/sampledPixelSpacing"},
                    {"SLANT_RANGE_NEAR_EDGE", "sceneAttributes/imageAttributes/slantRangeNearEdge"},
-                   // as GDAL's own driver names them, beside those above
+                   // further items, with the names of GDAL's own driver
                    {"BEAMS", "sourceAttributes/radarParameters/beams"},
                    {"BITS_PER_SAMPLE", "imageReferenceAttributes/rasterAttributes/bitsPerSample"},
                    {"DATA_TYPE", "imageReferenceAttributes/rasterAttributes/dataType"},
@@ -95,8 +95,8 @@ public:
                                   std::find(poles.begin(), poles.end(), each.pole) == poles.end();
     }
 
-    /// The plug-in wants as many images as polarizations. Multilook complex products have one more
-    /// for each product of two of them; their grid is that of single-look ones.
+    /// The plug-in needs as many images as polarizations. Multilook complex products have one more
+    /// for each product of two polarizations; their grid is that of single-look products.
     std::vector<StandInFile> standIn() const override {
         if (facts_.productType != multilook)
             return {};

@@ -29,7 +29,7 @@ std::vector<const ProductTree*> childrenOf(const ProductTree& root, const std::s
     return found;
 }
 
-/// Numbers that the children of a name give, by their beam.
+/// The numbers in the children of a name, by beam.
 std::map<std::string, double> byBeam(const ProductTree& root, const std::string& parent,
                                      std::string_view name, const std::string& path) {
     std::map<std::string, double> values;
@@ -46,14 +46,14 @@ double valueFor(const std::map<std::string, double>& values, const std::string& 
     return 0;
 }
 
-/// Doppler estimates by beam and burst; the beam is "" where they tell the burst alone.
+/// Doppler estimates by beam and burst; the beam is "" where only the burst is stated.
 class Estimates {
 public:
     Estimates(const ProductTree& root, const std::string& file) : file_(file) {
         for (const ProductTree* element : childrenOf(root, "dopplerCentroid", estimateName))
             found_[{textAt(*element, beamOf), textAt(*element, burstOf)}].push_back(element);
     }
-    /// @return nothing where none, or more than one, can be meant.
+    /// @return nothing when there is none or the choice is ambiguous.
     std::optional<StatedDoppler> of(const std::string& beam, int number) const {
         for (const std::string& key : {beam, std::string()})
             if (const auto found = found_.find({key, std::to_string(number)});
