@@ -41,7 +41,7 @@ public:
             stepM_ = std::min(far(1), far(2));
             for (const KxfrMapPoint& point : ground)
                 if (!std::isnan(point.y))
-                    shortest_ = std::max(shortest_, std::cos(radians(point.y)));
+                    longest_ = std::max(longest_, std::cos(radians(point.y)));
             break;
         }
     }
@@ -51,7 +51,7 @@ public:
     double nearLonDeg() const { return nearLonDeg_; }
     double stepM() const { return stepM_; }
     /// @return the longest of the block's parallels, of the equator.
-    double longestParallel() const { return std::max(shortest_, 1e-6); }
+    double longestParallel() const { return std::max(longest_, 1e-6); }
 
     template <class AnyPlace>
     void to(std::span<const AnyPlace> places, std::span<KxfrMapPoint> ground) const {
@@ -71,7 +71,7 @@ private:
 
     const KprjGeographicConverter& map_;
     const MapBlock& block_;
-    double nearLonDeg_ = 0, stepM_ = 1, shortest_ = 0;
+    double nearLonDeg_ = 0, stepM_ = 1, longest_ = 0;
 };
 
 } // namespace kimg
