@@ -296,7 +296,8 @@ void printText(const Description& description) {
                            << layer["blockWidth"] << " x " << layer["blockHeight"];
         console::out() << '\n';
     }
-    console::out() << "export also    " << joined(info["exports"]) << '\n';
+    if (!info["exports"].empty())
+        console::out() << "export also    " << joined(info["exports"]) << '\n';
     printCorners(description.corners);
     for (const auto& warning : info["warnings"])
         console::warning(warning.get<std::string>());
