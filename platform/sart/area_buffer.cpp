@@ -10,11 +10,6 @@ namespace {
 using Areas = PixelGround::Areas;
 using Parts = PixelGround::Parts;
 
-inline void add(PixelGround& to, const PixelGround& density, double much) {
-    to.areas += density.areas * much;
-    to.parts += density.parts * static_cast<float>(much);
-}
-
 } // namespace
 
 AreaBuffer::AreaBuffer(int columns) : columns_(columns), addEdgeInside_(quickestAddEdge()) {}
@@ -35,8 +30,8 @@ void AreaBuffer::addTo(int column, int line, const PixelGround& amounts) {
         return;
     PixelGround* cell =
         cells_.data() + stride() * static_cast<std::size_t>(line - firstLine_) + column;
-    add(cell[0], amounts, 1);
-    add(cell[1], amounts, -1);
+    cell[0].add(amounts, 1);
+    cell[1].add(amounts, -1);
 }
 
 void AreaBuffer::addEdge(const PixelGround& density, double ax, double ay, double bx, double by) {

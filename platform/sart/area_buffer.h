@@ -23,6 +23,12 @@ struct PixelGround {
     PixelGround(double gamma, double sigma, Parts p = Parts{0, 0, 0, 0})
         : areas{gamma, sigma}, parts(p) {}
 
+    /// Adds so much of a density.
+    void add(const PixelGround& density, double much) {
+        areas += density.areas * much;
+        parts += density.parts * static_cast<float>(much);
+    }
+
     double gammaM2() const { return areas[0]; }
     double sigmaM2() const { return areas[1]; }
     /// Under lit ground whose slant range grows outwards.

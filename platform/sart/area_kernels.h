@@ -14,12 +14,12 @@ struct AreaLines {
     int firstLine, lines;
 };
 
-/// Adds an edge that lies within the columns, as AreaBuffer::addEdge. Three cells right of the last
-/// column are there for what is cut off.
+/// Adds an edge that lies within the columns, as AreaBuffer::addEdge does. A line needs three more
+/// cells right of its last column.
 using AddEdge = void (*)(const AreaLines& to, const PixelGround& density, double ax, double ay,
                          double bx, double by);
 
-/// @return the quickest on this machine. Others round otherwise.
+/// @return the fastest kernel for this machine. Kernels for other registers may round differently.
 AddEdge quickestAddEdge();
 
 } // namespace sart

@@ -8,8 +8,8 @@
 
 namespace sart {
 
-/// Memory in large pages where the system has them: for arrays that are touched all over, whose
-/// small pages would be looked up again and again.
+/// Allocates large pages where the system has them. For large arrays with scattered accesses, which
+/// would spend much time on looking up small pages.
 template <typename T>
 struct LargePages {
     using value_type = T;
@@ -25,7 +25,7 @@ struct LargePages {
         if (!memory)
             throw std::bad_alloc();
 #ifdef MADV_HUGEPAGE
-        madvise(memory, bytes, MADV_HUGEPAGE); // without them, it is slower and right
+        madvise(memory, bytes, MADV_HUGEPAGE); // a refusal costs speed only
 #endif
         return static_cast<T*>(memory);
     }

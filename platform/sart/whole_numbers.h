@@ -3,7 +3,8 @@
 
 namespace sart {
 
-/// Without a call, which std::floor is on the oldest processors. For places in images.
+/// std::floor and std::ceil for pixel positions, without the function call that older processors
+/// need. The result must fit an int.
 inline int floorOf(double value) {
     const int whole = static_cast<int>(value);
     return whole - (value < whole);

@@ -157,8 +157,7 @@ void drawTiles(const RtcVerb& verb, const Scene& scene, const AreaFile& areas,
         (8 * sizeof(KxfrPixel) + bandCount * sizeof(float)) * side * linesTogether;
     TileWork work;
     work.slots = std::clamp<std::size_t>(verb.memory() / 4 / perSlot, 1, machineThreads() + 2);
-    // With the tiles' quarter and the eighth for blocks, so much leaves room for the program
-    // itself.
+    // Tiles take a quarter and GDAL's blocks an eighth; the last quarter is for the program itself.
     const std::size_t forImages = verb.memory() / 8 * 3;
     const FlattenedTiles tiles(areas, scene.images,
                                positions ? verb.resampling : Resampling::nearest, frame.reduction,
