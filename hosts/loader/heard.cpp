@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <sstream>
 #include <string_view>
 
 namespace loader {
@@ -21,6 +22,16 @@ bool isFunction(std::string_view text) {
                        [](unsigned char c) { return std::isalnum(c) != 0; });
 }
 
+/// @return the lines of a text, without blanks around them, joined by ": ".
+std::string onOneLine(const std::string& text) {
+    std::istringstream lines(text);
+    std::string whole;
+    for (std::string line; std::getline(lines, line);)
+        if (const auto from = line.find_first_not_of(" *"); from != std::string::npos)
+            whole += (whole.empty() ? "" : ": ") + line.substr(from);
+    return whole;
+}
+
 /// The part of a message that helps a user. The plug-in's fixed texts, which hosts match on, also
 /// name the function that failed, and some contain nothing else.
 std::string forUsers(std::string text) {
@@ -29,6 +40,8 @@ std::string forUsers(std::string text) {
         (text.ends_with(failed) &&
          isFunction(std::string_view(text).substr(0, text.size() - failed.size()))))
         return "";
+    if (text.starts_with("* Line ")) // the JSON parser's list: "* Line 1, Column 2\n  Reason\n"
+        return onOneLine(text.substr(2));
     if (text == "Failed to find parse JSON data")
         return "is damaged JSON, or not that of a product";
     for (std::size_t begin = 0, end; (end = text.find(": ", begin)) != std::string::npos;)

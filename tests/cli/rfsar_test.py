@@ -152,6 +152,8 @@ class BadInput(ProductCase):
             (write("broken.xml", b"<product><a>"), "broken.xml"),
             (write("latin.json", b'{"properties": "caf\xe9"}'), "UTF-8"),
             (write("item.json", b'{"properties": {}}'), "No sar:product_type in JSON file"),
+            (write("cut.json", b'{"a": 1, "b" 2}'), "Line 1, Column 14: Missing ':' after object "
+             "member name; is damaged JSON, or not that of a product\n"),
             (write("empty.json", b"{}"), "is damaged JSON, or not that of a product"),
             (write("other/readme.txt", b""), "other"),
         ]
