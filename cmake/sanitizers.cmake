@@ -4,6 +4,9 @@ if(RF_SAR_SANITIZE)
     add_compile_options(-fsanitize=${RF_SAR_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${RF_SAR_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # with sanitizers it warns of sound code, std::regex's too
+        add_compile_options(-Wno-maybe-uninitialized)
+    endif()
     # What a program without sanitizers must load first, when it loads a library that has them.
     string(REPLACE "thread" "tsan" runtime "${RF_SAR_SANITIZE}")
     string(REGEX REPLACE "^address.*" "asan" runtime "${runtime}")

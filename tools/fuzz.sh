@@ -14,7 +14,7 @@ hours=$1
 shift
 kinds=("${@:-}")
 [[ -n ${kinds[0]} ]] || kinds=(text kmif transform trees rs2_binding rs2_lut rs2 rcm capella verbs driver
-                                 zip)
+                                 zip archive)
 
 tools/install_packages.sh build demo fuzz
 cmake --preset fuzz > /dev/null

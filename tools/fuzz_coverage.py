@@ -14,7 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = ROOT / "build-fuzz-coverage"
 FUZZERS = {"rs2": "product", "rcm": "product", "capella": "product", "verbs": "product",
            "driver": "product", "zip": "product"}
-KINDS = ("text", "kmif", "transform", "trees", "rs2_binding", "rs2_lut", *FUZZERS)
+KINDS = ("text", "kmif", "transform", "trees", "rs2_binding", "rs2_lut", "archive", *FUZZERS)
 PARTS = {
     "parsers": ("platform/kfio/*", "platform/jsonlib/*", "platform/lmx/*", "platform/kmif/*",
                 "platform/ktxt/*", "platform/radartime/*", "rf_sar/*metadata*",

@@ -142,6 +142,15 @@ class Catalogue(ProductCase):
                     stdin="\n".join(self.find("--bbox", "11,48,12,49")))
         self.assertIn("1 done", fed.stderr)
 
+    def test_a_row_without_a_file_is_told(self):
+        self.make("rcm", **SMALL)
+        self.update()
+        table = ogr.Open(str(self.catalogue), 1)
+        table.ExecuteSQL("UPDATE products SET file = NULL")
+        table = None
+        for verb in (("find", self.catalogue, "--list"), ("catalogue", self.folder, "-o", self.catalogue)):
+            self.assertFails(rfsar(*verb), "données.gpkg: row 1 names no file")
+
 
 if __name__ == "__main__":
     unittest.main()

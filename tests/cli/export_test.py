@@ -12,7 +12,7 @@ import numpy as np
 from osgeo import gdal
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from products import RFSAR, ProductCase, rfsar, rfsar_json  # noqa: E402
+from products import RFSAR, ProductCase, for_others, rfsar, rfsar_json  # noqa: E402
 
 gdal.UseExceptions()
 
@@ -109,9 +109,7 @@ class Pixels(ExportCase):
                         subprocess.run(
                             ["gdal_translate", "-q", "-srcwin", *map(str, window),
                              f"RF_SAR:{product.opened}:{name}", other], check=True,
-                            env={**os.environ, "GDAL_DRIVER_PATH": DRIVERS,
-                                 "LD_PRELOAD": os.environ.get("RF_SAR_PRELOAD", ""),
-                                 "TSAN_OPTIONS": "detect_deadlocks=0"})  # of GDAL's own locks
+                            env=for_others(GDAL_DRIVER_PATH=DRIVERS))
                         driver = gdal.Open(str(other))
                         mine = image.GetRasterBand(band)
                         self.assertEqual(mine.DataType, driver.GetRasterBand(1).DataType)

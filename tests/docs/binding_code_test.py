@@ -10,6 +10,9 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests/support"))
+from products import for_others  # noqa: E402
+
 PLUGIN = pathlib.Path(os.environ["RF_SAR_PLUGIN"])
 SEED = os.environ["RS2_SEED_DOCUMENT"]
 BINDING = os.environ["RS2_BINDING"]
@@ -37,7 +40,8 @@ class Code(unittest.TestCase):
              PLUGIN.with_name("librf_platform.so"), f"-Wl,-rpath,{PLUGIN.parent}"],
             text=True, capture_output=True, check=False)
         self.assertEqual(build.returncode, 0, build.stderr)
-        run = subprocess.run([program, *arguments], text=True, capture_output=True, check=False)
+        run = subprocess.run([program, *arguments], text=True, capture_output=True, check=False,
+                             env=for_others())
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         return run.stdout
 

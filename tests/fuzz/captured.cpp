@@ -4,9 +4,11 @@
 #include "fuzz/require.h"
 
 #include <iostream>
+#include <pthread.h>
 #include <sstream>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 
 namespace fuzz {
 namespace {
@@ -36,18 +38,31 @@ std::string takeOutput() {
     return text;
 }
 
-/// While it lives, what goes to a stream goes elsewhere.
+/// While it lives, what goes to a stream goes elsewhere; what a child says goes its own way.
 class Diverted {
 public:
     Diverted(std::ostream& stream, std::ostream& into)
-        : stream_(stream), own_(stream.rdbuf(into.rdbuf())) {}
-    ~Diverted() { stream_.rdbuf(own_); }
+        : stream_(stream), own_(stream.rdbuf(into.rdbuf())) {
+        [[maybe_unused]] static const int asked = pthread_atfork(nullptr, nullptr, endAll);
+        next_ = std::exchange(first, this);
+    }
+    ~Diverted() {
+        stream_.rdbuf(own_);
+        first = next_;
+    }
     Diverted(const Diverted&) = delete;
     Diverted& operator=(const Diverted&) = delete;
 
 private:
+    static void endAll() {
+        for (const Diverted* each = first; each; each = each->next_)
+            each->stream_.rdbuf(each->own_);
+    }
+
+    static inline Diverted* first = nullptr;
     std::ostream& stream_;
     std::streambuf* own_;
+    Diverted* next_ = nullptr;
 };
 
 } // namespace

@@ -37,7 +37,22 @@ TEXTS = [b"", b"2024-05-06T07:08:09.123456Z", b"-1.25e-3", b"1234567890123456789
          b"../a/./b//c.tif", b"https://host/a/b.tif?x=1", b"/vsizip//a.zip/b", b"~/a",
          "Grüße, 世界 🛰".encode(), "Grüße 🛰".encode("utf-16-le"), b"\xff\xfe\x00\xd8", b"%s of %d%%"]
 TREES = [b"<a b='c>'><!-- > --><d/><![CDATA[<x>]]></a>", b"<!DOCTYPE a [<!ENTITY b 'c'>]><a>&b;</a>",
-         b'{"a": [1, {"b": "}\\""}, null]}', b"\xef\xbb\xbf<a/>", b"<?xml version='1.0'?><a>&#233;</a>"]
+         b'{"a": [1, {"b": "}\\""}, null]}', b"\xef\xbb\xbf<a/>", b"<?xml version='1.0'?><a>&#233;</a>",
+         b'/* a */ {"b": [true, -1.5e3, "\\u00e9\\ud83d\\ude00", {}, 9007199254740993]} // c\n', b"[1.25, 0.5E-7, [[]]]",
+         *(f"<?xml version='1.0' encoding='{name}'?><a b='{text}'>{text}</a>".encode(name)
+           for name, text in (("ISO-8859-1", "Grüße"), ("UTF-16", "Grüße 🛰"), ("Shift_JIS", "世界"),
+                              ("EUC-JP", "世界"), ("GB18030", "世界é"), ("KOI8-R", "мир")))]
+CATALOGUE = (b"=== find\n--bbox\n170,-20,-170,20\n--time\n2024-05/..\n--satellite\nRCM1,it's\n--json\n=== table\n"
+             b'{"file": "/a/b", "satellite": "RCM1", "start": "2024-05-06T07:08:09.5Z", "stop": "2024-05-06T07:08:19Z",'
+             b' "polarizations": "HH HV", "incidence_near": 20.5, "bytes": 12, "modified_ns": 5, "vanished": 1,'
+             b' "checked": "ok", "outline": [[175, 1, -175, 1, -175, 9, 175, 1], [1e9, 1, 2]]}\n'
+             b'{"satellite": "it\'s", "error": "cannot be read"}\n{"file": "/a/c", "start": "x", "incidence_far": 1e300}')
+ROWS = (b'=== rows\n{"file": "/a/b", "status": "done", "output": "b.json", "reason": "b/..", "seconds": 1.5,'
+        b' "peakMemoryMiB": 50, "verdict": "warn", "warnings": ["c"], "recipe": {"verb": "check", "options": "--read",'
+        b' "version": "1", "productBytes": 12, "productTimeNs": -1, "outputBytes": 3}}\n{"file": "/a/c", "output": "c-2.json",'
+        b' "reason": "c"}\n{"file"\n=== report\n{"output": "b.json"}\n{"verdict": "ok"}\n{"remark": "d"}'
+        b"\n=== told\nrfsar: warning: e\nf\nrfsar: g")
+ARCHIVES = [CATALOGUE, ROWS, CATALOGUE.replace(b"--json", b"--list\n--all"), CATALOGUE.replace(b"--json", b"--pass\nleft")]
 WORDS = ["<![CDATA[", "]]>", "<!--", "-->", "<!DOCTYPE", "<!ENTITY", "<?xml", "?>", "&#x", "&amp;",
          "encoding=", "xmlns=", "\n=== ", "NaN", "INF", "-INF", "1e308", "-1", "4294967296"]
 
@@ -88,6 +103,11 @@ def write_dictionary(file, seeds):
     file.write_text("".join(f'"{line}"\n' for line in lines))
 
 
+def without_beta(product):
+    """RADARSAT-2 without its gains of beta nought, which is then made of sigma nought."""
+    return re.sub(rb".*<lookupTable[^>]*Beta Nought.*\n", b"", product)
+
+
 def add_ways(corpora):
     """Each line with one of the products in turn; the first, which asks for nothing, with all."""
     products = [corpora[family][number] for family, number in SENT]
@@ -95,11 +115,12 @@ def add_ways(corpora):
         lines = lines_of(source)
         sent = [(line, products[number % len(products)]) for number, line in enumerate(lines)]
         sent += [(lines[0], product) for product in products[1:]]
+        sent += [(line, without_beta(corpora["rs2"][0])) for line in lines if line.startswith("rtc ")]
         corpora[kind] = [f"{mark} {line}\n".encode() + product for line, product in sent]
 
 
 def main(out):
-    corpora = {"text": TEXTS, "trees": list(TREES), "rs2_binding": [], "rs2_lut": [], "zip": []}
+    corpora = {"text": TEXTS, "trees": list(TREES), "archive": ARCHIVES, "rs2_binding": [], "rs2_lut": [], "zip": []}
     for name, recipes in PRODUCTS.items():
         corpora[name] = []
         for recipe in recipes:
@@ -119,7 +140,7 @@ def main(out):
     add_ways(corpora)
     for name, seeds in corpora.items():
         write(out / name, seeds)
-    for name in ("rs2_binding", "rs2_lut", "trees", *PRODUCTS, *WAYS):
+    for name in ("rs2_binding", "rs2_lut", "trees", "archive", *PRODUCTS, *WAYS):
         write_dictionary(out / f"{name}.dict", corpora[name])
 
 

@@ -19,7 +19,7 @@ constexpr std::string_view internals[] = {
     "std::",           "boost::",   "rf_sar_gdal::", "__cxx", "_M_",   "vector::", "basic_string",
     "json.exception",  "kimg_",     "kprj_",         "kxfr_", "kmif_", "kfio_",    "sarm_",
     "lmx::",           "bad_alloc", "ptree",         ".cpp:", ".cpp(", ".h:",      "/src/",
-    "terminate called"};
+    "terminate called", "libFuzzer", "Sanitizer", "runtime error:", "does not hold:"};
 /// As words: numbers that were never computed.
 constexpr std::string_view noNumbers[] = {"inf", "-inf", "nan", "-nan"};
 

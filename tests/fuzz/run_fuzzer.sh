@@ -11,9 +11,10 @@ mkdir -p "$found" "$build/crashes"
 inputs=("$found" "$build/corpus/$kind")
 [[ -d $broken ]] && inputs+=("$broken")
 options=(-max_total_time="$seconds" -timeout=60 -report_slow_units=60 -rss_limit_mb=2048 -malloc_limit_mb=512
-         -max_len=1048576 -entropic_scale_per_exec_time=1 -detect_leaks=0
+         -max_len=1048576 -entropic=0 -detect_leaks=0
          -artifact_prefix="$build/crashes/$kind-" -print_final_stats=1)
 [[ -f $build/corpus/$kind.dict ]] && options+=(-dict="$build/corpus/$kind.dict")
-# Leaks are looked for at the end, once: to look after each input takes most of the time.
-export ASAN_OPTIONS=malloc_context_size=4:quarantine_size_mb=32:detect_stack_use_after_return=0
+# Leaks are looked for at the end, once: to look after each input takes most of the time. Where memory
+# came from is told by the replay of a crash; the entropic choice of inputs takes a third of the time.
+export ASAN_OPTIONS=malloc_context_size=0:quarantine_size_mb=32:detect_stack_use_after_return=0
 exec "$fuzzer" "${options[@]}" "${@:5}" "${inputs[@]}"

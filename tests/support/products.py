@@ -17,6 +17,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 RFSAR = os.environ.get("RFSAR", str(ROOT / "build/bin/rfsar"))
 REAL_PRODUCTS = pathlib.Path(os.environ.get("RF_SAR_PRODUCTS", ROOT / "../shared/products"))
 
+SANITIZERS = os.environ.get("RF_SAR_PRELOAD", "")  # their libraries, in builds that have them
+
 sys.path.insert(0, str(ROOT / "tools"))
 import sarsim  # noqa: E402
 
@@ -29,6 +31,13 @@ def shown_in_documents(source):
 
 # What the C++ library says of a mistake in the program; no user is to read it.
 DEFECT = re.compile(r"\b_M_\w+|\bstd::|\bbasic_string|bad_optional|bad_variant|\bmap::at")
+
+
+def for_others(**variables):
+    """The environment of a program that is not ours and loads what is."""
+    # The thread sanitizer complains of GDAL's own locks.
+    return {**os.environ, "LD_PRELOAD": SANITIZERS, "TSAN_OPTIONS": "detect_deadlocks=0",
+            "ASAN_OPTIONS": "detect_leaks=0", **variables}
 
 
 def rfsar(*arguments, stdin=None, binary=False):

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "batch/catalogue_table.h"
 
+#include "loader/plugin.h"
+
 #include <nlohmann/json.hpp>
 
 namespace batch {
@@ -109,11 +111,14 @@ kimg::Feature featureOf(const ordered_json& row) {
     return feature;
 }
 
-ordered_json rowOf(const kimg::Feature& feature) {
+ordered_json rowOf(const kimg::Feature& feature, const std::string& catalogue) {
     ordered_json row;
     std::size_t i = 0;
     for (const Column& column : columns)
         row[ordered_json::json_pointer(column.pointer)] = jsonOf(feature.values[i++], column.type);
+    if (row["file"].is_null() || row["file"] == "")
+        throw loader::Error(catalogue + ": row " + std::to_string(feature.id) +
+                            " names no file; another program changed it; write the catalogue anew");
     if (row["polarizations"].is_string())
         row["polarizations"] = wordsOf(row["polarizations"].get<std::string>());
     row["footprint"] = nullptr;

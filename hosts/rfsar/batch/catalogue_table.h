@@ -19,6 +19,8 @@ const std::vector<kimg::Field>& catalogueFields();
 const std::vector<std::string>& indexedFields();
 
 kimg::Feature featureOf(const nlohmann::ordered_json& row);
-nlohmann::ordered_json rowOf(const kimg::Feature& feature);
+/// @param catalogue  its file, for errors
+/// @throws loader::Error when the row names no file.
+nlohmann::ordered_json rowOf(const kimg::Feature& feature, const std::string& catalogue);
 
 } // namespace batch

@@ -59,6 +59,19 @@ ordered_json errorRow(const std::string& file, const std::string& error) {
     return {{"file", file}, {"error", error}};
 }
 
+/// @return what a product's child found out; null where there is no product.
+ordered_json rowOf(const std::string& file, const ChildOutcome& outcome,
+                   const ChildLimits& limits) {
+    if (outcome.end != ChildOutcome::End::exited)
+        return errorRow(file, describe(outcome, limits));
+    if (outcome.status == foreign)
+        return nullptr;
+    if (outcome.status != 0)
+        return errorRow(file, readTold(outcome.err).failure);
+    ordered_json row = ordered_json::parse(outcome.out, nullptr, false);
+    return row.is_object() ? row : errorRow(file, "the answer of its process was cut off");
+}
+
 } // namespace
 
 ordered_json productRow(const std::string& entry) {
@@ -100,14 +113,7 @@ void readRows(const RowsWork& work) {
     };
     reading.ended = [&](std::size_t item, ChildOutcome&& outcome) {
         const std::string& file = work.products[item].file;
-        ordered_json row;
-        if (outcome.end != ChildOutcome::End::exited)
-            row = errorRow(file, describe(outcome, work.limits));
-        else if (outcome.status == 0)
-            row = ordered_json::parse(outcome.out, nullptr, false);
-        else if (outcome.status != foreign)
-            row = errorRow(file, readTold(outcome.err).failure);
-        waiting.emplace(item, std::move(row));
+        waiting.emplace(item, rowOf(file, outcome, work.limits));
         for (auto first = waiting.begin(); first != waiting.end() && first->first == next; ++next) {
             if (first->second.is_object())
                 work.take(next, std::move(first->second));

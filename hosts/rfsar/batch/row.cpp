@@ -3,6 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <type_traits>
+
 namespace batch {
 namespace {
 
@@ -18,10 +20,14 @@ std::string text(const json& object, const char* key) {
     return found != object.end() && found->is_string() ? found->get<std::string>() : "";
 }
 
+/// 0 for what is no such number: a real one may be beyond whole ones.
 template <typename Number>
 Number number(const json& object, const char* key) {
     const auto found = object.find(key);
-    return found != object.end() && found->is_number() ? found->get<Number>() : Number{};
+    const bool fits = found != object.end() &&
+                      (std::is_floating_point_v<Number> ? found->is_number()
+                                                        : found->is_number_integer());
+    return fits ? found->get<Number>() : Number{};
 }
 
 } // namespace

@@ -76,9 +76,13 @@ Report readReport(const std::string& text) {
         const json part = json::parse(line, nullptr, false);
         if (!part.is_object())
             continue;
-        report.output = part.value("output", report.output);
-        report.remark = part.value("remark", report.remark);
-        report.verdict = part.value("verdict", report.verdict);
+        const auto take = [&](const char* key, std::string& to) {
+            if (const auto found = part.find(key); found != part.end() && found->is_string())
+                to = found->get<std::string>();
+        };
+        take("output", report.output);
+        take("remark", report.remark);
+        take("verdict", report.verdict);
     }
     return report;
 }

@@ -49,13 +49,13 @@ std::string timeText(std::int64_t nanoseconds) {
     return text;
 }
 
-KnownProducts readKnown(const kimg::FeatureTable& table) {
+KnownProducts readKnown(const kimg::FeatureTable& table, const std::string& catalogue) {
     KnownProducts known;
     kimg::FeatureQuery query;
     query.fields = {"file", "bytes", "modified_ns", "vanished", "checked"};
     query.outlines = false;
     table.forEach(query, [&](kimg::Feature&& feature) {
-        const ordered_json row = batch::rowOf(feature);
+        const ordered_json row = batch::rowOf(feature, catalogue);
         known[row.value("file", "")] = {
             feature.id,
             row["bytes"].is_null() ? 0 : row["bytes"].get<std::int64_t>(),
@@ -87,7 +87,7 @@ class Catalogue {
 public:
     explicit Catalogue(const CatalogueOptions& options)
         : options_(options), checks_(readChecks(options.checks)), table_(openTable()),
-          known_(readKnown(table_)) {}
+          known_(readKnown(table_, options.output)) {}
 
     void update() {
         product::ProductSearch search;
@@ -151,7 +151,7 @@ private:
         query.where = "fid = " + std::to_string(id);
         std::vector<kimg::Feature> changed;
         table_.forEach(query, [&](kimg::Feature&& feature) {
-            ordered_json row = batch::rowOf(feature);
+            ordered_json row = batch::rowOf(feature, options_.output);
             edit(row);
             changed.push_back(batch::featureOf(row));
         });

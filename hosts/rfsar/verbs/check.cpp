@@ -2,6 +2,7 @@
 #include "output/console.h"
 #include "output/interruption.h"
 #include "product/checks/checks.h"
+#include "verbs/kept_options.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -58,7 +59,7 @@ void addCheck(CLI::App& app, int& status) {
     verb->footer("Examples:\n"
                  "  rfsar check product.xml\n"
                  "  rfsar check product.zip --read --json");
-    auto file = std::make_shared<std::string>();
+    auto file = keptOptions<std::string>(*verb);
     verb->add_option("FILE", *file, "product")->required();
     auto* read = verb->add_flag("--read")->description("read every sample of every image too");
     auto* json = verb->add_flag("--json")->description("print JSON");

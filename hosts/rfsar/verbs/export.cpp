@@ -7,6 +7,7 @@
 #include "output/output_file.h"
 #include "output/overviews.h"
 #include "output/raster_tiles.h"
+#include "verbs/kept_options.h"
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
 
@@ -180,7 +181,7 @@ void exportLayers(const ExportOptions& options) {
 void addExport(CLI::App& app) {
     auto* verb = app.add_subcommand("export", description);
     verb->footer(footer);
-    auto options = std::make_shared<ExportOptions>();
+    auto options = keptOptions<ExportOptions>(*verb);
     verb->add_option("FILE", options->file, "product")->required();
     verb->add_option("--layer", options->layers,
                      "layer name, as info lists it; may be repeated (default: the first)")

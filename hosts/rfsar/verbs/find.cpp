@@ -92,7 +92,7 @@ void find(const FindOptions& options) {
         query.box = box;
         table.forEach(query, [&](kimg::Feature&& feature) {
             if (printed.insert(feature.id).second)
-                printer.print(batch::rowOf(feature));
+                printer.print(batch::rowOf(feature, options.catalogue));
         });
     }
     printer.finish();

@@ -11,6 +11,7 @@
 #include "product/place/map_frame.h"
 #include "product/radiometry/power.h"
 #include "verbs/elevation_options.h"
+#include "verbs/kept_options.h"
 #include "verbs/numbers.h"
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
@@ -259,7 +260,7 @@ void geocode(const GeocodeVerb& verb) {
 void addGeocode(CLI::App& app) {
     auto* command = app.add_subcommand("geocode", description);
     command->footer(footer);
-    auto verb = std::make_shared<GeocodeVerb>();
+    auto verb = keptOptions<GeocodeVerb>(*command);
     command->add_option("FILE", verb->file, "product")->required();
     command
         ->add_option("--layer", verb->layers,

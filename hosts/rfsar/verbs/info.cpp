@@ -6,6 +6,7 @@
 #include "product/bursts/burst_times.h"
 #include "product/checks/checks.h"
 #include "product/images/raster.h"
+#include "verbs/kept_options.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -337,7 +338,7 @@ void addInfo(CLI::App& app, int& status) {
                  "and left out.\n\nExamples:\n"
                  "  rfsar info product.xml\n"
                  "  rfsar info --json */metadata/product.xml");
-    auto files = std::make_shared<std::vector<std::string>>();
+    auto files = keptOptions<std::vector<std::string>>(*verb);
     verb->add_option("FILE", *files, "products")->required();
     auto* json = verb->add_flag("--json")->description("print JSON");
     verb->callback([files, json, &status] { status = describeAll(*files, json->count() > 0); });

@@ -4,6 +4,7 @@
 #include "output/output_file.h"
 #include "pictures/drawing.h"
 #include "pictures/picture_file.h"
+#include "verbs/kept_options.h"
 #include "verbs/numbers.h"
 #include "verbs/treatment_options.h"
 #include "verbs/verbs.h"
@@ -56,7 +57,7 @@ void quicklook(const QuicklookVerb& verb) {
 void addQuicklook(CLI::App& app) {
     auto* command = app.add_subcommand("quicklook", description);
     command->footer(footer);
-    auto verb = std::make_shared<QuicklookVerb>();
+    auto verb = keptOptions<QuicklookVerb>(*command);
     DrawingRequest& request = verb->request;
     command->add_option("FILE", verb->file, "product")->required();
     auto* layer = command->add_option("--layer", request.layer,

@@ -11,6 +11,7 @@
 #include "terrain/rtc_metadata.h"
 #include "terrain/terrain_strips.h"
 #include "verbs/elevation_options.h"
+#include "verbs/kept_options.h"
 #include "verbs/numbers.h"
 #include "verbs/verbs.h"
 
@@ -306,7 +307,7 @@ void flatten(const RtcVerb& verb) {
 void addRtc(CLI::App& app) {
     auto* command = app.add_subcommand("rtc", description);
     command->footer(footer);
-    auto verb = std::make_shared<RtcVerb>();
+    auto verb = keptOptions<RtcVerb>(*command);
     command->add_option("FILE", verb->file, "product")->required();
     command->add_option("-o,--output", verb->output, "GeoTIFF to write")->required();
     addElevation(*command, verb->request.elevation);

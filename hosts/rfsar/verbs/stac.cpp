@@ -4,6 +4,7 @@
 #include "output/output_file.h"
 #include "output/stac_item.h"
 #include "product/find_product.h"
+#include "verbs/kept_options.h"
 #include "verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -37,7 +38,7 @@ void addStac(CLI::App& app) {
     verb->footer("Examples:\n"
                  "  rfsar stac product.xml\n"
                  "  rfsar stac product.zip -o item.json");
-    auto options = std::make_shared<StacOptions>();
+    auto options = keptOptions<StacOptions>(*verb);
     verb->add_option("FILE", options->file, "product")->required();
     verb->add_option("-o,--output", options->output,
                      "JSON file to write (default: stdout); paths of assets are relative to this "
