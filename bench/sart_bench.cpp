@@ -90,11 +90,15 @@ void hills30m(benchmark::State& state) {
 void hills10m(benchmark::State& state) {
     projectTerrain(state, 10, 90);
 }
+void alps30m(benchmark::State& state) {
+    projectTerrain(state, 30, 200);
+}
 void mountains30m(benchmark::State& state) {
     projectTerrain(state, 30, 600);
 }
 BENCHMARK(hills30m)->ThreadRange(1, 2);
 BENCHMARK(hills10m)->ThreadRange(1, 2);
+BENCHMARK(alps30m)->ThreadRange(1, 2);
 BENCHMARK(mountains30m)->ThreadRange(1, 2);
 
 } // namespace

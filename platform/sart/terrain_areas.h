@@ -42,6 +42,7 @@ public:
     std::uint64_t cells() const { return cells_; }
 
 private:
+    struct Place;
     struct Node;
     struct Facing;
     class Tile;
@@ -51,15 +52,17 @@ private:
     };
 
     template <typename Take>
-    void eachTile(bool withLooks, const Take& take);
-    bool fetch(int tileRow, int tileColumn, bool withLooks);
+    void eachTile(const Take& take);
+    bool fetch(int tileRow, int tileColumn);
+    void draw();
     void raise();
-    void draw(bool withShadows);
-    Facing facing(const Node& a, const Node& b, const Node& c);
-    PixelGround densityOf(const Node& a, const Node& b, const Node& c);
-    void shade(PixelGround& density, const Node& a, const Node& b, const Node& c);
-    void findDensities(Tile& tile, int row, bool withShadows);
-    bool darken(const Node& a, const Node& b, const Node& c, const PixelGround& change, int depth);
+    void shade();
+    void addOutlines();
+    Facing facing(const Node& a, const Node& b, const Node& c) const;
+    PixelGround densityOf(const Facing& facet, const Node& a, const Node& b, const Node& c) const;
+    PixelGround changeInShadow(const Node& a, const Node& b, const Node& c);
+    bool darken(const Place& a, const Place& b, const Place& c, const PixelGround& change,
+                int depth);
     View viewAt(int line) const;
     View viewAt(double y) const;
 
@@ -75,7 +78,6 @@ private:
     int margin_; ///< lines that a cell of the terrain may reach over
     AreaBuffer buffer_;
     Horizon horizon_;
-    bool shadows_ = false; ///< in the last strip
     StripNodes nodes_;
     std::vector<View> views_; ///< for each line of the strip and its margin
     std::unique_ptr<Tile> tile_;
