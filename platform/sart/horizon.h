@@ -66,9 +66,7 @@ private:
     double before(int step, int index) const {
         return index >= 0 && index < lines_ ? looks_[place(step, index)] : nothing;
     }
-    int stepOf(double distance) const {
-        return static_cast<int>(std::min(distance, steps_ - 1.0));
-    }
+    int stepOf(double distance) const { return static_cast<int>(std::min(distance, steps_ - 1.0)); }
 
     static constexpr double nothing = -std::numeric_limits<double>::infinity();
 

@@ -456,8 +456,8 @@ PixelGround TerrainAreas::changeInShadow(const Node& a, const Node& b, const Nod
 
 /// Takes the light from the part of a triangle that is in shadow, by halves down to half a pixel.
 /// @return true when all of it is, and nothing was done.
-bool TerrainAreas::darken(const Place& a, const Place& b, const Place& c,
-                          const PixelGround& change, int depth) {
+bool TerrainAreas::darken(const Place& a, const Place& b, const Place& c, const PixelGround& change,
+                          int depth) {
     const auto middle = [](const Place& p, const Place& q) {
         return Place{(p.x + q.x) / 2, (p.y + q.y) / 2, (p.distance + q.distance) / 2,
                      (p.look + q.look) / 2};
