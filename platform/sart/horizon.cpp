@@ -66,14 +66,28 @@ bool Horizon::close() {
     return true;
 }
 
+std::span<const double> Horizon::before(int step, const Part& part) const {
+    const int first = std::clamp(floorOf(part.top - 0.5) - firstLine_, 0, lines_);
+    const int end = std::clamp(floorOf(part.bottom - 0.5) + 2 - firstLine_, first, lines_);
+    return {looks_.data() + place(step, first), static_cast<std::size_t>(end - first)};
+}
+
 bool Horizon::mayHide(const Part& part) const {
     if (!(part.far >= 0))
         return false;
-    const int first = std::max(floorOf(part.top - 0.5) - firstLine_, 0);
-    const int last = std::min(floorOf(part.bottom - 0.5) + 1 - firstLine_, lines_ - 1);
-    const double* looks = looks_.data() + place(stepOf(part.far), 0);
-    return std::any_of(looks + first, looks + std::max(first, last + 1),
-                       [&](double look) { return part.look < look - lookTolerance; });
+    const auto looks = before(stepOf(part.far), part);
+    return std::any_of(looks.begin(), looks.end(),
+                       [&](double look) { return part.lowest < look - lookTolerance; });
+}
+
+bool Horizon::hidesAll(const Part& part) const {
+    // Beyond the lines that there are nothing hides anything.
+    if (!(part.near >= 0 && part.top - 0.5 >= firstLine_ &&
+          part.bottom + 0.5 < firstLine_ + lines_))
+        return false;
+    const auto looks = before(stepOf(part.near), part);
+    return std::all_of(looks.begin(), looks.end(),
+                       [&](double look) { return part.highest < look - lookTolerance; });
 }
 
 bool Horizon::hides(const Point& point) const {

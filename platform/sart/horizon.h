@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <span>
 #include <vector>
 
 namespace sart {
@@ -33,20 +34,27 @@ public:
     /// @return false when there is nothing, and no shadow.
     bool close();
 
-    /// A part of the ground: its lines, its farthest distance and lowest look.
+    /// A part of the ground: its lines, and the bounds of its distances and looks.
     struct Part {
-        double top = std::numeric_limits<double>::infinity(), bottom = -top, far = -top, look = top;
+        double top = std::numeric_limits<double>::infinity(), bottom = -top;
+        double near = top, far = bottom;
+        double lowest = top, highest = bottom;
 
         void take(const Point& point) {
             top = std::min(top, point.y);
             bottom = std::max(bottom, point.y);
+            near = std::min(near, point.distance);
             far = std::max(far, point.distance);
-            look = std::min(look, point.look);
+            lowest = std::min(lowest, point.look);
+            highest = std::max(highest, point.look);
         }
     };
 
     /// @return false when no point of a part can be in shadow. After close.
     bool mayHide(const Part& part) const;
+
+    /// @return true only when every point of a part is in shadow. After close.
+    bool hidesAll(const Part& part) const;
 
     /// @return true when the point is in shadow; between the middles of two lines by the mean of
     ///         both profiles. After close.
@@ -67,6 +75,9 @@ private:
         return index >= 0 && index < lines_ ? looks_[place(step, index)] : nothing;
     }
     int stepOf(double distance) const { return static_cast<int>(std::min(distance, steps_ - 1.0)); }
+
+    /// What the lines that a part touches have before a step: those that there are.
+    std::span<const double> before(int step, const Part& part) const;
 
     static constexpr double nothing = -std::numeric_limits<double>::infinity();
 

@@ -451,7 +451,8 @@ PixelGround TerrainAreas::changeInShadow(const Node& a, const Node& b, const Nod
         return {};
     const float cover = light.parts[0] - light.parts[1];
     const PixelGround dark(0, 0, PixelGround::Parts{0, 0, cover, light.parts[3]});
-    return darken(a, b, c, dark - light, 0) ? dark - light : PixelGround{};
+    return horizon_.hidesAll(part) || darken(a, b, c, dark - light, 0) ? dark - light
+                                                                       : PixelGround{};
 }
 
 /// Takes the light from the part of a triangle that is in shadow, by halves down to half a pixel.
