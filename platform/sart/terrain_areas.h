@@ -23,20 +23,20 @@ namespace sart {
 ///
 /// Source: D. Small, Flattening Gamma, IEEE TGRS 49(8), 2011; area projection: G. Shiroma et al.,
 /// IEEE TGRS 60, 2022. Lines of sight are those of the image's line at the triangle's centre.
-class RF_PLATFORM_API TerrainAreas {
+class TerrainAreas {
 public:
     /// Both must outlive the projection.
-    TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& terrain);
-    ~TerrainAreas();
+    RF_PLATFORM_API TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& terrain);
+    RF_PLATFORM_API ~TerrainAreas();
 
     /// Projects what lies in some lines.
-    void project(int firstLine, int lines);
+    RF_PLATFORM_API void project(int firstLine, int lines);
 
     /// The pixels of a line of the last strip.
     std::span<const PixelGround> line(int line) const { return buffer_.line(line); }
 
     /// @return memory that a strip takes at most.
-    std::size_t bytesOf(int lines) const;
+    RF_PLATFORM_API std::size_t bytesOf(int lines) const;
 
     /// @return cells of the terrain drawn so far; those under two strips count twice.
     std::uint64_t cells() const { return cells_; }
