@@ -59,8 +59,10 @@ public:
     /// Columns of a row from 0 to `cells`, counted from the tile's own first.
     NodeSpan& span(int row) { return spans_[index(row)]; }
     Node& node(int row, int column) { return nodes_[index(row * (cells + 1) + column)]; }
-    /// Columns of the cells between a row and the next.
+    /// Columns of the cells between a row and the next; none around the tile.
     NodeSpan cellsBelow(int row) {
+        if (row < 0 || row >= cells)
+            return {};
         return {std::max(span(row).first, span(row + 1).first),
                 std::min(span(row).end, span(row + 1).end) - 1};
     }
@@ -74,7 +76,21 @@ public:
     static constexpr std::size_t triangles = 2 * (cells + 2) * (cells + 2);
 
     std::array<PixelGround, triangles> densities; ///< what triangles are drawn with
-    std::array<bool, triangles> isAway{};         ///< they are turned away from the antenna
+    std::array<bool, triangles> isAway;           ///< they are turned away from the antenna
+    bool anyAway;
+
+    /// Forgets the triangles of the rows that have cells, and around them.
+    void clear() {
+        const auto isEmpty = [&](int row) { return cellsBelow(row).end <= cellsBelow(row).first; };
+        for (int row = -1; row <= cells; ++row) {
+            if (isEmpty(row - 1) && isEmpty(row) && isEmpty(row + 1))
+                continue;
+            const auto from = static_cast<std::ptrdiff_t>(upper(row, -1));
+            std::fill_n(densities.begin() + from, 2 * (cells + 2), PixelGround{});
+            std::fill_n(isAway.begin() + from, 2 * (cells + 2), false);
+        }
+        anyAway = false;
+    }
 
     /// Calls take(triangle, a, b, c) for both triangles of every cell.
     template <typename Take>
@@ -94,8 +110,9 @@ public:
     /// between two tiles come once for each, with a triangle around the tile.
     template <typename Take>
     void eachEdge(const Take& take) {
-        for (int row = 0; row <= cells; ++row)
-            for (int column = 0; column <= cells; ++column) {
+        for (int row = 0; row <= cells; ++row) {
+            const NodeSpan columns = hull(cellsBelow(row - 1), cellsBelow(row));
+            for (int column = columns.first; column <= columns.end; ++column) {
                 const Node& a = node(row, column);
                 if (column < cells)
                     take(upper(row, column), lower(row - 1, column), a, node(row, column + 1));
@@ -106,6 +123,7 @@ public:
                 if (column < cells)
                     take(upper(row, column), lower(row, column), node(row, column + 1), c);
             }
+        }
     }
 
     std::array<sarm::GroundPosition, cells + 1> ground; // of a row: for the calls that take many
@@ -113,6 +131,12 @@ public:
     std::array<Vec3, cells + 1> space;
 
 private:
+    /// From the first of both to the last; nothing, with end before first, of nothing.
+    static NodeSpan hull(const NodeSpan& a, const NodeSpan& b) {
+        if (a.end <= a.first || b.end <= b.first)
+            return a.end > a.first ? a : b.end > b.first ? b : NodeSpan{0, -1};
+        return {std::min(a.first, b.first), std::max(a.end, b.end)};
+    }
     static constexpr std::size_t index(int i) { return static_cast<std::size_t>(i); }
 
     std::array<NodeSpan, cells + 1> spans_;
@@ -388,11 +412,11 @@ PixelGround TerrainAreas::densityOf(const Facing& facet, const Node& a, const No
 /// The tile's terrain, in light.
 void TerrainAreas::draw() {
     Tile& tile = *tile_;
-    tile.densities.fill({});
-    tile.isAway.fill(false);
+    tile.clear();
     tile.eachTriangle([&](std::size_t triangle, const Node& a, const Node& b, const Node& c) {
         const Facing facet = facing(a, b, c);
         tile.isAway[triangle] = facet.isAway;
+        tile.anyAway = tile.anyAway || facet.isAway;
         tile.densities[triangle] = densityOf(facet, a, b, c);
         if (facet.inStrip && facet.isEdgeOn() && !facet.isAway) // all in one pixel
             buffer_.addTo(floorOf((a.x + b.x + c.x) / 3), floorOf((a.y + b.y + c.y) / 3),
@@ -418,7 +442,7 @@ void TerrainAreas::addOutlines() {
 /// What the tile may hide: that lies behind the edges from which the ground turns away.
 void TerrainAreas::raise() {
     Tile& tile = *tile_;
-    if (std::find(tile.isAway.begin(), tile.isAway.end(), true) == tile.isAway.end())
+    if (!tile.anyAway)
         return;
     tile.eachEdge([&](std::size_t one, std::size_t other, const Node& a, const Node& b) {
         if (tile.isAway[one] != tile.isAway[other])
@@ -429,7 +453,7 @@ void TerrainAreas::raise() {
 /// Takes the light from what lies in shadow.
 void TerrainAreas::shade() {
     Tile& tile = *tile_;
-    tile.densities.fill({});
+    tile.clear();
     tile.eachTriangle([&](std::size_t triangle, const Node& a, const Node& b, const Node& c) {
         tile.densities[triangle] = changeInShadow(a, b, c);
     });
