@@ -487,7 +487,6 @@ bool TerrainAreas::darken(const Place& a, const Place& b, const Place& c, const 
         return Place{(p.x + q.x) / 2, (p.y + q.y) / 2, (p.distance + q.distance) / 2,
                      (p.look + q.look) / 2};
     };
-    const Place ab = middle(a, b), bc = middle(b, c), ca = middle(c, a);
     Horizon::Point centre = a.horizonPoint();
     for (const Place* other : {&b, &c}) {
         const Horizon::Point point = other->horizonPoint();
@@ -498,22 +497,25 @@ bool TerrainAreas::darken(const Place& a, const Place& b, const Place& c, const 
     const double height = most(a.y, b.y, c.y) - least(a.y, b.y, c.y);
     constexpr int deepest = 8;
     const bool small = std::max(width, height) <= 0.5 || depth == deepest;
-    const auto hidden = [&](const Place& place) { return horizon_.hides(place.horizonPoint()); };
-    const bool whole = dark == hidden(a) && dark == hidden(b) && dark == hidden(c) &&
-                       dark == hidden(ab) && dark == hidden(bc) && dark == hidden(ca);
-    if (whole || small)
+    if (small)
         return dark;
-    const auto part = [&](const Place& p, const Place& q, const Place& r) {
-        if (!darken(p, q, r, change, depth + 1))
-            return;
-        buffer_.addEdge(change, p.x, p.y, q.x, q.y);
-        buffer_.addEdge(change, q.x, q.y, r.x, r.y);
-        buffer_.addEdge(change, r.x, r.y, p.x, p.y);
+    const Place ab = middle(a, b), bc = middle(b, c), ca = middle(c, a);
+    const auto agrees = [&](const Place& place) {
+        return horizon_.hides(place.horizonPoint()) == dark;
     };
-    part(a, ab, ca);
-    part(ab, b, bc);
-    part(ca, bc, c);
-    part(ab, bc, ca);
+    if (agrees(a) && agrees(b) && agrees(c) && agrees(ab) && agrees(bc) && agrees(ca))
+        return dark;
+    const Place* parts[4][3] = {{&a, &ab, &ca}, {&ab, &b, &bc}, {&ca, &bc, &c}, {&ab, &bc, &ca}};
+    bool isDark[4];
+    for (int i = 0; i < 4; ++i)
+        isDark[i] = darken(*parts[i][0], *parts[i][1], *parts[i][2], change, depth + 1);
+    if (isDark[0] && isDark[1] && isDark[2] && isDark[3])
+        return true;
+    for (int i = 0; i < 4; ++i)
+        for (int from = 0; isDark[i] && from < 3; ++from) {
+            const Place &p = *parts[i][from], &q = *parts[i][(from + 1) % 3];
+            buffer_.addEdge(change, p.x, p.y, q.x, q.y);
+        }
     return false;
 }
 
