@@ -90,15 +90,15 @@ bool Horizon::hidesAll(const Part& part) const {
                        [&](double look) { return part.highest < look - lookTolerance; });
 }
 
-bool Horizon::hides(const Point& point) const {
+double Horizon::excess(const Point& point) const {
     if (!(point.distance >= 0))
-        return false;
+        return nothing;
     const int step = stepOf(point.distance);
     const int line = floorOf(point.y - 0.5), index = line - firstLine_;
     const double here = before(step, index);
     const double part = point.y - 0.5 - line;
     const double look = part == 0 ? here : (1 - part) * here + part * before(step, index + 1);
-    return point.look < look - lookTolerance;
+    return look - lookTolerance - point.look;
 }
 
 } // namespace sart

@@ -56,9 +56,10 @@ public:
     /// @return true only when every point of a part is in shadow. After close.
     bool hidesAll(const Part& part) const;
 
-    /// @return true when the point is in shadow; between the middles of two lines by the mean of
-    ///         both profiles. After close.
-    bool hides(const Point& point) const;
+    /// @return by how much something nearer looks higher than a point: positive in shadow. Between
+    ///         the middles of two lines by the mean of both profiles. After close.
+    double excess(const Point& point) const;
+    bool hides(const Point& point) const { return excess(point) > 0; }
 
     static std::size_t bytesPerLine(int steps) {
         return sizeof(double) * static_cast<std::size_t>(steps);

@@ -8,6 +8,7 @@
 #include "sart/strip_nodes.h"
 #include "sart/terrain_grid.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -43,6 +44,7 @@ public:
 
 private:
     struct Place;
+    using Triangle = std::array<Place, 3>;
     struct Node;
     struct Facing;
     class Tile;
@@ -63,6 +65,7 @@ private:
     PixelGround changeInShadow(const Node& a, const Node& b, const Node& c);
     bool darken(const Place& a, const Place& b, const Place& c, const PixelGround& change,
                 int depth);
+    bool darkenHalf(const Triangle& corners, const PixelGround& change);
     View viewAt(int line) const;
     View viewAt(double y) const;
 
