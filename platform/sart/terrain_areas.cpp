@@ -465,7 +465,9 @@ PixelGround TerrainAreas::changeInShadow(const Node& a, const Node& b, const Nod
     Horizon::Part part;
     for (const Node* node : {&a, &b, &c})
         part.take(node->horizonPoint());
-    if (!std::isfinite(a.x + b.x + c.x) || !horizon_.mayHide(part))
+    const int firstLine = buffer_.firstLine(), endLine = firstLine + buffer_.lines();
+    if (!(part.bottom > firstLine && part.top < endLine && std::isfinite(a.x + b.x + c.x) &&
+          horizon_.mayHide(part)))
         return {};
     const Facing facet = facing(a, b, c);
     if (facet.isAway)
