@@ -49,7 +49,7 @@ struct PixelGround {
 /// [i, i + 1) x [j, j + 1). One thread at a time.
 ///
 /// What a line receives does not depend on which other lines the buffer holds.
-class RF_PLATFORM_API AreaBuffer {
+class AreaBuffer {
 public:
     explicit AreaBuffer(int columns);
 
@@ -70,7 +70,7 @@ public:
 
     int firstLine() const { return firstLine_; }
     int lines() const { return lines_; }
-    std::span<const PixelGround> line(int line) const;
+    RF_PLATFORM_API std::span<const PixelGround> line(int line) const;
 
     static std::size_t bytesPerLine(int columns) {
         return sizeof(PixelGround) * (static_cast<std::size_t>(columns) + beyond);

@@ -18,26 +18,7 @@ void Horizon::start(int firstLine, int lines, int steps) {
     firstLine_ = firstLine;
     lines_ = lines;
     steps_ = steps;
-    anyAsked_ = closed_ = false;
-    asked_.assign(static_cast<std::size_t>(lines), 0);
-    isEmpty_.assign(static_cast<std::size_t>(steps / stepsOfGroup + 1), 0);
-}
-
-void Horizon::empty(std::size_t group) {
-    looks_.resize(place(steps_, 0));
-    const int from = static_cast<int>(group) * stepsOfGroup;
-    const int to = std::min(from + stepsOfGroup, steps_);
-    std::fill(looks_.begin() + static_cast<std::ptrdiff_t>(place(from, 0)),
-              looks_.begin() + static_cast<std::ptrdiff_t>(place(to, 0)), Looks{nothing, nothing});
-    isEmpty_[group] = 1;
-}
-
-void Horizon::ask(double top, double bottom) {
-    const int from = std::max(floorOf(top) - 1, firstLine_);
-    const int to = std::min(ceilOf(bottom) + 1, firstLine_ + lines_);
-    for (int line = from; line < to; ++line)
-        asked_[static_cast<std::size_t>(line - firstLine_)] = 1;
-    anyAsked_ = anyAsked_ || from < to;
+    isUsed_.assign(static_cast<std::size_t>(steps), 0);
 }
 
 void Horizon::add(const Point& a, const Point& b) {
@@ -46,6 +27,7 @@ void Horizon::add(const Point& a, const Point& b) {
     const int to = std::min(ceilOf(low.y - 0.5), firstLine_ + lines_);
     if (from >= to)
         return;
+    looks_.resize(place(steps_, 0));
     const double perLine = 1 / (low.y - top.y);
     const double distancePerLine = perLine * (low.distance - top.distance);
     const double lookPerLine = perLine * (low.look - top.look);
@@ -57,61 +39,66 @@ void Horizon::add(const Point& a, const Point& b) {
         if (!(distance <= steps_ - 1))
             continue;
         const int step = std::max(ceilOf(std::max(distance, -1.0)), 0);
-        if (const auto group = static_cast<std::size_t>(step / stepsOfGroup); !isEmpty_[group])
-            empty(group);
-        Looks& looks = looks_[place(step, line - firstLine_)];
-        const Looks here{look, -look};
-        looks = looks > here ? looks : here;
+        if (char& isUsed = isUsed_[static_cast<std::size_t>(step)]; !isUsed) {
+            std::fill_n(looks_.begin() + static_cast<std::ptrdiff_t>(place(step, 0)), lines_,
+                        nothing);
+            isUsed = 1;
+        }
+        double& highest = looks_[place(step, line - firstLine_)];
+        highest = std::max(highest, look);
     }
 }
 
-void Horizon::close() {
-    closed_ = true;
-    for (std::size_t group = 0; group < isEmpty_.size(); ++group)
-        if (!isEmpty_[group])
-            empty(group);
-    const auto lines = static_cast<std::size_t>(lines_);
-    dark_.resize(looks_.size());
-    std::vector<double> before(lines, nothing);
-    std::vector<int> darkBefore(lines, 0);
-    for (std::size_t at = 0; at < looks_.size();)
-        for (std::size_t line = 0; line < lines; ++line, ++at) {
-            if (asked_[line]) {
-                darkBefore[line] += -looks_[at][1] < before[line] - lookTolerance;
-                before[line] = std::max(before[line], looks_[at][0]);
-            }
-            dark_[at] = darkBefore[line];
-            looks_[at][0] = before[line];
-        }
+bool Horizon::close() {
+    if (std::find(isUsed_.begin(), isUsed_.end(), 1) == isUsed_.end())
+        return false;
+    const std::vector<double> none(static_cast<std::size_t>(lines_), nothing);
+    const double* before = none.data();
+    for (int step = 0; step < steps_; ++step) {
+        double* looks = looks_.data() + place(step, 0);
+        if (isUsed_[static_cast<std::size_t>(step)])
+            std::transform(before, before + lines_, looks, looks,
+                           [](double a, double b) { return std::max(a, b); });
+        else
+            std::copy_n(before, lines_, looks);
+        before = looks;
+    }
+    return true;
 }
 
-bool Horizon::mayHide(double top, double bottom, double near, double far) const {
-    if (!closed_)
-        return false;
-    // Straight between two places in light, a profile is in light. The next places of a line may
-    // lie a cell's diagonal off, which is less than three steps.
-    constexpr int spare = 3;
-    const auto step = [&](double distance) {
-        return static_cast<int>(std::clamp(distance, 0.0, steps_ - 1.0));
-    };
-    const int from = step(near - spare), to = step(far + spare + 1);
-    const int first = std::max(floorOf(top - 0.5) - firstLine_, 0);
-    const int last = std::min(floorOf(bottom - 0.5) + 1 - firstLine_, lines_ - 1);
-    int more = 0;
-    for (int index = first; index <= last; ++index)
-        more += dark_[place(to, index)] - (from > 0 ? dark_[place(from - 1, index)] : 0);
-    return more > 0;
+std::span<const double> Horizon::before(int step, const Part& part) const {
+    const int first = std::clamp(floorOf(part.top - 0.5) - firstLine_, 0, lines_);
+    const int end = std::clamp(floorOf(part.bottom - 0.5) + 2 - firstLine_, first, lines_);
+    return {looks_.data() + place(step, first), static_cast<std::size_t>(end - first)};
 }
 
-bool Horizon::hides(const Point& point) const {
-    if (!closed_ || !(point.distance >= 0))
+bool Horizon::mayHide(const Part& part) const {
+    if (!(part.far >= 0))
         return false;
-    const int step = static_cast<int>(std::min(point.distance, steps_ - 1.0));
+    const auto looks = before(stepOf(part.far), part);
+    return std::any_of(looks.begin(), looks.end(),
+                       [&](double look) { return part.lowest < look - lookTolerance; });
+}
+
+bool Horizon::hidesAll(const Part& part) const {
+    // Beyond the lines that there are nothing hides anything.
+    if (!(part.near >= 0 && part.top - 0.5 >= firstLine_ &&
+          part.bottom + 0.5 < firstLine_ + lines_))
+        return false;
+    const auto looks = before(stepOf(part.near), part);
+    return std::all_of(looks.begin(), looks.end(),
+                       [&](double look) { return part.highest < look - lookTolerance; });
+}
+
+double Horizon::excess(const Point& point) const {
+    if (!(point.distance >= 0))
+        return nothing;
+    const int step = stepOf(point.distance);
     const int line = floorOf(point.y - 0.5), index = line - firstLine_;
+    const double here = before(step, index);
     const double part = point.y - 0.5 - line;
-    const double here = before(step, index), next = before(step, index + 1);
-    const double look = part == 0 ? here : (1 - part) * here + part * next;
-    return point.look < look - lookTolerance;
+    const double look = part == 0 ? here : (1 - part) * here + part * before(step, index + 1);
+    return look - lookTolerance - point.look;
 }
 
 } // namespace sart

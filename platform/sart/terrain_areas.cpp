@@ -2,10 +2,10 @@
 #include "sart/terrain_areas.h"
 
 #include "rf_constants.h"
+#include "sart/terrain_tile.h"
 #include "sart/whole_numbers.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -16,81 +16,7 @@ namespace sart {
 
 using sarm::Vec3;
 
-/// A node, or a place between nodes, in the image and in space.
-struct TerrainAreas::Node {
-    double x, y; ///< pixel (i, j) covers [i, i + 1) x [j, j + 1); NaN where nothing is seen
-    double heightM;
-    Vec3 point;
-    Vec3 sight;      ///< unit vector to the antenna
-    double distance; ///< outwards, in steps of the horizon
-    double look;
-
-    Horizon::Point horizonPoint() const { return {y, distance, look}; }
-};
-
-struct TerrainAreas::Facing {
-    double top = 0, bottom = 0;
-    Vec3 normal;     ///< its length is the area
-    double turn = 0; ///< the grid's own sense of turning
-    double gamma = 0;
-    bool inStrip = false; ///< otherwise the rest may be missing
-};
-
-/// A square of cells, so that neighbours come one after the other: the image's lines lie far apart
-/// in memory. Always the same squares of the terrain, and the same order within: a pixel's sum
-/// rounds alike in every strip.
-class TerrainAreas::Tile {
-public:
-    static constexpr int cells = 32;
-
-    /// Columns of a row from 0 to `cells`, counted from the tile's own first.
-    NodeSpan& span(int row) { return spans_[index(row)]; }
-    Node& node(int row, int column) { return nodes_[index(row * (cells + 1) + column)]; }
-    /// Columns of the cells between a row and the next.
-    NodeSpan cellsBelow(int row) {
-        return {std::max(span(row).first, span(row + 1).first),
-                std::min(span(row).end, span(row + 1).end) - 1};
-    }
-    /// What both triangles of a cell are drawn with. Rows and columns from -1 to `cells`; nothing
-    /// is ever drawn around the tile.
-    PixelGround& upper(int row, int column) { return upper_[facet(row, column)]; }
-    PixelGround& lower(int row, int column) { return lower_[facet(row, column)]; }
-
-    std::array<sarm::GroundPosition, cells + 1> ground; // of a row: for the calls that take many
-    std::array<sarm::ImagePosition, cells + 1> image;
-    std::array<Vec3, cells + 1> space;
-
-private:
-    static std::size_t index(int i) { return static_cast<std::size_t>(i); }
-    static std::size_t facet(int row, int column) {
-        return index((row + 1) * (cells + 2) + column + 1);
-    }
-
-    std::array<NodeSpan, cells + 1> spans_;
-    std::array<Node, (cells + 1) * (cells + 1)> nodes_;
-    std::array<PixelGround, (cells + 2) * (cells + 2)> upper_, lower_;
-};
-
 namespace {
-
-PixelGround operator-(const PixelGround& a, const PixelGround& b) {
-    PixelGround difference;
-    difference.areas = a.areas - b.areas;
-    difference.parts = a.parts - b.parts;
-    return difference;
-}
-
-bool isDrawn(const PixelGround& density) {
-    return density.areas[1] != 0 || density.parts[2] != 0;
-}
-
-double least(double a, double b, double c) {
-    return std::min(std::min(a, b), c);
-}
-
-double most(double a, double b, double c) {
-    return std::max(std::max(a, b), c);
-}
 
 /// Sizes around the middle of an image.
 struct Middle {
@@ -196,21 +122,25 @@ void TerrainAreas::project(int firstLine, int lines) {
     nodes_ = nodesUnder(model_, terrain_, part);
     buffer_.start(firstLine, lines);
     horizon_.start(top, together, stepsOfHorizon_);
-    // Where no ground is turned away from the antenna, nothing lies in shadow: then drawing is all.
-    // It is a likely case, unless the strip before was another.
-    const std::uint64_t cellsBefore = cells_;
-    bool drawn = false;
-    if (!shadows_) {
-        draw(false);
-        drawn = !horizon_.asked();
-    }
-    if (!drawn) {
-        cells_ = cellsBefore;
+    // First all in light. Then, where something hides the light, the tiles that may be hidden.
+    struct Drawn {
+        int row, column;
+        Horizon::Part part;
+    };
+    std::vector<Drawn> drawn;
+    eachTile([&](int row, int column) {
+        if (!fetch(row, column))
+            return;
+        draw();
         raise();
-        shadows_ = horizon_.asked();
-        buffer_.start(firstLine, lines);
-        draw(shadows_);
-    }
+        drawn.push_back({row, column, tile_->part});
+    });
+    if (horizon_.close())
+        for (const Drawn& tile : drawn)
+            if (horizon_.mayHide(tile.part)) {
+                fetch(tile.row, tile.column);
+                shade();
+            }
     buffer_.sum();
 }
 
@@ -232,7 +162,7 @@ TerrainAreas::View TerrainAreas::viewAt(double y) const {
 }
 
 /// @return false when the strip has no cell in the tile.
-bool TerrainAreas::fetch(int tileRow, int tileColumn, bool withLooks) {
+bool TerrainAreas::fetch(int tileRow, int tileColumn) {
     const int firstRow = tileRow * Tile::cells, firstColumn = tileColumn * Tile::cells;
     for (int row = 0; row <= Tile::cells; ++row) {
         const int index = firstRow + row - nodes_.firstRow;
@@ -246,6 +176,7 @@ bool TerrainAreas::fetch(int tileRow, int tileColumn, bool withLooks) {
         any = any || tile_->cellsBelow(row).first < tile_->cellsBelow(row).end;
     if (!any)
         return false;
+    tile_->part = {};
     for (int row = 0; row <= Tile::cells; ++row) {
         const NodeSpan span = tile_->span(row);
         if (span.end <= span.first)
@@ -266,19 +197,19 @@ bool TerrainAreas::fetch(int tileRow, int tileColumn, bool withLooks) {
                 continue; // and so is every triangle with it
             const View view = viewAt(node.y);
             node.sight = unit(view.antenna - node.point);
-            if (!withLooks)
-                continue;
             node.distance =
                 (distanceOf(node.point, node.heightM, view.outwards) - startOfHorizonM_) *
                 stepsPerM_;
             node.look = -dot(node.sight, view.up);
+            tile_->part.take(node.horizonPoint());
         }
     }
     return true;
 }
 
+/// Calls take(tileRow, tileColumn) for every tile that may have a cell of the strip.
 template <typename Take>
-void TerrainAreas::eachTile(bool withLooks, const Take& take) {
+void TerrainAreas::eachTile(const Take& take) {
     const int endRow = nodes_.firstRow + static_cast<int>(nodes_.rows.size());
     for (int tileRow = nodes_.firstRow / Tile::cells; tileRow * Tile::cells < endRow; ++tileRow) {
         NodeSpan columns{std::numeric_limits<int>::max(), 0};
@@ -291,180 +222,85 @@ void TerrainAreas::eachTile(bool withLooks, const Take& take) {
         }
         for (int tileColumn = columns.first / Tile::cells;
              tileColumn * Tile::cells < columns.end - 1; ++tileColumn)
-            if (fetch(tileRow, tileColumn, withLooks))
-                take(*tile_);
+            take(tileRow, tileColumn);
     }
 }
 
-/// What hides what, and in which lines.
-void TerrainAreas::raise() {
-    const auto add = [&](const Node& a, const Node& b) {
-        if (std::isfinite(a.x + a.y + b.x + b.y))
-            horizon_.add(a.horizonPoint(), b.horizonPoint());
-    };
-    eachTile(true, [&](Tile& tile) {
-        for (int row = 0; row < Tile::cells; ++row) {
-            const NodeSpan cells = tile.cellsBelow(row);
-            for (int column = cells.first; column < cells.end; ++column) {
-                const Node &a = tile.node(row, column), &b = tile.node(row, column + 1);
-                const Node &c = tile.node(row + 1, column), &d = tile.node(row + 1, column + 1);
-                facing(a, b, c);
-                facing(b, d, c);
-                // The other two belong to the cells beside and below.
-                add(a, b);
-                add(a, c);
-                add(b, c);
-            }
-        }
-    });
-    horizon_.close();
-}
-
-/// A triangle of the terrain, seen from the antenna. Asks for shadows when it is turned away.
-TerrainAreas::Facing TerrainAreas::facing(const Node& a, const Node& b, const Node& c) {
+TerrainAreas::Facing TerrainAreas::facing(const Node& a, const Node& b, const Node& c) const {
     Facing facing;
-    facing.top = least(a.y, b.y, c.y);
-    facing.bottom = most(a.y, b.y, c.y);
+    const double top = least(a.y, b.y, c.y), bottom = most(a.y, b.y, c.y);
     const double left = least(a.x, b.x, c.x), right = most(a.x, b.x, c.x);
     const int firstLine = buffer_.firstLine(), endLine = firstLine + buffer_.lines();
     const bool beyond = farIsRight_ ? left >= size_.samples : right <= 0;
     // Whatever is not a number fails one of these.
-    if (!(facing.bottom > firstLine - margin_ && facing.top < endLine + margin_ && !beyond &&
-          std::isfinite(left + right + facing.top + facing.bottom)))
+    if (!(bottom > firstLine - margin_ && top < endLine + margin_ && !beyond &&
+          std::isfinite(left + right + top + bottom)))
         return facing;
     facing.normal = 0.5 * cross(b.point - a.point, c.point - a.point);
     facing.turn = dot(facing.normal, a.point) < 0 ? -1 : 1;
     // The mean of three lines of sight is the centre's to 1e-9.
     facing.gamma = facing.turn / 3 * dot(facing.normal, a.sight + b.sight + c.sight);
-    if (!(facing.gamma > 0))
-        horizon_.ask(facing.top, facing.bottom);
-    facing.inStrip =
-        right > 0 && left < size_.samples && facing.bottom > firstLine && facing.top < endLine;
+    facing.isAway = !(facing.gamma > 0);
+    facing.inStrip = right > 0 && left < size_.samples && bottom > firstLine && top < endLine;
+    if (facing.inStrip)
+        facing.imageArea = imageArea(a.x, a.y, b.x, b.y, c.x, c.y);
     return facing;
 }
 
 /// What a triangle is drawn with, in light.
-PixelGround TerrainAreas::densityOf(const Node& a, const Node& b, const Node& c) {
-    const Facing facet = facing(a, b, c);
-    if (!facet.inStrip)
+PixelGround TerrainAreas::densityOf(const Facing& facet, const Node& a, const Node& b,
+                                    const Node& c) const {
+    if (!facet.inStrip || facet.isEdgeOn())
         return {};
-    const double area = imageArea(a.x, a.y, b.x, b.y, c.x, c.y);
-    const bool lit = facet.gamma > 0;
-    constexpr double leastArea = 1e-8;   // of a pixel
-    if (!(std::abs(area) > leastArea)) { // seen edge on: all in one pixel
-        if (lit)
-            buffer_.addTo(floorOf((a.x + b.x + c.x) / 3), floorOf((a.y + b.y + c.y) / 3),
-                          PixelGround(facet.gamma, norm(facet.normal)));
-        return {};
-    }
-    const float sign = area > 0 ? 1 : -1;
+    const float sign = facet.imageArea > 0 ? 1 : -1;
     const auto sense = static_cast<float>(facet.turn * upright_);
     const float height = sense * static_cast<float>((a.heightM + b.heightM + c.heightM) / 3);
-    if (!lit)
+    if (facet.isAway)
         return {0, 0, PixelGround::Parts{0, 0, sense, height}};
     const bool isUpright = sign == sense;
-    const double perArea = 1 / area;
+    const double perArea = 1 / facet.imageArea;
     return {facet.gamma * perArea, norm(facet.normal) * perArea,
             PixelGround::Parts{isUpright ? sign : 0, isUpright ? 0 : sign, 0, height}};
 }
 
-/// Takes the light from the part of a triangle that is in shadow, by halves down to half a pixel.
-/// @return true when all of it is, and nothing was done.
-bool TerrainAreas::darken(const Node& a, const Node& b, const Node& c, const PixelGround& change,
-                          int depth) {
-    const auto middle = [](const Node& p, const Node& q) {
-        Node node;
-        node.x = (p.x + q.x) / 2;
-        node.y = (p.y + q.y) / 2;
-        node.distance = (p.distance + q.distance) / 2;
-        node.look = (p.look + q.look) / 2;
-        return node;
-    };
-    const Node ab = middle(a, b), bc = middle(b, c), ca = middle(c, a);
-    Horizon::Point centre = a.horizonPoint();
-    for (const Node* other : {&b, &c}) {
-        const Horizon::Point point = other->horizonPoint();
-        centre = {centre.y + point.y, centre.distance + point.distance, centre.look + point.look};
+/// The tile's terrain, in light.
+void TerrainAreas::draw() {
+    Tile& tile = *tile_;
+    tile.clear();
+    tile.eachTriangle([&](std::size_t triangle, const Node& a, const Node& b, const Node& c) {
+        const Facing facet = facing(a, b, c);
+        tile.isAway[triangle] = facet.isAway;
+        tile.anyAway = tile.anyAway || facet.isAway;
+        tile.densities[triangle] = densityOf(facet, a, b, c);
+        if (facet.inStrip && facet.isEdgeOn() && !facet.isAway) // all in one pixel
+            buffer_.addTo(floorOf((a.x + b.x + c.x) / 3), floorOf((a.y + b.y + c.y) / 3),
+                          PixelGround(facet.gamma, norm(facet.normal)));
+    });
+    addOutlines();
+    for (int row = 0; row < Tile::cells; ++row) {
+        const NodeSpan cells = tile.cellsBelow(row);
+        cells_ += static_cast<std::uint64_t>(std::max(cells.end - cells.first, 0));
     }
-    const bool dark = horizon_.hides({centre.y / 3, centre.distance / 3, centre.look / 3});
-    const double width = most(a.x, b.x, c.x) - least(a.x, b.x, c.x);
-    const double height = most(a.y, b.y, c.y) - least(a.y, b.y, c.y);
-    constexpr int deepest = 8;
-    const bool small = std::max(width, height) <= 0.5 || depth == deepest;
-    const auto hidden = [&](const Node& node) { return horizon_.hides(node.horizonPoint()); };
-    const bool whole = dark == hidden(a) && dark == hidden(b) && dark == hidden(c) &&
-                       dark == hidden(ab) && dark == hidden(bc) && dark == hidden(ca);
-    if (whole || small)
-        return dark;
-    const auto part = [&](const Node& p, const Node& q, const Node& r) {
-        if (!darken(p, q, r, change, depth + 1))
-            return;
-        buffer_.addEdge(change, p.x, p.y, q.x, q.y);
-        buffer_.addEdge(change, q.x, q.y, r.x, r.y);
-        buffer_.addEdge(change, r.x, r.y, p.x, p.y);
-    };
-    part(a, ab, ca);
-    part(ab, b, bc);
-    part(ca, bc, c);
-    part(ab, bc, ca);
-    return false;
 }
 
-/// Where a triangle lies in shadow.
-void TerrainAreas::shade(PixelGround& density, const Node& a, const Node& b, const Node& c) {
-    if (density.sigmaM2() == 0 || !horizon_.mayHide(least(a.y, b.y, c.y), most(a.y, b.y, c.y),
-                                                    least(a.distance, b.distance, c.distance),
-                                                    most(a.distance, b.distance, c.distance)))
+/// Every edge once, with the difference of the triangles on its two sides.
+void TerrainAreas::addOutlines() {
+    Tile& tile = *tile_;
+    tile.eachEdge([&](std::size_t one, std::size_t other, const Node& a, const Node& b) {
+        const PixelGround &left = tile.densities[one], &right = tile.densities[other];
+        if (isDrawn(left) || isDrawn(right))
+            buffer_.addEdge(left - right, a.x, a.y, b.x, b.y);
+    });
+}
+
+/// What the tile may hide: that lies behind the edges from which the ground turns away.
+void TerrainAreas::raise() {
+    Tile& tile = *tile_;
+    if (!tile.anyAway)
         return;
-    const float cover = density.parts[0] - density.parts[1];
-    const PixelGround dark(0, 0, PixelGround::Parts{0, 0, cover, density.parts[3]});
-    if (darken(a, b, c, dark - density, 0))
-        density = dark;
-}
-
-void TerrainAreas::findDensities(Tile& tile, int row, bool withShadows) {
-    const NodeSpan cells = tile.cellsBelow(row);
-    for (int column = 0; column < Tile::cells; ++column) {
-        PixelGround &upper = tile.upper(row, column), &lower = tile.lower(row, column);
-        upper = lower = {};
-        if (column < cells.first || column >= cells.end)
-            continue;
-        const Node &a = tile.node(row, column), &b = tile.node(row, column + 1);
-        const Node &c = tile.node(row + 1, column), &d = tile.node(row + 1, column + 1);
-        upper = densityOf(a, b, c);
-        lower = densityOf(b, d, c);
-        if (!withShadows)
-            continue;
-        shade(upper, a, b, c);
-        shade(lower, b, d, c);
-    }
-    cells_ += static_cast<std::uint64_t>(std::max(cells.end - cells.first, 0));
-}
-
-void TerrainAreas::draw(bool withShadows) {
-    const auto addEdge = [&](const PixelGround& one, const PixelGround& other, const Node& a,
-                             const Node& b) {
-        if (isDrawn(one) || isDrawn(other))
-            buffer_.addEdge(one - other, a.x, a.y, b.x, b.y);
-    };
-    eachTile(withShadows, [&](Tile& tile) {
-        for (int row = 0; row < Tile::cells; ++row)
-            findDensities(tile, row, withShadows);
-        // Every edge once, with the difference of the triangles on its two sides; those between
-        // two tiles once for each.
-        for (int row = 0; row <= Tile::cells; ++row)
-            for (int column = 0; column <= Tile::cells; ++column) {
-                const PixelGround& upper = tile.upper(row, column);
-                const Node& a = tile.node(row, column);
-                if (column < Tile::cells)
-                    addEdge(upper, tile.lower(row - 1, column), a, tile.node(row, column + 1));
-                if (row == Tile::cells)
-                    continue;
-                const Node& c = tile.node(row + 1, column);
-                addEdge(tile.lower(row, column - 1), upper, a, c);
-                if (column < Tile::cells)
-                    addEdge(upper, tile.lower(row, column), tile.node(row, column + 1), c);
-            }
+    tile.eachEdge([&](std::size_t one, std::size_t other, const Node& a, const Node& b) {
+        if (tile.isAway[one] != tile.isAway[other])
+            horizon_.add(a.horizonPoint(), b.horizonPoint());
     });
 }
 

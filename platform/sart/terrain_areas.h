@@ -8,6 +8,7 @@
 #include "sart/strip_nodes.h"
 #include "sart/terrain_grid.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -23,25 +24,27 @@ namespace sart {
 ///
 /// Source: D. Small, Flattening Gamma, IEEE TGRS 49(8), 2011; area projection: G. Shiroma et al.,
 /// IEEE TGRS 60, 2022. Lines of sight are those of the image's line at the triangle's centre.
-class RF_PLATFORM_API TerrainAreas {
+class TerrainAreas {
 public:
     /// Both must outlive the projection.
-    TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& terrain);
-    ~TerrainAreas();
+    RF_PLATFORM_API TerrainAreas(const sarm::SensorModel& model, const TerrainGrid& terrain);
+    RF_PLATFORM_API ~TerrainAreas();
 
     /// Projects what lies in some lines.
-    void project(int firstLine, int lines);
+    RF_PLATFORM_API void project(int firstLine, int lines);
 
     /// The pixels of a line of the last strip.
     std::span<const PixelGround> line(int line) const { return buffer_.line(line); }
 
     /// @return memory that a strip takes at most.
-    std::size_t bytesOf(int lines) const;
+    RF_PLATFORM_API std::size_t bytesOf(int lines) const;
 
     /// @return cells of the terrain drawn so far; those under two strips count twice.
     std::uint64_t cells() const { return cells_; }
 
 private:
+    struct Place;
+    using Triangle = std::array<Place, 3>;
     struct Node;
     struct Facing;
     class Tile;
@@ -51,15 +54,18 @@ private:
     };
 
     template <typename Take>
-    void eachTile(bool withLooks, const Take& take);
-    bool fetch(int tileRow, int tileColumn, bool withLooks);
+    void eachTile(const Take& take);
+    bool fetch(int tileRow, int tileColumn);
+    void draw();
     void raise();
-    void draw(bool withShadows);
-    Facing facing(const Node& a, const Node& b, const Node& c);
-    PixelGround densityOf(const Node& a, const Node& b, const Node& c);
-    void shade(PixelGround& density, const Node& a, const Node& b, const Node& c);
-    void findDensities(Tile& tile, int row, bool withShadows);
-    bool darken(const Node& a, const Node& b, const Node& c, const PixelGround& change, int depth);
+    void shade();
+    void addOutlines();
+    Facing facing(const Node& a, const Node& b, const Node& c) const;
+    PixelGround densityOf(const Facing& facet, const Node& a, const Node& b, const Node& c) const;
+    PixelGround changeInShadow(const Node& a, const Node& b, const Node& c);
+    bool darken(const Place& a, const Place& b, const Place& c, const PixelGround& change,
+                int depth);
+    bool darkenHalf(const Triangle& corners, const PixelGround& change);
     View viewAt(int line) const;
     View viewAt(double y) const;
 
@@ -75,7 +81,6 @@ private:
     int margin_; ///< lines that a cell of the terrain may reach over
     AreaBuffer buffer_;
     Horizon horizon_;
-    bool shadows_ = false; ///< in the last strip
     StripNodes nodes_;
     std::vector<View> views_; ///< for each line of the strip and its margin
     std::unique_ptr<Tile> tile_;
