@@ -129,9 +129,13 @@ std::unique_ptr<OpenImage> openImage(const ImageFile& file) {
     constexpr unsigned flags =
         GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_INTERNAL | GDAL_OF_VERBOSE_ERROR;
     const char* const alone[] = {CPLGetFilename(file.path.c_str()), nullptr};
-    const GDALDatasetH dataset =
-        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, alone);
-    return dataset ? std::make_unique<OpenImage>(dataset, file) : nullptr;
+    std::unique_ptr<void, decltype(&GDALClose)> dataset(
+        GDALOpenEx(file.path.c_str(), flags, imageDrivers(), nullptr, alone), GDALClose);
+    if (!dataset)
+        return nullptr;
+    auto image = std::make_unique<OpenImage>(dataset.get(), file);
+    static_cast<void>(dataset.release()); // the image's now
+    return image;
 }
 
 } // namespace
