@@ -117,7 +117,10 @@ void TerrainAreas::project(int firstLine, int lines) {
     views_.clear();
     for (int line = top; line < top + together; ++line)
         views_.push_back(viewAt(line));
-    ImagePart part{0, double(top), double(size_.samples), double(top + together)};
+    // Sensor models have no answers farther off than half the image's duration.
+    const double farthest = 0.4 * (size_.lines - 1);
+    ImagePart part{0, std::max(double(top), 0.5 - farthest), double(size_.samples),
+                   std::min(double(top + together), size_.lines - 0.5 + farthest)};
     (farIsRight_ ? part.left : part.right) += farIsRight_ ? -before_ : before_;
     nodes_ = nodesUnder(model_, terrain_, part);
     buffer_.start(firstLine, lines);

@@ -58,13 +58,15 @@ class RtcCase(ProductCase):
 
 class Values(RtcCase):
     def test_level_ground_has_beta_nought_times_the_tangent(self):
+        size = {"lines": 300, "samples": 260}
         for family, pole, fields in (("rcm", "HH", {"height": 370.0}),
+                                     ("rcm", "HH", {"lines": 8, "samples": 8}),
                                      ("radarsat2", "HH", {"look": "left", "height": 3000.0,
                                                           "line_order": "decreasing"}),
                                      ("capella-slc", "VV", {}),
                                      ("capella-grd", "HH", {"pass_direction": "descending"})):
-            with self.subTest(family):
-                product = self.make(family, lines=300, samples=260, name=f"{family} level", **fields)
+            with self.subTest(family, **fields):
+                product = self.make(family, name=f"{family} {len(fields)} level", **{**size, **fields})
                 if family == "capella-grd":  # which state sigma nought
                     document = product.opened.with_name(product.opened.stem + "_extended.json")
                     text = document.read_text("utf-8")

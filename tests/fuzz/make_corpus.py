@@ -115,7 +115,8 @@ def add_ways(corpora):
         lines = lines_of(source)
         sent = [(line, products[number % len(products)]) for number, line in enumerate(lines)]
         sent += [(lines[0], product) for product in products[1:]]
-        sent += [(line, without_beta(corpora["rs2"][0])) for line in lines if line.startswith("rtc ")]
+        sent += [(line, product) for line in lines if line.startswith("rtc ")
+                 for product in (corpora["rcm"][1], without_beta(corpora["rs2"][0]))]
         corpora[kind] = [f"{mark} {line}\n".encode() + product for line, product in sent]
 
 
