@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What verbs for archives read back: a catalogue and a search in it, the rows of a batch, and what
-// children say. Sections: "find", the words of a search, one a line; "table", "rows", lines of JSON;
-// "report", "told", texts of a child.
+// children say. Sections: "find", the words of a search, one a line; "table", "rows", lines of
+// JSON; "report", "told", texts of a child.
 #include "fuzz/captured.h"
 #include "fuzz/oracles.h"
 #include "fuzz/require.h"

@@ -24,9 +24,9 @@ std::string text(const json& object, const char* key) {
 template <typename Number>
 Number number(const json& object, const char* key) {
     const auto found = object.find(key);
-    const bool fits = found != object.end() &&
-                      (std::is_floating_point_v<Number> ? found->is_number()
-                                                        : found->is_number_integer());
+    const bool fits =
+        found != object.end() &&
+        (std::is_floating_point_v<Number> ? found->is_number() : found->is_number_integer());
     return fits ? found->get<Number>() : Number{};
 }
 
