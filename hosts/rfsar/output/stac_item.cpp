@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <optional>
 
 namespace {
@@ -95,7 +96,8 @@ std::string addSar(ordered_json& properties, const product::StatedProduct& state
     addPositive(properties, "sar:pixel_spacing_azimuth", acquisition.lineSpacingM);
     for (const auto& [key, looks] : {std::pair("sar:looks_range", radar.rangeLooks),
                                      std::pair("sar:looks_azimuth", radar.azimuthLooks)})
-        if (looks && *looks >= 1 && *looks == std::floor(*looks))
+        if (looks && *looks >= 1 && *looks <= std::numeric_limits<int>::max() &&
+            *looks == std::floor(*looks))
             properties[key] = static_cast<int>(*looks);
     addPositive(properties, "sar:looks_equivalent_number", radar.equivalentLooks);
     addResolution(properties, stated, place);
