@@ -49,6 +49,18 @@ class Checks(ProductCase):
         self.shift_tie_points(product, 30)
         self.assertIn("line rms 33.000", self.check(product)["fail ground"])
 
+    def test_a_tie_point_far_beyond_the_image_is_told_in_numbers(self):
+        product = self.make("rcm", lines=32, samples=32)
+        image = next(product.folder.rglob("*.tif"))
+        dataset = gdal.Open(str(image), gdal.GA_Update)
+        ties = dataset.GetGCPs()
+        ties[0].GCPLine = 4e200
+        dataset.SetGCPs(ties, dataset.GetGCPSpatialRef())
+        dataset = None
+        told = rfsar("check", product.opened).stdout
+        self.assertRegex(told, r"fail  ground .* in " + image.name)
+        self.assertNotRegex(told, r"\binf\b|\d{20}")
+
     def test_sound_maps_are_not_warned_of(self):
         """Map products have no SAR model, and need none."""
         for family, kind in (("rcm", "GCD"), ("radarsat2", "SSG"), ("radarsat2", "SPG"),

@@ -21,6 +21,9 @@ public:
             ++sum_.unanswered;
             return;
         }
+        constexpr double most = 1e9; // what is farther off is as wrong, and sums stay numbers
+        line = std::clamp(line, -most, most);
+        sample = std::clamp(sample, -most, most);
         ++sum_.points;
         sum_.lineRms += line * line;
         sum_.sampleRms += sample * sample;
