@@ -67,8 +67,8 @@ bool Horizon::close() {
 }
 
 std::span<const double> Horizon::before(int step, const Part& part) const {
-    const int first = std::clamp(floorOf(part.top - 0.5) - firstLine_, 0, lines_);
-    const int end = std::clamp(floorOf(part.bottom - 0.5) + 2 - firstLine_, first, lines_);
+    const int first = std::clamp(floorOf(part.top) - firstLine_, 0, lines_);
+    const int end = std::clamp(floorOf(part.bottom) + 1 - firstLine_, first, lines_);
     return {looks_.data() + place(step, first), static_cast<std::size_t>(end - first)};
 }
 
@@ -82,8 +82,7 @@ bool Horizon::mayHide(const Part& part) const {
 
 bool Horizon::hidesAll(const Part& part) const {
     // Beyond the lines that there are nothing hides anything.
-    if (!(part.near >= 0 && part.top - 0.5 >= firstLine_ &&
-          part.bottom + 0.5 < firstLine_ + lines_))
+    if (!(part.near >= 0 && part.top >= firstLine_ && part.bottom < firstLine_ + lines_))
         return false;
     const auto looks = before(stepOf(part.near), part);
     return std::all_of(looks.begin(), looks.end(),
@@ -93,11 +92,7 @@ bool Horizon::hidesAll(const Part& part) const {
 double Horizon::excess(const Point& point) const {
     if (!(point.distance >= 0))
         return nothing;
-    const int step = stepOf(point.distance);
-    const int line = floorOf(point.y - 0.5), index = line - firstLine_;
-    const double here = before(step, index);
-    const double part = point.y - 0.5 - line;
-    const double look = part == 0 ? here : (1 - part) * here + part * before(step, index + 1);
+    const double look = before(stepOf(point.distance), floorOf(point.y) - firstLine_);
     return look - lookTolerance - point.look;
 }
 

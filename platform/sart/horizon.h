@@ -56,8 +56,8 @@ public:
     /// @return true only when every point of a part is in shadow. After close.
     bool hidesAll(const Part& part) const;
 
-    /// @return by how much something nearer looks higher than a point: positive in shadow. Between
-    ///         the middles of two lines by the mean of both profiles. After close.
+    /// @return by how much something nearer looks higher than a point, by the profile in the middle
+    ///         of its line: positive in shadow. After close.
     double excess(const Point& point) const;
     bool hides(const Point& point) const { return excess(point) > 0; }
 

@@ -10,12 +10,8 @@ found=$build/found/$kind
 mkdir -p "$found" "$build/crashes"
 inputs=("$found" "$build/corpus/$kind")
 [[ -d $broken ]] && inputs+=("$broken")
-case $kind in
-text | kmif | transform) longest=4096 ;; # what is longer has the same in it once more
-*) longest=1048576 ;;
-esac
 options=(-max_total_time="$seconds" -timeout=60 -report_slow_units=60 -rss_limit_mb=2048 -malloc_limit_mb=512
-         -max_len="$longest" -entropic=0 -detect_leaks=0
+         -max_len=1048576 -entropic=0 -detect_leaks=0
          -artifact_prefix="$build/crashes/$kind-" -print_final_stats=1)
 [[ -f $build/corpus/$kind.dict ]] && options+=(-dict="$build/corpus/$kind.dict")
 # Leaks are looked for at the end, once: to look after each input takes most of the time. Where memory

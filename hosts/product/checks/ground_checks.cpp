@@ -21,26 +21,30 @@ public:
             ++sum_.unanswered;
             return;
         }
-        constexpr double most = 1e9; // what is farther off is as wrong, and sums stay numbers
-        line = std::clamp(line, -most, most);
-        sample = std::clamp(sample, -most, most);
         ++sum_.points;
-        sum_.lineRms += line * line;
-        sum_.sampleRms += sample * sample;
+        squares_[0] += square(line);
+        squares_[1] += square(sample);
+        squares_[2] += square(groundM);
         sum_.lineMax = std::max(sum_.lineMax, std::abs(line));
         sum_.sampleMax = std::max(sum_.sampleMax, std::abs(sample));
-        sum_.groundRmsM += groundM * groundM;
     }
     Residuals result() const {
         Residuals result = sum_;
-        const auto count = static_cast<double>(std::max<std::size_t>(1, sum_.points));
-        for (double* squares : {&result.lineRms, &result.sampleRms, &result.groundRmsM})
-            *squares = std::sqrt(*squares / count);
+        const auto count = static_cast<long double>(std::max<std::size_t>(1, sum_.points));
+        double* const rms[] = {&result.lineRms, &result.sampleRms, &result.groundRmsM};
+        for (std::size_t i = 0; i < 3; ++i)
+            *rms[i] = static_cast<double>(std::sqrt(squares_[i] / count));
         return result;
     }
 
 private:
+    /// Of any double.
+    static long double square(double value) {
+        return static_cast<long double>(value) * static_cast<long double>(value);
+    }
+
     Residuals sum_;
+    std::array<long double, 3> squares_{}; ///< of lines, samples, metres
 };
 
 double distanceM(const KxfrMapPoint& a, const TiePoint& b) {
@@ -95,12 +99,18 @@ RpcResiduals betterOrder(const sarm::Rpc& rpc, const std::vector<TiePoint>& poin
 } // namespace
 
 std::string Residuals::text() const {
+    const auto number = [](double value) {
+        constexpr double readable = 1e9;
+        std::ostringstream out;
+        out.precision(3);
+        out << (value < readable ? std::fixed : std::scientific) << value;
+        return out.str();
+    };
     std::ostringstream out;
-    out.precision(3);
-    out << std::fixed << points << " points: line rms " << lineRms << " (max " << lineMax
-        << "), sample rms " << sampleRms << " (max " << sampleMax << ')';
+    out << points << " points: line rms " << number(lineRms) << " (max " << number(lineMax)
+        << "), sample rms " << number(sampleRms) << " (max " << number(sampleMax) << ')';
     if (groundRmsM > 0)
-        out << ", " << groundRmsM << " m rms on the ground";
+        out << ", " << number(groundRmsM) << " m rms on the ground";
     if (unanswered > 0)
         out << "; " << unanswered << " more have no answer";
     return out.str();

@@ -277,9 +277,7 @@ TEST(TerrainAreas, ASteepConeIsInShadowBehindAndInLayoverInFront) {
                 -b - std::sqrt(b * b - dot(top, top) + CircleWorld::earth * CircleWorld::earth);
             const double shadowEnd = summitAt + toGround / CircleWorld::slantSpacing;
             const double tolerance = step == 5 ? 1 : 3; // the summit's grid knows no better
-            // The tip is about as wide as the line, which runs beside the summit; the grid's cone
-            // is lower there than the round one.
-            const auto clear = [&](double fromEdge) { return fromEdge > 2 ? 1e-4 : 0.05; };
+            const auto clear = [&](double fromEdge) { return fromEdge > 2 ? 1e-4 : 1e-3; };
             const double foot = sampleOf(-radius, 0);
             ASSERT_GT(foot - summitAt, 20);
             ASSERT_GT(shadowEnd - foot, 20);
