@@ -101,7 +101,8 @@ AddVerb verbNamed(std::string_view name) {
         ->second;
 }
 
-/// As a row of `list`, but in this process: what children reach is not seen. One line has children.
+/// As a row of `list`, but in this process: what children reach is not seen. The line with a
+/// timeout has children.
 void listRow(const std::string& entry, bool asJson, bool asCsv) {
     using batch::RowStyle;
     batch::RowPrinter printer(asJson ? RowStyle::json : asCsv ? RowStyle::csv : RowStyle::text);
@@ -113,7 +114,7 @@ void listRow(const std::string& entry, bool asJson, bool asCsv) {
 }
 
 void run(const std::vector<std::string>& words, std::string_view line) {
-    if (words.front() == "list" && !line.ends_with("60")) {
+    if (words.front() == "list" && line.find("--timeout") == line.npos) {
         listRow(words[1], line.ends_with("--json"), line.ends_with("--csv"));
         return;
     }

@@ -15,11 +15,6 @@ ordered_json textOrNull(const std::string& text) {
     return text.empty() ? ordered_json(nullptr) : ordered_json(text);
 }
 
-std::string text(const json& object, const char* key) {
-    const auto found = object.find(key);
-    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
-}
-
 /// 0 for what is no such number: a real one may be beyond whole ones.
 template <typename Number>
 Number number(const json& object, const char* key) {
@@ -31,6 +26,11 @@ Number number(const json& object, const char* key) {
 }
 
 } // namespace
+
+std::string memberText(const json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
 
 ordered_json rowJson(const Row& row) {
     ordered_json object = {{"file", row.file},
@@ -58,21 +58,22 @@ std::string rowLine(const Row& row) {
 
 bool readRow(const std::string& line, Row& row) {
     const json object = json::parse(line, nullptr, false);
-    if (!object.is_object() || text(object, "file").empty())
+    if (!object.is_object() || memberText(object, "file").empty())
         return false;
-    row.file = text(object, "file");
-    row.status = text(object, "status");
-    row.output = text(object, "output");
-    row.reason = text(object, "reason");
+    row.file = memberText(object, "file");
+    row.status = memberText(object, "status");
+    row.output = memberText(object, "output");
+    row.reason = memberText(object, "reason");
     row.seconds = number<double>(object, "seconds");
     row.peakMemoryMiB = number<std::uint64_t>(object, "peakMemoryMiB");
-    row.verdict = text(object, "verdict");
+    row.verdict = memberText(object, "verdict");
     if (const auto found = object.find("warnings"); found != object.end() && found->is_array())
         for (const json& each : *found)
             if (each.is_string())
                 row.warnings.push_back(each.get<std::string>());
     if (const auto recipe = object.find("recipe"); recipe != object.end() && recipe->is_object()) {
-        row.recipe = {text(*recipe, "verb"), text(*recipe, "options"), text(*recipe, "version"),
+        row.recipe = {memberText(*recipe, "verb"), memberText(*recipe, "options"),
+                      memberText(*recipe, "version"),
                       number<std::uint64_t>(*recipe, "productBytes"),
                       number<std::int64_t>(*recipe, "productTimeNs")};
         row.outputBytes = number<std::uint64_t>(*recipe, "outputBytes");

@@ -31,6 +31,9 @@ struct Row {
     std::uint64_t outputBytes = 0;
 };
 
+/// @return the text of a member; "" where there is none.
+std::string memberText(const nlohmann::json& object, const char* key);
+
 nlohmann::ordered_json rowJson(const Row& row);
 /// @return the row as a line, without line end.
 std::string rowLine(const Row& row);

@@ -77,8 +77,8 @@ Report readReport(const std::string& text) {
         if (!part.is_object())
             continue;
         const auto take = [&](const char* key, std::string& to) {
-            if (const auto found = part.find(key); found != part.end() && found->is_string())
-                to = found->get<std::string>();
+            if (std::string told = memberText(part, key); !told.empty())
+                to = std::move(told);
         };
         take("output", report.output);
         take("remark", report.remark);
